@@ -1,0 +1,33 @@
+# Warnings, sanitizers and build speed: everything that is said once to the compiler.
+
+add_library(orvik_options INTERFACE)
+add_library(orvik::options ALIAS orvik_options)
+
+target_compile_options(orvik_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wold-style-cast
+  -Woverloaded-virtual -Wnon-virtual-dtor -Wextra-semi -Wimplicit-fallthrough -Werror
+  # A constructor's parameter may be named as the field that it fills.
+  $<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # GCC 12 reports freed or uninitialised coroutine frames that are neither.
+  target_compile_options(orvik_options INTERFACE -Wno-maybe-uninitialized -Wno-use-after-free -Wno-mismatched-new-delete)
+endif()
+
+if(ORVIK_SANITIZERS)
+  target_compile_options(orvik_options INTERFACE
+    -fsanitize=${ORVIK_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(orvik_options INTERFACE -fsanitize=${ORVIK_SANITIZERS})
+else()
+  target_compile_definitions(orvik_options INTERFACE $<$<CONFIG:Release,RelWithDebInfo>:_FORTIFY_SOURCE=2>)
+endif()
+
+find_program(ORVIK_CCACHE ccache)
+if(ORVIK_CCACHE)
+  set(CMAKE_C_COMPILER_LAUNCHER ${ORVIK_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${ORVIK_CCACHE})
+endif()
+
+find_program(ORVIK_MOLD mold)
+if(ORVIK_MOLD AND NOT APPLE)
+  add_link_options(-fuse-ld=mold)
+endif()

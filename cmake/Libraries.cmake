@@ -1,0 +1,13 @@
+# Third-party libraries. Boost is used header-only: its sources are compiled once, in core/boost.
+
+find_package(Threads REQUIRED)
+find_package(OpenSSL 3.0 REQUIRED)
+find_package(ICU 67 REQUIRED COMPONENTS uc i18n)
+find_package(Boost 1.81 REQUIRED)
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
+
+if(NOT ORVIK_CORE_ONLY)
+  find_package(CLI11 REQUIRED)
+  pkg_check_modules(QRENCODE REQUIRED IMPORTED_TARGET libqrencode)
+endif()
