@@ -1,0 +1,1 @@
+#include <boost/url/src.hpp>

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "core/values/Bytes.h"
+
+namespace orvik {
+
+/// Overwrites memory in a way that the compiler keeps.
+void wipe(void* memory, std::size_t size) noexcept;
+
+/// Secret bytes of fixed size, overwritten when the object dies.
+template <std::size_t Size>
+class SecretBytes {
+ public:
+  SecretBytes() = default;
+  /// Copies `Size` bytes; the caller has checked the length.
+  explicit SecretBytes(std::span<const std::uint8_t, Size> source) {
+    std::copy(source.begin(), source.end(), bytes.begin());
+  }
+  SecretBytes(const SecretBytes&) = default;
+  SecretBytes& operator=(const SecretBytes&) = default;
+  ~SecretBytes() { wipe(bytes.data(), bytes.size()); }
+
+  /// The raw bytes, for a primitive that wants them. Valid while this object lives.
+  [[nodiscard]] std::span<const std::uint8_t, Size> data() const noexcept { return bytes; }
+  [[nodiscard]] std::span<std::uint8_t, Size> data() noexcept { return bytes; }
+
+  bool operator==(const SecretBytes&) const = default;
+
+ private:
+  std::array<std::uint8_t, Size> bytes{};
+};
+
+/// A 256-bit symmetric key.
+using SymmetricKey = SecretBytes<32>;
+
+}  // namespace orvik

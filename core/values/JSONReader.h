@@ -1,0 +1,25 @@
+#pragma once
+
+#include <stdexcept>
+#include <string_view>
+
+#include "core/values/UntypedValue.h"
+
+namespace orvik {
+
+/// The text is not JSON.
+class JSONError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Nested deeper than this is refused: far above what any tool or relay sends, far below what
+/// would exhaust a thread's stack.
+inline constexpr std::size_t maximumNesting = 512;
+
+/// Reads one JSON text. Strict: standard JSON in valid UTF-8, nothing after it. Numbers without
+/// fraction and exponent that fit 64 bits are integers, all others the nearest double. Of a
+/// repeated key the last value counts. Throws JSONError.
+[[nodiscard]] UntypedValue readJSON(std::string_view text);
+
+}  // namespace orvik

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace orvik {
+
+class UntypedValue;
+
+/// A number rounded to `places` decimals through fixed-point text, so that every payload path
+/// rounds alike: 2.675 gives 2.67, exact ties go to even (0.125 gives 0.12), the sign of zero
+/// survives. A number that is not finite is returned unchanged. `places` below 0 counts as 0.
+[[nodiscard]] double pyRound(double value, int places);
+
+/// The text of an untyped value: a text as it is, a number other than zero in its shortest form
+/// (3, 2.5), and empty text for everything else, zero included.
+[[nodiscard]] std::string pyText(const UntypedValue& untyped);
+
+/// Appends the shortest decimal text that reads back to the same double, with a fractional part
+/// when it is integral: plain from 0.0001 up to 2^53 (42.0), with an exponent of at least two
+/// digits outside (1e-05); "null" when it is not finite.
+void appendDoubleText(double value, std::string& out);
+
+/// Reads decimal text (as JSON writes numbers) to the nearest double, whatever the locale is.
+/// Nothing when the text is not wholly a number; a magnitude too large gives an infinity.
+[[nodiscard]] std::optional<double> parseDouble(std::string_view text);
+
+}  // namespace orvik

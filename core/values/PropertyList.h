@@ -1,0 +1,20 @@
+#pragma once
+
+#include <stdexcept>
+#include <string_view>
+
+#include "core/values/UntypedValue.h"
+
+namespace orvik {
+
+/// The bytes are not a property list.
+class PropertyListError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Reads a property list, XML or binary. Dates, data and references become UntypedValue::Opaque.
+/// Refuses what is nested deeper than maximumNesting. Throws PropertyListError.
+[[nodiscard]] UntypedValue readPropertyList(std::string_view bytes);
+
+}  // namespace orvik

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace orvik {
+
+/// Whether the bytes are well-formed UTF-8.
+[[nodiscard]] bool isValidUTF8(std::string_view text) noexcept;
+
+/// The text with every ill-formed sequence replaced by U+FFFD, one for each maximal subpart, as
+/// the Unicode standard recommends. Tools print file and device names in any encoding; nothing
+/// else may reach a payload.
+[[nodiscard]] std::string repairedUTF8(std::string_view text);
+
+/// Appends one code point's replacement or copy while repairing. `position` moves past it.
+void appendRepairedCodePoint(std::string_view text, std::size_t& position, std::string& out);
+
+/// Orders texts by the code points of their canonical composition: less than 0, 0 or greater.
+/// Canonically equivalent texts (é in one code point or in two) compare as 0. For ASCII this is
+/// byte order.
+[[nodiscard]] int compareText(std::string_view left, std::string_view right);
+
+}  // namespace orvik

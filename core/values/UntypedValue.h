@@ -1,0 +1,50 @@
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace orvik {
+
+/// What a JSON or property-list reader found, before anybody decided what it means: system tools
+/// put text where a number was expected and the reverse, and the parsers sort that out.
+class UntypedValue {
+ public:
+  using List = std::vector<UntypedValue>;
+  using Map = std::map<std::string, UntypedValue, std::less<>>;
+  /// Something without a JSON form: a date, a data blob.
+  struct Opaque {
+    bool operator==(const Opaque&) const = default;
+  };
+
+  /// Nothing, or JSON's null.
+  UntypedValue() = default;
+  UntypedValue(std::same_as<bool> auto boolean) : value(boolean) {}
+  UntypedValue(std::int64_t integer) : value(integer) {}
+  UntypedValue(double number) : value(number) {}
+  UntypedValue(std::string text) : value(std::move(text)) {}
+  UntypedValue(const char* text) : value(std::string(text)) {}
+  UntypedValue(List list) : value(std::move(list)) {}
+  UntypedValue(Map map) : value(std::move(map)) {}
+  UntypedValue(Opaque opaque) : value(opaque) {}
+
+  /// The content when it is of this type, otherwise null. Types: bool, std::int64_t, double,
+  /// std::string, List, Map, Opaque. Integers above the signed range keep their 64 bits.
+  template <typename Case>
+  [[nodiscard]] const Case* get() const noexcept {
+    return std::get_if<Case>(&value);
+  }
+
+  /// The member of a map, or null when this is no map or has no such member.
+  [[nodiscard]] const UntypedValue* find(std::string_view key) const;
+
+  bool operator==(const UntypedValue&) const = default;
+
+  std::variant<std::monostate, bool, std::int64_t, double, std::string, List, Map, Opaque> value;
+};
+
+}  // namespace orvik

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace orvik::test {
+
+/// The folder of public vectors and recordings. Tests over it are registered only when the build
+/// was told where it is (environment variable ORVIK_CORPUS).
+inline std::filesystem::path corpus() {
+  const char* folder = std::getenv("ORVIK_CORPUS");
+  return folder == nullptr ? "" : folder;
+}
+
+inline std::string contentsOf(const std::filesystem::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+}  // namespace orvik::test
