@@ -78,8 +78,9 @@ Bytes binaryMember(const UntypedValue& object, std::string_view key) {
 
 }  // namespace
 
-void sealAES256GCM(const SymmetricKey& key, std::span<const std::uint8_t, Envelope::nonceSize> nonce,
-                   ByteView additional, ByteView plaintext, std::span<std::uint8_t> sealed) {
+void sealAES256GCM(const SymmetricKey& key,
+                   std::span<const std::uint8_t, Envelope::nonceSize> nonce, ByteView additional,
+                   ByteView plaintext, std::span<std::uint8_t> sealed) {
   const CipherContext context(EVP_CIPHER_CTX_new());
   int written = 0;
   require(context != nullptr && EVP_EncryptInit_ex2(context.get(), aes256GCM(), key.data().data(),
@@ -119,8 +120,8 @@ std::string openAES256GCM(const SymmetricKey& key,
                                                   cipherLength(ciphertext)) == 1,
           "opening failed");
   std::array<std::uint8_t, Envelope::tagSize> rest{};
-  require(EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_AEAD_SET_TAG,
-                              static_cast<int>(tag.size()), tag.data()) == 1 &&
+  require(EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_AEAD_SET_TAG, static_cast<int>(tag.size()),
+                              tag.data()) == 1 &&
               EVP_DecryptFinal_ex(context.get(), rest.data(), &written) == 1,
           "authentication failed");
   return plaintext;

@@ -42,8 +42,9 @@ class Envelope {
 
 /// AES-256-GCM (NIST SP 800-38D) with a 96-bit nonce: `sealed` is the ciphertext, then the tag.
 /// `sealed` has plaintext.size() + Envelope::tagSize bytes. Throws Envelope::CipherError.
-void sealAES256GCM(const SymmetricKey& key, std::span<const std::uint8_t, Envelope::nonceSize> nonce,
-                   ByteView additional, ByteView plaintext, std::span<std::uint8_t> sealed);
+void sealAES256GCM(const SymmetricKey& key,
+                   std::span<const std::uint8_t, Envelope::nonceSize> nonce, ByteView additional,
+                   ByteView plaintext, std::span<std::uint8_t> sealed);
 
 /// The reverse. `sealed` has at least Envelope::tagSize bytes. Throws Envelope::CipherError, and
 /// gives out nothing of what it could not authenticate.

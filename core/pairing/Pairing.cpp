@@ -76,8 +76,8 @@ void hkdfSHA256(ByteView inputKey, ByteView salt, ByteView info, std::span<std::
       OSSL_PARAM_construct_utf8_string(OSSL_KDF_PARAM_DIGEST, digest.data(), digest.size()),
       octets(OSSL_KDF_PARAM_KEY, inputKey), octets(OSSL_KDF_PARAM_SALT, salt),
       octets(OSSL_KDF_PARAM_INFO, info), OSSL_PARAM_construct_end()};
-  if (context == nullptr || EVP_KDF_derive(context.get(), output.data(), output.size(),
-                                           parameters.data()) != 1) {
+  if (context == nullptr ||
+      EVP_KDF_derive(context.get(), output.data(), output.size(), parameters.data()) != 1) {
     stop("key derivation failed");
   }
 }

@@ -114,12 +114,11 @@ void appendDoubleText(double value, std::string& out) {
                                      magnitude, std::chars_format::scientific);
   auto* const exponentMark = std::find(scientific.data(), written.ptr, 'e');
   std::array<char, 24> digits{};
-  auto* digitsEnd =
-      std::remove_copy(scientific.data(), exponentMark, digits.data(), '.');
+  auto* digitsEnd = std::remove_copy(scientific.data(), exponentMark, digits.data(), '.');
   int exponent = 0;
   std::from_chars(exponentMark + (exponentMark[1] == '+' ? 2 : 1), written.ptr, exponent);
-  const Decimal decimal{
-      {digits.data(), static_cast<std::size_t>(digitsEnd - digits.data())}, exponent};
+  const Decimal decimal{{digits.data(), static_cast<std::size_t>(digitsEnd - digits.data())},
+                        exponent};
   if (magnitude >= smallestPlain && magnitude <= largestPlain) {
     appendPlain(decimal, out);
   } else {

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <chrono>
+
+namespace orvik {
+
+/// How long to wait before the next attempt to connect: 1, 2, 4 … 60 seconds, from 1 again after
+/// a connection that was accepted.
+class BackOff {
+ public:
+  /// The wait after a connection, or an attempt, has ended.
+  [[nodiscard]] std::chrono::seconds next(bool wasAccepted) {
+    const std::chrono::seconds wait = wasAccepted ? first : delay;
+    delay = std::min(2 * wait, longest);
+    return wait;
+  }
+
+ private:
+  static constexpr std::chrono::seconds first{1};
+  static constexpr std::chrono::seconds longest{60};
+  std::chrono::seconds delay = first;
+};
+
+}  // namespace orvik

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+#include "core/platform/Clock.h"
+#include "core/relay/WebSocketTask.h"
+
+namespace orvik {
+
+/// WebSocket over TLS. The relay's certificate and host name are verified against the system's
+/// trust, plus the certificates of one file when given: a relay at home makes its own.
+/// Takes at most 64 KiB in one message and 60 s to connect.
+class BeastWebSocketSession final : public WebSocketSession {
+ public:
+  /// Throws std::runtime_error when `trustedCertificates` (PEM) cannot be read.
+  explicit BeastWebSocketSession(
+      std::shared_ptr<Clock> clock,
+      const std::optional<std::filesystem::path>& trustedCertificates = std::nullopt);
+  ~BeastWebSocketSession() override;
+
+  [[nodiscard]] std::shared_ptr<WebSocketTask> webSocketTask(
+      const std::string& url, asio::any_io_executor executor,
+      std::shared_ptr<WebSocketObserver> observer) override;
+
+ private:
+  struct Trust;
+  std::shared_ptr<Clock> clock;
+  std::unique_ptr<Trust> trust;
+};
+
+}  // namespace orvik
