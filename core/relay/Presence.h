@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace orvik {
+
+/// How many phones are connected for this computer, and how many of them show it right now.
+struct Presence {
+  std::int64_t viewers = 0;
+  std::int64_t active = 0;
+  bool operator==(const Presence&) const = default;
+
+  /// What the relay says in a presence message; nothing when the text is none. Without "active"
+  /// every viewer counts as active; there are never more active phones than viewers, and never
+  /// fewer than none of either.
+  [[nodiscard]] static std::optional<Presence> fromRelay(std::string_view text);
+};
+
+}  // namespace orvik

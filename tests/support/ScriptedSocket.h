@@ -1,0 +1,68 @@
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/platform/Notifier.h"
+#include "core/relay/WebSocketTask.h"
+
+namespace orvik::test {
+
+/// A connection that does what a test says, and remembers what was asked of it.
+class ScriptedSocket final : public WebSocketTask {
+ public:
+  enum class Behaviour { works, fails, hangs };
+
+  ScriptedSocket(int number, std::string url, const asio::any_io_executor& executor,
+                 std::shared_ptr<WebSocketObserver> observer)
+      : url(std::move(url)), number(number), observer(std::move(observer)), changed(executor) {}
+
+  [[nodiscard]] int identifier() const override { return number; }
+  asio::awaitable<void> connect() override { return perform(connecting); }
+  asio::awaitable<void> send(std::string text) override;
+  asio::awaitable<WebSocketMessage> receive() override;
+  void close(std::uint16_t code) override;
+  [[nodiscard]] std::optional<std::uint16_t> receivedCloseCode() const override { return peerCode; }
+
+  /// The relay says something.
+  void says(std::string text, bool isText = true);
+  /// The connection ends from the other side.
+  void ends(std::optional<std::uint16_t> code = std::nullopt);
+
+  const std::string url;
+  Behaviour connecting = Behaviour::works;
+  Behaviour sending = Behaviour::works;
+  bool acknowledgesClose = true;
+  /// Called with every text that is sent.
+  std::function<void(const std::string&)> onSend;
+  std::vector<std::string> sent;
+  std::vector<std::uint16_t> closedWith;
+
+ private:
+  asio::awaitable<void> perform(Behaviour& behaviour);
+
+  const int number;
+  const std::shared_ptr<WebSocketObserver> observer;
+  Notifier changed;
+  std::deque<WebSocketMessage> inbox;
+  bool isEnded = false;
+  std::optional<std::uint16_t> peerCode;
+};
+
+class ScriptedSession final : public WebSocketSession {
+ public:
+  [[nodiscard]] std::shared_ptr<WebSocketTask> webSocketTask(
+      const std::string& url, asio::any_io_executor executor,
+      std::shared_ptr<WebSocketObserver> observer) override;
+
+  /// Every connection so far, and the newest of them.
+  std::vector<std::shared_ptr<ScriptedSocket>> sockets;
+  [[nodiscard]] ScriptedSocket& socket() const { return *sockets.back(); }
+  /// Prepares each new connection.
+  std::function<void(ScriptedSocket&)> onNew;
+};
+
+}  // namespace orvik::test
