@@ -9,8 +9,10 @@ target_compile_options(orvik_options INTERFACE
   # A constructor's parameter may be named as the field that it fills.
   $<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-  # GCC 12 reports freed or uninitialised coroutine frames that are neither.
-  target_compile_options(orvik_options INTERFACE -Wno-maybe-uninitialized -Wno-use-after-free -Wno-mismatched-new-delete)
+  # GCC 12 reports freed or uninitialised coroutine frames that are neither, and overlaps in joined
+  # strings that cannot be.
+  target_compile_options(orvik_options INTERFACE
+    -Wno-maybe-uninitialized -Wno-use-after-free -Wno-mismatched-new-delete -Wno-restrict)
 endif()
 
 if(ORVIK_SANITIZERS)

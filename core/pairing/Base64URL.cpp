@@ -1,6 +1,7 @@
 #include "core/pairing/Base64URL.h"
 
 #include <array>
+#include <cstring>
 
 namespace orvik {
 
@@ -66,6 +67,16 @@ void appendBase64URL(ByteView bytes, std::string& out) {
   char* to = out.data() + start;
   const std::uint8_t* from = bytes.data();
   const std::uint8_t* const wholeEnd = from + (bytes.size() - remainder);
+  // Six bytes at a time while eight can be read at once.
+  for (; bytes.data() + bytes.size() - from >= 8; from += 6, to += 8) {
+    std::uint64_t bits = 0;
+    for (std::size_t i = 0; i < 8; ++i) {
+      bits = bits << 8U | from[i];
+    }
+    for (std::size_t pair = 0; pair < 4; ++pair) {
+      std::memcpy(to + 2 * pair, characterPairs[bits >> (52 - 12 * pair) & 0xFFFU].data(), 2);
+    }
+  }
   for (; from != wholeEnd; from += 3, to += 4) {
     const auto bits = static_cast<std::uint32_t>(from[0] << 16 | from[1] << 8 | from[2]);
     const auto& high = characterPairs[bits >> 12U];

@@ -1,7 +1,6 @@
 #include "core/pairing/Envelope.h"
 
 #include <openssl/evp.h>
-#include <openssl/rand.h>
 
 #include <algorithm>
 #include <array>
@@ -129,7 +128,7 @@ std::string openAES256GCM(const SymmetricKey& key,
 
 std::string Envelope::seal(std::string_view plaintext, Kind kind, const Pairing& pairing) {
   std::array<std::uint8_t, nonceSize> nonce{};
-  require(RAND_bytes(nonce.data(), static_cast<int>(nonce.size())) == 1, "no random nonce");
+  fillWithRandomBytes(nonce);
   Bytes sealed(plaintext.size() + tagSize);
   sealAES256GCM(pairing.encKey(), nonce, aad(kind, pairing), bytesOf(plaintext), sealed);
 

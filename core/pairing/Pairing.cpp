@@ -1,16 +1,14 @@
 #include "core/pairing/Pairing.h"
 
-#include <openssl/core_names.h>
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
-#include <openssl/kdf.h>
-#include <openssl/params.h>
-#include <openssl/rand.h>
+#include <sys/random.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <initializer_list>
 #include <memory>
 
 #include "core/BuildConstants.h"
@@ -46,47 +44,116 @@ std::string percentEncoded(std::string_view text) {
   return out;
 }
 
-struct FreeKDF {
-  void operator()(EVP_KDF* kdf) const { EVP_KDF_free(kdf); }
-  void operator()(EVP_KDF_CTX* context) const { EVP_KDF_CTX_free(context); }
+struct FreeDigest {
+  void operator()(EVP_MD* digest) const { EVP_MD_free(digest); }
+  void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
 };
 
-/// Looked up once: finding an algorithm by name takes longer than a derivation.
-EVP_KDF* hkdf() {
-  static const std::unique_ptr<EVP_KDF, FreeKDF> kdf(EVP_KDF_fetch(nullptr, "HKDF", nullptr));
-  return kdf.get();
-}
+/// HMAC with SHA-256 (RFC 2104) over the library's digest. The library's own HKDF and HMAC look
+/// their digest up by name on every call, which takes longer than the whole of a derivation, and
+/// keys are derived for every message.
+class HMACSHA256 {
+ public:
+  static constexpr std::size_t size = 32;
+  using Code = SecretBytes<size>;
 
-OSSL_PARAM octets(const char* key, ByteView bytes) {
-  // No bytes need an address too: null would say that there is no such parameter. The list is
-  // not const in OpenSSL's interface, and is only read.
-  static const std::uint8_t none = 0;
-  const std::uint8_t* const data = bytes.empty() ? &none : bytes.data();
-  return OSSL_PARAM_construct_octet_string(key, const_cast<std::uint8_t*>(data), bytes.size());
-}
+  /// Over the parts, one after the other.
+  Code code(ByteView key, std::initializer_list<ByteView> parts) {
+    SecretBytes<blockSize> padded;
+    if (key.size() > blockSize) {
+      const Code shortened = digest({key});
+      std::ranges::copy(shortened.data(), padded.data().begin());
+    } else {
+      std::ranges::copy(key, padded.data().begin());
+    }
+    for (std::uint8_t& byte : padded.data()) {
+      byte ^= innerPad;
+    }
+    begin();
+    update(padded.data());
+    for (const ByteView part : parts) {
+      update(part);
+    }
+    const Code inner = finish();
+    for (std::uint8_t& byte : padded.data()) {
+      byte ^= innerPad ^ outerPad;
+    }
+    return digest({padded.data(), inner.data()});
+  }
+
+ private:
+  static constexpr std::size_t blockSize = 64;
+  static constexpr std::uint8_t innerPad = 0x36;
+  static constexpr std::uint8_t outerPad = 0x5C;
+
+  static const EVP_MD* sha256() {
+    static const std::unique_ptr<EVP_MD, FreeDigest> found(
+        EVP_MD_fetch(nullptr, "SHA256", nullptr));
+    return found.get();
+  }
+  void begin() { require(EVP_DigestInit_ex2(context.get(), sha256(), nullptr)); }
+  void update(ByteView bytes) {
+    require(EVP_DigestUpdate(context.get(), bytes.data(), bytes.size()));
+  }
+  Code finish() {
+    Code result;
+    require(EVP_DigestFinal_ex(context.get(), result.data().data(), nullptr));
+    return result;
+  }
+  Code digest(std::initializer_list<ByteView> parts) {
+    begin();
+    for (const ByteView part : parts) {
+      update(part);
+    }
+    return finish();
+  }
+  static void require(int succeeded) {
+    if (succeeded != 1) {
+      stop("the digest failed");
+    }
+  }
+
+  std::unique_ptr<EVP_MD_CTX, FreeDigest> context{EVP_MD_CTX_new()};
+};
 
 }  // namespace
 
 void wipe(void* memory, std::size_t size) noexcept { OPENSSL_cleanse(memory, size); }
 
 void hkdfSHA256(ByteView inputKey, ByteView salt, ByteView info, std::span<std::uint8_t> output) {
-  const std::unique_ptr<EVP_KDF_CTX, FreeKDF> context(EVP_KDF_CTX_new(hkdf()));
-  std::string digest = "SHA256";
-  const std::array<OSSL_PARAM, 5> parameters = {
-      OSSL_PARAM_construct_utf8_string(OSSL_KDF_PARAM_DIGEST, digest.data(), digest.size()),
-      octets(OSSL_KDF_PARAM_KEY, inputKey), octets(OSSL_KDF_PARAM_SALT, salt),
-      octets(OSSL_KDF_PARAM_INFO, info), OSSL_PARAM_construct_end()};
-  if (context == nullptr ||
-      EVP_KDF_derive(context.get(), output.data(), output.size(), parameters.data()) != 1) {
-    stop("key derivation failed");
+  constexpr std::size_t mostBlocks = 255;
+  if (output.empty() || output.size() > mostBlocks * HMACSHA256::size) {
+    stop("a key derivation gives 1 to 8160 bytes");
+  }
+  HMACSHA256 hmac;
+  const auto pseudorandomKey = hmac.code(salt, {inputKey});
+  HMACSHA256::Code block;
+  std::size_t previousSize = 0;
+  for (std::uint8_t counter = 1; !output.empty(); ++counter) {
+    block = hmac.code(pseudorandomKey.data(),
+                      {ByteView(block.data()).first(previousSize), info, ByteView(&counter, 1)});
+    const std::size_t taken = std::min(output.size(), HMACSHA256::size);
+    std::ranges::copy(ByteView(block.data()).first(taken), output.begin());
+    output = output.subspan(taken);
+    previousSize = HMACSHA256::size;
+  }
+}
+
+void fillWithRandomBytes(std::span<std::uint8_t> bytes) {
+  // The kernel's own generator gives at most this much at once.
+  constexpr std::size_t most = 256;
+  while (!bytes.empty()) {
+    const auto part = bytes.first(std::min(bytes.size(), most));
+    if (getentropy(part.data(), part.size()) != 0) {
+      stop("the system's random generator failed");
+    }
+    bytes = bytes.subspan(part.size());
   }
 }
 
 Bytes randomBytes(std::size_t count) {
   Bytes bytes(count);
-  if (count > INT_MAX || RAND_bytes(bytes.data(), static_cast<int>(count)) != 1) {
-    stop("the system's random generator failed");
-  }
+  fillWithRandomBytes(bytes);
   return bytes;
 }
 

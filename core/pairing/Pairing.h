@@ -44,8 +44,11 @@ class Pairing {
   [[nodiscard]] SymmetricKey derive(std::string_view label) const;
 };
 
-/// Bytes from the system's cryptographically secure generator. A generator that fails stops the
-/// program.
+/// Fills memory from the system's cryptographically secure generator. A generator that fails stops
+/// the program.
+void fillWithRandomBytes(std::span<std::uint8_t> bytes);
+
+/// New bytes from the same generator.
 [[nodiscard]] Bytes randomBytes(std::size_t count);
 
 /// HKDF (RFC 5869) with SHA-256, extract then expand, filling `output` (1 to 8160 bytes; anything

@@ -35,8 +35,6 @@ namespace beast = boost::beast;
 namespace websocket = beast::websocket;
 using Stream = websocket::stream<beast::ssl_stream<asio::ip::tcp::socket>>;
 
-/// Presence messages have some 30 bytes; nothing that a relay has to say is near this.
-constexpr std::size_t largestInboundMessage = 64UL * 1024;
 /// Messages taken from the network before anybody has asked for them.
 constexpr std::size_t inboxSize = 16;
 /// Name look-up, TCP, TLS and upgrade together.
@@ -59,11 +57,12 @@ class BeastWebSocketTask final : public WebSocketTask,
  public:
   BeastWebSocketTask(int number, const std::string& url, asio::any_io_executor taskExecutor,
                      asio::ssl::context& context, std::shared_ptr<Clock> clock,
-                     std::shared_ptr<WebSocketObserver> observer)
+                     std::size_t messageLimit, std::shared_ptr<WebSocketObserver> observer)
       : number(number),
         url(WebSocketURL::parse(url)),
         executor(std::move(taskExecutor)),
         clock(std::move(clock)),
+        messageLimit(messageLimit),
         observer(std::move(observer)),
         stream(executor, context),
         changed(executor) {}
@@ -95,6 +94,7 @@ class BeastWebSocketTask final : public WebSocketTask,
   const std::optional<WebSocketURL> url;
   const asio::any_io_executor executor;
   const std::shared_ptr<Clock> clock;
+  const std::size_t messageLimit;
   const std::shared_ptr<WebSocketObserver> observer;
 
   Stream stream;
@@ -258,8 +258,8 @@ asio::awaitable<void> BeastWebSocketTask::readMessages() {
     beast::flat_buffer buffer;
     do {
       const auto [error, size] = co_await stream.async_read_some(
-          buffer, largestInboundMessage + 1 - buffer.size(), asio::as_tuple(asio::use_awaitable));
-      if (error || buffer.size() > largestInboundMessage) {
+          buffer, messageLimit + 1 - buffer.size(), asio::as_tuple(asio::use_awaitable));
+      if (error || buffer.size() > messageLimit) {
         end(error ? error : boost::system::error_code(asio::error::message_size));
         co_return;
       }
@@ -337,9 +337,11 @@ struct BeastWebSocketSession::Trust {
 };
 
 BeastWebSocketSession::BeastWebSocketSession(
-    std::shared_ptr<Clock> sessionClock,
-    const std::optional<std::filesystem::path>& trustedCertificates)
-    : clock(std::move(sessionClock)), trust(std::make_unique<Trust>()) {
+    std::shared_ptr<Clock> clock,
+    const std::optional<std::filesystem::path>& trustedCertificates, std::size_t messageLimit)
+    : clock(std::move(clock)),
+      trust(std::make_unique<Trust>()),
+      messageLimit(messageLimit) {
   auto& context = trust->context;
   if (SSL_CTX_set_min_proto_version(context.native_handle(), TLS1_2_VERSION) != 1) {
     throw std::runtime_error("TLS could not be set up");
@@ -361,7 +363,8 @@ std::shared_ptr<WebSocketTask> BeastWebSocketSession::webSocketTask(
     const std::string& url, asio::any_io_executor executor,
     std::shared_ptr<WebSocketObserver> observer) {
   return std::make_shared<BeastWebSocketTask>(++trust->lastTask, url, std::move(executor),
-                                              trust->context, clock, std::move(observer));
+                                              trust->context, clock, messageLimit,
+                                              std::move(observer));
 }
 
 }  // namespace orvik

@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "core/values/NumberText.h"
 #include "core/values/Text.h"
+#include "core/values/TextSink.h"
 #include "core/values/UntypedValue.h"
 
 namespace orvik {
@@ -34,78 +37,188 @@ constexpr auto byteClasses = [] {
   return classes;
 }();
 
-void writeEscape(char c, std::string& out) {
+/// Writes the escape of a byte and returns the end of it: at most 6 bytes.
+char* writeEscape(char c, char* to) {
   constexpr std::string_view digits = "0123456789abcdef";
+  *to++ = '\\';
   switch (c) {
-    case '"':
-      out.append("\\\"");
-      break;
-    case '\\':
-      out.append("\\\\");
-      break;
     case '\n':
-      out.append("\\n");
+      *to++ = 'n';
       break;
     case '\r':
-      out.append("\\r");
+      *to++ = 'r';
       break;
     case '\t':
-      out.append("\\t");
+      *to++ = 't';
+      break;
+    case '"':
+    case '\\':
+      *to++ = c;
       break;
     default: {
       const auto byte = static_cast<unsigned char>(c);
-      out.append("\\u00");
-      out.push_back(digits[byte >> 4U]);
-      out.push_back(digits[byte & 0xFU]);
+      for (const char digit : {'u', '0', '0', digits[byte >> 4U], digits[byte & 0xFU]}) {
+        *to++ = digit;
+      }
     }
+  }
+  return to;
+}
+
+/// Sixteen bytes that are looked at together; a vector where the processor has them, which both
+/// of our processor families do.
+using Lanes [[gnu::vector_size(16)]] = std::uint8_t;
+
+using Halves [[gnu::vector_size(16)]] = std::uint64_t;
+
+/// Whether sixteen bytes are all plain: ASCII from the space on, without quote and backslash.
+bool arePlain(Lanes lanes) {
+  const auto special = ((lanes - 0x20) >= 0x60) | (lanes == '"') | (lanes == '\\');
+  const auto halves = std::bit_cast<Halves>(special);
+  return (halves[0] | halves[1]) == 0;
+}
+
+template <typename Integer>
+Integer load(const char* from) {
+  Integer value;
+  std::memcpy(&value, from, sizeof value);
+  return value;
+}
+
+/// The same of the two ends of a text, which may overlap.
+bool arePlain(std::uint64_t first, std::uint64_t last) {
+  return arePlain(std::bit_cast<Lanes>(Halves{first, last}));
+}
+
+/// Copies a text that needs no escape, as nearly no key or name does, and returns its end; null
+/// when it needs one. Texts are short, so that a call of the library's copy would take longer
+/// than the copy: the ends of the pieces overlap instead.
+char* writePlain(std::string_view text, char* to) {
+  const char* const from = text.data();
+  const std::size_t size = text.size();
+  if (size > sizeof(Lanes)) {
+    const std::size_t last = size - sizeof(Lanes);
+    for (std::size_t position = 0;; position = std::min(position + sizeof(Lanes), last)) {
+      const auto lanes = load<Lanes>(from + position);
+      if (!arePlain(lanes)) {
+        return nullptr;
+      }
+      std::memcpy(to + position, &lanes, sizeof lanes);
+      if (position == last) {
+        return to + size;
+      }
+    }
+  }
+  if (constexpr std::size_t half = 8; size >= half) {
+    const auto first = load<std::uint64_t>(from);
+    const auto last = load<std::uint64_t>(from + size - half);
+    std::memcpy(to, &first, half);
+    std::memcpy(to + size - half, &last, half);
+    return arePlain(first, last) ? to + size : nullptr;
+  }
+  if (constexpr std::size_t quarter = 4; size >= quarter) {
+    const auto first = load<std::uint32_t>(from);
+    const auto last = load<std::uint32_t>(from + size - quarter);
+    std::memcpy(to, &first, quarter);
+    std::memcpy(to + size - quarter, &last, quarter);
+    const std::uint64_t both = std::uint64_t{first} << 32U | last;
+    return arePlain(both, both) ? to + size : nullptr;
+  }
+  for (const char c : text) {
+    if (byteClasses[static_cast<unsigned char>(c)] != ByteClass::plain) {
+      return nullptr;
+    }
+    *to++ = c;
+  }
+  return to;
+}
+
+char* writeEscaped(std::string_view text, char* to) {
+  for (std::size_t position = 0; position < text.size();) {
+    const char c = text[position];
+    switch (byteClasses[static_cast<unsigned char>(c)]) {
+      case ByteClass::plain:
+        *to++ = c;
+        ++position;
+        break;
+      case ByteClass::escaped:
+        to = writeEscape(c, to);
+        ++position;
+        break;
+      case ByteClass::multibyte:
+        to = copyRepairedCodePoint(text, position, to);
+        break;
+    }
+  }
+  return to;
+}
+
+constexpr std::size_t quotes = 2;
+
+/// The rare case, out of the way of the usual one.
+[[gnu::noinline]] void writeEscapedText(std::string_view text, TextSink& sink) {
+  // An escape is the longest form that a byte can take; a byte that is replaced takes three.
+  constexpr std::size_t longestForm = 6;
+  char* to = sink.room(longestForm * text.size() + quotes);
+  *to++ = '"';
+  to = writeEscaped(text, to);
+  *to++ = '"';
+  sink.advance(to);
+}
+
+inline void writeText(std::string_view text, TextSink& sink) {
+  char* const start = sink.room(text.size() + quotes);
+  *start = '"';
+  if (char* const end = writePlain(text, start + 1)) [[likely]] {
+    *end = '"';
+    sink.advance(end + 1);
+  } else {
+    writeEscapedText(text, sink);
   }
 }
 
-void writeInteger(std::int64_t integer, std::string& out) {
-  std::array<char, 20> buffer{};
-  const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), integer);
-  out.append(buffer.data(), result.ptr);
-}
+}  // namespace
 
-struct Writer {
-  std::string& out;
+/// Writes one value and all that it holds.
+struct JSONWriter {
+  TextSink& sink;
 
-  void operator()(bool boolean) const { out.append(boolean ? "true" : "false"); }
-  void operator()(std::int64_t integer) const { writeInteger(integer, out); }
-  void operator()(double number) const { appendDoubleText(number, out); }
-  void operator()(const std::string& text) const { JSONValue::writeString(text, out); }
-  void operator()(JSONValue::Null /*null*/) const { out.append("null"); }
+  void write(const JSONValue& value) const { std::visit(*this, value.value); }
+
+  void operator()(bool boolean) const { sink.put(std::string_view(boolean ? "true" : "false")); }
+  void operator()(std::int64_t integer) const {
+    constexpr std::size_t longest = 20;
+    char* const to = sink.room(longest);
+    sink.advance(std::to_chars(to, to + longest, integer).ptr);
+  }
+  void operator()(double number) const {
+    sink.advance(writeDoubleText(number, sink.room(longestDoubleText)));
+  }
+  void operator()(const std::string& text) const { writeText(text, sink); }
+  void operator()(JSONValue::Null /*null*/) const { sink.put(std::string_view("null")); }
 
   void operator()(const JSONValue::Array& array) const {
-    out.push_back('[');
-    bool first = true;
+    char separator = '[';
     for (const JSONValue& element : array) {
-      if (!first) {
-        out.push_back(',');
-      }
-      first = false;
-      element.write(out);
+      sink.put(separator);
+      separator = ',';
+      write(element);
     }
-    out.push_back(']');
+    sink.put(array.empty() ? std::string_view("[]") : std::string_view("]"));
   }
 
   void operator()(const JSONObject& object) const {
-    out.push_back('{');
-    bool first = true;
+    char separator = '{';
     for (const auto& [key, value] : object) {
-      if (!first) {
-        out.push_back(',');
-      }
-      first = false;
-      JSONValue::writeString(key, out);
-      out.push_back(':');
-      value.write(out);
+      sink.put(separator);
+      separator = ',';
+      writeText(key, sink);
+      sink.put(':');
+      write(value);
     }
-    out.push_back('}');
+    sink.put(object.empty() ? std::string_view("{}") : std::string_view("}"));
   }
 };
-
-}  // namespace
 
 JSONObject::JSONObject() = default;
 JSONObject::JSONObject(const JSONObject& other) = default;
@@ -199,7 +312,10 @@ JSONValue JSONValue::any(const UntypedValue& untyped) {
   return std::visit(Converter{}, untyped.value);
 }
 
-void JSONValue::write(std::string& out) const { std::visit(Writer{out}, value); }
+void JSONValue::write(std::string& out) const {
+  TextSink sink(out);
+  JSONWriter{sink}.write(*this);
+}
 
 std::string JSONValue::text() const {
   std::string out;
@@ -208,26 +324,8 @@ std::string JSONValue::text() const {
 }
 
 void JSONValue::writeString(std::string_view text, std::string& out) {
-  out.push_back('"');
-  std::size_t runStart = 0;
-  std::size_t position = 0;
-  while (position < text.size()) {
-    const ByteClass byteClass = byteClasses[static_cast<unsigned char>(text[position])];
-    if (byteClass == ByteClass::plain) {
-      ++position;
-      continue;
-    }
-    out.append(text, runStart, position - runStart);
-    if (byteClass == ByteClass::escaped) {
-      writeEscape(text[position], out);
-      ++position;
-    } else {
-      appendRepairedCodePoint(text, position, out);
-    }
-    runStart = position;
-  }
-  out.append(text, runStart);
-  out.push_back('"');
+  TextSink sink(out);
+  writeText(text, sink);
 }
 
 bool JSONValue::operator==(const JSONValue& other) const {

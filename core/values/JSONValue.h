@@ -13,6 +13,7 @@
 namespace orvik {
 
 class JSONValue;
+class TextSink;
 class UntypedValue;
 
 /// A map from text to JSONValue with unique keys. Members are kept sorted by key, so that writing
@@ -105,6 +106,7 @@ class JSONValue {
   bool operator==(const JSONValue& other) const;
 
  private:
+  friend struct JSONWriter;
   std::variant<bool, std::int64_t, double, std::string, Array, Object, Null> value;
 };
 

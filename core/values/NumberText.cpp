@@ -28,65 +28,62 @@ struct Decimal {
   int exponent;
 };
 
-void appendPlain(const Decimal& decimal, std::string& out) {
+char* copy(std::string_view text, char* to) { return std::ranges::copy(text, to).out; }
+
+char* writePlain(const Decimal& decimal, char* to) {
   const auto count = static_cast<int>(decimal.digits.size());
   if (decimal.exponent < 0) {
-    out.append("0.");
-    out.append(static_cast<std::size_t>(-decimal.exponent - 1), '0');
-    out.append(decimal.digits);
-    return;
+    to = copy("0.", to);
+    to = std::fill_n(to, -decimal.exponent - 1, '0');
+    return copy(decimal.digits, to);
   }
   const int whole = decimal.exponent + 1;
   if (count <= whole) {
-    out.append(decimal.digits);
-    out.append(static_cast<std::size_t>(whole - count), '0');
-    out.append(".0");
-    return;
+    to = copy(decimal.digits, to);
+    to = std::fill_n(to, whole - count, '0');
+    return copy(".0", to);
   }
-  out.append(decimal.digits.substr(0, static_cast<std::size_t>(whole)));
-  out.push_back('.');
-  out.append(decimal.digits.substr(static_cast<std::size_t>(whole)));
+  to = copy(decimal.digits.substr(0, static_cast<std::size_t>(whole)), to);
+  *to++ = '.';
+  return copy(decimal.digits.substr(static_cast<std::size_t>(whole)), to);
 }
 
-void appendWithExponent(const Decimal& decimal, std::string& out) {
-  out.push_back(decimal.digits.front());
+char* writeWithExponent(const Decimal& decimal, char* to) {
+  *to++ = decimal.digits.front();
   if (decimal.digits.size() > 1) {
-    out.push_back('.');
-    out.append(decimal.digits.substr(1));
+    *to++ = '.';
+    to = copy(decimal.digits.substr(1), to);
   }
-  out.push_back('e');
-  out.push_back(decimal.exponent < 0 ? '-' : '+');
+  *to++ = 'e';
+  *to++ = decimal.exponent < 0 ? '-' : '+';
   const int magnitude = std::abs(decimal.exponent);
   if (magnitude < 10) {
-    out.push_back('0');
+    *to++ = '0';
   }
-  std::array<char, 4> buffer{};
-  const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), magnitude);
-  out.append(buffer.data(), result.ptr);
+  constexpr int mostDigits = 3;
+  return std::to_chars(to, to + mostDigits, magnitude).ptr;
 }
 
 /// Writes a number of at most two decimals and 15 digits, which is what payloads are full of.
 /// Decimals of up to 15 digits and doubles correspond one to one, so the text that is found this
-/// way is the shortest one. False when the number is of another kind.
-bool appendHundredths(double magnitude, std::string& out) {
+/// way is the shortest one. Null when the number is of another kind.
+char* writeHundredths(double magnitude, char* to) {
   constexpr double limit = 1e13;
   if (magnitude >= limit) {
-    return false;
+    return nullptr;
   }
   const auto hundredths = static_cast<std::uint64_t>(magnitude * 100.0 + 0.5);
   if (static_cast<double>(hundredths) / 100.0 != magnitude) {
-    return false;
+    return nullptr;
   }
-  std::array<char, 24> buffer{};
-  auto* end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), hundredths / 100).ptr;
+  to = std::to_chars(to, to + longestDoubleText, hundredths / 100).ptr;
   const auto fraction = static_cast<unsigned>(hundredths % 100);
-  *end++ = '.';
-  *end++ = static_cast<char>('0' + fraction / 10);
+  *to++ = '.';
+  *to++ = static_cast<char>('0' + fraction / 10);
   if (fraction % 10 != 0) {
-    *end++ = static_cast<char>('0' + fraction % 10);
+    *to++ = static_cast<char>('0' + fraction % 10);
   }
-  out.append(buffer.data(), end);
-  return true;
+  return to;
 }
 
 locale_t classicLocale() {
@@ -96,34 +93,30 @@ locale_t classicLocale() {
 
 }  // namespace
 
-void appendDoubleText(double value, std::string& out) {
+char* writeDoubleText(double value, char* to) noexcept {
   if (!std::isfinite(value)) {
-    out.append("null");
-    return;
+    return copy("null", to);
   }
   if (std::signbit(value)) {
-    out.push_back('-');
+    *to++ = '-';
   }
   const double magnitude = std::fabs(value);
-  if (appendHundredths(magnitude, out)) {
-    return;
+  if (char* const end = writeHundredths(magnitude, to)) {
+    return end;
   }
   // Scientific text is d.ddde±xx: the digits and the exponent are taken from it.
-  std::array<char, 32> scientific{};
+  std::array<char, longestDoubleText> scientific{};
   const auto written = std::to_chars(scientific.data(), scientific.data() + scientific.size(),
                                      magnitude, std::chars_format::scientific);
   auto* const exponentMark = std::find(scientific.data(), written.ptr, 'e');
-  std::array<char, 24> digits{};
+  std::array<char, longestDoubleText> digits{};
   auto* digitsEnd = std::remove_copy(scientific.data(), exponentMark, digits.data(), '.');
   int exponent = 0;
   std::from_chars(exponentMark + (exponentMark[1] == '+' ? 2 : 1), written.ptr, exponent);
   const Decimal decimal{{digits.data(), static_cast<std::size_t>(digitsEnd - digits.data())},
                         exponent};
-  if (magnitude >= smallestPlain && magnitude <= largestPlain) {
-    appendPlain(decimal, out);
-  } else {
-    appendWithExponent(decimal, out);
-  }
+  const bool isPlain = magnitude >= smallestPlain && magnitude <= largestPlain;
+  return isPlain ? writePlain(decimal, to) : writeWithExponent(decimal, to);
 }
 
 std::optional<double> parseDouble(std::string_view text) {
@@ -164,8 +157,8 @@ std::string pyText(const UntypedValue& untyped) {
     if (!std::isfinite(*number)) {
       return std::isnan(*number) ? "nan" : *number > 0 ? "inf" : "-inf";
     }
-    std::string text;
-    appendDoubleText(*number, text);
+    std::array<char, longestDoubleText> buffer{};
+    std::string text(buffer.data(), writeDoubleText(*number, buffer.data()));
     if (text.ends_with(".0")) {
       text.resize(text.size() - 2);
     }

@@ -17,10 +17,14 @@ class UntypedValue;
 /// (3, 2.5), and empty text for everything else, zero included.
 [[nodiscard]] std::string pyText(const UntypedValue& untyped);
 
-/// Appends the shortest decimal text that reads back to the same double, with a fractional part
+/// The room that writeDoubleText needs.
+inline constexpr std::size_t longestDoubleText = 32;
+
+/// Writes the shortest decimal text that reads back to the same double, with a fractional part
 /// when it is integral: plain from 0.0001 up to 2^53 (42.0), with an exponent of at least two
-/// digits outside (1e-05); "null" when it is not finite.
-void appendDoubleText(double value, std::string& out);
+/// digits outside (1e-05); "null" when it is not finite. `to` has room for longestDoubleText
+/// bytes; returns the end of the text.
+char* writeDoubleText(double value, char* to) noexcept;
 
 /// Reads decimal text (as JSON writes numbers) to the nearest double, whatever the locale is.
 /// Nothing when the text is not wholly a number; a magnitude too large gives an infinity.

@@ -51,21 +51,21 @@ bool isValidUTF8(std::string_view text) noexcept {
   return true;
 }
 
-void appendRepairedCodePoint(std::string_view text, std::size_t& position, std::string& out) {
+char* copyRepairedCodePoint(std::string_view text, std::size_t& position, char* to) noexcept {
   const std::size_t start = position;
-  if (nextCodePoint(text, position) < 0) {
-    out.append(replacementCharacter);
-  } else {
-    out.append(text.substr(start, position - start));
-  }
+  const bool isWellFormed = nextCodePoint(text, position) >= 0;
+  return std::ranges::copy(
+             isWellFormed ? text.substr(start, position - start) : replacementCharacter, to)
+      .out;
 }
 
 std::string repairedUTF8(std::string_view text) {
-  std::string out;
-  out.reserve(text.size());
+  std::string out(3 * text.size(), '\0');
+  char* to = out.data();
   for (std::size_t position = 0; position < text.size();) {
-    appendRepairedCodePoint(text, position, out);
+    to = copyRepairedCodePoint(text, position, to);
   }
+  out.resize(static_cast<std::size_t>(to - out.data()));
   return out;
 }
 

@@ -13,8 +13,9 @@ namespace orvik {
 /// else may reach a payload.
 [[nodiscard]] std::string repairedUTF8(std::string_view text);
 
-/// Appends one code point's replacement or copy while repairing. `position` moves past it.
-void appendRepairedCodePoint(std::string_view text, std::size_t& position, std::string& out);
+/// Copies the code point at `position` to `to`, or U+FFFD where it is ill-formed, and moves past
+/// it. Returns the end of what was written: at most 4 bytes, and at most 3 for each byte read.
+char* copyRepairedCodePoint(std::string_view text, std::size_t& position, char* to) noexcept;
 
 /// Orders texts by the code points of their canonical composition: less than 0, 0 or greater.
 /// Canonically equivalent texts (é in one code point or in two) compare as 0. For ASCII this is

@@ -1,0 +1,82 @@
+#include "agent/AgentCommandLine.h"
+
+#include <unistd.h>
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <array>
+
+#include "core/BuildConstants.h"
+#include "core/relay/WebSocketURL.h"
+#include "core/values/Text.h"
+
+namespace orvik {
+
+namespace {
+
+constexpr const char* about =
+    "Makes this computer's live state visible on a paired phone.\n"
+    "Ends with status 2 after a wrong call, 3 when the relay refuses the pairing, and 1 after any "
+    "other failure.";
+
+/// The first label of the host name, or "Mac" when there is none.
+std::string hostName() {
+  std::array<char, 256> buffer{};
+  gethostname(buffer.data(), buffer.size() - 1);
+  const std::string name(buffer.data());
+  const std::string label = name.substr(0, name.find('.'));
+  return label.empty() ? "Mac" : label;
+}
+
+std::optional<std::filesystem::path> path(const std::string& text) {
+  return text.empty() ? std::nullopt : std::optional<std::filesystem::path>(text);
+}
+
+}  // namespace
+
+std::optional<AgentCommandLine> AgentCommandLine::parse(int argc, const char* const* argv) {
+  AgentCommandLine line;
+  line.relay = build::relayURL;
+  line.name = hostName();
+  std::string trust;
+  std::string linkFile;
+  std::string sampleFile;
+
+  CLI::App app(about, "orvik-agent");
+  app.set_version_flag("--version", std::string("orvik-agent ") + build::version);
+  app.add_option("--relay", line.relay, "The relay's wss:// URL")->capture_default_str();
+  app.add_option("--trust", trust, "A file of further certificates to trust (PEM)");
+  app.add_option("--name", line.name, "The name that the phone shows")->capture_default_str();
+  app.add_option("--link-file", linkFile,
+                 "Also write the pairing link to this file, readable by you alone");
+  app.add_option("--sample-file", sampleFile,
+                 "Send the readings in this JSON file instead of the machine's, for developing a "
+                 "phone");
+  app.add_flag("--quiet", line.quiet, "Print no changes of state");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+      app.exit(error);
+      return std::nullopt;
+    }
+    throw std::invalid_argument(error.what());
+  }
+  if (!WebSocketURL::parse(line.relay)) {
+    throw std::invalid_argument(
+        "the relay's address has to be a wss:// URL with a host and perhaps a path");
+  }
+  if (!isValidUTF8(line.name) || line.name.size() > 200) {
+    throw std::invalid_argument("the name has to be text of at most 200 bytes");
+  }
+  if (sampleFile.empty() ? false : access(sampleFile.c_str(), R_OK) != 0) {
+    throw std::invalid_argument("the sample file cannot be read");
+  }
+  line.trust = path(trust);
+  line.linkFile = path(linkFile);
+  line.sampleFile = path(sampleFile);
+  return line;
+}
+
+}  // namespace orvik

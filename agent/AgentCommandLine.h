@@ -1,0 +1,30 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+namespace orvik {
+
+/// What the user asks orvik-agent to do.
+struct AgentCommandLine {
+  /// Base URL of the relay.
+  std::string relay;
+  /// A file of further certificates (PEM) to trust.
+  std::optional<std::filesystem::path> trust;
+  /// The name that the phone shows.
+  std::string name;
+  /// Where the pairing link is written, readable by the user alone.
+  std::optional<std::filesystem::path> linkFile;
+  /// Samples come out of this file instead of the machine.
+  std::optional<std::filesystem::path> sampleFile;
+  /// Changes of the relay state are not printed.
+  bool quiet = false;
+
+  /// Nothing when the user asked for help or for the version, which has been printed. Throws
+  /// std::invalid_argument with one line for the user.
+  [[nodiscard]] static std::optional<AgentCommandLine> parse(int argc, const char* const* argv);
+};
+
+}  // namespace orvik

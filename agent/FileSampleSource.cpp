@@ -1,0 +1,40 @@
+#include "agent/FileSampleSource.h"
+
+#include <fstream>
+#include <iterator>
+
+#include "core/values/JSONReader.h"
+
+namespace orvik {
+
+FileSampleSource::FileSampleSource(std::filesystem::path file, std::shared_ptr<Clock> clock)
+    : file(std::move(file)), clock(std::move(clock)) {}
+
+asio::awaitable<std::string> FileSampleSource::sample() { return sample(false); }
+
+asio::awaitable<std::string> FileSampleSource::sample(bool withMacInfo) {
+  JSONObject object = fields();
+  if (!withMacInfo) {
+    object.erase("mac_info");
+  }
+  co_return JSONValue(std::move(object)).text();
+}
+
+asio::awaitable<std::string> FileSampleSource::alertSample() { return sample(false); }
+
+JSONObject FileSampleSource::fields() const {
+  const Clock::UnixTime now = clock->unixNow();
+  JSONObject object{{"epoch", epochSeconds(now)}, {"epoch_ms", epochMilliseconds(now)}};
+  std::ifstream stream(file, std::ios::binary);
+  const std::string text{std::istreambuf_iterator<char>(stream), {}};
+  try {
+    const JSONValue value = JSONValue::any(readJSON(text));
+    if (const auto* read = value.get<JSONObject>()) {
+      object.merge(*read);
+    }
+  } catch (const JSONError&) {  // halfway through being written: only the time, this once
+  }
+  return object;
+}
+
+}  // namespace orvik

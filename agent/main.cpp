@@ -1,0 +1,120 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/signal_set.hpp>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include "agent/AgentCommandLine.h"
+#include "agent/FileSampleSource.h"
+#include "agent/TerminalQR.h"
+#include "core/relay/BeastWebSocket.h"
+#include "core/relay/RelayClient.h"
+#include "core/sampling/BasicSampleSource.h"
+
+namespace {
+
+namespace asio = boost::asio;
+using namespace orvik;
+
+constexpr int usageStatus = 2;
+constexpr int rejectedStatus = 3;
+
+int report(const std::exception& error, int status) {
+  std::fprintf(stderr, "orvik-agent: %s\n", error.what());
+  return status;
+}
+
+void writeLinkFile(const std::filesystem::path& file, const std::string& link) {
+  const std::string line = link + "\n";
+  // Opened for its owner alone from the start, and whole under its name only when complete.
+  const std::string temporary = file.string() + ".new";
+  unlink(temporary.c_str());
+  const int descriptor = open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  const bool isWritten =
+      descriptor >= 0 && write(descriptor, line.data(), line.size()) ==
+                             static_cast<ssize_t>(line.size());
+  if (descriptor >= 0) {
+    close(descriptor);
+  }
+  if (!isWritten || rename(temporary.c_str(), file.c_str()) != 0) {
+    throw std::runtime_error("the link cannot be written to " + file.string());
+  }
+}
+
+void showLink(const std::string& link) {
+  // A code in a log would only be noise.
+  if (isatty(STDOUT_FILENO) == 1) {
+    std::fputs(terminalQR(link, TerminalQRStyle::coloured).c_str(), stdout);
+  }
+  std::printf("Scan the code with your phone, or open this link on it:\n%s\n", link.c_str());
+  std::fflush(stdout);
+}
+
+std::shared_ptr<SampleSource> sampleSource(const AgentCommandLine& line,
+                                           const std::shared_ptr<Clock>& clock) {
+  if (line.sampleFile) {
+    return std::make_shared<FileSampleSource>(*line.sampleFile, clock);
+  }
+  return std::make_shared<BasicSampleSource>(clock);
+}
+
+int run(const AgentCommandLine& line) {
+  const auto clock = std::make_shared<SystemClock>();
+  const auto session = std::make_shared<BeastWebSocketSession>(clock, line.trust);
+  const Pairing pairing = Pairing::generate();
+  const std::string link = pairing.link(line.name);
+  showLink(link);
+  if (line.linkFile) {
+    writeLinkFile(*line.linkFile, link);
+  }
+
+  asio::io_context context(1);
+  asio::signal_set signals(context, SIGINT, SIGTERM, SIGHUP);
+  bool isRejected = false;
+  const auto client = RelayClient::make(
+      pairing, line.relay, sampleSource(line, clock),
+      [&](const RelayState& state) {
+        if (!line.quiet) {
+          std::printf("%s\n", description(state).c_str());
+          std::fflush(stdout);
+        }
+        if (std::holds_alternative<relayState::Rejected>(state)) {
+          isRejected = true;
+          context.stop();
+        }
+      },
+      {context.get_executor(), clock, session});
+  signals.async_wait([&](const boost::system::error_code& error, int /*signal*/) {
+    if (!error) {
+      asio::co_spawn(context, client->stop(),
+                     [&context](const std::exception_ptr&) { context.stop(); });
+    }
+  });
+  client->start();
+  context.run();
+  if (isRejected) {
+    throw std::domain_error("the relay refuses this pairing");
+  }
+  return EXIT_SUCCESS;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::signal(SIGPIPE, SIG_IGN);
+  try {
+    const auto line = AgentCommandLine::parse(argc, argv);
+    return line ? run(*line) : EXIT_SUCCESS;
+  } catch (const std::invalid_argument& error) {
+    return report(error, usageStatus);
+  } catch (const std::domain_error& error) {
+    return report(error, rejectedStatus);
+  } catch (const std::exception& error) {
+    return report(error, EXIT_FAILURE);
+  }
+}

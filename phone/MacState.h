@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "core/values/UntypedValue.h"
+#include "phone/ConnectionState.h"
+#include "phone/MinuteCurves.h"
+
+namespace orvik {
+
+/// Everything that the phone knows about the computer and shows.
+struct MacState {
+  /// From the pairing link, fit to be shown; may be empty.
+  std::string name;
+  ConnectionState connection;
+  /// The latest sample, and the machine information of the latest sample that had some: objects,
+  /// or nothing.
+  UntypedValue sample;
+  UntypedValue macInfo;
+  MinuteCurves curves;
+  /// How many messages this pairing could not open.
+  std::uint64_t unreadable = 0;
+
+  /// Takes in the object of an opened sample.
+  void take(const UntypedValue& opened);
+};
+
+}  // namespace orvik

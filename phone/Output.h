@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string_view>
+
+namespace orvik {
+
+/// A file descriptor that text is written to, unbuffered. Once a write has failed, since nobody
+/// reads any more, it stays closed and takes nothing. SIGPIPE has to be ignored.
+class Output {
+ public:
+  /// The descriptor stays its owner's.
+  explicit Output(int descriptor) : descriptor(descriptor) {}
+
+  /// Writes all of the text; blocks while a reader is slow.
+  void write(std::string_view text);
+  [[nodiscard]] bool isOpen() const { return open; }
+
+ private:
+  int descriptor;
+  bool open = true;
+};
+
+}  // namespace orvik

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <boost/asio/ssl/context.hpp>
+
+#include <memory>
+
+#include "core/platform/Clock.h"
+#include "relay/Admission.h"
+#include "relay/Switchboard.h"
+
+namespace orvik::relay {
+
+/// What all connections of one relay share. Lives as long as the last of them.
+struct Exchange {
+  Exchange(const Limits& bounds, std::shared_ptr<Clock> time, asio::ssl::context context)
+      : limits(bounds), clock(std::move(time)), tls(std::move(context)) {}
+
+  const Limits limits;
+  const std::shared_ptr<Clock> clock;
+  asio::ssl::context tls;
+  Switchboard switchboard{limits};
+  Admission admission{limits};
+};
+
+}  // namespace orvik::relay

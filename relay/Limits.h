@@ -1,0 +1,73 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+
+#include "core/platform/Clock.h"
+#include "relay/RateLimit.h"
+
+namespace orvik::relay {
+
+/// Every bound of the relay. Whoever reaches it may claim an identifier, so the bounds hold for
+/// accepted connections too. At worst 1 GiB of unfinished messages stands in memory, if all
+/// connections are Macs that do nothing but that.
+struct Limits {
+  static constexpr std::size_t kibibyte = 1024;
+  static constexpr std::size_t mebibyte = 1024 * kibibyte;
+
+  /// A sample with its history and machine information is well under 200 KiB.
+  std::size_t macMessage = mebibyte;
+  /// What phones send, and what anybody sends before it is accepted, is under 100 bytes.
+  std::size_t phoneMessage = 4 * kibibyte;
+  /// Request line and header fields; browsers send about 1 KiB.
+  std::size_t requestHeader = 8 * kibibyte;
+
+  /// A Mac sends a sample every 2 s, and up to five a second while phones come and go; the burst
+  /// covers the alerts that it sends after a reconnection.
+  Rate macMessages{10, 60};
+  /// A phone sends a ping a minute and a word when it is opened or put away.
+  Rate phoneMessages{2, 20};
+  /// Bytes on the wire, control frames and fragments included. A Mac's bursts are samples with
+  /// history, one for each phone that is opened.
+  Rate macBytes{512.0 * kibibyte, 4.0 * mebibyte};
+  /// Above what `phoneMessages` of full size come to, so that only floods that are no messages
+  /// run into it.
+  Rate phoneBytes{16.0 * kibibyte, 128.0 * kibibyte};
+
+  /// Sockets, and at about 70 KiB of TLS buffers each also memory.
+  std::size_t connections = 1024;
+  /// One address shall not take all connections; a household behind one address needs a few.
+  std::size_t connectionsPerAddress = 256;
+  /// Connections that have not presented a token yet. They cost nothing to make.
+  std::size_t unauthenticated = 256;
+  std::size_t unauthenticatedPerAddress = 16;
+
+  std::size_t phonesPerMac = 16;
+  /// Phones that came before their Mac, for one identifier and in total. They are not counted as
+  /// unauthenticated: after a restart they would keep the Macs out that they wait for.
+  std::size_t heldPhonesPerMac = 8;
+  std::size_t heldPhones = 512;
+  /// A Mac is back 60 s after a lost connection at the latest.
+  Clock::Duration holdTime = std::chrono::seconds(60);
+  /// Identifiers with a known owner: about 20 MB.
+  std::size_t records = 100'000;
+
+  /// What waits to be sent to one connection, the message being sent included.
+  std::size_t outboundMessages = 64;
+  std::size_t outboundBytes = mebibyte;
+
+  /// From accepting a connection to the end of its upgrade.
+  Clock::Duration upgradeTime = std::chrono::seconds(10);
+  /// From the upgrade to the token.
+  Clock::Duration authenticationTime = std::chrono::seconds(10);
+  /// Without any message or control frame. A Mac pings every 80 s, a phone every 60 s.
+  Clock::Duration idleTime = std::chrono::seconds(180);
+  /// For the other side's part of the closing handshake.
+  Clock::Duration closingTime = std::chrono::seconds(3);
+  /// For all closing handshakes when the relay shuts down.
+  Clock::Duration shutdownTime = std::chrono::seconds(2);
+  /// Between two looks at the deadlines, which are late by as much at most.
+  Clock::Duration checkInterval = std::chrono::seconds(1);
+};
+
+}  // namespace orvik::relay

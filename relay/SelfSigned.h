@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "core/platform/Clock.h"
+
+namespace orvik::relay {
+
+/// A certificate and its private key, both PEM.
+struct SelfSigned {
+  std::string certificate;
+  std::string key;
+
+  /// Apple's systems refuse server certificates that are valid for more than 398 days.
+  static constexpr std::chrono::days lifetime{397};
+
+  /// Makes a server certificate for an EC P-256 key, valid from an hour before `now`, for clocks
+  /// that are behind. `names` are host names and IP addresses; throws std::invalid_argument for
+  /// anything else, std::runtime_error when OpenSSL fails.
+  [[nodiscard]] static SelfSigned make(const std::vector<std::string>& names, Clock::UnixTime now);
+};
+
+/// Whether the text may be a host name: letters, digits, inner hyphens and dots (RFC 1123).
+[[nodiscard]] bool isHostName(std::string_view text);
+
+}  // namespace orvik::relay

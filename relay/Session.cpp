@@ -1,0 +1,82 @@
+#include "relay/Session.h"
+
+#include "relay/ClientMessage.h"
+
+namespace orvik::relay {
+
+namespace {
+
+constexpr std::string_view ping = "ping";
+
+SharedText pong() {
+  static const SharedText text = std::make_shared<const std::string>("pong");
+  return text;
+}
+
+}  // namespace
+
+Session::Session(const Target& target, Peer& peer, Switchboard& switchboard, const Limits& limits,
+                 Instant now)
+    : target(target),
+      peer(peer),
+      switchboard(switchboard),
+      limits(limits),
+      messages(target.role == Target::Role::mac ? limits.macMessages : limits.phoneMessages, now),
+      began(now),
+      lastReceived(now) {}
+
+void Session::received(bool isText, const SharedText& message, Instant now) {
+  lastReceived = now;
+  if (!messages.take(now)) {
+    peer.close(closeCode::rateExceeded, "too many messages");
+  } else if (!authenticated) {
+    authenticate(*message, isText, now);
+  } else if (isText && *message == ping) {
+    peer.send(pong());
+  } else if (isText && target.role == Target::Role::mac) {
+    switchboard.forward(target.identifier, peer, message);
+  } else if (isText) {
+    receivedFromPhone(*message);
+  }
+}
+
+void Session::authenticate(const std::string& message, bool isText, Instant now) {
+  const std::optional<TokenHash> token = isText ? tokenIn(message) : std::nullopt;
+  if (!token) {
+    peer.close(closeCode::unauthenticated, "the first message is no token");
+    return;
+  }
+  authenticated = target.role == Target::Role::mac
+                      ? switchboard.macArrived(target.identifier, *token, peer)
+                      : switchboard.phoneArrived(target.identifier, *token, peer, now);
+}
+
+void Session::receivedFromPhone(const std::string& message) {
+  if (const std::optional<bool> active = activeIn(message)) {
+    switchboard.setActive(target.identifier, peer, *active);
+  }
+}
+
+void Session::check(Instant now) const {
+  if (!authenticated && now >= began + limits.authenticationTime) {
+    peer.close(closeCode::unauthenticated, "no token came in time");
+  } else if (now >= lastReceived + limits.idleTime) {
+    peer.close(closeCode::tryAgainLater, "silent for too long");
+  }
+}
+
+void Session::ended() {
+  if (authenticated) {
+    switchboard.left(target.identifier, peer);
+  }
+}
+
+bool Session::isAcceptedMac() const { return authenticated && target.role == Target::Role::mac; }
+
+std::size_t Session::messageLimit() const {
+  return isAcceptedMac() ? limits.macMessage : limits.phoneMessage;
+}
+
+Rate Session::byteRate() const { return isAcceptedMac() ? limits.macBytes : limits.phoneBytes; }
+
+}  // namespace orvik::relay

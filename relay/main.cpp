@@ -1,0 +1,146 @@
+#include <CLI/CLI.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <sys/resource.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <sstream>
+
+#include "core/BuildConstants.h"
+#include "relay/Certificate.h"
+#include "relay/ListenAddress.h"
+#include "relay/RelayServer.h"
+
+namespace {
+
+namespace asio = boost::asio;
+namespace fs = std::filesystem;
+using namespace orvik;
+
+struct Options {
+  std::string listen = "127.0.0.1:47443";
+  std::string certificate;
+  std::string key;
+  std::string state;
+  std::vector<std::string> names;
+};
+
+void declare(CLI::App& app, Options& options) {
+  app.set_version_flag("--version", std::string("orvik-relay ") + build::version);
+  app.add_option("--listen", options.listen, "Where to listen, as ADDRESS:PORT; port 0 picks one")
+      ->capture_default_str();
+  CLI::Option* const certificate = app.add_option("--certificate", options.certificate,
+                                                  "PEM file with the certificate chain to present");
+  CLI::Option* const key = app.add_option("--key", options.key, "PEM file with its private key");
+  certificate->needs(key);
+  key->needs(certificate);
+  app.add_option("--state", options.state,
+                 "Folder for the self-signed certificate "
+                 "(default: orvik-relay in $XDG_STATE_HOME or ~/.local/state)")
+      ->excludes(certificate);
+  app.add_option("--name", options.names,
+                 "Further host name or address for the self-signed certificate; may be repeated")
+      ->excludes(certificate);
+}
+
+fs::path stateFolder(const std::string& chosen) {
+  if (!chosen.empty()) {
+    return chosen;
+  }
+  // Only an absolute path counts (XDG base directories).
+  if (const char* state = std::getenv("XDG_STATE_HOME"); state != nullptr && *state == '/') {
+    return fs::path(state) / "orvik-relay";
+  }
+  if (const char* home = std::getenv("HOME"); home != nullptr && *home != '\0') {
+    return fs::path(home) / ".local" / "state" / "orvik-relay";
+  }
+  throw std::runtime_error("there is no home folder: say --state");
+}
+
+relay::Certificate certificateFor(const Options& options, const Clock& clock) {
+  if (!options.certificate.empty()) {
+    return relay::Certificate::read(options.certificate, options.key);
+  }
+  return relay::Certificate::keptIn(stateFolder(options.state), options.names, clock.unixNow());
+}
+
+/// Many systems let a program ask for more file descriptors than they give it. Failure is not
+/// looked at: with fewer, the server waits until one is free.
+void raiseFileLimit(std::size_t wanted) {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < wanted) {
+    limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, wanted);
+    setrlimit(RLIMIT_NOFILE, &limit);
+  }
+}
+
+std::string textOf(const asio::ip::tcp::endpoint& endpoint) {
+  std::ostringstream text;
+  text << endpoint;
+  return text.str();
+}
+
+void serve(const Options& options) {
+  const auto endpoint = relay::listenAddress(options.listen);
+  if (!endpoint) {
+    throw std::runtime_error("--listen: \"" + options.listen +
+                             "\" is not of the form ADDRESS:PORT");
+  }
+  const auto clock = std::make_shared<SystemClock>();
+  const relay::Certificate certificate = certificateFor(options, *clock);
+  const relay::Limits limits;
+  // Besides the connections: the standard streams, the acceptor, the event queue and timers.
+  raiseFileLimit(limits.connections + 64);
+
+  asio::io_context context(1);
+  std::optional<relay::RelayServer> server;
+  try {
+    server.emplace(context, *endpoint, certificate, clock, limits);
+  } catch (const boost::system::system_error& error) {
+    throw std::runtime_error("cannot listen on " + options.listen + ": " + error.code().message());
+  }
+  asio::signal_set signals(context, SIGINT, SIGTERM);
+  signals.async_wait([&server](const boost::system::error_code& error, int) {
+    if (!error) {
+      server->stop();
+    }
+  });
+  asio::co_spawn(context, server->run(), [&signals](const std::exception_ptr& failure) {
+    signals.cancel();
+    if (failure) {
+      std::rethrow_exception(failure);
+    }
+  });
+  std::printf("orvik-relay: listening on wss://%s\n", textOf(server->endpoint()).c_str());
+  std::printf("orvik-relay: certificate %s, SHA-256 %s\n", certificate.file.c_str(),
+              certificate.fingerprint.c_str());
+  std::fflush(stdout);
+  context.run();
+}
+
+int fail(const std::string& what) {
+  std::fprintf(stderr, "orvik-relay: %s\n", what.c_str());
+  return EXIT_FAILURE;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::signal(SIGPIPE, SIG_IGN);
+  CLI::App app(
+      "Relay between Macs and the phones paired with them. It cannot read what it relays.");
+  Options options;
+  try {
+    declare(app, options);
+    app.parse(argc, argv);
+    serve(options);
+    return EXIT_SUCCESS;
+  } catch (const CLI::ParseError& error) {
+    return error.get_exit_code() == 0 ? app.exit(error) : fail(error.what());
+  } catch (const std::exception& error) {
+    return fail(error.what());
+  }
+}

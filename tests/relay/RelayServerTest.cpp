@@ -1,0 +1,301 @@
+#include <boost/asio/as_tuple.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/read.hpp>
+#include <boost/asio/ssl/host_name_verification.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/asio/use_future.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/ssl/ssl_stream.hpp>
+#include <boost/beast/websocket/ssl.hpp>
+#include <boost/beast/websocket/stream.hpp>
+#include <gmock/gmock.h>
+
+#include "core/pairing/Base64URL.h"
+#include "relay/RelayServer.h"
+#include "tests/relay/TemporaryFolder.h"
+#include "tests/support/ManualClock.h"
+
+namespace orvik::relay {
+namespace {
+
+using namespace std::chrono_literals;
+using asio::ip::tcp;
+using testing::StartsWith;
+namespace beast = boost::beast;
+
+constexpr auto asTuple = asio::as_tuple(asio::use_awaitable);
+
+/// A relay on loopback and its clients, all in this thread. The clock stands still.
+class RelayServerTest : public testing::Test {
+ protected:
+  RelayServerTest() {
+    limits.unauthenticatedPerAddress = 3;
+    limits.macMessages = limits.macBytes = {1e12, 1e12};
+  }
+
+  void SetUp() override {
+    const Certificate certificate = Certificate::keptIn(folder.path, {}, SystemClock().unixNow());
+    // Like real ones: the chain of trust and the host name are checked.
+    trust.load_verify_file(certificate.file.string());
+    trust.set_verify_mode(asio::ssl::verify_peer);
+    server.emplace(context, tcp::endpoint(asio::ip::address_v4::loopback(), 0), certificate, clock,
+                   limits);
+    serving = asio::co_spawn(context, server->run(), asio::use_future);
+  }
+
+  void TearDown() override {
+    server->stop();
+    clock->advance(limits.shutdownTime);
+    finish(serving);
+  }
+
+  /// Runs everything until an operation is done, and gives its result.
+  template <typename Result>
+  Result await(asio::awaitable<Result> operation) {
+    auto result = asio::co_spawn(context, std::move(operation), asio::use_future);
+    return finish(result);
+  }
+
+  template <typename Result>
+  Result finish(std::future<Result>& result) {
+    while (result.wait_for(0s) != std::future_status::ready) {
+      context.restart();
+      if (context.run_one_for(20s) == 0) {
+        // The operation refers to the test's variables, so the test cannot be left.
+        std::fputs("nothing happens any more\n", stderr);
+        std::abort();
+      }
+    }
+    return result.get();
+  }
+
+  tcp::socket connect(int receiveBuffer = 0) {
+    tcp::socket socket(context, tcp::v4());
+    if (receiveBuffer > 0) {
+      socket.set_option(tcp::socket::receive_buffer_size(receiveBuffer));
+    }
+    socket.connect(server->endpoint());
+    return socket;
+  }
+
+  /// Writes bytes and gives everything that comes back.
+  template <typename Stream>
+  std::string exchange(Stream& stream, const std::string& bytes) {
+    std::string answer;
+    await([](Stream& to, const std::string& sent, std::string& all) -> asio::awaitable<void> {
+      co_await asio::async_write(to, asio::buffer(sent), asTuple);
+      auto buffer = asio::dynamic_buffer(all);
+      co_await asio::async_read(to, buffer, asTuple);
+    }(stream, bytes, answer));
+    return answer;
+  }
+
+  std::string http(const std::string& request) {
+    beast::ssl_stream<tcp::socket> stream(connect(), trust);
+    await(stream.async_handshake(asio::ssl::stream_base::client, asio::use_awaitable));
+    return exchange(stream, request);
+  }
+
+  static std::string path(const std::string& role, char identifier) {
+    return "/v1/" + role + "/" + base64URL(Bytes(16, static_cast<std::uint8_t>(identifier)));
+  }
+  static std::string auth(char token) {
+    return R"({"auth":")" + base64URL(Bytes(32, static_cast<std::uint8_t>(token))) + R"("})";
+  }
+
+  class Client {
+   public:
+    Client(RelayServerTest& relayTest, const std::string& role, std::optional<char> token = {},
+           int receiveBuffer = 0)
+        : test(relayTest), socket(test.connect(receiveBuffer), test.trust) {
+      socket.next_layer().set_verify_callback(asio::ssl::host_name_verification("localhost"));
+      test.await(
+          socket.next_layer().async_handshake(asio::ssl::stream_base::client, asio::use_awaitable));
+      test.await(
+          socket.async_handshake("localhost", "/prefix" + path(role, 'a'), asio::use_awaitable));
+      if (token) {
+        send(auth(*token));
+      }
+    }
+
+    void send(const std::string& text) {
+      test.await(socket.async_write(asio::buffer(text), asio::use_awaitable));
+    }
+
+    /// The next message, or "closed" with the code.
+    std::string next() {
+      std::string text;
+      auto buffer = asio::dynamic_buffer(text);
+      const auto [error, size] = test.await(socket.async_read(buffer, asTuple));
+      return error ? "closed " + std::to_string(socket.reason().code) : text;
+    }
+
+    static constexpr int pingSize = 125;
+    void pingFrame() {
+      const beast::websocket::ping_data payload(pingSize, 'x');
+      test.await(socket.async_ping(payload, asio::use_awaitable));
+    }
+
+    tcp::socket& tcpSocket() { return socket.next_layer().next_layer(); }
+
+   private:
+    RelayServerTest& test;
+    beast::websocket::stream<beast::ssl_stream<tcp::socket>> socket;
+  };
+
+  asio::io_context context;
+  std::shared_ptr<test::ManualClock> clock = std::make_shared<test::ManualClock>(context);
+  test::TemporaryFolder folder;
+  Limits limits;
+  asio::ssl::context trust{asio::ssl::context::tls_client};
+  std::optional<RelayServer> server;
+  std::future<void> serving;
+};
+
+TEST_F(RelayServerTest, ForwardsToEveryPhone) {
+  Client mac(*this, "mac", 't');
+  EXPECT_EQ(mac.next(), R"({"active":0,"viewers":0})");
+  Client first(*this, "phone", 't');
+  Client second(*this, "phone", 't');
+  EXPECT_EQ(first.next(), R"({"mac":true})");
+  EXPECT_EQ(second.next(), R"({"mac":true})");
+  EXPECT_EQ(mac.next(), R"({"active":0,"viewers":1})");
+  EXPECT_EQ(mac.next(), R"({"active":0,"viewers":2})");
+  first.send(R"({"active":true})");
+  EXPECT_EQ(mac.next(), R"({"active":1,"viewers":2})");
+  for (const std::size_t size : {std::size_t{0}, std::size_t{200'000}, limits.macMessage}) {
+    const std::string envelope(size, 'x');
+    mac.send(envelope);
+    EXPECT_EQ(first.next(), envelope);
+    EXPECT_EQ(second.next(), envelope);
+  }
+  first.tcpSocket().close();
+  EXPECT_EQ(mac.next(), R"({"active":0,"viewers":1})");
+  Client again(*this, "mac", 't');
+  EXPECT_EQ(mac.next(), "closed 4000");
+  EXPECT_EQ(again.next(), R"({"active":0,"viewers":1})");
+  server->stop();
+  EXPECT_EQ(again.next(), "closed 1001");
+  EXPECT_EQ(second.next(), "closed 1001");
+}
+
+TEST_F(RelayServerTest, ClosesWithTheReason) {
+  Client mac(*this, "mac", 't');
+  EXPECT_EQ(mac.next(), R"({"active":0,"viewers":0})");
+  for (const std::string role : {"mac", "phone"}) {
+    EXPECT_EQ(Client(*this, role, 'u').next(), "closed 4403");
+    Client early(*this, role);
+    early.send("ping");
+    EXPECT_EQ(early.next(), "closed 4400");
+    Client big(*this, role);
+    big.send(std::string(limits.phoneMessage + 1, 'x'));
+    EXPECT_EQ(big.next(), "closed 1009");
+  }
+  // Sent to its end before the close code is read.
+  mac.send(std::string(8 * limits.macMessage, 'x'));
+  EXPECT_EQ(mac.next(), "closed 1009");
+}
+
+TEST_F(RelayServerTest, EndsWhoeverTakesTooLong) {
+  tcp::socket silent = connect();
+  beast::ssl_stream<tcp::socket> slow(connect(), trust);
+  await(slow.async_handshake(asio::ssl::stream_base::client, asio::use_awaitable));
+  clock->advance(limits.upgradeTime - 1s);
+  Client mute(*this, "phone");
+  tcp::socket refused = connect();
+  EXPECT_EQ(exchange(refused, ""), "") << "one more than one address may have";
+  clock->advance(1s);
+  EXPECT_EQ(exchange(silent, ""), "");
+  EXPECT_EQ(exchange(slow, "GET / HTTP/1.1\r\n"), "");
+  clock->advance(limits.authenticationTime - 1s);
+  EXPECT_EQ(mute.next(), "closed 4400");
+
+  Client phone(*this, "phone", 't');
+  clock->advance(limits.holdTime);
+  EXPECT_EQ(phone.next(), "closed 1013");
+
+  Client mac(*this, "mac", 't');
+  Client deaf(*this, "phone", 't');
+  EXPECT_EQ(mac.next(), R"({"active":0,"viewers":0})");
+  EXPECT_EQ(mac.next(), R"({"active":0,"viewers":1})");
+  clock->advance(limits.idleTime - 1s);
+  mac.send("ping");
+  EXPECT_EQ(mac.next(), "pong");
+  clock->advance(1s);
+  EXPECT_EQ(mac.next(), R"({"active":0,"viewers":0})");
+  clock->advance(limits.closingTime);
+  // It never answers the closing handshake, and its socket is cut nevertheless.
+  EXPECT_GT(exchange(deaf.tcpSocket(), "").size(), 0U);
+}
+
+TEST_F(RelayServerTest, ASlowPhoneDelaysNobody) {
+  Client mac(*this, "mac", 't');
+  Client slow(*this, "phone", 't', 64 * 1024);
+  Client quick(*this, "phone", 't');
+  EXPECT_EQ(quick.next(), R"({"mac":true})");
+  for (const std::string viewers : {"0", "1", "2"}) {
+    EXPECT_EQ(mac.next(), R"({"active":0,"viewers":)" + viewers + "}");
+  }
+  const std::string envelope(100'000, 'x');
+  int sent = 0;
+  for (bool isSlowThere = true; isSlowThere;) {
+    ASSERT_LT(++sent, 1000) << "more is kept for a slow phone than it may be";
+    mac.send(envelope);
+    EXPECT_EQ(quick.next(), envelope);
+    mac.send("ping");
+    for (std::string told = mac.next(); told != "pong"; told = mac.next()) {
+      EXPECT_EQ(told, R"({"active":0,"viewers":1})");
+      isSlowThere = false;
+    }
+  }
+  EXPECT_EQ(slow.next(), R"({"mac":true})");
+  int received = 0;
+  std::string last = slow.next();
+  for (; last == envelope; last = slow.next()) {
+    ++received;
+  }
+  EXPECT_EQ(last, "closed 1013");
+  EXPECT_LT(received, sent);
+}
+
+TEST_F(RelayServerTest, FloodsThatAreNoMessagesEndToo) {
+  Client mac(*this, "mac", 't');
+  Client phone(*this, "phone", 't');
+  EXPECT_EQ(phone.next(), R"({"mac":true})");
+  const double most = limits.phoneBytes.burst;
+  for (double sent = 0; sent < most; sent += Client::pingSize) {
+    phone.pingFrame();
+  }
+  clock->advance(limits.checkInterval);
+  EXPECT_EQ(phone.next(), "closed 1008");
+}
+
+TEST_F(RelayServerTest, AnswersOrEndsWhatIsNoWebSocket) {
+  const std::string end = " HTTP/1.1\r\nHost: localhost\r\n";
+  const std::string upgrade =
+      "Connection: Upgrade\r\nUpgrade: websocket\r\nSec-WebSocket-Version: 13\r\n"
+      "Sec-WebSocket-Key: AAAAAAAAAAAAAAAAAAAAAA==\r\n";
+  const std::string mac = path("mac", 'a');
+  EXPECT_THAT(http("GET /healthz" + end + "\r\n"),
+              testing::AllOf(StartsWith("HTTP/1.1 200"), testing::EndsWith("\r\n\r\nok\n")));
+  struct Request {
+    std::string text;
+    std::string status;
+  };
+  for (const Request& request :
+       {Request{"POST /healthz" + end + "\r\n", "404"}, Request{"GET /" + end + "\r\n", "404"},
+        Request{"GET " + mac + end + "\r\n", "404"},
+        Request{"GET /v1/mac/x" + end + upgrade + "\r\n", "404"},
+        Request{"POST " + mac + end + upgrade + "\r\n", "404"},
+        Request{"GET " + mac + end + upgrade + "\r\nmore", "400"},
+        Request{"GET " + mac + end + std::string(9000, 'x'), "400"},
+        Request{std::string("\0\r\n\r\n", 5), "400"}}) {
+    EXPECT_THAT(http(request.text), StartsWith("HTTP/1.1 " + request.status)) << request.text;
+  }
+  tcp::socket garbage = connect();
+  EXPECT_LT(exchange(garbage, "GET / HTTP/1.1\r\n\r\n").size(), 100U);
+}
+
+}  // namespace
+}  // namespace orvik::relay
