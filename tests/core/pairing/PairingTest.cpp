@@ -143,7 +143,7 @@ TEST(CorpusHKDF, MatchesWycheproof) {
         EXPECT_EQ(derived, field("okm")) << *vector.find("tcId")->get<std::int64_t>();
       } else {
         Bytes tooLong(static_cast<std::size_t>(size));
-        EXPECT_DEATH(hkdfSHA256(field("ikm"), field("salt"), field("info"), tooLong), "failed");
+        EXPECT_DEATH(hkdfSHA256(field("ikm"), field("salt"), field("info"), tooLong), "8160");
       }
       ++count;
     }

@@ -1,0 +1,159 @@
+#!/usr/bin/env python3
+"""Relay, agent and two phones, as they are built, on loopback: stream_test.py BUILD_FOLDER.
+
+The readings come out of a file, so that it is known what has to arrive."""
+
+import json
+import os
+import queue
+import signal
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+
+PATIENCE = 30  # seconds after which something that has to happen is held not to happen
+build = sys.argv[1]
+scratch = tempfile.TemporaryDirectory()
+running = []
+
+
+def path(name):
+    return os.path.join(scratch.name, name)
+
+
+class Program:
+    """A program whose lines are read as they come."""
+
+    def __init__(self, name, *arguments, stdin=""):
+        folder = name.removeprefix("orvik-")
+        self.name = name
+        self.lines = queue.Queue()
+        self.process = subprocess.Popen(
+            [os.path.join(build, folder, name), *arguments],
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        running.append(self.process)
+        self.process.stdin.write(stdin)
+        self.process.stdin.close()
+        threading.Thread(target=self._read, daemon=True).start()
+
+    def _read(self):
+        for line in self.process.stdout:
+            self.lines.put(line.rstrip("\n"))
+
+    def line(self):
+        return self.lines.get(timeout=PATIENCE)
+
+    def payload(self):
+        return json.loads(self.line())
+
+    def forget(self):
+        """Drops what has come so far."""
+        while not self.lines.empty():
+            self.lines.get()
+
+    def until(self, condition):
+        """The payloads up to the first that meets the condition."""
+        payloads = [self.payload()]
+        while not condition(payloads[-1]):
+            payloads.append(self.payload())
+        return payloads
+
+    def ends(self, signum=signal.SIGTERM, status=0):
+        if signum is not None:
+            self.process.send_signal(signum)
+        check(self.process.wait(timeout=PATIENCE) == status,
+              f"{self.name} ended with {self.process.returncode}, not {status}")
+
+
+def check(condition, message):
+    if not condition:
+        raise AssertionError(message)
+
+
+def is_full(payload):
+    return "mac_info" in payload
+
+
+def has_history(payload):
+    return "history" in payload
+
+
+def start_relay(port=0):
+    relay = Program("orvik-relay", "--listen", f"127.0.0.1:{port}", "--state", path("state"))
+    port = relay.line().rsplit(":", 1)[1]
+    return relay, port
+
+
+def start_phone(link, options):
+    return Program("orvik-phone", "-", "--json", *options, stdin=link)
+
+
+def join(phone, others=()):
+    """A phone that joins gets a full sample, then the history; so do the others."""
+    first, second = phone.payload(), phone.payload()
+    check(is_full(first) and not has_history(first), "the first sample is full, without history")
+    check(has_history(second) and not is_full(second), "the second has the history")
+    for other in others:
+        payloads = other.until(has_history)
+        check(is_full(payloads[-2]), "everybody gets the full sample before the history")
+
+
+def test():
+    # Two minutes ago, so that its minute is complete and the history is not empty.
+    epoch = int(time.time()) - 120
+    with open(path("sample.json"), "w", encoding="utf-8") as sample:
+        json.dump({"epoch": epoch, "cpu_pct": 12.5, "power_w": 7, "mac_info": {"name": "Zoë"}}, sample)
+
+    relay, port = start_relay()
+    options = ["--relay", f"wss://localhost:{port}", "--trust", path("state/certificate.pem")]
+    agent = Program("orvik-agent", *options, "--name", "Zoë’s Mac", "--link-file", path("link"),
+                    "--sample-file", path("sample.json"))
+    while agent.line() != "online, 0 phones connected":
+        pass
+    with open(path("link"), encoding="utf-8") as file:
+        link = file.read()
+    check(os.stat(path("link")).st_mode & 0o777 == 0o600, "the link is its owner's alone")
+
+    phone = start_phone(link, options)
+    join(phone)
+    before = time.monotonic()
+    phone.forget()
+    payload = phone.payload()
+    check(payload == {"cpu_pct": 12.5, "power_w": 7, "epoch": epoch,
+                      "epoch_ms": payload["epoch_ms"]}, f"a plain sample, not {payload}")
+    check(time.monotonic() - before < 5, "samples come every two seconds")
+
+    second = start_phone(link, options)
+    join(second, others=[phone])
+
+    # A phone with the right identifier and another secret.
+    head, macId, secret, name = link.strip().split(".", 1)[0], *link.strip().split(".")[-3:]
+    stranger = start_phone(".".join([head, macId, secret[::-1][1:] + "A", name]), options)
+    stranger.ends(signum=None, status=3)
+
+    relay.ends(signal.SIGKILL, status=-signal.SIGKILL)
+    phone.forget()
+    second.forget()
+    relay, _ = start_relay(port)
+    for one in (phone, second):
+        check(is_full(one.until(is_full)[-1]), "the stream resumes by itself, with a full sample")
+
+    second.ends()
+    while agent.line() != "online, 1 phone connected":
+        pass
+    agent.ends(signal.SIGINT)
+    check(agent.lines.queue[-1] == "stopped", "the agent says goodbye")
+    phone.ends()
+    relay.ends()
+
+
+try:
+    test()
+    print("passed")
+finally:
+    for process in running:
+        if process.poll() is None:
+            process.kill()
+    scratch.cleanup()
