@@ -1,0 +1,37 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "core/alerts/AlertEngine.h"
+#include "core/platform/FileOperations.h"
+#include "core/platform/UserDefaults.h"
+
+namespace orvik {
+
+/// Keeps the alert engine between runs. Nothing fails here: what cannot be read counts as never
+/// stored, and a save that fails leaves what was stored before. At worst an alert comes twice.
+/// Saving waits until some hundred bytes have reached the disk. Not to be called concurrently.
+struct AlertStateStore {
+  std::function<std::optional<AlertEngine>()> load;
+  std::function<void(const AlertEngine&)> save;
+
+  /// Never has anything.
+  [[nodiscard]] static AlertStateStore memory();
+
+  /// Under a key of the user's preferences: those of the suite, or the application's own when there
+  /// is no suite or it cannot be opened.
+  [[nodiscard]] static AlertStateStore userDefaults(std::optional<std::string> suite,
+                                                    std::string key,
+                                                    UserDefaultsOpener open = openUserDefaults);
+
+  /// A file of its own, in a folder that exists, replaced as a whole.
+  [[nodiscard]] static AlertStateStore file(
+      std::filesystem::path path,
+      std::shared_ptr<FileOperations> operations = std::make_shared<FileOperations>());
+};
+
+}  // namespace orvik
