@@ -1,10 +1,10 @@
 #include "agent/AgentCommandLine.h"
 
-#include <unistd.h>
-
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <unistd.h>
+
 #include <array>
 
 #include "core/BuildConstants.h"

@@ -1,9 +1,8 @@
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
@@ -35,9 +34,8 @@ void writeLinkFile(const std::filesystem::path& file, const std::string& link) {
   const std::string temporary = file.string() + ".new";
   unlink(temporary.c_str());
   const int descriptor = open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  const bool isWritten =
-      descriptor >= 0 && write(descriptor, line.data(), line.size()) ==
-                             static_cast<ssize_t>(line.size());
+  const bool isWritten = descriptor >= 0 && write(descriptor, line.data(), line.size()) ==
+                                                static_cast<ssize_t>(line.size());
   if (descriptor >= 0) {
     close(descriptor);
   }
@@ -76,7 +74,7 @@ int run(const AgentCommandLine& line) {
   asio::io_context context(1);
   asio::signal_set signals(context, SIGINT, SIGTERM, SIGHUP);
   bool isRejected = false;
-  const auto client = RelayClient::make(
+  const auto client = std::make_shared<RelayClient>(
       pairing, line.relay, sampleSource(line, clock),
       [&](const RelayState& state) {
         if (!line.quiet) {
@@ -88,7 +86,7 @@ int run(const AgentCommandLine& line) {
           context.stop();
         }
       },
-      {context.get_executor(), clock, session});
+      RelayClient::Surroundings{context.get_executor(), clock, session});
   signals.async_wait([&](const boost::system::error_code& error, int /*signal*/) {
     if (!error) {
       asio::co_spawn(context, client->stop(),

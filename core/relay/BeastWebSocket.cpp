@@ -7,12 +7,12 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl/context.hpp>
 #include <boost/asio/ssl/host_name_verification.hpp>
+#include <boost/asio/ssl/stream.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/beast/core/buffers_to_string.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/field.hpp>
-#include <boost/beast/ssl/ssl_stream.hpp>
 #include <boost/beast/websocket/ssl.hpp>
 #include <boost/beast/websocket/stream.hpp>
 
@@ -33,7 +33,7 @@ namespace {
 
 namespace beast = boost::beast;
 namespace websocket = beast::websocket;
-using Stream = websocket::stream<beast::ssl_stream<asio::ip::tcp::socket>>;
+using Stream = websocket::stream<asio::ssl::stream<asio::ip::tcp::socket>>;
 
 /// Messages taken from the network before anybody has asked for them.
 constexpr std::size_t inboxSize = 16;
@@ -337,11 +337,9 @@ struct BeastWebSocketSession::Trust {
 };
 
 BeastWebSocketSession::BeastWebSocketSession(
-    std::shared_ptr<Clock> clock,
-    const std::optional<std::filesystem::path>& trustedCertificates, std::size_t messageLimit)
-    : clock(std::move(clock)),
-      trust(std::make_unique<Trust>()),
-      messageLimit(messageLimit) {
+    std::shared_ptr<Clock> clock, const std::optional<std::filesystem::path>& trustedCertificates,
+    std::size_t messageLimit)
+    : clock(std::move(clock)), trust(std::make_unique<Trust>()), messageLimit(messageLimit) {
   auto& context = trust->context;
   if (SSL_CTX_set_min_proto_version(context.native_handle(), TLS1_2_VERSION) != 1) {
     throw std::runtime_error("TLS could not be set up");

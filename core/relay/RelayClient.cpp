@@ -47,14 +47,6 @@ const std::string& RelayClient::defaultRelay() {
   return url;
 }
 
-std::shared_ptr<RelayClient> RelayClient::make(Pairing pairing, std::string relay,
-                                               std::shared_ptr<SampleSource> source,
-                                               StateCallback onState, Surroundings surroundings) {
-  return std::shared_ptr<RelayClient>(new RelayClient(std::move(pairing), std::move(relay),
-                                                      std::move(source), std::move(onState),
-                                                      std::move(surroundings)));
-}
-
 RelayClient::RelayClient(Pairing pairing, std::string relay, std::shared_ptr<SampleSource> source,
                          StateCallback onState, Surroundings surroundings)
     : pairing(std::move(pairing)),

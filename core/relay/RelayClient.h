@@ -41,12 +41,10 @@ class RelayClient : public std::enable_shared_from_this<RelayClient> {
   /// The relay that this build connects to by default: a wss URL.
   [[nodiscard]] static const std::string& defaultRelay();
 
-  /// Starts nothing. `relay` is the base URL, without "v1/mac/".
-  [[nodiscard]] static std::shared_ptr<RelayClient> make(Pairing pairing, std::string relay,
-                                                         std::shared_ptr<SampleSource> source,
-                                                         StateCallback onState,
-                                                         Surroundings surroundings);
-
+  /// Starts nothing. `relay` is the base URL, without "v1/mac/". Owned by a std::shared_ptr: what
+  /// it has begun keeps it alive.
+  RelayClient(Pairing pairing, std::string relay, std::shared_ptr<SampleSource> source,
+              StateCallback onState, Surroundings surroundings);
   RelayClient(const RelayClient&) = delete;
   RelayClient& operator=(const RelayClient&) = delete;
 
@@ -72,9 +70,6 @@ class RelayClient : public std::enable_shared_from_this<RelayClient> {
   /// A coroutine that can be cancelled.
   struct TaskHandle;
   using Socket = std::shared_ptr<WebSocketTask>;
-
-  RelayClient(Pairing pairing, std::string relay, std::shared_ptr<SampleSource> source,
-              StateCallback onState, Surroundings surroundings);
 
   std::shared_ptr<TaskHandle> spawn(asio::awaitable<void> work);
   asio::awaitable<void> stopOnStrand();

@@ -72,6 +72,8 @@ char* writeHundredths(double magnitude, char* to) {
   if (magnitude >= limit) {
     return nullptr;
   }
+  // Where this rounds wrongly the division below does not lead back, and the slower way is taken.
+  // NOLINTNEXTLINE(bugprone-incorrect-roundings)
   const auto hundredths = static_cast<std::uint64_t>(magnitude * 100.0 + 0.5);
   if (static_cast<double>(hundredths) / 100.0 != magnitude) {
     return nullptr;

@@ -132,7 +132,11 @@ class BinaryMeasure {
       for (std::uint64_t i = 0; i < (isMap ? 2 * count : count); ++i) {
         const auto reference = number(at + i * referenceSize, referenceSize);
         const auto size = reference ? unfoldedSize(*reference, depth + 1) : std::nullopt;
-        if (!size || (total += *size) > maximumValues) {
+        if (!size) {
+          return std::nullopt;
+        }
+        total += *size;
+        if (total > maximumValues) {
           return std::nullopt;
         }
       }

@@ -28,7 +28,7 @@ UChar32 nextCodePoint(std::string_view text, std::size_t& position) noexcept {
 icu::UnicodeString composed(std::string_view text) {
   UErrorCode status = U_ZERO_ERROR;
   const icu::Normalizer2* composer = icu::Normalizer2::getNFCInstance(status);
-  const auto source = icu::UnicodeString::fromUTF8(
+  auto source = icu::UnicodeString::fromUTF8(
       icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
   if (U_FAILURE(status)) {
     return source;

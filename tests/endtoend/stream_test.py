@@ -129,7 +129,7 @@ def test():
     join(second, others=[phone])
 
     # A phone with the right identifier and another secret.
-    head, macId, secret, name = link.strip().split(".", 1)[0], *link.strip().split(".")[-3:]
+    head, macId, secret, name = link.strip().rsplit(".", 3)
     stranger = start_phone(".".join([head, macId, secret[::-1][1:] + "A", name]), options)
     stranger.ends(signum=None, status=3)
 

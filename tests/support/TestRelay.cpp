@@ -3,9 +3,9 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl/context.hpp>
+#include <boost/asio/ssl/stream.hpp>
 #include <boost/beast/core/buffers_to_string.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/ssl/ssl_stream.hpp>
 #include <boost/beast/websocket/ssl.hpp>
 #include <boost/beast/websocket/stream.hpp>
 #include <sys/socket.h>
@@ -21,7 +21,7 @@ namespace orvik::test {
 namespace asio = boost::asio;
 namespace beast = boost::beast;
 using tcp = asio::ip::tcp;
-using Stream = beast::websocket::stream<beast::ssl_stream<tcp::socket>>;
+using Stream = beast::websocket::stream<asio::ssl::stream<tcp::socket>>;
 
 std::string fixture(const std::string& name) { return std::string(ORVIK_FIXTURES) + "/" + name; }
 

@@ -38,10 +38,10 @@ class RealLink : public testing::Test {
   }
   void start(const std::string& url, const std::string& trusted = "localhost.pem") {
     session = std::make_shared<BeastWebSocketSession>(clock, test::fixture(trusted));
-    client = RelayClient::make(Pairing(Bytes(16, 1), Bytes(32, 2)), url,
-                               std::make_shared<BasicSampleSource>(clock),
-                               [this](const RelayState& state) { states.push_back(state); },
-                               {context.get_executor(), clock, session});
+    client = std::make_shared<RelayClient>(
+        Pairing(Bytes(16, 1), Bytes(32, 2)), url, std::make_shared<BasicSampleSource>(clock),
+        [this](const RelayState& state) { states.push_back(state); },
+        RelayClient::Surroundings{context.get_executor(), clock, session});
     client->start();
   }
   void waitUntil(const std::function<bool()>& condition) {

@@ -107,10 +107,10 @@ class RelaySession : public testing::Test {
   std::vector<std::string> timeline;
   std::vector<RelayState> states;
   Instant zero;
-  std::shared_ptr<RelayClient> client =
-      RelayClient::make(pairing, "wss://relay.example/base", source,
-                        [this](const RelayState& state) { states.push_back(state); },
-                        {context.get_executor(), clock, session});
+  std::shared_ptr<RelayClient> client = std::make_shared<RelayClient>(
+      pairing, "wss://relay.example/base", source,
+      [this](const RelayState& state) { states.push_back(state); },
+      RelayClient::Surroundings{context.get_executor(), clock, session});
 };
 
 using relayState::Connecting;
