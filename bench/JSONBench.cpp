@@ -1,9 +1,9 @@
 // The compact writer beside two others, on the same values: each writes what it read from our text.
 
 #include <benchmark/benchmark.h>
-
 #include <boost/json/parse.hpp>
 #include <boost/json/serializer.hpp>
+
 #include <cstdlib>
 #include <new>
 

@@ -47,7 +47,8 @@ JSONValue connections() {
 JSONValue liveSample() {
   JSONValue::Array processes;
   for (int i = 0; i < 11; ++i) {
-    processes.emplace_back(JSONValue::Array{pyRound(37.4 - 3.1 * i, 1), "com.example.WebContent.Helper"});
+    processes.emplace_back(
+        JSONValue::Array{pyRound(37.4 - 3.1 * i, 1), "com.example.WebContent.Helper"});
   }
   JSONObject sample{{"cpu_pct", 23.4},
                     {"temp_cpu", 61.2},

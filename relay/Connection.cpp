@@ -85,7 +85,8 @@ asio::awaitable<bool> Connection::establish() {
   if (acceptError) {
     co_return false;
   }
-  session.emplace(*target, *this, exchange->switchboard, exchange->limits, now());
+  session =
+      std::make_unique<Session>(*target, *this, exchange->switchboard, exchange->limits, now());
   cutAt = Instant::max();
   co_return true;
 }

@@ -64,7 +64,7 @@ class Connection final : public Peer, public std::enable_shared_from_this<Connec
   Notifier changed;
   OutboundQueue outbound;
   /// From the upgrade on.
-  std::optional<Session> session;
+  std::unique_ptr<Session> session;
   RateLimit inboundBytes;
   std::uint64_t bytesSeen = 0;
   Instant cutAt;

@@ -64,8 +64,8 @@ struct Limits {
   Clock::Duration idleTime = std::chrono::seconds(180);
   /// For the other side's part of the closing handshake.
   Clock::Duration closingTime = std::chrono::seconds(3);
-  /// For all closing handshakes when the relay shuts down.
-  Clock::Duration shutdownTime = std::chrono::seconds(2);
+  /// For all closing handshakes when the relay shuts down, so that it is gone within 2 s.
+  Clock::Duration shutdownTime = std::chrono::milliseconds(1500);
   /// Between two looks at the deadlines, which are late by as much at most.
   Clock::Duration checkInterval = std::chrono::seconds(1);
 };

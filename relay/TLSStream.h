@@ -24,6 +24,7 @@ class TLSStream : public boost::beast::ssl_stream<asio::ip::tcp::socket> {
 /// What the WebSocket layer calls after its closing handshake. It does nothing: the connection
 /// ends TLS itself, within a deadline, where the layer's own way waits for a silent peer for ever.
 template <typename Handler>
+// NOLINTNEXTLINE(readability-identifier-naming): the layer finds it by this name.
 void async_teardown(boost::beast::role_type, TLSStream& stream, Handler&& handler) {
   asio::post(stream.get_executor(), boost::beast::bind_front_handler(std::forward<Handler>(handler),
                                                                      boost::system::error_code()));

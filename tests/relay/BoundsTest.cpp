@@ -4,7 +4,6 @@
 
 #include "relay/Admission.h"
 #include "relay/ListenAddress.h"
-#include "relay/OutboundQueue.h"
 #include "relay/Target.h"
 
 namespace orvik::relay {
@@ -34,75 +33,54 @@ TEST(Admission, BoundsTotalsAndPlaces) {
   limits.unauthenticated = 4;
   limits.unauthenticatedPerAddress = 2;
   Admission admission(limits);
-  const auto enter = [&](const char* text) {
-    return admission.enter(asio::ip::make_address(text));
-  };
   const asio::ip::address first = asio::ip::make_address("192.0.2.1");
-  EXPECT_TRUE(enter("192.0.2.1"));
-  EXPECT_TRUE(enter("::ffff:192.0.2.1"));
-  EXPECT_FALSE(enter("192.0.2.1")) << "two unauthenticated";
-  admission.authenticate(first);
-  EXPECT_TRUE(enter("192.0.2.1"));
-  admission.authenticate(first);
-  EXPECT_FALSE(enter("192.0.2.1")) << "three in all";
-  EXPECT_TRUE(enter("2001:db8::1"));
-  EXPECT_TRUE(enter("2001:db8::2:0:0:1"));
-  EXPECT_FALSE(enter("2001:db8::3")) << "the same network";
-  EXPECT_FALSE(enter("2001:db8:0:1::1")) << "five in all";
-  admission.leave(first, true);
-  EXPECT_TRUE(enter("2001:db8:0:1::1"));
-  EXPECT_FALSE(enter("192.0.2.2")) << "four unauthenticated";
-}
-
-TEST(OutboundQueue, IsBoundedInMessagesAndBytes) {
-  Limits limits;
-  limits.outboundMessages = 3;
-  limits.outboundBytes = 10;
-  OutboundQueue queue(limits);
-  const auto push = [&](std::size_t size) {
-    return queue.push(std::make_shared<const std::string>(size, 'x'));
+  const auto enters = [&](const char* address, bool expected) {
+    EXPECT_EQ(admission.enter(asio::ip::make_address(address)), expected) << address;
   };
-  EXPECT_FALSE(push(11));
-  EXPECT_TRUE(push(6));
-  EXPECT_FALSE(push(5));
-  EXPECT_TRUE(push(4));
-  EXPECT_TRUE(push(0));
-  EXPECT_FALSE(push(0));
-  queue.pop();
-  EXPECT_EQ(queue.front()->size(), 4U);
-  EXPECT_TRUE(push(6));
+  enters("192.0.2.1", true);
+  enters("::ffff:192.0.2.1", true);
+  enters("192.0.2.1", false);  // Two unauthenticated.
+  admission.authenticate(first);
+  enters("192.0.2.1", true);
+  admission.authenticate(first);
+  enters("192.0.2.1", false);  // Three in all.
+  enters("2001:db8::1", true);
+  enters("2001:db8::2:0:0:1", true);
+  enters("2001:db8:0:1::1", false);  // Five in all.
+  admission.leave(first, true);
+  enters("2001:db8::3", false);  // The same network as before.
+  enters("2001:db8:0:1::1", true);
+  enters("192.0.2.2", false);  // Four unauthenticated.
 }
 
 TEST(Target, IsReadFromTheLastThreeSegments) {
   const std::string id = "AAECAwQFBgcICQoLDA0ODw";
   const auto mac = Target::of("/v1/mac/" + id);
-  ASSERT_TRUE(mac);
-  EXPECT_EQ(mac->role, Target::Role::mac);
-  EXPECT_EQ(mac->identifier[15], 15);
   const auto phone = Target::of("/a//b/v1/phone/" + id);
-  ASSERT_TRUE(phone);
+  ASSERT_TRUE(mac && phone);
+  EXPECT_EQ(mac->role, Target::Role::mac);
   EXPECT_EQ(phone->role, Target::Role::phone);
   EXPECT_EQ(phone->identifier, mac->identifier);
-  for (const std::string& path :
-       {std::string(), std::string("/"), id, "v1/mac/" + id, "/v1/mac/" + id + "/",
-        "/v1/mac/" + id + "?a=b", "/v1/mac/" + id + "==", "/v1/mac/" + id.substr(1),
-        "/v1/mac/" + id.substr(0, 21) + "x", "/v1/macs/" + id, "/v2/mac/" + id,
-        std::string("/v1/mac/++++++++++++++++++++AA"), std::string("/v1/mac/")}) {
-    EXPECT_FALSE(Target::of(path)) << path;
+  EXPECT_EQ(mac->identifier[15], 15);
+  for (const std::string path :
+       {"", "/", "v1/mac/#", "/v1/mac/#/", "/v1/mac/#?a=b", "/v1/mac/#==", "/v1/mac/#A",
+        "/v1/macs/#", "/v2/mac/#", "/v1/mac/", "#", "/v1/mac/++++++++++++++++++++AA",
+        "/v1/mac/AAECAwQFBgcICQoLDA0ODx"}) {
+    const std::size_t place = path.find('#');
+    EXPECT_FALSE(Target::of(place == path.npos ? path : std::string(path).replace(place, 1, id)))
+        << path;
   }
 }
 
 TEST(ListenAddress, TakesNumericAddressesWithPorts) {
   for (const char* text : {"127.0.0.1:47443", "[::1]:0", "0.0.0.0:65535", "[::]:1"}) {
     std::ostringstream read;
-    const auto endpoint = listenAddress(text);
-    ASSERT_TRUE(endpoint) << text;
-    read << *endpoint;
+    read << listenAddress(text).value();
     EXPECT_EQ(read.str(), text);
   }
   for (const char* text :
        {"", ":", ":1", "127.0.0.1", "127.0.0.1:", "127.0.0.1:65536", "127.0.0.1:-1", "127.0.0.1:1x",
-        "::1:1", "[::1]", "[]:1", "[:1", "[127.0.0.1]:1", "localhost:1", "[::1 ]:1"}) {
+        "::1:1", "[::1]", "[]:1", "[:1", "[127.0.0.1]:1", "localhost:1"}) {
     EXPECT_FALSE(listenAddress(text)) << text;
   }
 }

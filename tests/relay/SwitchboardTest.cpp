@@ -10,88 +10,83 @@ namespace orvik::relay {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::ElementsAre;
-using testing::IsEmpty;
-
-using Lines = std::vector<std::string>;
 
 /// Macs and phones around one switchboard, acting on commands:
-///   "mac M a t"    Mac M connects for identifier a and presents token t; "phone P a t" likewise
-///   "open mac M a" without a token
-///   "M: text"      M sends a text
-///   "M gone"       M's connection ends
-///   "wait 60"      seconds pass
-/// Each answers with what everybody is told meanwhile: "M text", or "M closed 4403".
+///   mac M a t      M connects for identifier a and presents token t; without t it presents none
+///   phone P a t    likewise
+///   text M hello   M sends a text message; "binary M hello" a binary one
+///   gone M         M's connection ends
+///   wait 60        seconds pass
+/// Each answers with what everybody is told: "M hello", or "M closed 4403", one after another.
 class Stage {
  public:
-  explicit Stage(const Limits& bounds = {}) : limits(bounds), switchboard(limits) {}
+  explicit Stage(const Limits& bounds = {}) : limits(bounds) {}
 
-  Lines does(const std::string& command) {
+  std::string does(const std::string& command) {
     told.clear();
     std::istringstream words(command);
-    std::string first;
-    std::string second;
-    words >> first >> second;
-    if (first == "mac" || first == "phone") {
-      std::string identifier;
-      std::string token;
-      words >> identifier >> token;
-      open(first, second, identifier.front());
-      says(second, R"({"auth":")" + tokenText(token.front()) + R"(","extra":[1]})");
-    } else if (first == "open") {
-      std::string name;
-      std::string identifier;
-      words >> name >> identifier;
-      open(second, name, identifier.front());
-    } else if (first == "wait") {
-      now += std::chrono::seconds(std::stoi(second));
+    std::string verb;
+    std::string name;
+    words >> verb >> name >> std::ws;
+    if (verb == "wait") {
+      now += std::chrono::seconds(std::stoi(name));
       switchboard.endHolds(now);
-      for (auto& [name, actor] : actors) {
+      for (auto& [key, actor] : actors) {
         actor->session.check(now);
       }
-    } else if (first.ends_with(':')) {
-      says(first.substr(0, first.size() - 1), command.substr(first.size() + 1));
+    } else if (verb == "gone") {
+      actors.at(name)->isClosed = true;
+    } else if (verb == "text" || verb == "binary") {
+      std::string text;
+      std::getline(words, text);
+      actors.at(name)->says(text, verb == "text");
     } else {
-      actors.at(first)->isClosed = true;
+      char identifier = 0;
+      char token = 0;
+      words >> identifier >> token;
+      Target target{verb == "mac" ? Target::Role::mac : Target::Role::phone, {}};
+      target.identifier.fill(static_cast<std::uint8_t>(identifier));
+      Actor& actor = *(actors[name] = std::make_unique<Actor>(*this, name, target));
+      if (token != 0) {
+        actor.says(R"({"x":[],"auth":")" + tokenText(token) + R"("})");
+      }
     }
     removeClosed();
     return told;
   }
 
-  void says(const std::string& name, const std::string& text, bool isText = true) {
-    actors.at(name)->session.received(isText, std::make_shared<const std::string>(text), now);
-    removeClosed();
+  /// Plays lines of the form "command -> what everybody is told".
+  void plays(const std::string& timeline) {
+    std::istringstream lines(timeline);
+    for (std::string line; std::getline(lines, line);) {
+      if (const std::size_t arrow = line.find(" ->"); arrow != std::string::npos) {
+        EXPECT_EQ(does(line.substr(0, arrow)), line.substr(arrow + 3)) << line;
+      }
+    }
   }
 
   static std::string tokenText(char letter) {
     return base64URL(Bytes(TokenHash::tokenSize, static_cast<std::uint8_t>(letter)));
   }
 
-  Lines told;
-
  private:
   struct Actor final : Peer {
-    Actor(Stage& stage, std::string name, const Target& target)
-        : stage(stage),
-          name(std::move(name)),
-          session(target, *this, stage.switchboard, stage.limits, stage.now) {}
-    void send(SharedText text) override { stage.told.push_back(name + " " + *text); }
+    Actor(Stage& on, const std::string& called, const Target& target)
+        : stage(on), name(called), session(target, *this, on.switchboard, on.limits, on.now) {}
+    void says(const std::string& text, bool isText = true) {
+      session.received(isText, std::make_shared<const std::string>(text), stage.now);
+    }
+    void send(SharedText text) override { stage.told += " " + name + " " + *text; }
     void close(std::uint16_t code, std::string_view) override {
       if (!std::exchange(isClosed, true)) {
-        stage.told.push_back(name + " closed " + std::to_string(code));
+        stage.told += " " + name + " closed " + std::to_string(code);
       }
     }
     Stage& stage;
-    std::string name;
+    const std::string name;
     Session session;
     bool isClosed = false;
   };
-
-  void open(const std::string& role, const std::string& name, char identifier) {
-    Target target{role == "mac" ? Target::Role::mac : Target::Role::phone, {}};
-    target.identifier.fill(static_cast<std::uint8_t>(identifier));
-    actors[name] = std::make_unique<Actor>(*this, name, target);
-  }
 
   void removeClosed() {
     std::erase_if(actors, [](const auto& entry) {
@@ -103,176 +98,147 @@ class Stage {
   }
 
   const Limits limits;
-  Switchboard switchboard;
+  Switchboard switchboard{limits};
   Instant now{1h};
+  std::string told;
   std::map<std::string, std::unique_ptr<Actor>> actors;
 };
 
-struct Step {
-  std::string command;
-  Lines told;
-};
-
-void expectTimeline(Stage& stage, const std::vector<Step>& steps) {
-  for (const Step& step : steps) {
-    EXPECT_EQ(stage.does(step.command), step.told) << "after: " << step.command;
-  }
-}
-
-std::string presence(const std::string& mac, int viewers, int active) {
-  return mac + R"( {"active":)" + std::to_string(active) + R"(,"viewers":)" +
-         std::to_string(viewers) + "}";
-}
-std::string macIs(const std::string& phone, bool connected) {
-  return phone + R"( {"mac":)" + (connected ? "true}" : "false}");
-}
-
 TEST(Switchboard, PresenceAndForwarding) {
-  Stage stage;
-  expectTimeline(stage, {{"mac M a t", {presence("M", 0, 0)}},
-                         {"phone P a t", {macIs("P", true), presence("M", 1, 0)}},
-                         {"phone Q a t", {macIs("Q", true), presence("M", 2, 0)}},
-                         {R"(P: {"active":true})", {presence("M", 2, 1)}},
-                         {R"(P: {"active":true,"n":1})", {}},
-                         {R"(P: {"active":1})", {}},
-                         {R"(P: {"active")", {}},
-                         {R"(M: {"c":"…"})", {R"(P {"c":"…"})", R"(Q {"c":"…"})"}},
-                         {"M: ping", {"M pong"}},
-                         {"Q: ping", {"Q pong"}},
-                         {"mac N b t", {presence("N", 0, 0)}},
-                         {"N: other", {}},
-                         {"P gone", {presence("M", 1, 0)}},
-                         {"M gone", {macIs("Q", false)}},
-                         {R"(Q: {"active":true})", {}},
-                         {"mac M a t", {macIs("Q", true), presence("M", 1, 1)}},
-                         {"Q gone", {presence("M", 0, 0)}}});
+  Stage().plays(R"(
+mac M a t -> M {"active":0,"viewers":0}
+phone P a t -> P {"mac":true} M {"active":0,"viewers":1}
+phone Q a t -> Q {"mac":true} M {"active":0,"viewers":2}
+text P {"active":true} -> M {"active":1,"viewers":2}
+text P {"active":true,"n":1} ->
+text P {"active":1} ->
+text P {"active" ->
+text M {"c":"…"} -> P {"c":"…"} Q {"c":"…"}
+text M ping -> M pong
+text Q ping -> Q pong
+binary M ping ->
+binary P ping ->
+mac N b t -> N {"active":0,"viewers":0}
+text N other ->
+gone P -> M {"active":0,"viewers":1}
+gone M -> Q {"mac":false}
+text Q {"active":true} ->
+mac M a t -> Q {"mac":true} M {"active":1,"viewers":1}
+gone Q -> M {"active":0,"viewers":0}
+)");
 }
 
 TEST(Switchboard, TheFirstTokenOwnsTheIdentifier) {
-  Stage stage;
-  expectTimeline(stage, {{"mac M a t", {presence("M", 0, 0)}},
-                         {"mac X a u", {"X closed 4403"}},
-                         {"phone X a u", {"X closed 4403"}},
-                         {"M gone", {}},
-                         {"mac X a u", {"X closed 4403"}},
-                         {"phone X a u", {"X closed 4403"}},
-                         {"phone P a t", {macIs("P", false)}},
-                         {"mac M a t", {macIs("P", true), presence("M", 1, 0)}},
-                         {"mac N a t", {"M closed 4000", presence("N", 1, 0)}},
-                         {"N: text", {"P text"}},
-                         {"P: ping", {"P pong"}},
-                         {"N gone", {macIs("P", false)}}});
+  Stage().plays(R"(
+mac M a t -> M {"active":0,"viewers":0}
+mac X a u -> X closed 4403
+phone X a u -> X closed 4403
+gone M ->
+mac X a u -> X closed 4403
+phone P a t -> P {"mac":false}
+mac M a t -> P {"mac":true} M {"active":0,"viewers":1}
+mac N a t -> M closed 4000 N {"active":0,"viewers":1}
+text N hello -> P hello
+gone N -> P {"mac":false}
+)");
 }
 
 TEST(Switchboard, PhonesWaitForAnUnknownMac) {
-  Stage stage;
-  expectTimeline(
-      stage,
-      {{"phone P a t", {}},
-       {"phone X a u", {}},
-       {R"(P: {"active":true})", {}},
-       {"P: ping", {"P pong"}},
-       {"wait 30", {}},
-       {"phone Q a t", {}},
-       {"phone R b t", {}},
-       {"wait 29", {}},
-       {"mac M a t", {macIs("P", true), "X closed 4403", macIs("Q", true), presence("M", 2, 1)}},
-       {"wait 30", {}},
-       {"wait 1", {"R closed 1013"}},
-       {"mac N b t", {presence("N", 0, 0)}}});
+  Stage().plays(R"(
+phone P a t ->
+phone X a u ->
+text P {"active":true} ->
+text P ping -> P pong
+wait 30 ->
+phone R b t ->
+wait 29 ->
+mac M a t -> P {"mac":true} X closed 4403 M {"active":1,"viewers":1}
+wait 30 ->
+wait 1 -> R closed 1013
+mac N b t -> N {"active":0,"viewers":0}
+)");
 }
 
 TEST(Switchboard, EverythingIsBounded) {
   Limits limits;
-  limits.phonesPerMac = 2;
+  limits.phonesPerMac = limits.heldPhones = limits.records = 2;
   limits.heldPhonesPerMac = 1;
-  limits.heldPhones = 2;
-  limits.records = 2;
-  Stage stage(limits);
-  expectTimeline(stage, {{"phone P a t", {}},
-                         {"phone Q a t", {"Q closed 1013"}},
-                         {"phone R b t", {}},
-                         {"phone S c t", {"S closed 1013"}},
-                         {"R gone", {}},
-                         {"phone S c t", {}},
-                         {"S gone", {}},
-                         {"mac M a t", {macIs("P", true), presence("M", 1, 0)}},
-                         {"phone Q a t", {macIs("Q", true), presence("M", 2, 0)}},
-                         {"phone R a t", {"R closed 1013"}},
-                         {"phone S c t", {}},
-                         {"phone T d t", {}},
-                         {"phone U e t", {"U closed 1013"}},
-                         {"S gone", {}},
-                         {"T gone", {}},
-                         {"M gone", {macIs("P", false), macIs("Q", false)}},
-                         {"mac N b t", {presence("N", 0, 0)}},
-                         // Both records are in use: one by phones, one by its Mac.
-                         {"mac O c t", {"O closed 1013"}},
-                         {"N gone", {}},
-                         {"P gone", {}},
-                         {"Q gone", {}},
-                         // The longest unused is forgotten, and may be claimed by anybody.
-                         {"mac O c t", {presence("O", 0, 0)}},
-                         {"mac X a u", {"X closed 4403"}},
-                         {"mac M a t", {presence("M", 0, 0)}},
-                         {"M gone", {}},
-                         {"mac N b u", {presence("N", 0, 0)}},
-                         {"N gone", {}},
-                         {"mac N b u", {presence("N", 0, 0)}},
-                         {"mac M a t", {"M closed 1013"}}});
+  // An identifier in use is never forgotten; of the others, the longest unused goes first.
+  Stage(limits).plays(R"(
+phone P a t ->
+phone Q a t -> Q closed 1013
+phone R b t ->
+phone S c t -> S closed 1013
+gone R ->
+mac M a t -> P {"mac":true} M {"active":0,"viewers":1}
+phone R b t ->
+phone S c t ->
+phone T d t -> T closed 1013
+gone R ->
+gone S ->
+phone Q a t -> Q {"mac":true} M {"active":0,"viewers":2}
+phone R a t -> R closed 1013
+gone M -> P {"mac":false} Q {"mac":false}
+mac N b t -> N {"active":0,"viewers":0}
+mac O c t -> O closed 1013
+gone N ->
+gone P ->
+gone Q ->
+mac O c t -> O {"active":0,"viewers":0}
+mac X a u -> X closed 4403
+mac M a t -> M {"active":0,"viewers":0}
+mac N b u -> N closed 1013
+gone M ->
+mac N b u -> N {"active":0,"viewers":0}
+)");
 }
 
 TEST(Session, TheFirstMessageIsAToken) {
   const std::string token = Stage::tokenText('t');
   const auto auth = [](const std::string& text) { return R"({"auth":")" + text + R"("})"; };
-  for (const std::string& message :
-       {std::string(), std::string("ping"), token, std::string("{}"), std::string(R"({"auth":1})"),
-        "[" + auth(token) + "]", auth(token) + "x", auth(token.substr(1)), auth(token + "="),
-        auth(token + "AA"), auth(std::string(42, 'A') + "B"), auth(std::string(42, '+') + "8"),
-        std::string(4000, '[')}) {
-    for (const std::string role : {"mac", "phone"}) {
-      Stage stage;
-      stage.does("open " + role + " M a");
-      stage.says("M", message);
-      EXPECT_THAT(stage.told, ElementsAre("M closed 4400")) << message;
-    }
+  for (const std::string message :
+       {"text M ", "text M ping", "text M {}", R"(text M {"auth":1})"}) {
+    Stage stage;
+    stage.does("mac M a");
+    EXPECT_EQ(stage.does(message), " M closed 4400") << message;
+  }
+  for (const std::string& text : {"[" + auth(token) + "]", auth(token) + "x", auth(token.substr(1)),
+                                  auth(token + "="), auth(std::string(42, 'A') + "B"),
+                                  auth(std::string(42, '+') + "8"), std::string(4000, '[')}) {
+    Stage stage;
+    stage.does("phone P a");
+    EXPECT_EQ(stage.does("text P " + text), " P closed 4400") << text;
   }
   Stage stage;
-  stage.does("open mac M a");
-  stage.says("M", auth(token), false);
-  EXPECT_THAT(stage.told, ElementsAre("M closed 4400"));
-  stage.does("mac M a t");
-  stage.does("phone P a t");
-  stage.told.clear();
-  stage.says("M", "binary", false);
-  stage.says("P", "ping", false);
-  EXPECT_THAT(stage.told, IsEmpty());
+  stage.does("mac M a");
+  EXPECT_EQ(stage.does("binary M " + auth(token)), " M closed 4400");
 }
 
 TEST(Session, SilenceAndFloodsEndIt) {
   Stage stage;
-  expectTimeline(stage, {{"open phone X a", {}},
-                         {"wait 9", {}},
-                         {"mac M b t", {presence("M", 0, 0)}},
-                         {"phone P b t", {macIs("P", true), presence("M", 1, 0)}},
-                         {"wait 1", {"X closed 4400"}},
-                         {"wait 170", {}},
-                         {"P: ping", {"P pong"}},
-                         {"wait 9", {"M closed 1013", macIs("P", false)}},
-                         {"wait 170", {}},
-                         {"wait 1", {"P closed 1013"}},
-                         {"mac M b t", {presence("M", 0, 0)}},
-                         {"phone P b t", {macIs("P", true), presence("M", 1, 0)}}});
-  const Limits limits;
+  stage.plays(R"(
+phone X a ->
+wait 9 ->
+mac M b t -> M {"active":0,"viewers":0}
+phone P b t -> P {"mac":true} M {"active":0,"viewers":1}
+wait 1 -> X closed 4400
+wait 170 ->
+text P ping -> P pong
+wait 9 -> M closed 1013 P {"mac":false}
+wait 170 ->
+wait 1 -> P closed 1013
+mac M b t -> M {"active":0,"viewers":0}
+phone P b t -> P {"mac":true} M {"active":0,"viewers":1}
+)");
   // The token was a message too.
-  for (double sent = 1; sent < limits.phoneMessages.burst; ++sent) {
-    EXPECT_THAT(stage.does("P: x"), IsEmpty());
+  for (double sent = 1; sent < Limits().phoneMessages.burst; ++sent) {
+    EXPECT_EQ(stage.does("text P x"), "");
   }
-  EXPECT_THAT(stage.does("P: x"), ElementsAre("P closed 1008", presence("M", 0, 0)));
-  for (double sent = 1; sent < limits.macMessages.burst; ++sent) {
-    EXPECT_THAT(stage.does("M: x"), IsEmpty());
+  EXPECT_EQ(stage.does("text P x"), R"( P closed 1008 M {"active":0,"viewers":0})");
+  for (double sent = 1; sent < Limits().macMessages.burst; ++sent) {
+    EXPECT_EQ(stage.does("text M x"), "");
   }
-  EXPECT_THAT(stage.does("M: x"), ElementsAre("M closed 1008"));
+  EXPECT_EQ(stage.does("text M x"), " M closed 1008");
 }
 
 }  // namespace

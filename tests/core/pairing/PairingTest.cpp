@@ -1,11 +1,10 @@
-#include "core/pairing/Pairing.h"
-
 #include <gtest/gtest.h>
 
 #include <cstring>
 
 #include "core/BuildConstants.h"
 #include "core/pairing/Base64URL.h"
+#include "core/pairing/Pairing.h"
 #include "core/values/JSONReader.h"
 #include "tests/support/Corpus.h"
 #include "tests/support/Hex.h"

@@ -1,5 +1,3 @@
-#include "core/values/JSONValue.h"
-
 #include <gtest/gtest.h>
 
 #include <clocale>
@@ -7,6 +5,7 @@
 #include <limits>
 #include <locale>
 
+#include "core/values/JSONValue.h"
 #include "core/values/NumberText.h"
 #include "core/values/Text.h"
 #include "core/values/UntypedValue.h"
@@ -22,8 +21,10 @@ TEST(JSONValue, WritesCompactSortedText) {
     JSONValue value;
     std::string text;
   } cases[] = {
-      {Object{{"b", 1}, {"a", Array{true, nullptr}}, {"A", "x"}}, R"({"A":"x","a":[true,null],"b":1})"},
-      {Object{{"a", 1}, {"_", 2}, {"Z", 3}, {"é", 4}, {"z", 5}}, R"({"Z":3,"_":2,"a":1,"z":5,"é":4})"},
+      {Object{{"b", 1}, {"a", Array{true, nullptr}}, {"A", "x"}},
+       R"({"A":"x","a":[true,null],"b":1})"},
+      {Object{{"a", 1}, {"_", 2}, {"Z", 3}, {"é", 4}, {"z", 5}},
+       R"({"Z":3,"_":2,"a":1,"z":5,"é":4})"},
       {Array{}, "[]"},
       {Object{}, "{}"},
       {false, "false"},
@@ -93,8 +94,8 @@ TEST(JSONValue, WritesTheShortestDoubleText) {
 TEST(JSONValue, GivesTheSameBytesUnderAnyLocale) {
   const JSONValue value = Array{1234567.5, pyRound(2.345, 1), 1e-7, *parseDouble("1.5")};
   const std::string plain = value.text();
-  const std::locale previous = std::locale::global(
-      std::locale(std::locale::classic(), new std::numpunct_byname<char>("C")));
+  const std::locale previous =
+      std::locale::global(std::locale(std::locale::classic(), new std::numpunct_byname<char>("C")));
   for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "ar_EG.UTF-8"}) {
     std::setlocale(LC_ALL, name);
     EXPECT_EQ(value.text(), plain);
@@ -166,9 +167,19 @@ TEST(NumberText, PyTextTreatsZeroAsNothing) {
     UntypedValue value;
     const char* text;
   } cases[] = {
-      {std::int64_t{0}, ""},  {0.0, ""},   {-0.0, ""},   {"0", "0"},  {"", ""},
-      {std::int64_t{3}, "3"}, {2.5, "2.5"}, {3.0, "3"},  {{}, ""},    {UntypedValue::Opaque{}, ""},
-      {UntypedValue::List{"a"}, ""},        {false, ""}, {true, "1"},
+      {std::int64_t{0}, ""},
+      {0.0, ""},
+      {-0.0, ""},
+      {"0", "0"},
+      {"", ""},
+      {std::int64_t{3}, "3"},
+      {2.5, "2.5"},
+      {3.0, "3"},
+      {{}, ""},
+      {UntypedValue::Opaque{}, ""},
+      {UntypedValue::List{"a"}, ""},
+      {false, ""},
+      {true, "1"},
   };
   for (const auto& [value, text] : cases) {
     EXPECT_EQ(pyText(value), text);

@@ -76,12 +76,13 @@ std::string binaryList(const std::vector<std::string>& objects) {
 
 TEST(PropertyList, ReadsBinary) {
   using namespace std::string_literals;
-  const auto value = readPropertyList(binaryList(
-      {"\xD2\x01\x02\x03\x04"s, "\x51"
-                                "a"s,
-       "\x51"
-       "b"s,
-       "\xA2\x05\x05"s, "\x13\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFB"s, "\x09"s}));
+  const auto value = readPropertyList(
+      binaryList({"\xD2\x01\x02\x03\x04"s,
+                  "\x51"
+                  "a"s,
+                  "\x51"
+                  "b"s,
+                  "\xA2\x05\x05"s, "\x13\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFB"s, "\x09"s}));
   EXPECT_EQ(JSONValue::any(value).text(), R"({"a":[true,true],"b":-5})");
 }
 
@@ -98,9 +99,9 @@ TEST(PropertyList, RefusesDamageDepthAndBombs) {
   }
   bomb.push_back("\x09");
   const std::string whole = binaryList({"\xA1\x01"s, "\x09"s});
-  for (const std::string& bytes : {deepXML, binaryList(bomb), binaryList({"\xA1\x00"s}),
-                                   "bplist00"s, whole.substr(0, 20), ""s, "{}"s, "<plist>"s,
-                                   "plain text"s, std::string(plistHead) + "<dict><key>a"}) {
+  for (const std::string& bytes :
+       {deepXML, binaryList(bomb), binaryList({"\xA1\x00"s}), "bplist00"s, whole.substr(0, 20), ""s,
+        "{}"s, "<plist>"s, "plain text"s, std::string(plistHead) + "<dict><key>a"}) {
     EXPECT_THROW((void)readPropertyList(bytes), PropertyListError) << bytes.substr(0, 60);
   }
   // Whatever is cut off or changed, nothing worse than a refusal comes of it.
