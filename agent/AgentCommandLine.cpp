@@ -63,7 +63,7 @@ std::optional<AgentCommandLine> AgentCommandLine::parse(int argc, const char* co
     }
     throw std::invalid_argument(error.what());
   }
-  if (!WebSocketURL::parse(line.relay)) {
+  if (!WebSocketURL::parse(line.relay) || line.relay.find('?') != std::string::npos) {
     throw std::invalid_argument(
         "the relay's address has to be a wss:// URL with a host and perhaps a path");
   }

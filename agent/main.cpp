@@ -40,6 +40,7 @@ void writeLinkFile(const std::filesystem::path& file, const std::string& link) {
     close(descriptor);
   }
   if (!isWritten || rename(temporary.c_str(), file.c_str()) != 0) {
+    unlink(temporary.c_str());
     throw std::runtime_error("the link cannot be written to " + file.string());
   }
 }

@@ -252,7 +252,8 @@ void BeastWebSocketTask::close(std::uint16_t code) {
 asio::awaitable<void> BeastWebSocketTask::readMessages() {
   const auto self = shared_from_this();
   for (;;) {
-    co_await changed.until([this] { return inbox.size() < inboxSize || phase == Phase::ended; });
+    co_await changed.until(
+        [this] { return inbox.size() < inboxSize || requestedCode || phase == Phase::ended; });
     // In pieces, to cut off whoever sends too much: the library's own limit would first try to
     // part in peace, with a peer that may never answer.
     beast::flat_buffer buffer;
@@ -264,6 +265,10 @@ asio::awaitable<void> BeastWebSocketTask::readMessages() {
         co_return;
       }
     } while (!stream.is_message_done());
+    // Nobody asks for messages any more once the connection is being closed.
+    if (requestedCode) {
+      continue;
+    }
     inbox.push_back({stream.got_text(), beast::buffers_to_string(buffer.data())});
     changed.notify();
   }
@@ -305,7 +310,7 @@ asio::awaitable<void> BeastWebSocketTask::cutUnlessEnded() {
   using namespace asio::experimental::awaitable_operators;
   co_await (changed.until([this] { return phase == Phase::ended; }) ||
             clock->sleepFor(closingLimit));
-  cut();
+  end(asio::error::timed_out);
 }
 
 void BeastWebSocketTask::cut() {

@@ -50,7 +50,7 @@ void runLookup(const std::shared_ptr<Lookup>& lookup, const std::string& host,
                const std::string& port) {
   addrinfo hints{};
   hints.ai_socktype = SOCK_STREAM;
-  hints.ai_flags = AI_ADDRCONFIG | AI_NUMERICSERV;
+  hints.ai_flags = AI_NUMERICSERV;
   addrinfo* rawList = nullptr;
   const int result = getaddrinfo(host.c_str(), port.c_str(), &hints, &rawList);
   const std::unique_ptr<addrinfo, FreeAddresses> list(result == 0 ? rawList : nullptr);

@@ -18,12 +18,12 @@ std::optional<Presence> Presence::fromRelay(std::string_view text) {
     return value == nullptr ? nullptr : value->get<std::int64_t>();
   };
   const std::int64_t* viewers = count("viewers");
-  if (viewers == nullptr) {
+  if (viewers == nullptr || *viewers < 0) {
     return std::nullopt;
   }
   const std::int64_t* active = count("active");
   Presence presence;
-  presence.viewers = std::max<std::int64_t>(*viewers, 0);
+  presence.viewers = *viewers;
   presence.active =
       std::clamp<std::int64_t>(active == nullptr ? presence.viewers : *active, 0, presence.viewers);
   return presence;

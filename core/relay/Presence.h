@@ -12,9 +12,9 @@ struct Presence {
   std::int64_t active = 0;
   bool operator==(const Presence&) const = default;
 
-  /// What the relay says in a presence message; nothing when the text is none. Without "active"
-  /// every viewer counts as active; there are never more active phones than viewers, and never
-  /// fewer than none of either.
+  /// What the relay says in a presence message; nothing when the text is none, or counts fewer
+  /// than no viewers. Without "active" every viewer counts as active; there are never more active
+  /// phones than viewers, and never fewer than none.
   [[nodiscard]] static std::optional<Presence> fromRelay(std::string_view text);
 };
 

@@ -121,7 +121,12 @@ asio::awaitable<void> RelayClient::run() {
 }
 
 asio::awaitable<RelayClient::Outcome> RelayClient::connectOnce() {
-  const Socket task = session->webSocketTask(connectionURL(), strand, closures);
+  Socket task;
+  try {
+    task = session->webSocketTask(connectionURL(), strand, closures);
+  } catch (const std::exception&) {
+    co_return Outcome::failed;  // no memory for TLS: as good a reason to try again later as any
+  }
   socket = task;
   online = false;
   presence = {};

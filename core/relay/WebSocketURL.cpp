@@ -4,6 +4,7 @@
 #include <boost/url/parse.hpp>
 #include <boost/url/url_view.hpp>
 
+#include <algorithm>
 #include <charconv>
 
 namespace orvik {
@@ -20,6 +21,10 @@ std::optional<WebSocketURL> WebSocketURL::parse(std::string_view text) {
   }
   WebSocketURL url;
   url.host = view.host_type() == boost::urls::host_type::ipv6 ? view.host_address() : view.host();
+  // A host may be written with escapes, which must not reach a request as they are.
+  if (!std::ranges::all_of(url.host, [](char c) { return c > ' ' && c < '\x7F'; })) {
+    return std::nullopt;
+  }
   if (view.has_port()) {
     const auto digits = view.port();
     const char* const end = digits.data() + digits.size();

@@ -22,8 +22,9 @@ constexpr std::string_view binaryMagic = "bplist00";
 /// over and over, and would otherwise unfold into all of memory.
 constexpr std::uint64_t maximumValues = 4'000'000;
 
-/// The deepest nesting of containers in XML. Comments and CDATA are passed over, since what
-/// looks like a tag in them is none.
+/// The deepest nesting of containers in XML. Comments, CDATA and processing instructions are passed
+/// over as the parser passes over them, since what looks like a tag in them is none. A document
+/// type with declarations of its own, which no property list has, counts as bottomless.
 std::size_t xmlNesting(std::string_view xml) {
   std::size_t depth = 0;
   std::size_t deepest = 0;
@@ -34,14 +35,21 @@ std::size_t xmlNesting(std::string_view xml) {
   for (std::size_t at = xml.find('<'); at < xml.size(); at = xml.find('<', at)) {
     const std::string_view tag = xml.substr(at + 1);
     if (tag.starts_with("!--")) {
-      at = skipPast(at, "-->");
+      at = skipPast(at + 4, "-->");
       continue;
     }
     if (tag.starts_with("![CDATA[")) {
-      at = skipPast(at, "]]>");
+      at = skipPast(at + 9, "]]>");
+      continue;
+    }
+    if (tag.starts_with('?')) {
+      at = skipPast(at + 2, "?>");
       continue;
     }
     const std::size_t close = xml.find('>', at);
+    if (tag.starts_with('!') && xml.substr(at, close - at).find('[') != std::string_view::npos) {
+      return std::numeric_limits<std::size_t>::max();
+    }
     if (tag.starts_with("array") || tag.starts_with("dict")) {
       const bool empty = close != std::string_view::npos && xml[close - 1] == '/';
       depth += empty ? 0 : 1;
@@ -117,9 +125,11 @@ class BinaryMeasure {
       std::uint64_t at = *offset + 1;
       std::uint64_t count = *marker & 0xFU;
       if (count == 0xF) {
+        // An integer object of 1, 2, 4 or 8 bytes.
         const auto lengthMarker = number(at, 1);
-        const std::size_t lengthSize = lengthMarker ? std::size_t{1} << (*lengthMarker & 0x3U) : 0;
-        const auto length = lengthMarker ? number(at + 1, lengthSize) : std::nullopt;
+        const bool isLength = lengthMarker && *lengthMarker >= 0x10 && *lengthMarker <= 0x13;
+        const std::size_t lengthSize = isLength ? std::size_t{1} << (*lengthMarker & 0x3U) : 0;
+        const auto length = isLength ? number(at + 1, lengthSize) : std::nullopt;
         if (!length) {
           return std::nullopt;
         }

@@ -144,7 +144,8 @@ def test():
     while agent.line() != "online, 1 phone connected":
         pass
     agent.ends(signal.SIGINT)
-    check(agent.lines.queue[-1] == "stopped", "the agent says goodbye")
+    while agent.line() != "stopped":
+        pass
     phone.ends()
     relay.ends()
 

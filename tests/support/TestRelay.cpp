@@ -43,6 +43,7 @@ struct TestRelay::State {
     std::unique_lock guard(lock);
     ended.wait(guard, [this] { return isEnding; });
   }
+  class Listing;
   void serve(tcp::socket socket);
   void acceptAll();
 };
@@ -73,26 +74,41 @@ class BeastConnection final : public TestRelay::Connection {
 
 }  // namespace
 
-void TestRelay::State::serve(tcp::socket socket) {
-  const int descriptor = socket.native_handle();
-  {
-    const std::lock_guard guard(lock);
-    descriptors.push_back(descriptor);
+/// Lists a descriptor for as long as it is open.
+class TestRelay::State::Listing {
+ public:
+  Listing(State& state, int descriptor) : state(state), descriptor(descriptor) {
+    const std::lock_guard guard(state.lock);
+    state.descriptors.push_back(descriptor);
   }
+  Listing(const Listing&) = delete;
+  Listing& operator=(const Listing&) = delete;
+  ~Listing() {
+    const std::lock_guard guard(state.lock);
+    state.descriptors.remove(descriptor);
+  }
+
+ private:
+  State& state;
+  int descriptor;
+};
+
+void TestRelay::State::serve(tcp::socket socket) {
+  Stream stream(std::move(socket), tls);
+  const Listing listing(*this, stream.next_layer().next_layer().native_handle());
   try {
-    if (options.isMute) {
-      waitForEnd();
-    } else {
-      Stream stream(std::move(socket), tls);
+    if (!options.isMute) {
       stream.next_layer().handshake(asio::ssl::stream_base::server);
-      stream.accept();
-      BeastConnection connection(stream, [this] { waitForEnd(); });
-      script(connection);
     }
+    if (options.isMute || options.isMuteAfterTLS) {
+      waitForEnd();
+      return;
+    }
+    stream.accept();
+    BeastConnection connection(stream, [this] { waitForEnd(); });
+    script(connection);
   } catch (const std::exception&) {  // the client has left
   }
-  const std::lock_guard guard(lock);
-  descriptors.remove(descriptor);
 }
 
 void TestRelay::State::acceptAll() {

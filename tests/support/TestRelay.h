@@ -28,8 +28,9 @@ class TestRelay {
 
   struct Options {
     std::string certificate = "localhost";
-    /// Accepts connections without a word of TLS.
+    /// Accepts connections without a word of TLS, or goes silent right after it.
     bool isMute = false;
+    bool isMuteAfterTLS = false;
   };
 
   TestRelay(Script script, const Options& options);

@@ -52,6 +52,7 @@ class RealLink : public testing::Test {
       context.run_one_for(10ms);
     }
   }
+  void boundedAndStopped(const TestRelay::Options& options);
   void waitForState(const RelayState& state) { waitForStates({state}); }
   /// Until these are the newest states: two may come in one go.
   void waitForStates(const std::vector<RelayState>& newest) {
@@ -159,7 +160,15 @@ TEST_F(RealLink, StoppingIsAnsweredOrTakesTwoSeconds) {
 }
 
 TEST_F(RealLink, ConnectingIsBoundedAndCanBeStopped) {
-  const TestRelay relay([](TestRelay::Connection&) {}, {.isMute = true});
+  for (const TestRelay::Options& options :
+       {TestRelay::Options{.isMute = true}, TestRelay::Options{.isMuteAfterTLS = true}}) {
+    states.clear();
+    boundedAndStopped(options);
+  }
+}
+
+void RealLink::boundedAndStopped(const TestRelay::Options& options) {
+  const TestRelay relay([](TestRelay::Connection&) {}, options);
   start(relay.url());
   waitUntil([&] { return relay.connectionCount() == 1; });
   clock->advance(59s);

@@ -216,7 +216,8 @@ TEST_F(RelaySession, InboundNoiseKeepsTheLinkAliveAndChangesNothing) {
   takeStates();
   for (const char* noise :
        {"pong", "", "{", "[1]", "3", R"({"active":5})", R"({"viewers":"2"})", R"({"viewers":2.0})",
-        R"({"viewers":true})", R"({"viewers":null})", R"({"viewers":99999999999999999999})"}) {
+        R"({"viewers":true})", R"({"viewers":null})", R"({"viewers":-4})",
+        R"({"viewers":99999999999999999999})", R"({"viewers":18446744073709551615})"}) {
     session->socket().says(noise);
   }
   session->socket().says(R"({"viewers":3})", false);
@@ -228,7 +229,7 @@ TEST_F(RelaySession, InboundNoiseKeepsTheLinkAliveAndChangesNothing) {
   // More active phones than viewers, and fewer than none.
   session->socket().says(R"({"viewers":1,"active":7,"more":[]})");
   clock->advance(1s);
-  session->socket().says(R"({"viewers":-4,"active":-5})");
+  session->socket().says(R"({"viewers":0,"active":-5})");
   clock->advance(20s);
   EXPECT_THAT(takeStates(), ElementsAre(Online{1}, Online{0}));
   EXPECT_THAT(takeTimeline(), ElementsAre("21.2 plain+history"));

@@ -88,10 +88,16 @@ TEST(PropertyList, ReadsBinary) {
 
 TEST(PropertyList, RefusesDamageDepthAndBombs) {
   using namespace std::string_literals;
-  std::string deepXML(plistHead);
-  for (int i = 0; i < 100'000; ++i) {
-    deepXML += "<array><!-- </array> -->";
+  // What a scanner may take for the end of a list, and the parser does not.
+  std::vector<std::string> refused;
+  for (const char* level : {"<array>", "<array><!-- </array> -->", "<array><!--></array>-->",
+                            "<array><?a ></array><array><?b ?>", "<dict><key>k</key>"}) {
+    refused.emplace_back(plistHead);
+    for (int i = 0; i < 100'000; ++i) {
+      refused.back() += level;
+    }
   }
+  refused.push_back("<!DOCTYPE plist [ > <!-- ]>" + refused.front());
   // Each list holds the next one fifteen times: 15^30 values from 500 bytes.
   std::vector<std::string> bomb;
   for (char i = 1; i <= 30; ++i) {
@@ -99,9 +105,13 @@ TEST(PropertyList, RefusesDamageDepthAndBombs) {
   }
   bomb.push_back("\x09");
   const std::string whole = binaryList({"\xA1\x01"s, "\x09"s});
-  for (const std::string& bytes :
-       {deepXML, binaryList(bomb), binaryList({"\xA1\x00"s}), "bplist00"s, whole.substr(0, 20), ""s,
-        "{}"s, "<plist>"s, "plain text"s, std::string(plistHead) + "<dict><key>a"}) {
+  // A list of ten whose length has a form that means another length to the parser.
+  const std::string oddLength = "\xAF\x14" + std::string(15, '\0') + "\x0A" + std::string(10, 1);
+  refused.insert(refused.end(),
+                 {binaryList(bomb), binaryList({oddLength, "\x09"s}), binaryList({"\xA1\x00"s}),
+                  "bplist00"s, whole.substr(0, 20), ""s, "{}"s, "<plist>"s, "plain text"s,
+                  std::string(plistHead) + "<dict><key>a"});
+  for (const std::string& bytes : refused) {
     EXPECT_THROW((void)readPropertyList(bytes), PropertyListError) << bytes.substr(0, 60);
   }
   // Whatever is cut off or changed, nothing worse than a refusal comes of it.
