@@ -87,8 +87,7 @@ PairingLink PairingLink::read(std::string_view text) {
   const std::size_t hash = link.find('#');
   checkAddress(link.substr(0, hash));
   if (hash == std::string_view::npos) {
-    throw PairingLinkError(
-        "The part of the link after # is missing: quote the link on the command line.");
+    throw PairingLinkError("The link ends before its #: quote the link on the command line.");
   }
   std::string_view rest = link.substr(hash + 1);
   if (nextPart(rest) != "1") {

@@ -57,7 +57,7 @@ class HMACSHA256 {
   static constexpr std::size_t size = 32;
   using Code = SecretBytes<size>;
 
-  /// Over the parts, one after the other.
+  /// Over all pieces, one after the other.
   Code code(ByteView key, std::initializer_list<ByteView> parts) {
     SecretBytes<blockSize> padded;
     if (key.size() > blockSize) {

@@ -7,7 +7,7 @@
 
 namespace orvik {
 
-/// The parts of a wss URL that a connection needs.
+/// What a connection needs of a wss URL.
 struct WebSocketURL {
   /// A name, or an address without brackets.
   std::string host;
