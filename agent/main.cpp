@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -24,7 +25,11 @@ constexpr int usageStatus = 2;
 constexpr int rejectedStatus = 3;
 
 int report(const std::exception& error, int status) {
-  std::fprintf(stderr, "orvik-agent: %s\n", error.what());
+  // One line, whatever was typed: the parser quotes arguments.
+  std::string message = error.what();
+  std::ranges::replace_if(
+      message, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }, ' ');
+  std::fprintf(stderr, "orvik-agent: %s\n", message.c_str());
   return status;
 }
 

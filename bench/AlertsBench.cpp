@@ -44,16 +44,9 @@ BENCHMARK_CAPTURE(addToHistory, openMinute, 0)->Unit(benchmark::kNanosecond);
 BENCHMARK_CAPTURE(addToHistory, newMinute, 60)->Unit(benchmark::kNanosecond);
 
 void jsonOfFullDay(benchmark::State& state) {
-  MinuteHistory history;
-  for (std::int64_t minute = 0; minute <= MinuteHistory::span; ++minute) {
-    const auto wave = static_cast<double>(minute * 7919 % 1000) / 10;
-    history.add({{"epoch", start + minute * 60},
-                 {"cpu_pct", wave},
-                 {"temp_cpu", 40 + wave / 3},
-                 {"power_w", 5 + wave / 7}});
-  }
+  const MinuteHistory history = dayOfMinutes();
   for (auto _ : state) {
-    benchmark::DoNotOptimize(history.json(start + MinuteHistory::span * 60));
+    benchmark::DoNotOptimize(history.json(dayEnd));
   }
 }
 BENCHMARK(jsonOfFullDay)->Unit(benchmark::kMicrosecond);

@@ -1,6 +1,5 @@
 #include "bench/Payloads.h"
 
-#include "core/alerts/MinuteHistory.h"
 #include "core/values/NumberText.h"
 
 namespace orvik::bench {
@@ -91,17 +90,18 @@ JSONValue liveSample() {
   return sample;
 }
 
-JSONValue fullHistory() {
+MinuteHistory dayOfMinutes() {
   MinuteHistory history;
-  constexpr std::int64_t start = 1'800'000'000;
   for (std::int64_t minute = 0; minute <= MinuteHistory::span; ++minute) {
     const auto wave = static_cast<double>(minute * 7919 % 1000) / 10;
-    history.add({{"epoch", start + minute * 60},
+    history.add({{"epoch", dayEnd + (minute - MinuteHistory::span) * 60},
                  {"cpu_pct", wave},
                  {"temp_cpu", 40 + wave / 3},
                  {"power_w", 5 + wave / 7}});
   }
-  return *history.json(start + MinuteHistory::span * 60);
+  return history;
 }
+
+JSONValue fullHistory() { return *dayOfMinutes().json(dayEnd); }
 
 }  // namespace orvik::bench
