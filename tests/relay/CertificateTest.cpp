@@ -3,7 +3,7 @@
 
 #include "relay/Certificate.h"
 #include "relay/SelfSigned.h"
-#include "tests/relay/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace orvik::relay {
 namespace {

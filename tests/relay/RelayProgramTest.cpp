@@ -6,7 +6,7 @@
 #include <cstdio>
 
 #include "relay/SelfSigned.h"
-#include "tests/relay/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace orvik::relay {
 namespace {

@@ -13,7 +13,7 @@
 
 #include "core/pairing/Base64URL.h"
 #include "relay/RelayServer.h"
-#include "tests/relay/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/support/ManualClock.h"
 
 namespace orvik::relay {

@@ -11,7 +11,7 @@
 #include "core/alerts/AlertStateStore.h"
 #include "core/platform/ReplaceFile.h"
 #include "core/platform/UserDefaultsFile.h"
-#include "tests/relay/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace orvik {
 namespace {
