@@ -42,6 +42,7 @@ std::optional<AgentCommandLine> AgentCommandLine::parse(int argc, const char* co
   std::string trust;
   std::string linkFile;
   std::string sampleFile;
+  std::string emitAlert;
 
   CLI::App app(about, "orvik-agent");
   app.set_version_flag("--version", std::string("orvik-agent ") + build::version);
@@ -53,6 +54,11 @@ std::optional<AgentCommandLine> AgentCommandLine::parse(int argc, const char* co
   app.add_option("--sample-file", sampleFile,
                  "Send the readings in this JSON file instead of the machine's, for developing a "
                  "phone");
+  app.add_option("--emit-alert", emitAlert,
+                 "Send a made-up alert of this kind at the start and at every SIGUSR1, for "
+                 "developing a phone")
+      ->check(
+          CLI::IsMember({"temp_high", "disk_full", "on_battery", "battery_low", "time_machine"}));
   app.add_flag("--quiet", line.quiet, "Print no changes of state");
   try {
     app.parse(argc, argv);
@@ -76,6 +82,7 @@ std::optional<AgentCommandLine> AgentCommandLine::parse(int argc, const char* co
   line.trust = path(trust);
   line.linkFile = path(linkFile);
   line.sampleFile = path(sampleFile);
+  line.emitAlert = Alert::kindFrom(emitAlert);
   return line;
 }
 

@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "core/alerts/Alert.h"
+
 namespace orvik {
 
 /// What the user asks orvik-agent to do.
@@ -19,6 +21,8 @@ struct AgentCommandLine {
   std::optional<std::filesystem::path> linkFile;
   /// Samples come out of this file instead of the machine.
   std::optional<std::filesystem::path> sampleFile;
+  /// An alert of this kind is sent at the start and at every SIGUSR1.
+  std::optional<Alert::Kind> emitAlert;
   /// Changes of the relay state are not printed.
   bool quiet = false;
 

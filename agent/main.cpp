@@ -1,6 +1,9 @@
 #include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
+#include <boost/asio/this_coro.hpp>
+#include <boost/asio/use_awaitable.hpp>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -11,6 +14,7 @@
 
 #include "agent/AgentCommandLine.h"
 #include "agent/FileSampleSource.h"
+#include "agent/MadeUpAlert.h"
 #include "agent/TerminalQR.h"
 #include "core/relay/BeastWebSocket.h"
 #include "core/relay/RelayClient.h"
@@ -67,6 +71,16 @@ std::shared_ptr<SampleSource> sampleSource(const AgentCommandLine& line,
   return std::make_shared<BasicSampleSource>(clock);
 }
 
+/// Sends one alert now and one at every SIGUSR1.
+asio::awaitable<void> emitAlerts(std::shared_ptr<RelayClient> client, std::shared_ptr<Clock> clock,
+                                 Alert::Kind kind) {
+  asio::signal_set signals(co_await asio::this_coro::executor, SIGUSR1);
+  for (;;) {
+    co_await client->emitForTesting(madeUpAlert(kind, epochMilliseconds(clock->unixNow())));
+    co_await signals.async_wait(asio::use_awaitable);
+  }
+}
+
 int run(const AgentCommandLine& line) {
   const auto clock = std::make_shared<SystemClock>();
   const auto session = std::make_shared<BeastWebSocketSession>(clock, line.trust);
@@ -82,6 +96,7 @@ int run(const AgentCommandLine& line) {
   bool isRejected = false;
   const auto client = std::make_shared<RelayClient>(
       pairing, line.relay, sampleSource(line, clock),
+      AlertStateStore::userDefaults(std::nullopt, "alertEngine"),
       [&](const RelayState& state) {
         if (!line.quiet) {
           std::printf("%s\n", description(state).c_str());
@@ -100,6 +115,9 @@ int run(const AgentCommandLine& line) {
     }
   });
   client->start();
+  if (line.emitAlert) {
+    asio::co_spawn(context, emitAlerts(client, clock, *line.emitAlert), asio::detached);
+  }
   context.run();
   if (isRejected) {
     throw std::domain_error("the relay refuses this pairing");

@@ -48,7 +48,8 @@ const std::string& RelayClient::defaultRelay() {
 }
 
 RelayClient::RelayClient(Pairing pairing, std::string relay, std::shared_ptr<SampleSource> source,
-                         StateCallback onState, Surroundings surroundings)
+                         AlertStateStore alertState, StateCallback onState,
+                         Surroundings surroundings)
     : pairing(std::move(pairing)),
       relay(std::move(relay)),
       source(std::move(source)),
@@ -56,6 +57,8 @@ RelayClient::RelayClient(Pairing pairing, std::string relay, std::shared_ptr<Sam
       clock(std::move(surroundings.clock)),
       session(std::move(surroundings.session)),
       strand(asio::make_strand(surroundings.executor)),
+      alertState(std::move(alertState)),
+      engine(this->alertState.load().value_or(AlertEngine())),
       presenceChanged(strand),
       lastInbound(clock->now()) {}
 

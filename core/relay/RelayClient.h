@@ -9,7 +9,9 @@
 #include <optional>
 #include <string>
 
+#include "core/alerts/AlertEngine.h"
 #include "core/alerts/AlertQueue.h"
+#include "core/alerts/AlertStateStore.h"
 #include "core/alerts/MinuteHistory.h"
 #include "core/pairing/Pairing.h"
 #include "core/platform/Clock.h"
@@ -24,8 +26,10 @@
 namespace orvik {
 
 /// Keeps one connection from this computer to the relay: authenticates it, sends sealed samples
-/// while phones watch, notices when it is dead, and connects again with a growing wait. Everything
-/// runs on its own strand; what is public may be called from any thread.
+/// while phones watch, notices when it is dead, and connects again with a growing wait. Beside
+/// that, connected or not, watches the machine for what its user has to know and sends the alerts
+/// as soon as the relay takes them. Everything runs on its own strand; what is public may be called
+/// from any thread.
 class RelayClient : public std::enable_shared_from_this<RelayClient> {
  public:
   /// Told of every change of state, on the client's strand. Must not block.
@@ -41,10 +45,11 @@ class RelayClient : public std::enable_shared_from_this<RelayClient> {
   /// The relay that this build connects to by default: a wss URL.
   [[nodiscard]] static const std::string& defaultRelay();
 
-  /// Starts nothing. `relay` is the base URL, without "v1/mac/". Owned by a std::shared_ptr: what
+  /// Starts nothing, but reads what `alertState` has: the alerts go on where they were when the
+  /// program last ran. `relay` is the base URL, without "v1/mac/". Owned by a std::shared_ptr: what
   /// it has begun keeps it alive.
   RelayClient(Pairing pairing, std::string relay, std::shared_ptr<SampleSource> source,
-              StateCallback onState, Surroundings surroundings);
+              AlertStateStore alertState, StateCallback onState, Surroundings surroundings);
   RelayClient(const RelayClient&) = delete;
   RelayClient& operator=(const RelayClient&) = delete;
 
@@ -84,8 +89,9 @@ class RelayClient : public std::enable_shared_from_this<RelayClient> {
   asio::awaitable<void> waitForDecision(const SampleSchedule& schedule, Presence seen);
 
   asio::awaitable<void> alertLoop();
-  void checkAlerts(const std::string& sample);
+  asio::awaitable<void> checkAlerts(std::string sample);
   asio::awaitable<void> flushAlerts();
+  asio::awaitable<void> sendDueAlerts(Socket task);
 
   [[nodiscard]] std::string connectionURL() const;
   [[nodiscard]] std::string authentication() const;
@@ -101,9 +107,13 @@ class RelayClient : public std::enable_shared_from_this<RelayClient> {
 
   std::shared_ptr<TaskHandle> runTask;
   std::shared_ptr<TaskHandle> alertTask;
+  const AlertStateStore alertState;
+  AlertEngine engine;
   MinuteHistory history;
   AlertQueue alerts;
   std::optional<Instant> lastChecked;
+  /// Alerts are being sent.
+  bool flushing = false;
   /// The live connection.
   Socket socket;
   Presence presence;

@@ -14,6 +14,18 @@ namespace {
 
 constexpr std::chrono::seconds alertInterval{30};
 
+/// A flag that is up as long as this lives, however its scope is left.
+class Raised {
+ public:
+  explicit Raised(bool& flag) : flag(flag) { flag = true; }
+  Raised(const Raised&) = delete;
+  Raised& operator=(const Raised&) = delete;
+  ~Raised() { flag = false; }
+
+ private:
+  bool& flag;
+};
+
 [[noreturn]] void throwConnectionLost() {
   throw boost::system::system_error(asio::error::connection_aborted, "the relay has gone silent");
 }
@@ -107,27 +119,56 @@ asio::awaitable<void> RelayClient::alertLoop() {
     const Instant now = clock->now();
     if (!lastChecked || now - *lastChecked >= alertInterval) {
       lastChecked = now;
-      checkAlerts(co_await source->alertSample());
+      co_await checkAlerts(co_await source->alertSample());
     }
     co_await clock->sleepUntil(*lastChecked + alertInterval);
   }
 }
 
-void RelayClient::checkAlerts(const std::string& sample) {
+asio::awaitable<void> RelayClient::checkAlerts(std::string sample) {
   JSONValue value;
   try {
     value = JSONValue::any(readJSON(sample));
   } catch (const JSONError&) {
-    return;
+    co_return;
   }
-  if (const auto* object = value.get<JSONObject>()) {
-    history.add(*object);
+  const auto* readings = value.get<JSONObject>();
+  if (readings == nullptr) {
+    co_return;
+  }
+  history.add(*readings);
+  const AlertEngine before = engine;
+  std::vector<Alert> raised = engine.evaluate(*readings, AlertSettings());
+  if (engine != before) {
+    alertState.save(engine);
+  }
+  for (Alert& alert : raised) {
+    alerts.append(std::move(alert));
+  }
+  if (!raised.empty()) {
+    co_await flushAlerts();
   }
 }
 
+/// Sends what waits, oldest first. Both tasks come here; one at a time sends.
 asio::awaitable<void> RelayClient::flushAlerts() {
-  // Alerts wait in their queue; delivery comes with the alerts themselves.
-  co_return;
+  // Once more when the connection has changed: the new one has found a flush under way.
+  for (Socket task; online && socket && socket != task && !flushing;) {
+    task = socket;
+    const Raised mark(flushing);
+    // What was not sent, for whatever reason, is still in the queue.
+    co_await failureOf(sendDueAlerts(task));
+  }
+}
+
+asio::awaitable<void> RelayClient::sendDueAlerts(Socket task) {
+  for (const Alert& alert : alerts.due(epochMilliseconds(clock->unixNow()))) {
+    if (socket != task) {
+      co_return;
+    }
+    co_await task->send(Envelope::seal(alert.json().text(), Envelope::Kind::alert, pairing));
+    alerts.sent(alert);
+  }
 }
 
 }  // namespace orvik

@@ -3,8 +3,12 @@
 namespace orvik::test {
 
 asio::awaitable<void> ScriptedSocket::perform(Behaviour& behaviour) {
-  co_await changed.until([&] { return behaviour != Behaviour::hangs || isEnded; });
-  if (behaviour == Behaviour::fails || isEnded) {
+  bool hasOutlived = false;
+  co_await changed.until([&] {
+    hasOutlived = hasOutlived || (isEnded && outlivesItsEnd);
+    return behaviour != Behaviour::hangs || (isEnded && !outlivesItsEnd);
+  });
+  if (behaviour == Behaviour::fails || (isEnded && !hasOutlived)) {
     throw boost::system::system_error(asio::error::connection_reset);
   }
 }
@@ -38,6 +42,11 @@ void ScriptedSocket::close(std::uint16_t code) {
 
 void ScriptedSocket::says(std::string text, bool isText) {
   inbox.push_back({isText, std::move(text)});
+  changed.notify();
+}
+
+void ScriptedSocket::release() {
+  sending = Behaviour::works;
   changed.notify();
 }
 

@@ -29,6 +29,8 @@ class ScriptedSocket final : public WebSocketTask {
 
   /// The relay says something.
   void says(std::string text, bool isText = true);
+  /// Sends that hang go on.
+  void release();
   /// The connection ends from the other side.
   void ends(std::optional<std::uint16_t> code = std::nullopt);
 
@@ -36,6 +38,8 @@ class ScriptedSocket final : public WebSocketTask {
   Behaviour connecting = Behaviour::works;
   Behaviour sending = Behaviour::works;
   bool acknowledgesClose = true;
+  /// A send that hangs goes on hanging when the connection has ended, until it may go on.
+  bool outlivesItsEnd = false;
   /// Called with every text that is sent.
   std::function<void(const std::string&)> onSend;
   std::vector<std::string> sent;

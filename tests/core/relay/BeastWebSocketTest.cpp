@@ -40,7 +40,7 @@ class RealLink : public testing::Test {
     session = std::make_shared<BeastWebSocketSession>(clock, test::fixture(trusted));
     client = std::make_shared<RelayClient>(
         Pairing(Bytes(16, 1), Bytes(32, 2)), url, std::make_shared<BasicSampleSource>(clock),
-        [this](const RelayState& state) { states.push_back(state); },
+        AlertStateStore::memory(), [this](const RelayState& state) { states.push_back(state); },
         RelayClient::Surroundings{context.get_executor(), clock, session});
     client->start();
   }

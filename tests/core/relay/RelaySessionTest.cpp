@@ -1,123 +1,19 @@
 // The relay client on manual time and scripted connections: every scenario is a timeline.
 
-#include <boost/asio/co_spawn.hpp>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <cmath>
-
-#include "core/pairing/Base64URL.h"
-#include "core/pairing/Envelope.h"
-#include "core/relay/RelayClient.h"
-#include "core/values/JSONReader.h"
-#include "tests/support/ManualClock.h"
-#include "tests/support/ScriptedSocket.h"
+#include "tests/core/relay/RelaySession.h"
 
 namespace orvik {
 namespace {
-
-using namespace std::chrono_literals;
-using test::ScriptedSocket;
-using testing::ElementsAre;
-
-/// Says which kind of sample was asked for, and has something for the history.
-class ScriptedSource final : public SampleSource {
- public:
-  explicit ScriptedSource(test::ManualClock& clock) : clock(clock) {}
-  asio::awaitable<std::string> sample() override { return sample(false); }
-  asio::awaitable<std::string> sample(bool withMacInfo) override {
-    ++taken;
-    co_await clock.sleepFor(duration);
-    co_return withMacInfo ? R"({"kind":"full"})" : R"({"kind":"plain"})";
-  }
-  asio::awaitable<std::string> alertSample() override {
-    checks.push_back(clock.now());
-    co_return alertText.empty()
-        ? JSONValue(JSONObject{{"epoch", epochSeconds(clock.unixNow()) - 120}, {"cpu_pct", 5}})
-              .text()
-        : alertText;
-  }
-
-  test::ManualClock& clock;
-  Clock::Duration duration{};
-  std::string alertText;
-  std::vector<Instant> checks;
-  int taken = 0;
-};
-
-class RelaySession : public testing::Test {
- protected:
-  RelaySession() {
-    session->onNew = [this](ScriptedSocket& socket) {
-      socket.onSend = [this](const std::string& text) { note(text); };
-      if (prepare) {
-        prepare(socket);
-      }
-    };
-  }
-  ~RelaySession() override { stop(); }
-
-  /// Notes what the client sends, as "seconds kind".
-  void note(const std::string& text) {
-    std::string kind = text;
-    if (text.starts_with(R"({"c")")) {
-      const UntypedValue payload = readJSON(Envelope::open(text, pairing).plaintext);
-      kind = *payload.find("kind")->get<std::string>();
-      kind += payload.find("history") != nullptr ? "+history" : "";
-    } else if (text.starts_with(R"({"auth")")) {
-      EXPECT_EQ(text, R"({"auth":")" + base64URL(pairing.authKey().data()) + R"("})");
-      kind = "auth";
-    }
-    const double seconds = std::chrono::duration<double>(clock->now() - zero).count();
-    std::ostringstream line;
-    line << std::round(seconds * 10) / 10 << " " << kind;
-    timeline.push_back(line.str());
-  }
-
-  /// Starts a connection and forgets what led to it: time counts from here.
-  void connect() {
-    client->start();
-    clock->settle();
-    timeline.clear();
-    zero = clock->now();
-  }
-  void stop() {
-    bool stopped = false;
-    asio::co_spawn(context, client->stop(), [&](const std::exception_ptr&) { stopped = true; });
-    clock->settle();
-    if (!stopped) {
-      clock->advance(2s);
-    }
-    EXPECT_TRUE(stopped);
-  }
-  void presence(int viewers, int active) {
-    session->socket().says(R"({"viewers":)" + std::to_string(viewers) + R"(,"active":)" +
-                           std::to_string(active) + "}");
-    clock->settle();
-  }
-  std::vector<std::string> takeTimeline() { return std::exchange(timeline, {}); }
-  std::vector<RelayState> takeStates() { return std::exchange(states, {}); }
-
-  asio::io_context context;
-  std::shared_ptr<test::ManualClock> clock = std::make_shared<test::ManualClock>(context);
-  std::shared_ptr<test::ScriptedSession> session = std::make_shared<test::ScriptedSession>();
-  std::shared_ptr<ScriptedSource> source = std::make_shared<ScriptedSource>(*clock);
-  Pairing pairing = Pairing(Bytes(16, 1), Bytes(32, 2));
-  std::function<void(ScriptedSocket&)> prepare;
-  std::vector<std::string> timeline;
-  std::vector<RelayState> states;
-  Instant zero;
-  std::shared_ptr<RelayClient> client = std::make_shared<RelayClient>(
-      pairing, "wss://relay.example/base", source,
-      [this](const RelayState& state) { states.push_back(state); },
-      RelayClient::Surroundings{context.get_executor(), clock, session});
-};
 
 using relayState::Connecting;
 using relayState::Online;
 using relayState::Rejected;
 using relayState::Stopped;
 using relayState::Waiting;
+using namespace std::chrono_literals;
+using test::RelaySession;
+using test::ScriptedSocket;
+using testing::ElementsAre;
 
 TEST_F(RelaySession, AnUnwatchedMachineTakesNoSamples) {
   connect();
