@@ -36,4 +36,6 @@ std::optional<TokenHash> tokenIn(std::string_view message) {
 
 std::optional<bool> activeIn(std::string_view message) { return memberIn<bool>(message, "active"); }
 
+bool isAlert(std::string_view message) { return memberIn<std::string>(message, "t") == "a"; }
+
 }  // namespace orvik::relay

@@ -52,6 +52,13 @@ struct Limits {
   /// Identifiers with a known owner: about 20 MB.
   std::size_t records = 100'000;
 
+  /// Alerts that wait for a phone: as many as a Mac keeps itself while it has no relay, each well
+  /// under 1 KiB, and all of them together in less memory than the records.
+  std::size_t keptAlertsPerMac = 20;
+  std::size_t keptAlertBytes = 4 * kibibyte;
+  std::size_t keptBytes = 8 * mebibyte;
+  Clock::Duration keptAlertTime = std::chrono::hours(1);
+
   /// What waits to be sent to one connection, the message being sent included.
   std::size_t outboundMessages = 64;
   std::size_t outboundBytes = mebibyte;

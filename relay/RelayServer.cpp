@@ -106,7 +106,7 @@ asio::awaitable<void> RelayServer::checkAll() {
   for (;;) {
     co_await pause(exchange->limits.checkInterval);
     const Instant now = exchange->clock->now();
-    exchange->switchboard.endHolds(now);
+    exchange->switchboard.expire(now);
     for (const auto& connection : connections) {
       connection->check(now);
     }

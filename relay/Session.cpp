@@ -34,7 +34,7 @@ void Session::received(bool isText, const SharedText& message, Instant now) {
   } else if (isText && *message == ping) {
     peer.send(pong());
   } else if (isText && target.role == Target::Role::mac) {
-    switchboard.forward(target.identifier, peer, message);
+    switchboard.forward(target.identifier, peer, message, now);
   } else if (isText) {
     receivedFromPhone(*message);
   }

@@ -73,15 +73,21 @@ bool Switchboard::phoneArrived(const Identifier& identifier, const TokenHash& to
   record.phones.push_back({&phone, false});
   updateIdle(*entry);
   phone.send(macState(record.mac != nullptr));
+  for (SharedText& alert : keptAlerts.take(identifier, now)) {
+    phone.send(std::move(alert));
+  }
   tellMac(record);
   return true;
 }
 
-void Switchboard::forward(const Identifier& identifier, const Peer& mac,
-                          const SharedText& message) {
+void Switchboard::forward(const Identifier& identifier, const Peer& mac, const SharedText& message,
+                          Instant now) {
   const auto entry = records.find(identifier);
   if (entry == records.end() || entry->second.mac != &mac) {
     return;
+  }
+  if (entry->second.phones.empty()) {
+    keptAlerts.keep(identifier, message, now);
   }
   for (const Phone& phone : entry->second.phones) {
     phone.peer->send(message);
@@ -125,7 +131,8 @@ void Switchboard::left(const Identifier& identifier, const Peer& peer) {
   }
 }
 
-void Switchboard::endHolds(Instant now) {
+void Switchboard::expire(Instant now) {
+  keptAlerts.expire(now);
   for (auto& [identifier, waiting] : held) {
     heldCount -= std::erase_if(waiting, [now](const HeldPhone& phone) {
       const bool over = now >= phone.until;
@@ -144,6 +151,7 @@ Switchboard::Records::iterator Switchboard::claim(const Identifier& identifier,
     if (idle.empty()) {
       return records.end();
     }
+    keptAlerts.forget(idle.front());
     records.erase(idle.front());
     idle.pop_front();
   }

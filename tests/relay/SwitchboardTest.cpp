@@ -30,7 +30,7 @@ class Stage {
     words >> verb >> name >> std::ws;
     if (verb == "wait") {
       now += std::chrono::seconds(std::stoi(name));
-      switchboard.endHolds(now);
+      switchboard.expire(now);
       for (auto& [key, actor] : actors) {
         actor->session.check(now);
       }
@@ -156,6 +156,54 @@ mac M a t -> P {"mac":true} X closed 4403 M {"active":1,"viewers":1}
 wait 30 ->
 wait 1 -> R closed 1013
 mac N b t -> N {"active":0,"viewers":0}
+)");
+}
+
+TEST(Switchboard, AlertsWaitForTheFirstPhone) {
+  Limits limits;
+  limits.keptAlertsPerMac = 2;
+  limits.keptAlertBytes = 20;
+  limits.keptAlertTime = 60s;
+  limits.keptBytes = 3 * (9 + 256 + 6);
+  limits.records = 3;
+  Stage(limits).plays(R"(
+mac M a t -> M {"active":0,"viewers":0}
+text M {"t":"a","i":1} ->
+text M {"t":"s","i":2} ->
+text M {"i":"a"} ->
+text M "a" ->
+text M {"t":"a","i":3} ->
+text M {"t":"a","i":4} ->
+text M {"t":"a","i":"too long"} ->
+gone M ->
+phone P a t -> P {"mac":false} P {"t":"a","i":3} P {"t":"a","i":4}
+phone Q a t -> Q {"mac":false}
+mac M a t -> P {"mac":true} Q {"mac":true} M {"active":0,"viewers":2}
+text M {"t":"a","i":5} -> P {"t":"a","i":5} Q {"t":"a","i":5}
+gone P -> M {"active":0,"viewers":1}
+gone Q -> M {"active":0,"viewers":0}
+text M {"t":"a","i":6} ->
+wait 30 ->
+text M {"t":"a","i":7} ->
+wait 30 ->
+phone P a t -> P {"mac":true} P {"t":"a","i":7} M {"active":0,"viewers":1}
+gone P -> M {"active":0,"viewers":0}
+mac N b t -> N {"active":0,"viewers":0}
+text M {"t":"a","i":1} ->
+text N {"t":"a","i":2} ->
+text N {"t":"a","i":3} ->
+text M {"t":"a","i":4} ->
+phone Q b t -> Q {"mac":true} Q {"t":"a","i":2} Q {"t":"a","i":3} N {"active":0,"viewers":1}
+phone P a t -> P {"mac":true} P {"t":"a","i":4} M {"active":0,"viewers":1}
+gone P -> M {"active":0,"viewers":0}
+text M {"t":"a","i":5} ->
+gone M ->
+mac O c t -> O {"active":0,"viewers":0}
+mac O d t -> O {"active":0,"viewers":0}
+mac M a u -> M closed 1013
+gone O ->
+mac M a u -> M {"active":0,"viewers":0}
+phone P a u -> P {"mac":true} M {"active":0,"viewers":1}
 )");
 }
 
