@@ -53,11 +53,15 @@ bool LinePrinter::opened(const Payload& payload) {
   const bool isAlert = payload.kind == Envelope::Kind::alert;
   if (isSample) {
     state.sample = payload.content;
+  } else if (isAlert && !state.alerts.take(payload.content)) {
+    return true;
   }
   if (format == Format::json && (isSample || isAlert)) {
     out.write(onOneLine(payload.text));
   } else if (format == Format::summary && isSample) {
     out.write(sampleSummary(state) + "\n");
+  } else if (format == Format::summary && isAlert && alertText(payload.content)) {
+    out.write("alert " + state.alerts.entries().front().text + "\n");
   } else {
     return true;
   }

@@ -16,7 +16,7 @@ class LinePrinter final : public PhoneObserver {
   enum class Format {
     /// Every sample and alert: the opened JSON object.
     json,
-    /// Every sample: the time, the state and the main readings.
+    /// Every sample: the time, the state and the main readings. Every alert, in words.
     summary,
   };
 

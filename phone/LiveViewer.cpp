@@ -25,7 +25,10 @@ bool LiveViewer::opened(const Payload& payload) {
       paint();
       break;
     case Envelope::Kind::alert:
-      // Counted like a sample; the page shows the readings that an alert is about.
+      if (!state.alerts.take(payload.content)) {
+        return true;
+      }
+      paint();
       break;
     case Envelope::Kind::control:
       return true;

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "core/values/UntypedValue.h"
+#include "phone/AlertLog.h"
 #include "phone/ConnectionState.h"
 #include "phone/MinuteCurves.h"
 
@@ -19,6 +20,7 @@ struct MacState {
   UntypedValue sample;
   UntypedValue macInfo;
   MinuteCurves curves;
+  AlertLog alerts;
   /// How many messages this pairing could not open.
   std::uint64_t unreadable = 0;
 

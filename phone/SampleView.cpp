@@ -77,6 +77,14 @@ void addTitle(const MacState& state, ViewPage& page) {
   page.line({state.name.empty() ? "Computer" : state.name, body, trouble});
 }
 
+void addAlerts(const AlertLog& alerts, ViewPage& page) {
+  std::vector<std::pair<std::string, bool>> lines;
+  for (const AlertLog::Entry& alert : alerts.entries()) {
+    lines.emplace_back(alert.text, alert.isRaised);
+  }
+  page.rows("Alerts", lines);
+}
+
 void addCores(const Readings& info, const char* kind, const char* count, const char* frequency,
               Items& items) {
   const auto cores = positive(info.integer(count));
@@ -273,6 +281,7 @@ std::vector<ViewLine> sampleView(const MacState& state, int width) {
   ViewPage page(width);
   const Readings sample(&state.sample);
   addTitle(state, page);
+  addAlerts(state.alerts, page);
   addMachine(Readings(&state.macInfo), page);
   addProcessors(sample, page);
   addMemory(sample, page);

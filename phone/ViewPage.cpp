@@ -42,16 +42,25 @@ void ViewPage::group(std::string_view label, const std::vector<std::string>& ite
 }
 
 void ViewPage::rows(std::string_view label, const std::vector<std::string>& items) {
+  std::vector<std::pair<std::string, bool>> untroubled;
+  for (const std::string& item : items) {
+    untroubled.emplace_back(item, false);
+  }
+  rows(label, untroubled);
+}
+
+void ViewPage::rows(std::string_view label,
+                    const std::vector<std::pair<std::string, bool>>& items) {
   if (items.empty()) {
     return;
   }
   std::string heading(label);
   if (labelWidth == indent) {
-    line({heading, ""});
+    line({heading, "", false});
     heading.clear();
   }
-  for (const std::string& item : items) {
-    line({padded(heading, labelWidth), item});
+  for (const auto& [item, attention] : items) {
+    line({padded(heading, labelWidth), item, attention});
     heading.clear();
   }
 }

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "phone/ViewLine.h"
@@ -21,6 +22,8 @@ class ViewPage {
   void group(std::string_view label, const std::vector<std::string>& items);
   /// One item per line.
   void rows(std::string_view label, const std::vector<std::string>& items);
+  /// One line per item, each with a mark whether it reports trouble.
+  void rows(std::string_view label, const std::vector<std::pair<std::string, bool>>& items);
 
   /// Columns that a group has for its items.
   [[nodiscard]] int bodyWidth() const;

@@ -32,7 +32,8 @@ class Program:
         self.lines = queue.Queue()
         self.process = subprocess.Popen(
             [os.path.join(build, folder, name), *arguments],
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
+            env={**os.environ, "XDG_CONFIG_HOME": path("config")})
         running.append(self.process)
         self.process.stdin.write(stdin)
         self.process.stdin.close()
@@ -76,6 +77,10 @@ def is_full(payload):
     return "mac_info" in payload
 
 
+def is_alert(payload):
+    return "kind" in payload
+
+
 def has_history(payload):
     return "history" in payload
 
@@ -109,14 +114,17 @@ def test():
     relay, port = start_relay()
     options = ["--relay", f"wss://localhost:{port}", "--trust", path("state/certificate.pem")]
     agent = Program("orvik-agent", *options, "--name", "Zoë’s Mac", "--link-file", path("link"),
-                    "--sample-file", path("sample.json"))
+                    "--sample-file", path("sample.json"), "--emit-alert", "temp_high")
     while agent.line() != "online, 0 phones connected":
         pass
     with open(path("link"), encoding="utf-8") as file:
         link = file.read()
     check(os.stat(path("link")).st_mode & 0o777 == 0o600, "the link is its owner's alone")
 
+    # The alert of the start has waited for the first phone.
     phone = start_phone(link, options)
+    alert = phone.payload()
+    check(is_alert(alert) and alert["kind"] == "temp_high" and alert["threshold"] == 95, "an alert")
     join(phone)
     before = time.monotonic()
     phone.forget()
@@ -136,9 +144,20 @@ def test():
     relay.ends(signal.SIGKILL, status=-signal.SIGKILL)
     phone.forget()
     second.forget()
+    while not agent.line().startswith("offline"):
+        pass
+    agent.process.send_signal(signal.SIGUSR1)
     relay, _ = start_relay(port)
+    arrived = []
     for one in (phone, second):
-        check(is_full(one.until(is_full)[-1]), "the stream resumes by itself, with a full sample")
+        payloads = one.until(is_full)
+        check(is_full(payloads[-1]), "the stream resumes by itself, with a full sample")
+        payloads += one.until(has_history) + [one.payload()]
+        arrived.append([payload for payload in payloads if is_alert(payload)])
+        check(all(later["epoch_ms"] > alert["epoch_ms"] for later in arrived[-1]), "a new alert")
+    # A phone that is back after the computer and the other phone has missed it.
+    check(sorted(map(len, arrived)) in ([0, 1], [1, 1]),
+          f"the alert of the break comes once: {arrived}")
 
     second.ends()
     while agent.line() != "online, 1 phone connected":

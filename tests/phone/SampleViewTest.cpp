@@ -35,11 +35,16 @@ std::vector<std::string> readings(const char* sample, int width = 80) {
 }
 
 TEST(SampleView, ShowsEveryReadingWithItsUnit) {
-  const MacState state = liveState(readJSON(test::fullSample));
+  MacState state = liveState(readJSON(test::fullSample));
+  for (const char* alert : {R"({"kind":"on_battery","state":"raised"})",
+                            R"({"kind":"on_battery","state":"cleared"})"}) {
+    EXPECT_TRUE(state.alerts.take(readJSON(alert)));
+  }
   EXPECT_THAT(
       textOf(sampleView(state, 80)),
       ElementsAre(
-          "Zoë's Mac · live · 08:00:00",
+          "Zoë's Mac · live · 08:00:00", "Alerts     --:--  Back on mains power",
+          "           --:--  Running on battery",
           "Machine    MacBook Air · Mac14,2 · Apple M2 · 4 P cores at 3.50 GHz",
           "           4 E cores at 2.42 GHz · 16 GiB · macOS 14.2.1",
           "CPU        ████████░░░░░░░░░░░░ 41.3 % · 52.3 °C · P 3204 MHz · E 1820 MHz",
