@@ -4,7 +4,7 @@
 #include <cmath>
 #include <utility>
 
-#include "core/alerts/Record.h"
+#include "core/values/Record.h"
 
 namespace orvik {
 

@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "core/alerts/Record.h"
+#include "core/values/Record.h"
 
 namespace orvik {
 

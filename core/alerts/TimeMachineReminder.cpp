@@ -1,6 +1,6 @@
 #include "core/alerts/TimeMachineReminder.h"
 
-#include "core/alerts/Record.h"
+#include "core/values/Record.h"
 
 namespace orvik {
 

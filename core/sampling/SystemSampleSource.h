@@ -1,0 +1,73 @@
+#pragma once
+
+#include <boost/asio/strand.hpp>
+
+#include <memory>
+#include <optional>
+
+#include "core/platform/Clock.h"
+#include "core/platform/Turn.h"
+#include "core/sampling/Cadence.h"
+#include "core/sampling/LoadNow.h"
+#include "core/sampling/MachineReadings.h"
+#include "core/sampling/SampleSource.h"
+
+namespace orvik {
+
+/// The samples of a whole machine: says how often each group of readings is taken and how they
+/// make one object. Where the readings come from is for MachineReadings to know.
+///
+/// Runs on its own strand; its operations may be called from any executor. A sample and an alert
+/// sample may be under way together, but never wait twice for the same group.
+class SystemSampleSource final : public SampleSource,
+                                 public std::enable_shared_from_this<SystemSampleSource> {
+ public:
+  /// Owned by a std::shared_ptr: what is under way keeps it alive.
+  SystemSampleSource(const asio::any_io_executor& executor, std::shared_ptr<Clock> clock,
+                     std::shared_ptr<MachineReadings> readings);
+
+  asio::awaitable<std::string> sample() override;
+  /// With "mac_info" when asked for and known. It is read once and kept.
+  asio::awaitable<std::string> sample(bool withMacInfo) override;
+  /// The readings that alerts and the history need, and the time.
+  asio::awaitable<std::string> alertSample() override;
+
+ private:
+  /// A group of readings that is kept between refreshes.
+  struct Group {
+    Group(const asio::any_io_executor& executor, Clock::Duration interval)
+        : turn(executor), cadence(interval) {}
+    Turn turn;
+    Cadence cadence;
+    JSONObject cached;
+  };
+
+  asio::awaitable<std::string> sampleOnStrand(bool withMacInfo);
+  asio::awaitable<std::string> alertSampleOnStrand();
+  asio::awaitable<JSONObject> sampleFields();
+  asio::awaitable<void> readMacInfo();
+  asio::awaitable<void> refreshSlow();
+  asio::awaitable<void> refreshSlowGroup();
+  asio::awaitable<JSONObject> batteryHealth();
+  asio::awaitable<void> currentConnections(std::optional<std::string> timeMachineDisk);
+  [[nodiscard]] JSONValue uptime(Clock::UnixTime now) const;
+
+  const asio::strand<asio::any_io_executor> strand;
+  const std::shared_ptr<Clock> clock;
+  const std::shared_ptr<MachineReadings> readings;
+  /// When the machine was started, seconds since 1970; 0 when unknown.
+  const std::int64_t bootEpoch;
+  LoadNow loadNow;
+  Turn processor;
+  Turn battery;
+  Turn processes;
+  Group slow;
+  Group connections;
+  /// Refreshed as part of the slow group, and more rarely.
+  Cadence healthCadence;
+  JSONObject health;
+  Turn macInfoTurn;
+  JSONObject macInfo;
+};
+
+}  // namespace orvik
