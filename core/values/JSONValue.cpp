@@ -307,7 +307,8 @@ JSONValue JSONValue::any(const UntypedValue& untyped) {
       }
       return object;
     }
-    JSONValue operator()(UntypedValue::Opaque /*date, data*/) const { return nullptr; }
+    JSONValue operator()(UntypedValue::Date /*date*/) const { return nullptr; }
+    JSONValue operator()(UntypedValue::Opaque /*data*/) const { return nullptr; }
   };
   return std::visit(Converter{}, untyped.value);
 }

@@ -148,6 +148,15 @@ double pyRound(double value, int places) {
   return parseDouble(text).value_or(value);
 }
 
+std::optional<std::int64_t> wholeNumber(double value) noexcept {
+  constexpr double limit = 9223372036854775808.0;
+  // Also false of what is not a number.
+  if (!(value >= -limit && value < limit)) {
+    return std::nullopt;
+  }
+  return static_cast<std::int64_t>(value);
+}
+
 std::string pyText(const UntypedValue& untyped) {
   if (const auto* text = untyped.get<std::string>()) {
     return *text;

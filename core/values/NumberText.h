@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,6 +13,9 @@ class UntypedValue;
 /// rounds alike: 2.675 gives 2.67, exact ties go to even (0.125 gives 0.12), the sign of zero
 /// survives. A number that is not finite is returned unchanged. `places` below 0 counts as 0.
 [[nodiscard]] double pyRound(double value, int places);
+
+/// The number without its fraction; nothing when it is not finite or does not fit 64 bits.
+[[nodiscard]] std::optional<std::int64_t> wholeNumber(double value) noexcept;
 
 /// The text of an untyped value: a text as it is, a number other than zero in its shortest form
 /// (3, 2.5), and empty text for everything else, zero included.

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <memory>
@@ -199,6 +201,26 @@ UntypedValue convertedList(plist_t node) {
   return list;
 }
 
+UntypedValue convertedDate(plist_t node) {
+  // Given as whole seconds since the beginning of 2001 and the microseconds beyond them.
+  constexpr double epochOf2001 = 978'307'200;
+  constexpr double microsecond = 1e-6;
+  std::int32_t seconds = 0;
+  std::int32_t microseconds = 0;
+// The function that later versions of the library recommend instead is not in earlier ones.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+  plist_get_date_val(node, &seconds, &microseconds);
+#pragma GCC diagnostic pop
+  // What does not fit is squeezed to one of the ends, which would be a date of its own.
+  using Limits = std::numeric_limits<std::int32_t>;
+  if (seconds == Limits::min() || seconds == Limits::max()) {
+    return UntypedValue::Opaque{};
+  }
+  const double fraction = std::copysign(microseconds * microsecond, seconds);
+  return UntypedValue::Date{epochOf2001 + seconds + fraction};
+}
+
 UntypedValue converted(plist_t node) {
   switch (plist_get_node_type(node)) {
     case PLIST_BOOLEAN: {
@@ -222,6 +244,8 @@ UntypedValue converted(plist_t node) {
       const char* text = plist_get_string_ptr(node, &length);
       return text == nullptr ? std::string() : std::string(text, length);
     }
+    case PLIST_DATE:
+      return convertedDate(node);
     case PLIST_ARRAY:
       return convertedList(node);
     case PLIST_DICT:

@@ -13,8 +13,9 @@ class PropertyListError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Reads a property list, XML or binary. Dates, data and references become UntypedValue::Opaque.
-/// Refuses what is nested deeper than maximumNesting. Throws PropertyListError.
+/// Reads a property list, XML or binary. Dates become UntypedValue::Date, but for those before 1933
+/// and after 2069, which like data and references become UntypedValue::Opaque. Refuses what is
+/// nested deeper than maximumNesting. Throws PropertyListError.
 [[nodiscard]] UntypedValue readPropertyList(std::string_view bytes);
 
 }  // namespace orvik

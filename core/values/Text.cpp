@@ -1,11 +1,16 @@
 #include "core/values/Text.h"
 
+#include <unicode/brkiter.h>
+#include <unicode/locid.h>
 #include <unicode/normalizer2.h>
+#include <unicode/uchar.h>
 #include <unicode/unistr.h>
+#include <unicode/utext.h>
 #include <unicode/utf8.h>
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 
 namespace orvik {
 
@@ -67,6 +72,50 @@ std::string repairedUTF8(std::string_view text) {
   }
   out.resize(static_cast<std::size_t>(to - out.data()));
   return out;
+}
+
+std::string_view trimmed(std::string_view text) noexcept {
+  const auto isSpace = [&text](std::size_t& position) {
+    return u_isUWhiteSpace(nextCodePoint(text, position)) != 0;
+  };
+  std::size_t start = 0;
+  for (std::size_t after = 0; after < text.size() && isSpace(after);) {
+    start = after;
+  }
+  text.remove_prefix(start);
+  while (!text.empty()) {
+    // No white space is longer than three bytes.
+    std::size_t last = text.size() - 1;
+    while (last > 0 && text.size() - last < 3 && U8_IS_TRAIL(text[last])) {
+      --last;
+    }
+    std::size_t after = last;
+    if (!isSpace(after) || after != text.size()) {
+      break;
+    }
+    text = text.substr(0, last);
+  }
+  return text;
+}
+
+std::string_view firstCharacters(std::string_view text, std::int32_t count) {
+  if (count <= 0) {
+    return text.substr(0, 0);
+  }
+  if (text.size() <= static_cast<std::size_t>(count)) {
+    return text;
+  }
+  UErrorCode status = U_ZERO_ERROR;
+  const icu::LocalUTextPointer input(
+      utext_openUTF8(nullptr, text.data(), static_cast<std::int64_t>(text.size()), &status));
+  const std::unique_ptr<icu::BreakIterator> boundaries(
+      icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+  if (U_FAILURE(status)) {
+    return text;
+  }
+  boundaries->setText(input.getAlias(), status);
+  const std::int32_t end = boundaries->next(count);
+  return U_FAILURE(status) || end < 0 ? text : text.substr(0, static_cast<std::size_t>(end));
 }
 
 int compareText(std::string_view left, std::string_view right) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -16,6 +17,14 @@ namespace orvik {
 /// Copies the code point at `position` to `to`, or U+FFFD where it is ill-formed, and moves past
 /// it. Returns the end of what was written: at most 4 bytes, and at most 3 for each byte read.
 char* copyRepairedCodePoint(std::string_view text, std::size_t& position, char* to) noexcept;
+
+/// The text without the white space at both ends: blanks, tabs and line breaks of any script. The
+/// result is a part of `text`.
+[[nodiscard]] std::string_view trimmed(std::string_view text) noexcept;
+
+/// The first `count` characters, as a reader counts them: a letter with its accents is one, and so
+/// is an emoji of several code points. The result is a part of `text`.
+[[nodiscard]] std::string_view firstCharacters(std::string_view text, std::int32_t count);
 
 /// Orders texts by the code points of their canonical composition: less than 0, 0 or greater.
 /// Canonically equivalent texts (é in one code point or in two) compare as 0. For ASCII this is

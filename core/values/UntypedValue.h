@@ -16,7 +16,12 @@ class UntypedValue {
  public:
   using List = std::vector<UntypedValue>;
   using Map = std::map<std::string, UntypedValue, std::less<>>;
-  /// Something without a JSON form: a date, a data blob.
+  /// A date of a property list.
+  struct Date {
+    double secondsSince1970;
+    bool operator==(const Date&) const = default;
+  };
+  /// Something that nobody reads: a data blob, a reference.
   struct Opaque {
     bool operator==(const Opaque&) const = default;
   };
@@ -30,10 +35,11 @@ class UntypedValue {
   UntypedValue(const char* text) : value(std::string(text)) {}
   UntypedValue(List list) : value(std::move(list)) {}
   UntypedValue(Map map) : value(std::move(map)) {}
+  UntypedValue(Date date) : value(date) {}
   UntypedValue(Opaque opaque) : value(opaque) {}
 
   /// The content when it is of this type, otherwise null. Types: bool, std::int64_t, double,
-  /// std::string, List, Map, Opaque. Integers above the signed range keep their 64 bits.
+  /// std::string, List, Map, Date, Opaque. Integers above the signed range keep their 64 bits.
   template <typename Case>
   [[nodiscard]] const Case* get() const noexcept {
     return std::get_if<Case>(&value);
@@ -44,7 +50,8 @@ class UntypedValue {
 
   bool operator==(const UntypedValue&) const = default;
 
-  std::variant<std::monostate, bool, std::int64_t, double, std::string, List, Map, Opaque> value;
+  std::variant<std::monostate, bool, std::int64_t, double, std::string, List, Map, Date, Opaque>
+      value;
 };
 
 }  // namespace orvik

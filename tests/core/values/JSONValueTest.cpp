@@ -139,7 +139,7 @@ TEST(JSONValue, AnyKeepsBooleansAndLosesWhatHasNoForm) {
       {"one", std::int64_t{1}},
       {"half", 1.5},
       {"list", UntypedValue::List{"a", UntypedValue::Opaque{}, UntypedValue()}},
-      {"date", UntypedValue::Opaque{}},
+      {"date", UntypedValue::Date{1.5}},
   };
   EXPECT_EQ(JSONValue::any(untyped).text(),
             R"({"boolean":true,"date":null,"half":1.5,"list":["a",null,null],"one":1})");
@@ -177,6 +177,7 @@ TEST(NumberText, PyTextTreatsZeroAsNothing) {
       {3.0, "3"},
       {{}, ""},
       {UntypedValue::Opaque{}, ""},
+      {UntypedValue::Date{1.5}, ""},
       {UntypedValue::List{"a"}, ""},
       {false, ""},
       {true, "1"},

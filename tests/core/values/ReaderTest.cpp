@@ -53,6 +53,7 @@ TEST(PropertyList, ReadsXML) {
       "<key>l</key><array><false/><array/></array></dict></plist>");
   EXPECT_EQ(JSONValue::any(value).text(),
             R"({"b":null,"d":null,"l":[false,[]],"n":-5,"r":1.5,"s":"é & x","t":true,"u":-2878})");
+  EXPECT_EQ(*value.find("d"), UntypedValue::Date{1'704'067'200});
 }
 
 /// A binary list of 8-bit references: the objects, an offset table, the trailer.
