@@ -30,11 +30,14 @@ UChar32 nextCodePoint(std::string_view text, std::size_t& position) noexcept {
   return codePoint;
 }
 
-icu::UnicodeString composed(std::string_view text) {
+icu::UnicodeString unicode(std::string_view text) {
+  return icu::UnicodeString::fromUTF8(
+      icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
+}
+
+icu::UnicodeString composed(const icu::UnicodeString& source) {
   UErrorCode status = U_ZERO_ERROR;
   const icu::Normalizer2* composer = icu::Normalizer2::getNFCInstance(status);
-  auto source = icu::UnicodeString::fromUTF8(
-      icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
   if (U_FAILURE(status)) {
     return source;
   }
@@ -125,7 +128,24 @@ int compareText(std::string_view left, std::string_view right) {
   if (isASCII(left) && isASCII(right)) {
     return left < right ? -1 : 1;
   }
-  return composed(left).compareCodePointOrder(composed(right));
+  return composed(unicode(left)).compareCodePointOrder(composed(unicode(right)));
+}
+
+std::string lowercased(std::string_view text) {
+  std::string lower;
+  if (isASCII(text)) {
+    lower.resize(text.size());
+    std::ranges::transform(text, lower.begin(), [](char c) {
+      return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    });
+    return lower;
+  }
+  return composed(unicode(text).toLower(icu::Locale::getRoot())).toUTF8String(lower);
+}
+
+int compareNames(std::string_view left, std::string_view right) {
+  const int order = compareText(lowercased(left), lowercased(right));
+  return order != 0 ? order : compareText(left, right);
 }
 
 }  // namespace orvik
