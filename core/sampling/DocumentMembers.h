@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "core/values/UntypedValue.h"
+
+namespace orvik {
+
+// Members of a map in a tool's document. Nobody promises their types: a member of another type
+// counts as absent, one by one, and so does every member of what is no map.
+
+/// Empty when absent. Valid as long as `map` is.
+[[nodiscard]] const UntypedValue::List& listMember(const UntypedValue& map, std::string_view key);
+
+/// As it stands, but nothing when it is blank.
+[[nodiscard]] std::optional<std::string> textMember(const UntypedValue& map, std::string_view key);
+
+[[nodiscard]] std::optional<std::int64_t> integerMember(const UntypedValue& map,
+                                                        std::string_view key);
+
+}  // namespace orvik
