@@ -1,7 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "core/sampling/ConnectionsParsing.h"
-#include "core/values/JSONReader.h"
 #include "tests/support/Corpus.h"
 
 namespace orvik {
@@ -202,126 +203,60 @@ TEST(Volumes, ArePeoplesOwnOncePerContainer) {
   }
 }
 
-TEST(Profiler, DocumentsAreReadEntryByEntry) {
-  const auto inDisplays = [](const std::string& display) {
-    return R"({"SPDisplaysDataType":[1,{"spdisplays_ndrvs":{}},{"spdisplays_ndrvs":[null,{)" +
-           display + R"(}]}]})";
-  };
-  const auto inBluetooth = [](const std::string& members) {
-    return "A line of its log [7] {x}\r\n{\"SPBluetoothDataType\":[2,{" + members +
-           "}]}\r\nand another";
-  };
-  const auto levels = [&](const std::string& reported) {
-    return inBluetooth(R"("device_connected":[{"d":{)" + reported + "}},{\"\":{}},{\"e\":1},3]");
-  };
-  const std::string unknown = R"({"bluetooth":[],"bluetooth_on":null})";
-  const struct {
-    std::string (*read)(const std::string&);
-    std::string text;
-    std::string expected;
-  } cases[] = {
-      {displaysText, inDisplays(R"("_name":"A","_spdisplays_pixels":"5120x2880")"),
-       R"([{"builtin":false,"height":2880,"main":false,"name":"A","refresh_hz":null,"width":5120}])"},
-      {displaysText,
-       inDisplays(R"("_name":"max 1","_spdisplays_resolution":"xx 1600 x  900 @ 59,95 Hz",)"
-                  R"("spdisplays_pixelresolution":"spdisplays_4k")"),
-       R"([{"builtin":false,"height":900,"main":false,"name":"max 1","refresh_hz":59.95,"width":1600}])"},
-      {displaysText, inDisplays(R"("_name":"A","_spdisplays_resolution":"0 x 900 @ 60Hz")"), "[]"},
-      {displaysText, inDisplays(R"("_name":"A","_spdisplays_resolution":"1234567 x 9")"), "[]"},
-      {displaysText, inDisplays(R"("_name":"spdisplays_display_connector")"), "[]"},
-      {displaysText, inDisplays(R"("_spdisplays_resolution":"640 x 480")"), "[]"},
-      {displaysText, "{}", "[]"},
-      {bluetoothText, inBluetooth(R"("controller_properties":{"controller_state":"attrib_off"})"),
-       R"({"bluetooth":[],"bluetooth_on":false})"},
-      {bluetoothText, inBluetooth(R"("controller_properties":{"controller_state":"attrib_x"})"),
-       unknown},
-      {bluetoothText, R"({"SPBluetoothDataType":[]})", unknown},
-      {bluetoothText, R"({"SPBluetoothDataType":{}})", "{}"},
-      {bluetoothText, "A line [7] {x}", "{}"},
-      {bluetoothText, "}\n{", "{}"},
-      {bluetoothText,  // as until 12.2
-       inBluetooth(R"("local_device_title":{"general_power":"attrib_On"},"device_title":[)"
-                   R"({"b":{"device_isconnected":"attrib_Yes","device_batteryPercent":"9%",)"
-                   R"("device_minorClassOfDevice_string":"Trackpad"}},)"
-                   R"({"x":{"device_isconnected":"attrib_No","device_batteryPercent":"8%"}}],)"
-                   R"("devices_list":[{"A":{"device_connected":"Yes"}},{"y":{}}])"),
-       R"({"bluetooth":[{"battery":null,"kind":"other","name":"A"},)"
-       R"({"battery":9,"kind":"trackpad","name":"b"}],"bluetooth_on":true})"},
-      {bluetoothText,
-       levels(R"("device_batteryLevelMain":"100\u00a0%","device_batteryLevelLeft":7,)"
-              R"("device_batteryLevelRight":"٪٨٥","device_batteryLevelCase":"101%",)"
-              R"("device_minorType":" Game Controller")"),
-       R"({"bluetooth":[{"battery":100,"battery_left":7,"battery_right":85,"kind":"gamepad",)"
-       R"("name":"d"}],"bluetooth_on":null})"},
-      {bluetoothText,
-       levels(R"("device_batteryLevelMain":"5 5","device_batteryLevelLeft":-1,)"
-              R"("device_batteryLevelRight":"","device_batteryLevelCase":"99999999999999999999",)"
-              R"("device_minorType":"Toaster")"),
-       R"({"bluetooth":[{"battery":null,"kind":"other","name":"d"}],"bluetooth_on":null})"}};
-  for (const auto& [read, text, expected] : cases) {
-    EXPECT_EQ(read(text), expected) << text;
+using Reader = std::string (*)(const std::string&);
+
+TEST(Connections, PayloadsAreAsWrittenBesideTheOutput) {
+  const std::map<std::string, Reader> readers = {{"usb", usbText},
+                                                 {"volumes", volumesText},
+                                                 {"displays", displaysText},
+                                                 {"bluetooth", bluetoothText}};
+  std::ifstream cases(ORVIK_FIXTURES "/connections.txt");
+  int count = 0;
+  for (std::string reader, output, payload; std::getline(cases, reader);) {
+    if (reader.empty() || reader.starts_with('#')) {
+      continue;
+    }
+    ASSERT_TRUE(std::getline(cases, output) && std::getline(cases, payload));
+    ++count;
+    std::string text = output;
+    if (output.starts_with('@')) {
+#ifdef ORVIK_HAS_CORPUS
+      text = test::contentsOf(test::corpus() / "recorded" / output.substr(1));
+      ASSERT_FALSE(text.empty()) << output;
+#else
+      continue;
+#endif
+    }
+    EXPECT_EQ(readers.at(reader)(text), payload) << output;
   }
+  EXPECT_EQ(count, 20);
 }
 
-#ifdef ORVIK_HAS_CORPUS
-TEST(CorpusConnections, EveryRecordingReadsAsAPersonReadsIt) {
-  const struct {
-    std::string (*read)(const std::string&);
-    const char* file;
-    const char* expected;
-  } cases[] = {
-      {bluetoothText, "sp-bluetooth/2026-10-mx-master-airpods-levels-added.json",
-       R"({"bluetooth":[{"battery":null,"battery_case":18,"battery_left":100,"battery_right":96,)"
-       R"("kind":"headphones","name":"AirPods Pro di Test"},)"
-       R"({"battery":null,"kind":"mouse","name":"MX Master 3S"}],"bluetooth_on":true})"},
-      {bluetoothText, "sp-bluetooth/macos26-ipad-level-while-not-connected-shape.json",
-       R"({"bluetooth":[{"battery":null,"battery_case":80,"battery_left":90,"battery_right":35,)"
-       R"("kind":"headphones","name":"AirPods Pro"},)"
-       R"({"battery":73,"kind":"mouse","name":"Magic Mouse"},)"
-       R"({"battery":null,"kind":"mouse","name":"Mi DMMS2"}],"bluetooth_on":true})"},
-      {bluetoothText, "sp-bluetooth/turkish-locale-airpods-percent-prefix.json",
-       R"({"bluetooth":[{"battery":null,"battery_case":100,"battery_left":85,"battery_right":90,)"
-       R"("kind":"headphones","name":"Someone’s AirPods Pro"}],"bluetooth_on":true})"},
-      {displaysText, "sp-displays/m1-air-color-lcd.json",
-       R"([{"builtin":true,"height":1600,"main":true,"name":"Color LCD","refresh_hz":60.0,)"
-       R"("width":2560}])"},
-      {displaysText, "sp-displays/m3pro-builtin-plus-benq-macos26-trimmed.json",
-       R"([{"builtin":true,"height":1125,"main":true,"name":"Color LCD","refresh_hz":120.0,)"
-       R"("width":1800},{"builtin":false,"height":2160,"main":false,"name":"BenQ MA320U",)"
-       R"("refresh_hz":60.0,"width":3840}])"},
-      {displaysText, "sp-displays/intel-dual-gpu-mbp-values-anonymised-by-source.json",
-       R"([{"builtin":true,"height":1920,"main":true,"name":"Color LCD","refresh_hz":59.9,)"
-       R"("width":3072}])"},
-      {volumesText, "sp-storage/applesilicon-256g-nvme-sata-storage.json",
-       R"([{"free_bytes":23142211584,"is_time_machine":false,"name":"Macintosh HD",)"
-       R"("protocol":"Apple Fabric","size_bytes":245107195904}])"},
-      {volumesText, "sp-storage/m5max-1tb-with-usb-timemachine.json",
-       R"([{"free_bytes":437436678144,"is_time_machine":false,"name":"Macintosh HD",)"
-       R"("protocol":"Apple Fabric","size_bytes":994662584320},{"free_bytes":555120910336,)"
-       R"("is_time_machine":true,"name":"USB_TM_1TB","protocol":"USB","size_bytes":999995129856}])"},
-      {usbText, "ioreg-usb/sandisk-stick-leading-space-vendor-trimmed.plist",
-       "[]"}};  // its devices have no class
-  for (const auto& [read, file, expected] : cases) {
-    const std::string recorded = test::contentsOf(test::corpus() / "recorded" / file);
-    ASSERT_FALSE(recorded.empty()) << file;
-    EXPECT_EQ(read(recorded), expected) << file;
+TEST(Connections, OnlyDocumentsAreRead) {
+  const std::string document = "{\"SPBluetoothDataType\":[\r\n  {\r\n}\r\n]}";
+  for (const std::string& text :
+       {document, "2026 tool[7:8] {x}\r\n" + document, document + "\nlog", "\n" + document}) {
+    EXPECT_EQ(bluetoothText(text), R"({"bluetooth":[],"bluetooth_on":null})") << text;
   }
-  // Reports for people, and documents that were cut off, have nothing to say.
-  std::size_t count = 0;
+  for (const char* text : {"", "A line [7] {x}", "}\n{", "{", "{}\n{}", "\n{\"a\":}"}) {
+    EXPECT_EQ(profilerDocument(text), UntypedValue()) << text;
+  }
+#ifdef ORVIK_HAS_CORPUS
+  // Recorded reports for people, and documents that were cut off.
+  int count = 0;
   for (const char* folder : {"sp-bluetooth", "sp-displays", "ioreg-usb"}) {
     for (const auto& file :
          std::filesystem::directory_iterator(test::corpus() / "recorded" / folder)) {
-      const std::string recorded = test::contentsOf(file.path());
       if (file.path().extension() == ".txt") {
-        EXPECT_EQ(usbText(recorded) + displaysText(recorded) + bluetoothText(recorded), "[][]{}")
-            << file.path();
+        const std::string text = test::contentsOf(file.path());
+        EXPECT_EQ(usbText(text) + displaysText(text) + bluetoothText(text), "[][]{}") << file;
         ++count;
       }
     }
   }
-  EXPECT_EQ(count, 10U);
-}
+  EXPECT_EQ(count, 10);
 #endif
+}
 
 }  // namespace
 }  // namespace orvik
