@@ -15,7 +15,8 @@ namespace orvik::ConnectionsParsing {
 namespace {
 
 struct Device {
-  std::string name;
+  /// The name by which it is sorted.
+  std::string key;
   JSONObject json;
 };
 
@@ -159,7 +160,7 @@ void addDevices(const UntypedValue::List& list, IsConnected isConnected,
     for (const auto& [name, properties] : *named) {
       const bool isDevice = properties.get<UntypedValue::Map>() != nullptr;
       if (isDevice && !trimmed(name).empty() && isConnected(properties)) {
-        devices.push_back({name, described(name, properties)});
+        devices.push_back({lowercased(name), described(name, properties)});
       }
     }
   }
@@ -205,9 +206,7 @@ JSONObject bluetooth(const UntypedValue& document) {
     }
     addConnected(controller, devices);
   }
-  std::ranges::stable_sort(devices, [](const Device& left, const Device& right) {
-    return compareNames(left.name, right.name) < 0;
-  });
+  std::ranges::stable_sort(devices, {}, &Device::key);
   JSONValue::Array list;
   list.reserve(devices.size());
   for (Device& device : devices) {

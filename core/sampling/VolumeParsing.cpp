@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <tuple>
+#include <utility>
 
 #include "core/sampling/ConnectionsParsing.h"
 #include "core/sampling/DocumentMembers.h"
@@ -39,6 +40,8 @@ bool isNamedAsPart(std::string_view name) {
 
 struct Candidate {
   Volume volume;
+  /// The name by which it is sorted.
+  std::string key;
   bool isStartUp;
   std::optional<std::string> container;
 
@@ -47,13 +50,22 @@ struct Candidate {
   [[nodiscard]] bool represents(const Candidate& other) const {
     const auto rank = [](const Candidate& candidate) {
       return std::tuple(!candidate.isStartUp, !candidate.volume.isTimeMachine,
-                        isNamedAsPart(candidate.volume.name));
+                        isNamedAsPart(candidate.volume.name), std::string_view(candidate.key));
     };
-    const auto mine = rank(*this);
-    const auto others = rank(other);
-    return mine != others ? mine < others : compareNames(volume.name, other.volume.name) < 0;
+    return rank(*this) < rank(other);
   }
 };
+
+void addOncePerContainer(Candidate candidate, std::vector<Candidate>& candidates) {
+  const auto same = std::ranges::find_if(candidates, [&candidate](const Candidate& other) {
+    return candidate.container && candidate.container == other.container;
+  });
+  if (same == candidates.end()) {
+    candidates.push_back(std::move(candidate));
+  } else if (candidate.represents(*same)) {
+    *same = std::move(candidate);
+  }
+}
 
 std::optional<Volume> described(const UntypedValue& entry) {
   auto name = textMember(entry, "_name");
@@ -115,20 +127,12 @@ std::vector<Volume> volumes(const UntypedValue& storage,
       continue;
     }
     volume->isTimeMachine = timeMachineDisk && compareText(volume->name, *timeMachineDisk) == 0;
-    Candidate candidate{std::move(*volume), isStartUp(entry), containerOf(entry)};
-    const auto same = std::ranges::find_if(candidates, [&candidate](const Candidate& other) {
-      return candidate.container && candidate.container == other.container;
-    });
-    if (same == candidates.end()) {
-      candidates.push_back(std::move(candidate));
-    } else if (candidate.represents(*same)) {
-      *same = std::move(candidate);
-    }
+    std::string key = lowercased(volume->name);
+    addOncePerContainer({std::move(*volume), std::move(key), isStartUp(entry), containerOf(entry)},
+                        candidates);
   }
-  std::ranges::stable_sort(candidates, [](const Candidate& left, const Candidate& right) {
-    return left.isStartUp != right.isStartUp
-               ? left.isStartUp
-               : compareNames(left.volume.name, right.volume.name) < 0;
+  std::ranges::stable_sort(candidates, {}, [](const Candidate& candidate) {
+    return std::pair(!candidate.isStartUp, std::string_view(candidate.key));
   });
   std::vector<Volume> result;
   result.reserve(candidates.size());

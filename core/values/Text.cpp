@@ -143,9 +143,4 @@ std::string lowercased(std::string_view text) {
   return composed(unicode(text).toLower(icu::Locale::getRoot())).toUTF8String(lower);
 }
 
-int compareNames(std::string_view left, std::string_view right) {
-  const int order = compareText(lowercased(left), lowercased(right));
-  return order != 0 ? order : compareText(left, right);
-}
-
 }  // namespace orvik

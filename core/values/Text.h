@@ -32,11 +32,8 @@ char* copyRepairedCodePoint(std::string_view text, std::size_t& position, char* 
 [[nodiscard]] int compareText(std::string_view left, std::string_view right);
 
 /// The text in lower case, the same in every locale, and in canonical composition: texts that
-/// differ only in case or in how their accents are encoded give the same bytes.
+/// differ only in case or in how their accents are encoded give the same bytes. Names that people
+/// read are matched and sorted by it.
 [[nodiscard]] std::string lowercased(std::string_view text);
-
-/// Orders names as people expect them in a list, whatever their case; names that differ in nothing
-/// else are ordered as by compareText. Less than 0, 0 or greater.
-[[nodiscard]] int compareNames(std::string_view left, std::string_view right);
 
 }  // namespace orvik
