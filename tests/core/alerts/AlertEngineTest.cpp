@@ -6,8 +6,8 @@
 #include <random>
 
 #include "core/alerts/AlertEngine.h"
-#include "core/alerts/Record.h"
 #include "core/values/JSONReader.h"
+#include "core/values/Record.h"
 
 namespace orvik {
 namespace {
