@@ -1,8 +1,6 @@
 #include "agent/FileSampleSource.h"
 
-#include <fstream>
-#include <iterator>
-
+#include "core/platform/ReplaceFile.h"
 #include "core/values/JSONReader.h"
 
 namespace orvik {
@@ -25,10 +23,10 @@ asio::awaitable<std::string> FileSampleSource::alertSample() { return sample(fal
 JSONObject FileSampleSource::fields() const {
   const Clock::UnixTime now = clock->unixNow();
   JSONObject object{{"epoch", epochSeconds(now)}, {"epoch_ms", epochMilliseconds(now)}};
-  std::ifstream stream(file, std::ios::binary);
-  const std::string text{std::istreambuf_iterator<char>(stream), {}};
+  FileOperations operations;
   try {
-    const JSONValue value = JSONValue::any(readJSON(text));
+    const JSONValue value =
+        JSONValue::any(readJSON(readFile(file, operations).content.value_or("")));
     if (const auto* read = value.get<JSONObject>()) {
       object.merge(*read);
     }

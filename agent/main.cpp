@@ -4,7 +4,6 @@
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +15,7 @@
 #include "agent/FileSampleSource.h"
 #include "agent/MadeUpAlert.h"
 #include "agent/TerminalQR.h"
+#include "core/platform/ReplaceFile.h"
 #include "core/relay/BeastWebSocket.h"
 #include "core/relay/RelayClient.h"
 #include "core/sampling/BasicSampleSource.h"
@@ -38,18 +38,8 @@ int report(const std::exception& error, int status) {
 }
 
 void writeLinkFile(const std::filesystem::path& file, const std::string& link) {
-  const std::string line = link + "\n";
-  // Opened for its owner alone from the start, and whole under its name only when complete.
-  const std::string temporary = file.string() + ".new";
-  unlink(temporary.c_str());
-  const int descriptor = open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  const bool isWritten = descriptor >= 0 && write(descriptor, line.data(), line.size()) ==
-                                                static_cast<ssize_t>(line.size());
-  if (descriptor >= 0) {
-    close(descriptor);
-  }
-  if (!isWritten || rename(temporary.c_str(), file.c_str()) != 0) {
-    unlink(temporary.c_str());
+  FileOperations operations;
+  if (!replaceFile(file, link + "\n", operations)) {
     throw std::runtime_error("the link cannot be written to " + file.string());
   }
 }
@@ -69,6 +59,14 @@ std::shared_ptr<SampleSource> sampleSource(const AgentCommandLine& line,
     return std::make_shared<FileSampleSource>(*line.sampleFile, clock);
   }
   return std::make_shared<BasicSampleSource>(clock);
+}
+
+/// Readings out of a file are nobody's real state.
+AlertStateStore alertState(const AgentCommandLine& line) {
+  if (line.sampleFile) {
+    return AlertStateStore::memory();
+  }
+  return AlertStateStore::inBackground(AlertStateStore::userDefaults(std::nullopt, "alertEngine"));
 }
 
 /// Sends one alert now and one at every SIGUSR1.
@@ -95,8 +93,7 @@ int run(const AgentCommandLine& line) {
   asio::signal_set signals(context, SIGINT, SIGTERM, SIGHUP);
   bool isRejected = false;
   const auto client = std::make_shared<RelayClient>(
-      pairing, line.relay, sampleSource(line, clock),
-      AlertStateStore::userDefaults(std::nullopt, "alertEngine"),
+      pairing, line.relay, sampleSource(line, clock), alertState(line),
       [&](const RelayState& state) {
         if (!line.quiet) {
           std::printf("%s\n", description(state).c_str());

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <ctime>
+#include <functional>
 
 #include "core/alerts/Alert.h"
 #include "phone/Quantity.h"
@@ -15,18 +16,6 @@ namespace {
 /// As many as a relay keeps: after a break, no more can come again.
 constexpr std::size_t knownAlerts = 20;
 constexpr std::size_t shownAlerts = 5;
-
-std::string clockText(const Readings& alert) {
-  const auto milliseconds = alert.integer("epoch_ms");
-  const std::time_t seconds = milliseconds.value_or(0) / 1000;
-  std::tm local{};
-  std::array<char, 16> text{};
-  if (!milliseconds || localtime_r(&seconds, &local) == nullptr ||
-      std::strftime(text.data(), text.size(), "%H:%M", &local) == 0) {
-    return "--:--";
-  }
-  return text.data();
-}
 
 /// "82 %, 3 h 20 min left": what there is of the battery's readings, after a colon.
 std::string charge(const Readings& alert) {
@@ -99,17 +88,42 @@ std::optional<std::string> alertText(const UntypedValue& content) {
   return std::nullopt;
 }
 
-bool AlertLog::take(const UntypedValue& alert) {
-  if (std::ranges::find(known, alert) != known.end()) {
+std::string AlertLog::Entry::text(std::optional<std::int64_t> nowEpoch) const {
+  constexpr std::int64_t halfADay = 12 * 3600;
+  const bool isOld = epoch && nowEpoch && *nowEpoch - *epoch >= halfADay;
+  const std::time_t time = epoch.value_or(0);
+  std::tm local{};
+  std::array<char, 64> when{};
+  const bool isKnown =
+      epoch && localtime_r(&time, &local) != nullptr &&
+      std::strftime(when.data(), when.size(), isOld ? "%Y-%m-%d %H:%M" : "%H:%M", &local) > 0;
+  return (isKnown ? when.data() : "--:--") + ("  " + words);
+}
+
+bool AlertLog::take(const Payload& alert) {
+  const std::size_t hash = std::hash<std::string>()(alert.text);
+  const auto words = alertText(alert.content);
+  if (!words || std::ranges::find(known, hash) != known.end()) {
     return false;
   }
-  known.push_front(alert);
+  known.push_front(hash);
   known.resize(std::min(known.size(), knownAlerts));
-  if (const auto text = alertText(alert)) {
-    const Readings readings(&alert);
-    shown.push_front({clockText(readings) + "  " + *text, readings.text("state") == "raised"});
-    shown.resize(std::min(shown.size(), shownAlerts));
+
+  const Readings readings(&alert.content);
+  Entry entry{.kind = readings.text("kind").value_or(""),
+              .epoch = readings.integer("epoch_ms"),
+              .words = *words,
+              .isRaised = readings.text("state") == Alert::text(Alert::State::raised)};
+  if (entry.epoch) {
+    *entry.epoch /= 1000;
   }
+  if (!entry.isRaised) {
+    for (Entry& earlier : shown) {
+      earlier.isRaised = earlier.isRaised && earlier.kind != entry.kind;
+    }
+  }
+  shown.push_front(std::move(entry));
+  shown.resize(std::min(shown.size(), shownAlerts));
   return true;
 }
 

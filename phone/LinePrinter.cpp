@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "phone/Readings.h"
 #include "phone/SampleView.h"
 
 namespace orvik {
@@ -53,15 +54,14 @@ bool LinePrinter::opened(const Payload& payload) {
   const bool isAlert = payload.kind == Envelope::Kind::alert;
   if (isSample) {
     state.sample = payload.content;
-  } else if (isAlert && !state.alerts.take(payload.content)) {
-    return true;
   }
   if (format == Format::json && (isSample || isAlert)) {
     out.write(onOneLine(payload.text));
-  } else if (format == Format::summary && isSample) {
+  } else if (isSample) {
     out.write(sampleSummary(state) + "\n");
-  } else if (format == Format::summary && isAlert && alertText(payload.content)) {
-    out.write("alert " + state.alerts.entries().front().text + "\n");
+  } else if (isAlert && state.alerts.take(payload)) {
+    const auto now = Readings(&state.sample).integer("epoch");
+    out.write("alert " + state.alerts.entries().front().text(now) + "\n");
   } else {
     return true;
   }

@@ -14,9 +14,9 @@ namespace orvik {
 class LinePrinter final : public PhoneObserver {
  public:
   enum class Format {
-    /// Every sample and alert: the opened JSON object.
+    /// Every sample and alert as it comes: the opened JSON object.
     json,
-    /// Every sample: the time, the state and the main readings. Every alert, in words.
+    /// Every sample: the time, the state and the main readings. Every alert in words, once.
     summary,
   };
 

@@ -25,7 +25,7 @@ bool LiveViewer::opened(const Payload& payload) {
       paint();
       break;
     case Envelope::Kind::alert:
-      if (!state.alerts.take(payload.content)) {
+      if (!state.alerts.take(payload)) {
         return true;
       }
       paint();

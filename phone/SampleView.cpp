@@ -77,10 +77,10 @@ void addTitle(const MacState& state, ViewPage& page) {
   page.line({state.name.empty() ? "Computer" : state.name, body, trouble});
 }
 
-void addAlerts(const AlertLog& alerts, ViewPage& page) {
+void addAlerts(const AlertLog& alerts, const Readings& sample, ViewPage& page) {
   std::vector<std::pair<std::string, bool>> lines;
   for (const AlertLog::Entry& alert : alerts.entries()) {
-    lines.emplace_back(alert.text, alert.isRaised);
+    lines.emplace_back(alert.text(sample.integer("epoch")), alert.isRaised);
   }
   page.rows("Alerts", lines);
 }
@@ -281,7 +281,7 @@ std::vector<ViewLine> sampleView(const MacState& state, int width) {
   ViewPage page(width);
   const Readings sample(&state.sample);
   addTitle(state, page);
-  addAlerts(state.alerts, page);
+  addAlerts(state.alerts, sample, page);
   addMachine(Readings(&state.macInfo), page);
   addProcessors(sample, page);
   addMemory(sample, page);

@@ -129,6 +129,8 @@ asio::awaitable<void> Connection::receive() {
     received(message);
   }
   receiveEnded = true;
+  // At once, even when a message is still being written: nothing more can be sent to it.
+  leave();
   limitClosing();
   changed.notify();
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <deque>
 #include <list>
 #include <map>
 #include <vector>
@@ -40,7 +39,7 @@ class KeptAlerts {
   const Limits& limits;
   /// All of them, oldest first; and those of each Mac.
   List all;
-  std::map<Identifier, std::deque<List::iterator>> ofMac;
+  std::map<Identifier, std::list<List::iterator>> ofMac;
   std::size_t bytes = 0;
 };
 

@@ -1,5 +1,8 @@
 #include "core/alerts/AlertStateStore.h"
 
+#include <condition_variable>
+#include <mutex>
+#include <thread>
 #include <tuple>
 #include <utility>
 
@@ -21,6 +24,51 @@ std::optional<AlertEngine> decoded(const std::optional<std::string>& stored) {
   }
 }
 
+/// A thread that saves what it is given.
+class BackgroundSaver {
+ public:
+  explicit BackgroundSaver(std::function<void(const AlertEngine&)> save) : save(std::move(save)) {}
+  BackgroundSaver(const BackgroundSaver&) = delete;
+  BackgroundSaver& operator=(const BackgroundSaver&) = delete;
+  ~BackgroundSaver() {
+    {
+      const std::lock_guard guard(lock);
+      isEnding = true;
+    }
+    changed.notify_one();
+    thread.join();
+  }
+
+  void give(const AlertEngine& engine) {
+    {
+      const std::lock_guard guard(lock);
+      waiting = engine;
+    }
+    changed.notify_one();
+  }
+
+ private:
+  void run() {
+    for (;;) {
+      std::unique_lock guard(lock);
+      changed.wait(guard, [this] { return isEnding || waiting; });
+      const std::optional<AlertEngine> next = std::exchange(waiting, std::nullopt);
+      guard.unlock();
+      if (!next) {
+        return;
+      }
+      save(*next);
+    }
+  }
+
+  const std::function<void(const AlertEngine&)> save;
+  std::mutex lock;
+  std::condition_variable changed;
+  std::optional<AlertEngine> waiting;
+  bool isEnding = false;
+  std::thread thread{[this] { run(); }};
+};
+
 }  // namespace
 
 AlertStateStore AlertStateStore::memory() {
@@ -40,6 +88,12 @@ AlertStateStore AlertStateStore::userDefaults(std::optional<std::string> suite, 
                 // Nobody could do better with the news than go on with what is stored.
                 std::ignore = domain()->set(key, engine.json().text());
               }};
+}
+
+AlertStateStore AlertStateStore::inBackground(AlertStateStore store) {
+  const auto saver = std::make_shared<BackgroundSaver>(std::move(store.save));
+  return {.load = std::move(store.load),
+          .save = [saver](const AlertEngine& engine) { saver->give(engine); }};
 }
 
 AlertStateStore AlertStateStore::file(std::filesystem::path path,

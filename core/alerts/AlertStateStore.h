@@ -13,7 +13,8 @@
 namespace orvik {
 
 /// Keeps the alert engine between runs. Nothing fails here: what cannot be read counts as never
-/// stored, and a save that fails leaves what was stored before. At worst an alert comes twice.
+/// stored, and a save that fails leaves what was stored before. At worst an alert comes twice, or a
+/// change that happened meanwhile is not told.
 /// Saving waits until some hundred bytes have reached the disk. Not to be called concurrently.
 struct AlertStateStore {
   std::function<std::optional<AlertEngine>()> load;
@@ -27,6 +28,10 @@ struct AlertStateStore {
   [[nodiscard]] static AlertStateStore userDefaults(std::optional<std::string> suite,
                                                     std::string key,
                                                     UserDefaultsOpener open = openUserDefaults);
+
+  /// A store that saves on a thread of its own, so that a slow disk holds up nobody: when several
+  /// states wait, only the newest is saved. The end of its last copy waits until that is done.
+  [[nodiscard]] static AlertStateStore inBackground(AlertStateStore store);
 
   /// A file of its own, in a folder that exists, replaced as a whole.
   [[nodiscard]] static AlertStateStore file(

@@ -4,24 +4,11 @@
 #include <cmath>
 
 #include "core/values/NumberText.h"
+#include "core/values/Record.h"
 
 namespace orvik {
 
 namespace {
-
-std::optional<double> number(const JSONObject& sample, std::string_view key) {
-  const JSONValue* value = sample.find(key);
-  if (value == nullptr) {
-    return std::nullopt;
-  }
-  if (const auto* integer = value->get<std::int64_t>()) {
-    return static_cast<double>(*integer);
-  }
-  if (const auto* real = value->get<double>()) {
-    return *real;
-  }
-  return std::nullopt;
-}
 
 JSONValue rounded(const std::optional<double>& value, int places) {
   return value ? JSONValue(pyRound(*value, places)) : JSONValue(nullptr);
@@ -46,13 +33,12 @@ MinuteHistory::Point MinuteHistory::Bucket::point() const {
 }
 
 void MinuteHistory::add(const JSONObject& sample) {
-  const JSONValue* epochValue = sample.find("epoch");
-  const auto* epoch = epochValue == nullptr ? nullptr : epochValue->get<std::int64_t>();
-  if (epoch == nullptr || *epoch < 1) {
+  const auto epoch = member<std::int64_t>(sample, "epoch");
+  if (!epoch || *epoch < 1) {
     return;
   }
-  const Quantities values = {number(sample, "cpu_pct"), number(sample, "temp_cpu"),
-                             number(sample, "power_w")};
+  const Quantities values = {numberMember(sample, "cpu_pct"), numberMember(sample, "temp_cpu"),
+                             numberMember(sample, "power_w")};
   if (std::ranges::none_of(values, [](const auto& value) { return value.has_value(); })) {
     return;
   }

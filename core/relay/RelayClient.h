@@ -89,7 +89,7 @@ class RelayClient : public std::enable_shared_from_this<RelayClient> {
   asio::awaitable<void> waitForDecision(const SampleSchedule& schedule, Presence seen);
 
   asio::awaitable<void> alertLoop();
-  asio::awaitable<void> checkAlerts(std::string sample);
+  asio::awaitable<void> checkAlerts();
   asio::awaitable<void> flushAlerts();
   asio::awaitable<void> sendDueAlerts(Socket task);
 

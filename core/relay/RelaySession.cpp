@@ -119,13 +119,15 @@ asio::awaitable<void> RelayClient::alertLoop() {
     const Instant now = clock->now();
     if (!lastChecked || now - *lastChecked >= alertInterval) {
       lastChecked = now;
-      co_await checkAlerts(co_await source->alertSample());
+      // What goes wrong with one check (no memory, a source's fault) is not to end the watch.
+      co_await failureOf(checkAlerts());
     }
     co_await clock->sleepUntil(*lastChecked + alertInterval);
   }
 }
 
-asio::awaitable<void> RelayClient::checkAlerts(std::string sample) {
+asio::awaitable<void> RelayClient::checkAlerts() {
+  const std::string sample = co_await source->alertSample();
   JSONValue value;
   try {
     value = JSONValue::any(readJSON(sample));
@@ -162,10 +164,13 @@ asio::awaitable<void> RelayClient::flushAlerts() {
 }
 
 asio::awaitable<void> RelayClient::sendDueAlerts(Socket task) {
-  for (const Alert& alert : alerts.due(epochMilliseconds(clock->unixNow()))) {
-    if (socket != task) {
+  // Asked again for each: what is raised meanwhile finds a flush under way, and is its business.
+  while (socket == task) {
+    const std::vector<Alert> due = alerts.due(epochMilliseconds(clock->unixNow()));
+    if (due.empty()) {
       co_return;
     }
+    const Alert& alert = due.front();
     co_await task->send(Envelope::seal(alert.json().text(), Envelope::Kind::alert, pairing));
     alerts.sent(alert);
   }

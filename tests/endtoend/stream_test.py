@@ -108,8 +108,9 @@ def join(phone, others=()):
 def test():
     # Two minutes ago, so that its minute is complete and the history is not empty.
     epoch = int(time.time()) - 120
+    readings = {"epoch": epoch, "cpu_pct": 12.5, "power_w": 7, "disk_pct": 91.5}
     with open(path("sample.json"), "w", encoding="utf-8") as sample:
-        json.dump({"epoch": epoch, "cpu_pct": 12.5, "power_w": 7, "mac_info": {"name": "Zoë"}}, sample)
+        json.dump({**readings, "mac_info": {"name": "Zoë"}}, sample)
 
     relay, port = start_relay()
     options = ["--relay", f"wss://localhost:{port}", "--trust", path("state/certificate.pem")]
@@ -121,16 +122,16 @@ def test():
         link = file.read()
     check(os.stat(path("link")).st_mode & 0o777 == 0o600, "the link is its owner's alone")
 
-    # The alert of the start has waited for the first phone.
+    # The alerts of the start, the made-up one and that of the readings, have waited for the phone.
     phone = start_phone(link, options)
-    alert = phone.payload()
-    check(is_alert(alert) and alert["kind"] == "temp_high" and alert["threshold"] == 95, "an alert")
+    alerts = {alert["kind"]: alert for alert in (phone.payload(), phone.payload())}
+    check(sorted(alerts) == ["disk_full", "temp_high"], f"both alerts, not {alerts}")
+    check(alerts["disk_full"]["value"] == 91.5, "the readings' alert has their value")
     join(phone)
     before = time.monotonic()
     phone.forget()
     payload = phone.payload()
-    check(payload == {"cpu_pct": 12.5, "power_w": 7, "epoch": epoch,
-                      "epoch_ms": payload["epoch_ms"]}, f"a plain sample, not {payload}")
+    check(payload == {**readings, "epoch_ms": payload["epoch_ms"]}, f"a plain sample, not {payload}")
     check(time.monotonic() - before < 5, "samples come every two seconds")
 
     second = start_phone(link, options)
@@ -154,7 +155,7 @@ def test():
         check(is_full(payloads[-1]), "the stream resumes by itself, with a full sample")
         payloads += one.until(has_history) + [one.payload()]
         arrived.append([payload for payload in payloads if is_alert(payload)])
-        check(all(later["epoch_ms"] > alert["epoch_ms"] for later in arrived[-1]), "a new alert")
+        check(all(later["epoch_ms"] > alerts["temp_high"]["epoch_ms"] for later in arrived[-1]), "a new alert")
     # A phone that is back after the computer and the other phone has missed it.
     check(sorted(map(len, arrived)) in ([0, 1], [1, 1]),
           f"the alert of the break comes once: {arrived}")

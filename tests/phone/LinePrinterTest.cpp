@@ -102,7 +102,7 @@ TEST(LinePrinter, SaysAlertsInWordsAndOnce) {
   for (const auto& [members, words] : alerts) {
     const std::string text = std::string(R"({"epoch_ms":1800000000999,"kind":)") + members + "}";
     for (const bool isNew : {true, false}) {
-      EXPECT_TRUE(printer.opened(payload(Envelope::Kind::alert, text.c_str())));
+      EXPECT_TRUE(printer.opened(payload(Envelope::Kind::alert, text.c_str()))) << "10 are wanted";
       EXPECT_EQ(out.read(), *words != 0 && isNew ? "alert 08:00  " + std::string(words) + "\n" : "")
           << text;
     }

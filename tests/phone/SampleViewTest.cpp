@@ -36,15 +36,22 @@ std::vector<std::string> readings(const char* sample, int width = 80) {
 
 TEST(SampleView, ShowsEveryReadingWithItsUnit) {
   MacState state = liveState(readJSON(test::fullSample));
-  for (const char* alert : {R"({"kind":"on_battery","state":"raised"})",
-                            R"({"kind":"on_battery","state":"cleared"})"}) {
-    EXPECT_TRUE(state.alerts.take(readJSON(alert)));
+  for (const char* alert : {R"({"kind":"on_battery","state":"raised","epoch_ms":1799956800999})",
+                            R"({"kind":"on_battery","state":"cleared","epoch_ms":1799956801000})",
+                            R"({"kind":"disk_full","state":"raised"})"}) {
+    EXPECT_TRUE(state.alerts.take({Envelope::Kind::alert, alert, readJSON(alert)}));
   }
+  setenv("TZ", "UTC", 1);
+  tzset();
+  const auto page = sampleView(state, 80);
+  EXPECT_TRUE(page[1].attention);
+  EXPECT_FALSE(page[3].attention) << "mains power is back";
   EXPECT_THAT(
-      textOf(sampleView(state, 80)),
+      textOf(page),
       ElementsAre(
-          "Zoë's Mac · live · 08:00:00", "Alerts     --:--  Back on mains power",
-          "           --:--  Running on battery",
+          "Zoë's Mac · live · 08:00:00", "Alerts     --:--  The disk is nearly full",
+          "           20:00  Back on mains power",
+          "           2027-01-14 20:00  Running on battery",
           "Machine    MacBook Air · Mac14,2 · Apple M2 · 4 P cores at 3.50 GHz",
           "           4 E cores at 2.42 GHz · 16 GiB · macOS 14.2.1",
           "CPU        ████████░░░░░░░░░░░░ 41.3 % · 52.3 °C · P 3204 MHz · E 1820 MHz",

@@ -13,8 +13,8 @@
 
 #include "core/pairing/Base64URL.h"
 #include "relay/RelayServer.h"
-#include "tests/support/TemporaryFolder.h"
 #include "tests/support/ManualClock.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace orvik::relay {
 namespace {

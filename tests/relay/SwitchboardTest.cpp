@@ -164,7 +164,7 @@ TEST(Switchboard, AlertsWaitForTheFirstPhone) {
   limits.keptAlertsPerMac = 2;
   limits.keptAlertBytes = 20;
   limits.keptAlertTime = 60s;
-  limits.keptBytes = 3 * (9 + 256 + 6);
+  limits.keptBytes = 3 * (15 + 400);
   limits.records = 3;
   Stage(limits).plays(R"(
 mac M a t -> M {"active":0,"viewers":0}

@@ -249,5 +249,20 @@ TEST_F(AlertStateStoreTest, PreferencesFollowTheDesktopsRules) {
 }
 #endif
 
+TEST(AlertStateStore, InTheBackgroundTheNewestStateIsSavedAtTheLatestAtItsEnd) {
+  std::vector<AlertEngine> saved;
+  AlertStateStore store = AlertStateStore::memory();
+  store.save = [&](const AlertEngine& engine) { saved.push_back(engine); };
+  store = AlertStateStore::inBackground(std::move(store));
+  AlertEngine engine;
+  for (engine.lastTempMs = 1; *engine.lastTempMs <= 100; ++*engine.lastTempMs) {
+    store.save(engine);
+  }
+  store = AlertStateStore::memory();
+  ASSERT_FALSE(saved.empty());
+  EXPECT_EQ(saved.back().lastTempMs, 100);
+  EXPECT_TRUE(std::ranges::is_sorted(saved, {}, &AlertEngine::lastTempMs));
+}
+
 }  // namespace
 }  // namespace orvik

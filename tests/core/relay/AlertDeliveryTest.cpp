@@ -131,9 +131,14 @@ TEST_F(AlertDelivery, OneFlushAtATime) {
   EXPECT_EQ(emitted, 2) << "they do not wait for the flush that runs";
   session->socket().release();
   clock->settle();
-  EXPECT_THAT(takeArrived(), ElementsAre(30));
+  EXPECT_THAT(takeArrived(), ElementsAre(30, 30, 30)) << "the one that ran takes them along";
+  session->socket().sending = ScriptedSocket::Behaviour::hangs;
   raise(1);
-  EXPECT_THAT(takeArrived(), ElementsAre(30, 30, 60));
+  stop();
+  client->start();
+  clock->settle();
+  presence(0, 0);
+  EXPECT_THAT(takeArrived(), ElementsAre(60)) << "a flush that was cancelled is over";
 }
 
 TEST_F(AlertDelivery, TheNewestTwentyWaitForAnHour) {
@@ -154,6 +159,15 @@ TEST_F(AlertDelivery, TheNewestTwentyWaitForAnHour) {
   clock->advance(3600s + 1s);
   presence(0, 0);
   EXPECT_THAT(takeArrived(), IsEmpty());
+}
+
+TEST_F(AlertDelivery, ACheckThatFailsIsFollowedByTheNext) {
+  presence(0, 0);
+  source->fails = true;
+  clock->advance(30s);
+  source->fails = false;
+  raise(1);
+  EXPECT_THAT(takeArrived(), ElementsAre(60));
 }
 
 TEST_F(AlertDelivery, TheStateIsSavedWhenItChangesAndGoesOnInTheNextRun) {

@@ -29,6 +29,9 @@ class ScriptedSource final : public SampleSource {
   }
   asio::awaitable<std::string> alertSample() override {
     checks.push_back(clock.now());
+    if (fails) {
+      throw std::bad_alloc();
+    }
     co_return alertText.empty()
         ? JSONValue(JSONObject{{"epoch", epochSeconds(clock.unixNow()) - 120}, {"cpu_pct", 5}})
               .text()
@@ -38,6 +41,7 @@ class ScriptedSource final : public SampleSource {
   ManualClock& clock;
   Clock::Duration duration{};
   std::string alertText;
+  bool fails = false;
   std::vector<Instant> checks;
   int taken = 0;
 };
