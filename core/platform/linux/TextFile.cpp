@@ -1,0 +1,114 @@
+#include "core/platform/linux/TextFile.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <string.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <memory>
+
+namespace orvik {
+
+namespace {
+
+constexpr std::size_t mostNames = 4096;
+/// An attribute of sys is a page at most; those that are read as one line are far shorter.
+constexpr std::size_t lineLimit = 256;
+
+FileDescriptor openForReading(const std::string& path) {
+  // Without O_NONBLOCK a pipe in the place of a file would be waited for.
+  return FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+}
+
+struct CloseFolder {
+  void operator()(DIR* folder) const { closedir(folder); }
+};
+
+}  // namespace
+
+std::optional<std::string_view> readFromStart(int file, std::span<char> buffer) {
+  std::size_t size = 0;
+  while (size < buffer.size()) {
+    const ssize_t count =
+        pread(file, buffer.data() + size, buffer.size() - size, static_cast<off_t>(size));
+    if (count == 0) {
+      break;
+    }
+    if (count > 0) {
+      size += static_cast<std::size_t>(count);
+    } else if (errno != EINTR) {
+      return std::nullopt;
+    }
+  }
+  return std::string_view(buffer.data(), size);
+}
+
+std::optional<std::string_view> TextFile::read(std::span<char> buffer) {
+  if (!file.isOpen()) {
+    file = openForReading(path);
+  }
+  const auto text = file.isOpen() ? readFromStart(file.get(), buffer) : std::nullopt;
+  if (!text) {
+    // What stood behind it may have left for good; what stands there now is another file.
+    file = FileDescriptor();
+  }
+  return text;
+}
+
+std::optional<std::int64_t> TextFile::readInteger() {
+  std::array<char, 32> buffer{};
+  const auto text = read(buffer);
+  std::int64_t value = 0;
+  if (!text ||
+      std::from_chars(text->data(), text->data() + text->size(), value).ec != std::errc{}) {
+    return std::nullopt;
+  }
+  return value;
+}
+
+std::optional<std::string> readText(const std::string& path, std::size_t limit) {
+  std::string buffer(limit, '\0');
+  const auto text = TextFile(path).read(buffer);
+  if (!text) {
+    return std::nullopt;
+  }
+  buffer.resize(text->size());
+  return buffer;
+}
+
+std::string readLine(const std::string& path) {
+  constexpr std::string_view whiteSpace(" \t\r\n\0", 5);
+  const std::string text = readText(path, lineLimit).value_or("");
+  const std::size_t start = text.find_first_not_of(whiteSpace);
+  if (start == std::string::npos) {
+    return {};
+  }
+  return text.substr(start, text.find_last_not_of(whiteSpace) + 1 - start);
+}
+
+std::vector<std::string> namesIn(const std::string& folder) {
+  std::vector<std::string> names;
+  const std::unique_ptr<DIR, CloseFolder> stream(opendir(folder.c_str()));
+  if (!stream) {
+    return names;
+  }
+  while (names.size() < mostNames) {
+    const dirent* const entry = readdir(stream.get());
+    if (entry == nullptr) {
+      break;
+    }
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") {
+      names.emplace_back(name);
+    }
+  }
+  std::ranges::sort(names, [](const std::string& left, const std::string& right) {
+    return strverscmp(left.c_str(), right.c_str()) < 0;
+  });
+  return names;
+}
+
+}  // namespace orvik
