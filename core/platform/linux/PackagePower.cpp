@@ -51,7 +51,9 @@ PackagePower::Watts PackagePower::read(Instant now) {
     const auto energy = domain.energy.readInteger();
     const auto rate =
         energy ? domain.rate.update(now, *energy, domain.range) : std::optional<double>();
-    auto& sum = (rate ? watts : failed).*domain.kind;
+    // Named, since GCC 12 would take the member of a copy.
+    Watts& group = rate ? watts : failed;
+    std::optional<double>& sum = group.*domain.kind;
     sum = sum.value_or(0) + rate.value_or(0) / 1e6;
   }
   for (const auto kind : {&Watts::packages, &Watts::graphics, &Watts::machine}) {
