@@ -94,15 +94,12 @@ JSONValue wholeOrNull(std::optional<double> value) {
 
 std::optional<double> percentOf(const Batteries& all) {
   std::optional<double> percent;
-  if (all.count == 0) {
-    return percent;
-  }
-  if (all.count > 1 && all.now && all.full && *all.full > 0) {
+  const bool knowsEnergy = all.now && all.full && *all.full > 0;
+  // One battery's own figure is the one that is shown elsewhere; those of several cannot be added.
+  if (all.count > 0 && knowsEnergy && (all.count > 1 || !all.capacities)) {
     percent = 100 * *all.now / *all.full;
-  } else if (all.capacities) {
+  } else if (all.count > 0 && all.capacities) {
     percent = *all.capacities / all.count;
-  } else if (all.now && all.full && *all.full > 0) {
-    percent = 100 * *all.now / *all.full;
   }
   return percent ? std::optional(std::clamp(*percent, 0.0, 100.0)) : std::nullopt;
 }

@@ -49,7 +49,8 @@ CoreFrequencies::CoreFrequencies(std::string root)
 
 void CoreFrequencies::rescan() {
   CoreTypes types = readCoreTypes(root);
-  if (types.performance == performanceCPUs && types.efficiency == efficiencyCPUs) {
+  const bool isScaled = !performance.empty() || !efficiency.empty();
+  if (isScaled && types.performance == performanceCPUs && types.efficiency == efficiencyCPUs) {
     return;
   }
   performance = filesOf(root, types.performance);

@@ -31,7 +31,7 @@ std::vector<HardwareMonitor> idleCounters(const std::string& root) {
     }
     for (const char* counter :
          {"/gt/gt0/rc6_residency_ms", "/device/tile0/gt0/gtidle/idle_residency_ms"}) {
-      const std::string folder = parent + "/" + name;
+      const std::string folder = pathIn(parent, name);
       if (isReadable(folder + counter)) {
         counters.push_back({.folder = folder, .driver = counter});
         break;
@@ -44,7 +44,7 @@ std::vector<HardwareMonitor> idleCounters(const std::string& root) {
 std::optional<TextFile> firstReadable(const std::string& folder,
                                       std::initializer_list<const char*> names) {
   for (const char* name : names) {
-    const std::string path = folder + "/" + name;
+    const std::string path = pathIn(folder, name);
     if (isReadable(path)) {
       return TextFile(path);
     }

@@ -10,8 +10,7 @@ std::vector<HardwareMonitor> hardwareMonitors(const std::string& root) {
   std::vector<HardwareMonitor> monitors;
   const std::string parent = root + "/sys/class/hwmon";
   for (const std::string& name : namesIn(parent)) {
-    std::string folder = parent;
-    folder.append("/").append(name);
+    std::string folder = pathIn(parent, name);
     std::string driver = readLine(folder + "/name");
     monitors.push_back({.folder = std::move(folder), .driver = std::move(driver)});
   }
@@ -23,8 +22,7 @@ std::vector<TemperatureInput> temperatureInputs(const HardwareMonitor& monitor) 
   constexpr std::string_view ending = "_input";
   for (const std::string& name : namesIn(monitor.folder)) {
     if (name.starts_with("temp") && name.ends_with(ending)) {
-      std::string path = monitor.folder;
-      path.append("/").append(name);
+      std::string path = pathIn(monitor.folder, name);
       const std::string label =
           readLine(path.substr(0, path.size() - ending.size()).append("_label"));
       inputs.push_back({.label = label, .file = TextFile(std::move(path))});

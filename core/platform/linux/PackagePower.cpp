@@ -25,7 +25,7 @@ void PackagePower::rescan() {
     if (!name.starts_with("intel-rapl:")) {
       continue;
     }
-    const std::string folder = parent + "/" + name;
+    const std::string folder = pathIn(parent, name);
     const std::string domain = readLine(folder + "/name");
     std::optional<double> Watts::*kind = nullptr;
     if (domain.starts_with("package")) {

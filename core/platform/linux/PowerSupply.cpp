@@ -3,8 +3,6 @@
 #include <array>
 #include <cmath>
 
-#include "core/platform/linux/HardwareMonitor.h"
-
 namespace orvik {
 
 PowerSupply::PowerSupply(std::string where)
@@ -16,28 +14,20 @@ bool PowerSupply::isMains() const {
   return !isOfDevice && (type == "Mains" || type.starts_with("USB") || type == "Wireless");
 }
 
-std::optional<TextFile>& PowerSupply::fileOf(std::string_view name) {
+TextFile& PowerSupply::fileOf(std::string_view name) {
   const auto known = files.find(name);
-  if (known != files.end()) {
-    return known->second;
-  }
-  std::string path = folder;
-  path.append("/").append(name);
-  const bool isThere = isReadable(path);
-  return files.emplace(name, isThere ? std::optional(TextFile(std::move(path))) : std::nullopt)
-      .first->second;
+  return known != files.end() ? known->second
+                              : files.emplace(name, TextFile(pathIn(folder, name))).first->second;
 }
 
 std::string PowerSupply::text(std::string_view name) {
   std::array<char, 64> buffer{};
-  std::optional<TextFile>& file = fileOf(name);
-  const std::string_view text = file ? file->read(buffer).value_or("") : "";
+  const std::string_view text = fileOf(name).read(buffer).value_or("");
   return std::string(text.substr(0, text.find('\n')));
 }
 
 std::optional<double> PowerSupply::number(std::string_view name) {
-  std::optional<TextFile>& file = fileOf(name);
-  const auto value = file ? file->readInteger() : std::nullopt;
+  const auto value = fileOf(name).readInteger();
   return value ? std::optional(static_cast<double>(*value)) : std::nullopt;
 }
 
@@ -83,7 +73,7 @@ void PowerSupplies::rescan() {
   found = std::move(present);
   supplies.clear();
   for (const std::string& name : found) {
-    supplies.emplace_back(parent + "/" + name);
+    supplies.emplace_back(pathIn(parent, name));
   }
 }
 

@@ -32,13 +32,12 @@ class PowerSupply {
   [[nodiscard]] std::optional<double> watts();
 
  private:
-  /// Nothing for those that are not there, so that they are not looked for each time.
-  [[nodiscard]] std::optional<TextFile>& fileOf(std::string_view name);
+  [[nodiscard]] TextFile& fileOf(std::string_view name);
 
   std::string folder;
   std::string type;
   bool isOfDevice;
-  std::map<std::string, std::optional<TextFile>, std::less<>> files;
+  std::map<std::string, TextFile, std::less<>> files;
 };
 
 /// The machine's batteries and chargers, as they come and go.

@@ -48,7 +48,7 @@ class ProcessReader {
     std::string name;
   };
   struct CloseFolder {
-    void operator()(DIR* folder) const { closedir(folder); }
+    void operator()(DIR* listing) const { closedir(listing); }
   };
 
   void readAll(Instant now);

@@ -51,7 +51,7 @@ std::vector<HardwareMonitor> thermalZones(const std::string& root) {
   const std::string parent = root + "/sys/class/thermal";
   for (const std::string& name : namesIn(parent)) {
     if (name.starts_with("thermal_zone")) {
-      const std::string folder = parent + "/" + name;
+      const std::string folder = pathIn(parent, name);
       zones.push_back({.folder = folder, .driver = readLine(folder + "/type")});
     }
   }

@@ -89,6 +89,11 @@ std::string readLine(const std::string& path) {
   return text.substr(start, text.find_last_not_of(whiteSpace) + 1 - start);
 }
 
+std::string pathIn(std::string_view folder, std::string_view name) {
+  std::string path(folder);
+  return path.append("/").append(name);
+}
+
 std::vector<std::string> namesIn(const std::string& folder) {
   std::vector<std::string> names;
   const std::unique_ptr<DIR, CloseFolder> stream(opendir(folder.c_str()));

@@ -43,6 +43,8 @@ class TextFile {
 /// when it cannot be read.
 [[nodiscard]] std::string readLine(const std::string& path);
 
+/// The path of what is called `name` in a folder.
+[[nodiscard]] std::string pathIn(std::string_view folder, std::string_view name);
 /// The names in a folder, in the order of their bytes with numbers by value (cpu2 before cpu10).
 /// Empty when it cannot be read. At most 4096 of them.
 [[nodiscard]] std::vector<std::string> namesIn(const std::string& folder);

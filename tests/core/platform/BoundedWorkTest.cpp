@@ -21,7 +21,7 @@ struct Gate {
   std::shared_future<void> open = opened.get_future().share();
   std::shared_ptr<std::promise<void>> begun = std::make_shared<std::promise<void>>();
 
-  auto function(int result) {
+  auto function(int result) const {
     return [open = open, begun = begun, result] {
       begun->set_value();
       open.wait();

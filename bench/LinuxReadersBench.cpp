@@ -1,0 +1,34 @@
+// One reading of this machine by each of the readers that a sample every two seconds asks.
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+
+#include "core/platform/linux/BatteryReader.h"
+#include "core/platform/linux/ProcessReader.h"
+#include "core/platform/linux/ProcessorReader.h"
+#include "core/platform/linux/TextFile.h"
+
+namespace orvik::bench {
+namespace {
+
+using namespace std::chrono_literals;
+
+template <typename Reader, auto read>
+void reading(benchmark::State& state) {
+  Reader reader("/");
+  Instant now(1h);
+  for (auto _ : state) {
+    // A reading too soon after another would be none.
+    now += 2s;
+    benchmark::DoNotOptimize((reader.*read)(now));
+  }
+  state.counters["processes"] = static_cast<double>(std::ranges::count_if(
+      namesIn("/proc"), [](const std::string& name) { return name[0] >= '1' && name[0] <= '9'; }));
+}
+BENCHMARK(reading<ProcessorReader, &ProcessorReader::read>)->Name("processor");
+BENCHMARK(reading<ProcessReader, &ProcessReader::read>)->Name("processes");
+BENCHMARK(reading<BatteryReader, &BatteryReader::battery>)->Name("battery");
+
+}  // namespace
+}  // namespace orvik::bench
