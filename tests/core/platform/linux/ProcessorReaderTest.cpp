@@ -65,18 +65,20 @@ const Machine machines[] = {
     {"desktop",
      {{{},
        R"({"ecpu_mhz":2500,"gpu_off":false,"gpu_pct":37.0,"gpu_power_w":35.5,"pcpu_mhz":4500,)" +
-           desktopMemory + R"("temp_cpu":61.0,"temp_gpu":49.0})"},
-      // The card is switched off: what its files say is not asked for.
+           desktopMemory + R"("temp_cpu":61.0,"temp_gpu":52.0})"},
+      // One card is switched off: what its files say is not asked for.
       {{{"proc/stat", "cpu  130 0 100 870 0 0 0 0 0 0\n"},
         {"sys/class/powercap/intel-rapl:0/energy_uj", "81000000\n"},
         {"sys/class/powercap/intel-rapl:1/energy_uj", "321000000\n"},
         {"sys/class/drm/card1/device/tile0/gt0/gtidle/idle_residency_ms", "92000\n"},
+        {"sys/class/hwmon/hwmon4/energy1_input", "25000000\n"},
         {"sys/class/hwmon/hwmon3/device/power/runtime_status", "suspended\n"}},
        R"({"cpu_pct":30.0,"cpu_power_w":20.0,"ecpu_mhz":2500,"gpu_off":false,"gpu_pct":50.0,)"
-       R"("gpu_power_w":0.0,"pcpu_mhz":4500,"power_w":20.0,)" +
-           desktopMemory + R"("sys_power_w":80.0,"temp_cpu":61.0})"},
+       R"("gpu_power_w":5.0,"pcpu_mhz":4500,"power_w":25.0,)" +
+           desktopMemory + R"("sys_power_w":80.0,"temp_cpu":61.0,"temp_gpu":55.0})"},
       // All graphics are, and a counter of energy stands still.
       {{{"sys/class/drm/card1/device/power/runtime_status", "suspended\n"},
+        {"sys/class/hwmon/hwmon4/device/power/runtime_status", "suspended\n"},
         {"sys/class/powercap/intel-rapl:0/energy_uj", "83000000\n"}},
        R"({"cpu_pct":30.0,"cpu_power_w":0.5,"ecpu_mhz":2500,"gpu_off":true,"gpu_pct":0.0,)"
        R"("gpu_power_w":0.0,"pcpu_mhz":4500,"power_w":0.5,)" +
