@@ -18,7 +18,7 @@ namespace orvik {
 /// disk is nearly full, mains power has gone or come back, the battery is low, no backup for 30
 /// days. An alert fires once and is armed again only when the reading has clearly recovered, and
 /// at most once in 30 minutes. A plain value; all of it is kept between runs, so that a restart
-/// neither repeats nor forgets an alert.
+/// does not repeat an alert, nor forget what an alert depends on.
 ///
 /// Times are those of the samples and may be anything: what would not fit 64 bits stops at their
 /// limits, which decides every comparison as the true figure would. While a clock that was set

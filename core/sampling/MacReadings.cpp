@@ -82,7 +82,8 @@ asio::awaitable<JSONObject> MacReadings::disk() {
     co_return JSONObject();
   }
   const std::int64_t important = volume->forImportantUsage.value_or(0);
-  co_return diskFields(volume->total, important >= 1 ? important : volume->available.value_or(0));
+  const std::int64_t free = important >= 1 ? important : volume->available.value_or(0);
+  co_return diskFields(static_cast<double>(volume->total), static_cast<double>(free));
 }
 
 asio::awaitable<JSONObject> MacReadings::batteryExtras() {

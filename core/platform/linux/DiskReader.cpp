@@ -2,9 +2,7 @@
 
 #include <sys/statvfs.h>
 
-#include <cmath>
-
-#include "core/values/NumberText.h"
+#include "core/sampling/DiskFields.h"
 
 namespace orvik {
 
@@ -16,15 +14,8 @@ JSONObject DiskReader::read() const {
   const auto block = static_cast<double>(status.f_frsize);
   const auto used = static_cast<double>(status.f_blocks) - static_cast<double>(status.f_bfree);
   const auto free = static_cast<double>(status.f_bavail);
-  return keys({.total = (used + free) * block, .free = free * block});
-}
-
-JSONObject DiskReader::keys(const Capacity& capacity) {
-  if (capacity.total < 1) {
-    return {};
-  }
-  return {{"disk_pct", pyRound((capacity.total - capacity.free) * 100 / capacity.total, 1)},
-          {"disk_free_gb", static_cast<std::int64_t>(std::nearbyint(capacity.free / 1e9))}};
+  // As `df` has it: what is kept for the administrator is neither used nor free.
+  return diskFields((used + free) * block, free * block);
 }
 
 }  // namespace orvik

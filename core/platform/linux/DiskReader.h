@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "core/values/JSONValue.h"
@@ -10,21 +9,12 @@ namespace orvik {
 /// How full the file system is that holds the user's files.
 class DiskReader {
  public:
-  /// Bytes, as `df` has them: what is kept for the administrator is neither used nor free.
-  struct Capacity {
-    double total = 0;
-    double free = 0;
-  };
-
   /// The file system of this folder, usually the user's home; that of "/" where it does not exist.
   explicit DiskReader(std::string folder) : folder(std::move(folder)) {}
 
   /// "disk_pct" (used, 1 decimal) and "disk_free_gb" (10^9 bytes, ties to even); empty when
   /// unknown. A network file system that has gone makes this wait for as long as it is gone.
   [[nodiscard]] JSONObject read() const;
-
-  /// The keys for a capacity.
-  [[nodiscard]] static JSONObject keys(const Capacity& capacity);
 
  private:
   std::string folder;

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "core/platform/linux/CoreTypes.h"
-#include "core/platform/linux/DiskReader.h"
 #include "core/platform/linux/KernelText.h"
 
 namespace orvik {
@@ -40,15 +39,6 @@ TEST(CoreTypes, ListsOfCPUs) {
   for (const char* text : {"", "-1", "x", "99999999999"}) {
     EXPECT_TRUE(parseCPUList(text).empty()) << text;
   }
-}
-
-TEST(DiskReader, Keys) {
-  const auto text = [](double total, double free) {
-    return JSONValue(DiskReader::keys({.total = total, .free = free})).text();
-  };
-  EXPECT_EQ(text(500e9, 100e9), R"({"disk_free_gb":100,"disk_pct":80.0})");
-  EXPECT_EQ(text(3e9, 2.5e9), R"({"disk_free_gb":2,"disk_pct":16.7})");
-  EXPECT_EQ(text(0, 0), "{}");
 }
 
 }  // namespace
