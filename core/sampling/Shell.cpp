@@ -1,0 +1,227 @@
+#include "core/sampling/Shell.h"
+
+#include <boost/asio/any_io_executor.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/this_coro.hpp>
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+#include "core/platform/ChildProcess.h"
+#include "core/platform/Notifier.h"
+#include "core/platform/ProcessSystem.h"
+#include "core/values/Text.h"
+
+namespace orvik {
+
+namespace {
+
+/// One sample, the alerts' sample and the machine's description are read side by side.
+constexpr std::size_t threadCount = 4;
+constexpr std::chrono::milliseconds politeWait{500};
+constexpr std::size_t chunkSize = std::size_t{64} << 10;
+
+/// How long to wait for a command, on a clock that stands still with the command while the machine
+/// sleeps.
+class Patience {
+ public:
+  /// `interruption` is polled too and ends the patience when it hangs up; -1 for none.
+  Patience(CommandRunner::Seconds timeout, int interruption)
+      : deadline(Time::now() + bounded(timeout)), interruption(interruption) {}
+
+  /// Whether the descriptor can be read, or has ended, before the patience does.
+  [[nodiscard]] bool waitFor(const FileDescriptor& descriptor) const {
+    for (;;) {
+      const auto remaining = deadline - Time::now();
+      // Asked each time: a command that never stops writing is always ready.
+      if (remaining <= Time::duration::zero()) {
+        return false;
+      }
+      std::array<pollfd, 2> watched{pollfd{descriptor.get(), POLLIN, 0},
+                                    pollfd{interruption, POLLIN, 0}};
+      const auto limit = std::chrono::ceil<std::chrono::milliseconds>(remaining);
+      const int ready = poll(watched.data(), watched.size(), static_cast<int>(limit.count()));
+      if (ready < 0 && errno != EINTR) {
+        return false;
+      }
+      if (ready > 0) {
+        return watched[1].revents == 0;
+      }
+    }
+  }
+
+ private:
+  using Time = std::chrono::steady_clock;
+
+  static Time::duration bounded(CommandRunner::Seconds timeout) {
+    constexpr CommandRunner::Seconds longest = std::chrono::hours(24);
+    // False for what is not a number.
+    return timeout > CommandRunner::Seconds::zero()
+               ? std::chrono::duration_cast<Time::duration>(std::min(timeout, longest))
+               : Time::duration::zero();
+  }
+
+  Time::time_point deadline;
+  int interruption;
+};
+
+/// Everything that comes out of the pipe; nothing when the patience or the room ends first.
+std::optional<std::string> readToEnd(const FileDescriptor& pipe, const Patience& patience) {
+  std::string bytes;
+  std::array<char, chunkSize> chunk;
+  while (patience.waitFor(pipe)) {
+    const ssize_t count = read(pipe.get(), chunk.data(), chunk.size());
+    if (count == 0) {
+      return bytes;
+    }
+    if (count > 0) {
+      bytes.append(chunk.data(), static_cast<std::size_t>(count));
+    } else if (errno != EINTR) {
+      return std::nullopt;
+    }
+    if (bytes.size() > Shell::maximumOutput) {
+      return std::nullopt;
+    }
+  }
+  return std::nullopt;
+}
+
+std::string runInterruptible(const std::string& path, const std::vector<std::string>& arguments,
+                             CommandRunner::Seconds timeout, int interruption) {
+  const std::unique_ptr<ChildProcess> child = ChildProcess::start(path, arguments);
+  if (!child) {
+    return "";
+  }
+  const Patience patience(timeout, interruption);
+  std::optional<std::string> bytes = readToEnd(child->output, patience);
+  if (bytes && patience.waitFor(child->ended())) {
+    child->collect();
+    return isValidUTF8(*bytes) ? std::move(*bytes) : repairedUTF8(*bytes);
+  }
+  child->terminate();
+  static_cast<void>(Patience(politeWait, -1).waitFor(child->ended()));
+  return "";
+}
+
+/// A command between the coroutine that waits for it and the thread that runs it.
+class Call : public std::enable_shared_from_this<Call> {
+ public:
+  Call(asio::any_io_executor executor, Notifier& changed)
+      : executor(std::move(executor)), changed(&changed) {}
+
+  /// On a thread of the pool.
+  void run(const std::string& path, const std::vector<std::string>& arguments,
+           CommandRunner::Seconds timeout) {
+    std::string output;
+    try {
+      if (const FileDescriptor interruption = openInterruption()) {
+        output = runInterruptible(path, arguments, timeout, interruption.get());
+      }
+    } catch (const std::exception&) {
+      output.clear();  // no memory: the command has failed like any other
+    }
+    finish(std::move(output));
+  }
+
+  // On the caller's executor.
+  [[nodiscard]] bool hasFinished() const {
+    const std::lock_guard guard(lock);
+    return finished;
+  }
+  [[nodiscard]] std::string takeText() {
+    const std::lock_guard guard(lock);
+    return std::move(text);
+  }
+  /// The caller is gone: nothing of it is used from here on, and the command ends.
+  void abandon() {
+    const std::lock_guard guard(lock);
+    changed = nullptr;
+    interrupt = FileDescriptor();
+  }
+
+ private:
+  /// Hangs up when the call is abandoned. Owns nothing when it is already.
+  FileDescriptor openInterruption() {
+    const std::lock_guard guard(lock);
+    std::optional<ProcessSystem::Pipe> pipe =
+        changed == nullptr ? std::nullopt : ProcessSystem::openPipe();
+    if (!pipe) {
+      return {};
+    }
+    interrupt = std::move(pipe->writingEnd);
+    return std::move(pipe->readingEnd);
+  }
+
+  void finish(std::string output) {
+    const std::lock_guard guard(lock);
+    interrupt = FileDescriptor();
+    text = std::move(output);
+    finished = true;
+    if (changed != nullptr) {
+      // Under the lock: the executor lives at least as long as the caller has not abandoned.
+      asio::post(executor, [self = shared_from_this()] { self->notify(); });
+    }
+  }
+
+  void notify() {
+    const std::lock_guard guard(lock);
+    if (changed != nullptr) {
+      changed->notify();
+    }
+  }
+
+  const asio::any_io_executor executor;
+  mutable std::mutex lock;
+  Notifier* changed;
+  FileDescriptor interrupt;
+  std::string text;
+  bool finished = false;
+};
+
+/// Ends the call however the coroutine ends: cancelled, or destroyed with its executor.
+struct Caller {
+  std::shared_ptr<Call> call;
+  explicit Caller(std::shared_ptr<Call> call) : call(std::move(call)) {}
+  Caller(const Caller&) = delete;
+  Caller& operator=(const Caller&) = delete;
+  ~Caller() { call->abandon(); }
+};
+
+}  // namespace
+
+Shell::Shell() : pool(threadCount) {}
+
+Shell::~Shell() {
+  pool.stop();
+  pool.join();
+}
+
+asio::awaitable<std::string> Shell::run(std::string path, std::vector<std::string> arguments,
+                                        Seconds timeout) {
+  const asio::any_io_executor executor = co_await asio::this_coro::executor;
+  Notifier changed(executor);
+  const auto call = std::make_shared<Call>(executor, changed);
+  const Caller caller(call);
+  asio::post(pool, [call, path = std::move(path), arguments = std::move(arguments), timeout] {
+    call->run(path, arguments, timeout);
+  });
+  const std::function<bool()> finished = [call] { return call->hasFinished(); };
+  co_await changed.until(finished);
+  co_return call->takeText();
+}
+
+std::string Shell::runBlocking(const std::string& path, const std::vector<std::string>& arguments,
+                               Seconds timeout) {
+  return runInterruptible(path, arguments, timeout, -1);
+}
+
+}  // namespace orvik
