@@ -45,7 +45,7 @@ std::optional<std::string_view> readLink(int folder, const std::string& path,
 std::optional<std::string_view> readBelow(int folder, const std::string& path,
                                           std::span<char> buffer) {
   const FileDescriptor file(openat(folder, path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  return file.isOpen() ? readFromStart(file.get(), buffer) : std::nullopt;
+  return file ? readFromStart(file.get(), buffer) : std::nullopt;
 }
 
 /// The file's name in a path, when it begins with `start`.

@@ -47,10 +47,10 @@ std::optional<std::string_view> readFromStart(int file, std::span<char> buffer) 
 }
 
 std::optional<std::string_view> TextFile::read(std::span<char> buffer) {
-  if (!file.isOpen()) {
+  if (!file) {
     file = openForReading(path);
   }
-  const auto text = file.isOpen() ? readFromStart(file.get(), buffer) : std::nullopt;
+  const auto text = file ? readFromStart(file.get(), buffer) : std::nullopt;
   if (!text) {
     // What stood behind it may have left for good; what stands there now is another file.
     file = FileDescriptor();

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/platform/linux/FileDescriptor.h"
+#include "core/platform/FileDescriptor.h"
 
 namespace orvik {
 

@@ -6,10 +6,10 @@
 
 #include "core/platform/FileDescriptor.h"
 #include "core/sampling/MacmonReader.h"
-#include "tests/relay/TemporaryFolder.h"
 #include "tests/support/Children.h"
 #include "tests/support/Corpus.h"
 #include "tests/support/ManualClock.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace orvik {
 namespace {

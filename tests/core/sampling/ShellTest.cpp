@@ -13,8 +13,8 @@
 
 #include "core/platform/ProcessSystem.h"
 #include "core/sampling/Shell.h"
-#include "tests/relay/TemporaryFolder.h"
 #include "tests/support/Children.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace orvik {
 namespace {
