@@ -17,7 +17,7 @@ constexpr std::chrono::seconds alertInterval{30};
 /// A flag that is up as long as this lives, however its scope is left.
 class Raised {
  public:
-  explicit Raised(bool& flag) : flag(flag) { flag = true; }
+  explicit Raised(bool& raised) : flag(raised) { flag = true; }
   Raised(const Raised&) = delete;
   Raised& operator=(const Raised&) = delete;
   ~Raised() { flag = false; }
