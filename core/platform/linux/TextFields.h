@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+namespace orvik {
+
+/// The parts of a text between single separators, empty parts included; views of the text.
+[[nodiscard]] std::vector<std::string_view> splitAt(std::string_view text, char separator);
+
+/// The fields of a line, however many blanks stand between them; views of the line.
+[[nodiscard]] std::vector<std::string_view> fieldsOf(std::string_view line);
+
+}  // namespace orvik

@@ -1,0 +1,156 @@
+#include "core/platform/linux/VolumeReader.h"
+
+#include <sys/statvfs.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+
+#include "core/platform/linux/BlockDevice.h"
+#include "core/platform/linux/BrowsableMounts.h"
+#include "core/platform/linux/TextFile.h"
+#include "core/values/Text.h"
+
+namespace orvik {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// Enough for nearly every machine; hosts of containers have thousands of mounts, of a kilobyte or
+/// two for each container.
+constexpr std::size_t usualMountInfo = std::size_t{64} * 1024;
+constexpr std::size_t mountInfoLimit = std::size_t{4} * 1024 * 1024;
+
+std::string readMountInfo(const std::string& path) {
+  std::string text;
+  for (std::size_t size = usualMountInfo; size <= mountInfoLimit; size *= 4) {
+    text = readText(path, size).value_or("");
+    if (text.size() < size) {
+      break;
+    }
+  }
+  return text;
+}
+
+int hexadecimalDigit(char c) {
+  constexpr std::string_view digits = "0123456789abcdef";
+  const std::size_t value = digits.find(c);
+  return value == std::string_view::npos ? -1 : static_cast<int>(value);
+}
+
+/// udev writes the bytes that it does not want in a file name as \x20.
+std::string decodedLabel(std::string_view name) {
+  std::string label;
+  for (std::size_t i = 0; i < name.size(); ++i) {
+    const int high = i + 3 < name.size() ? hexadecimalDigit(name[i + 2]) : -1;
+    const int low = i + 3 < name.size() ? hexadecimalDigit(name[i + 3]) : -1;
+    if (name.substr(i, 2) == "\\x" && high >= 0 && low >= 0) {
+      label += static_cast<char>(high * 16 + low);
+      i += 3;
+    } else {
+      label += name[i];
+    }
+  }
+  return label;
+}
+
+/// The labels of file systems by the kernel's name of their device.
+std::map<std::string, std::string> readLabels(const std::string& root) {
+  const std::string folder = root + "/dev/disk/by-label";
+  std::map<std::string, std::string> labels;
+  for (const std::string& name : namesIn(folder)) {
+    std::error_code error;
+    const fs::path device = fs::read_symlink(fs::path(folder) / name, error);
+    if (!error) {
+      labels.emplace(device.filename().string(), decodedLabel(name));
+    }
+  }
+  return labels;
+}
+
+std::string nameOf(const Mount& mount, const std::string& label) {
+  if (!label.empty()) {
+    return repairedUTF8(label);
+  }
+  return mount.mountPoint == "/" ? "/"
+                                 : repairedUTF8(fs::path(mount.mountPoint).filename().string());
+}
+
+std::optional<std::int64_t> product(std::uint64_t blocks, std::uint64_t blockSize) {
+  std::int64_t bytes = 0;
+  return __builtin_mul_overflow(blocks, blockSize, &bytes) ? std::nullopt : std::optional(bytes);
+}
+
+}  // namespace
+
+std::optional<VolumeCapacity> readCapacity(const std::string& mountPoint) {
+  struct statvfs status {};
+  if (statvfs(mountPoint.c_str(), &status) != 0) {
+    return std::nullopt;
+  }
+  const auto size = product(status.f_blocks, status.f_frsize);
+  const auto free = product(status.f_bavail, status.f_frsize);
+  if (!size || !free) {
+    return std::nullopt;
+  }
+  return VolumeCapacity{.size = *size, .free = *free};
+}
+
+VolumeReader::VolumeReader(std::string root, const CapacityOf& capacityOf,
+                           std::chrono::milliseconds limit)
+    : root(std::move(root)), capacityOf(capacityOf), slowCapacities(capacityOf, limit) {}
+
+std::vector<std::optional<VolumeCapacity>> VolumeReader::capacities(
+    const std::vector<Mount>& mounts) {
+  const auto mayHang = [](const Mount& mount) {
+    return isNetworkMount(mount) || isProgramMount(mount);
+  };
+  std::vector<std::string> slow;
+  for (const Mount& mount : mounts) {
+    if (mayHang(mount)) {
+      slow.push_back(mount.mountPoint);
+    }
+  }
+  const auto slowAnswers = slowCapacities.answers(slow);
+  auto slowAnswer = slowAnswers.begin();
+  std::vector<std::optional<VolumeCapacity>> capacities;
+  for (const Mount& mount : mounts) {
+    capacities.push_back(mayHang(mount) ? (slowAnswer++)->value_or(std::nullopt)
+                                        : capacityOf(mount.mountPoint));
+  }
+  return capacities;
+}
+
+std::vector<MountedVolume> VolumeReader::read() {
+  const std::vector<Mount> mounts =
+      browsableMounts(parseMountInfo(readMountInfo(root + "/proc/self/mountinfo")));
+  const auto capacitiesOfMounts = capacities(mounts);
+  const std::map<std::string, std::string> labels = readLabels(root);
+  std::vector<MountedVolume> volumes;
+  std::ptrdiff_t startUpVolumes = 0;
+  for (std::size_t i = 0; i < mounts.size(); ++i) {
+    const Mount& mount = mounts[i];
+    const auto& capacity = capacitiesOfMounts[i];
+    if (!capacity || capacity->size <= 0) {
+      continue;
+    }
+    startUpVolumes += mount.mountPoint == "/" ? 1 : 0;
+    const BlockDevice device =
+        findBlockDevice(root, mount.device, mount.source).value_or(BlockDevice{});
+    const auto label = labels.find(device.name);
+    volumes.push_back({.volume = {.name = nameOf(mount, label == labels.end() ? "" : label->second),
+                                  .sizeBytes = capacity->size,
+                                  .freeBytes = std::min(capacity->free, capacity->size),
+                                  .protocol = isNetworkMount(mount) ? "Network" : device.protocol,
+                                  .media = repairedUTF8(device.media)},
+                       .usbDevice = device.usbDevice});
+  }
+  std::stable_sort(volumes.begin() + startUpVolumes, volumes.end(),
+                   [](const MountedVolume& left, const MountedVolume& right) {
+                     return lowercased(left.volume.name) < lowercased(right.volume.name);
+                   });
+  return volumes;
+}
+
+}  // namespace orvik
