@@ -6,6 +6,10 @@ find_package(ICU 67 REQUIRED COMPONENTS uc i18n)
 find_package(Boost 1.81 REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
+if(NOT APPLE)
+  # Speaks D-Bus, over which the system's services are asked.
+  pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
+endif()
 
 if(NOT ORVIK_CORE_ONLY)
   find_package(CLI11 REQUIRED)
