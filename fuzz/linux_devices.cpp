@@ -1,0 +1,51 @@
+#include <cstdlib>
+
+#include "core/platform/linux/BrowsableMounts.h"
+#include "core/platform/linux/ChipName.h"
+#include "core/platform/linux/EDID.h"
+#include "core/platform/linux/RouteTable.h"
+#include "core/values/Text.h"
+
+namespace {
+
+void require(bool holds) {
+  if (!holds) {
+    std::abort();
+  }
+}
+
+}  // namespace
+
+/// What displays and the kernel's tables say may be shown, whatever it is. The first byte chooses
+/// the reader.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  using namespace orvik;
+  if (size == 0) {
+    return 0;
+  }
+  const ByteView bytes(data + 1, size - 1);
+  const std::string_view text = textOf(bytes);
+  switch (data[0]) {
+    case 'd':
+      if (const auto edid = parseEDID(bytes)) {
+        require(isValidUTF8(edid->name.value_or("") + edid->product));
+        require(!edid->preferred || edid->preferred->refreshHz >= 0);
+      }
+      break;
+    case 'm': {
+      const auto mounts = parseMountInfo(text);
+      require(browsableMounts(mounts).size() <= mounts.size());
+      break;
+    }
+    case 'r':
+      for (const auto& route : {defaultIPv4Route(text), defaultIPv6Route(text)}) {
+        require(!route || !route->interface.empty());
+      }
+      break;
+    default:
+      for (const auto& chip : {chipOfProcessorTable(text), chipOfDeviceTree(text)}) {
+        require(isValidUTF8(chip.value_or("")));
+      }
+  }
+  return 0;
+}
