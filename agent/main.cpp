@@ -16,9 +16,10 @@
 #include "agent/MadeUpAlert.h"
 #include "agent/TerminalQR.h"
 #include "core/platform/ReplaceFile.h"
+#include "core/platform/ThisMachine.h"
 #include "core/relay/BeastWebSocket.h"
 #include "core/relay/RelayClient.h"
-#include "core/sampling/BasicSampleSource.h"
+#include "core/sampling/SystemSampleSource.h"
 
 namespace {
 
@@ -54,11 +55,12 @@ void showLink(const std::string& link) {
 }
 
 std::shared_ptr<SampleSource> sampleSource(const AgentCommandLine& line,
+                                           const asio::any_io_executor& executor,
                                            const std::shared_ptr<Clock>& clock) {
   if (line.sampleFile) {
     return std::make_shared<FileSampleSource>(*line.sampleFile, clock);
   }
-  return std::make_shared<BasicSampleSource>(clock);
+  return std::make_shared<SystemSampleSource>(executor, clock, readingsOfThisMachine(clock));
 }
 
 /// Readings out of a file are nobody's real state.
@@ -93,7 +95,7 @@ int run(const AgentCommandLine& line) {
   asio::signal_set signals(context, SIGINT, SIGTERM, SIGHUP);
   bool isRejected = false;
   const auto client = std::make_shared<RelayClient>(
-      pairing, line.relay, sampleSource(line, clock), alertState(line),
+      pairing, line.relay, sampleSource(line, context.get_executor(), clock), alertState(line),
       [&](const RelayState& state) {
         if (!line.quiet) {
           std::printf("%s\n", description(state).c_str());

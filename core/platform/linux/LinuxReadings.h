@@ -1,0 +1,50 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "core/platform/BoundedWork.h"
+#include "core/sampling/MachineReadings.h"
+
+namespace orvik {
+
+/// A Linux machine's readings: from proc and sys, from BlueZ and NetworkManager over the system
+/// bus, and from the mounted file systems. No process is started.
+///
+/// Any of them may block, so each group of readings has a thread of its own and a time limit:
+/// a broken sensor costs its own keys and nothing else.
+class LinuxReadings final : public MachineReadings {
+ public:
+  /// Reads under `root`. `home` is the folder whose file system counts as the machine's disk.
+  LinuxReadings(std::shared_ptr<Clock> clock, const std::string& root, std::string home);
+  /// This machine, and the user's home.
+  explicit LinuxReadings(std::shared_ptr<Clock> clock);
+  ~LinuxReadings() override;
+
+  [[nodiscard]] std::array<double, 3> loadAverages() override;
+  [[nodiscard]] std::int64_t readBootEpoch() override;
+  asio::awaitable<JSONObject> processor() override;
+  asio::awaitable<JSONObject> freshProcessor() override;
+  asio::awaitable<JSONObject> battery() override;
+  asio::awaitable<JSONValue> processes() override;
+  asio::awaitable<JSONObject> disk() override;
+  asio::awaitable<JSONObject> batteryExtras() override;
+  asio::awaitable<JSONObject> batteryHealth() override;
+  /// Nothing: Linux knows no such backups.
+  asio::awaitable<JSONObject> timeMachine() override;
+  asio::awaitable<JSONObject> connections(std::optional<std::string> timeMachineDisk) override;
+  asio::awaitable<JSONObject> macInfo() override;
+
+ private:
+  /// The readers of one group, and the thread that they run on. Whatever runs keeps its reader.
+  template <typename Reader>
+  struct Group;
+  struct Groups;
+
+  const std::shared_ptr<Clock> clock;
+  const std::string root;
+  const std::unique_ptr<Groups> groups;
+};
+
+}  // namespace orvik
