@@ -5,72 +5,10 @@ The readings come out of a file, so that it is known what has to arrive."""
 
 import json
 import os
-import queue
 import signal
-import subprocess
-import sys
-import tempfile
-import threading
 import time
 
-PATIENCE = 30  # seconds after which something that has to happen is held not to happen
-build = sys.argv[1]
-scratch = tempfile.TemporaryDirectory()
-running = []
-
-
-def path(name):
-    return os.path.join(scratch.name, name)
-
-
-class Program:
-    """A program whose lines are read as they come."""
-
-    def __init__(self, name, *arguments, stdin=""):
-        folder = name.removeprefix("orvik-")
-        self.name = name
-        self.lines = queue.Queue()
-        self.process = subprocess.Popen(
-            [os.path.join(build, folder, name), *arguments],
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
-            env={**os.environ, "XDG_CONFIG_HOME": path("config")})
-        running.append(self.process)
-        self.process.stdin.write(stdin)
-        self.process.stdin.close()
-        threading.Thread(target=self._read, daemon=True).start()
-
-    def _read(self):
-        for line in self.process.stdout:
-            self.lines.put(line.rstrip("\n"))
-
-    def line(self):
-        return self.lines.get(timeout=PATIENCE)
-
-    def payload(self):
-        return json.loads(self.line())
-
-    def forget(self):
-        """Drops what has come so far."""
-        while not self.lines.empty():
-            self.lines.get()
-
-    def until(self, condition):
-        """The payloads up to the first that meets the condition."""
-        payloads = [self.payload()]
-        while not condition(payloads[-1]):
-            payloads.append(self.payload())
-        return payloads
-
-    def ends(self, signum=signal.SIGTERM, status=0):
-        if signum is not None:
-            self.process.send_signal(signum)
-        check(self.process.wait(timeout=PATIENCE) == status,
-              f"{self.name} ended with {self.process.returncode}, not {status}")
-
-
-def check(condition, message):
-    if not condition:
-        raise AssertionError(message)
+from programs import Program, check, path, run, start_phone, start_relay
 
 
 def is_full(payload):
@@ -83,16 +21,6 @@ def is_alert(payload):
 
 def has_history(payload):
     return "history" in payload
-
-
-def start_relay(port=0):
-    relay = Program("orvik-relay", "--listen", f"127.0.0.1:{port}", "--state", path("state"))
-    port = relay.line().rsplit(":", 1)[1]
-    return relay, port
-
-
-def start_phone(link, options):
-    return Program("orvik-phone", "-", "--json", *options, stdin=link)
 
 
 def join(phone, others=()):
@@ -170,11 +98,4 @@ def test():
     relay.ends()
 
 
-try:
-    test()
-    print("passed")
-finally:
-    for process in running:
-        if process.poll() is None:
-            process.kill()
-    scratch.cleanup()
+run(test)
