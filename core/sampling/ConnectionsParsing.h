@@ -67,6 +67,9 @@ inline constexpr std::array<USBKind, 7> usbKinds = {{{1, "audio"},
                                                      {14, "camera"},
                                                      {17, "adapter"}}};
 
+/// The kind of a class code; nothing when it tells none.
+[[nodiscard]] std::optional<std::string_view> kindOfUSBClass(std::optional<std::int64_t> code);
+
 struct USBDevice {
   /// "?" when none is known.
   std::string name;

@@ -47,12 +47,6 @@ void walk(std::span<const UntypedValue> entries, Visit visit) {
   }
 }
 
-std::optional<std::string_view> kindOfClass(std::optional<std::int64_t> code) {
-  const auto* const known = std::ranges::find_if(
-      usbKinds, [code](const USBKind& candidate) { return candidate.classCode == code; });
-  return known == usbKinds.end() ? std::nullopt : std::optional(known->kind);
-}
-
 std::optional<std::string> speedLabel(const UntypedValue& device) {
   const auto code = integerMember(device, "Device Speed");
   if (!code || *code < 0 || *code >= static_cast<std::int64_t>(usbSpeeds.size())) {
@@ -92,8 +86,13 @@ JSONValue USBDevice::json() const {
                     {"volume", volume ? JSONValue(*volume) : nullptr}};
 }
 
+std::optional<std::string_view> kindOfUSBClass(std::optional<std::int64_t> code) {
+  const auto* const known = std::ranges::find(usbKinds, code, &USBKind::classCode);
+  return known == usbKinds.end() ? std::nullopt : std::optional(known->kind);
+}
+
 std::string usbKind(const UntypedValue& device) {
-  auto kind = kindOfClass(integerMember(device, "bDeviceClass"));
+  auto kind = kindOfUSBClass(integerMember(device, "bDeviceClass"));
   if (!kind) {
     walk(listMember(device, "IORegistryEntryChildren"), [&kind](const UntypedValue& child) {
       // What is behind a device that is behind this one says nothing about this one.
@@ -101,7 +100,7 @@ std::string usbKind(const UntypedValue& device) {
         return false;
       }
       if (isOfClass(child, "IOUSBHostInterface")) {
-        kind = kindOfClass(integerMember(child, "bInterfaceClass"));
+        kind = kindOfUSBClass(integerMember(child, "bInterfaceClass"));
       }
       return true;
     });

@@ -17,6 +17,7 @@ namespace {
 constexpr std::size_t mostNames = 4096;
 /// An attribute of sys is a page at most; those that are read as one line are far shorter.
 constexpr std::size_t lineLimit = 256;
+constexpr std::size_t usualText = 4096;
 
 FileDescriptor openForReading(const std::string& path) {
   // Without O_NONBLOCK a pipe in the place of a file would be waited for.
@@ -70,13 +71,19 @@ std::optional<std::int64_t> TextFile::readInteger() {
 }
 
 std::optional<std::string> readText(const std::string& path, std::size_t limit) {
-  std::string buffer(limit, '\0');
-  const auto text = TextFile(path).read(buffer);
-  if (!text) {
-    return std::nullopt;
+  // Most files are short, and it takes time and memory to clear room for a long one.
+  std::string buffer(std::min(limit, usualText), '\0');
+  for (TextFile file(path);;) {
+    const auto text = file.read(buffer);
+    if (!text) {
+      return std::nullopt;
+    }
+    if (text->size() < buffer.size() || buffer.size() == limit) {
+      buffer.resize(text->size());
+      return buffer;
+    }
+    buffer.resize(std::min(limit, buffer.size() * 4));
   }
-  buffer.resize(text->size());
-  return buffer;
 }
 
 std::string readLine(const std::string& path) {

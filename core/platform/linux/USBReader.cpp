@@ -53,23 +53,16 @@ std::string nameOf(const std::string& device) {
   return vendor.empty() || product.empty() ? "?" : repairedUTF8(vendor + ":" + product);
 }
 
-std::optional<std::string> kindOfClass(std::optional<std::int64_t> code) {
-  using ConnectionsParsing::usbKinds;
-  const auto* const known =
-      std::ranges::find(usbKinds, code, &ConnectionsParsing::USBKind::classCode);
-  return known == usbKinds.end() ? std::nullopt : std::optional(std::string(known->kind));
-}
-
 /// Where the device as a whole has no kind, the first of its interfaces that has one decides.
 std::string kindOf(const std::string& folder, const std::string& device,
                    const std::vector<std::string>& names) {
-  auto kind = kindOfClass(readClass(folder + device + "/bDeviceClass"));
+  auto kind = ConnectionsParsing::kindOfUSBClass(readClass(folder + device + "/bDeviceClass"));
   for (const std::string& name : names) {
     if (!kind && name.starts_with(device + ":")) {
-      kind = kindOfClass(readClass(folder + name + "/bInterfaceClass"));
+      kind = ConnectionsParsing::kindOfUSBClass(readClass(folder + name + "/bInterfaceClass"));
     }
   }
-  return kind.value_or("other");
+  return std::string(kind.value_or("other"));
 }
 
 }  // namespace

@@ -17,21 +17,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Enough for nearly every machine; hosts of containers have thousands of mounts, of a kilobyte or
-/// two for each container.
-constexpr std::size_t usualMountInfo = std::size_t{64} * 1024;
+/// Hosts of containers have thousands of mounts, of a kilobyte or two for each container.
 constexpr std::size_t mountInfoLimit = std::size_t{4} * 1024 * 1024;
-
-std::string readMountInfo(const std::string& path) {
-  std::string text;
-  for (std::size_t size = usualMountInfo; size <= mountInfoLimit; size *= 4) {
-    text = readText(path, size).value_or("");
-    if (text.size() < size) {
-      break;
-    }
-  }
-  return text;
-}
 
 int hexadecimalDigit(char c) {
   constexpr std::string_view digits = "0123456789abcdef";
@@ -123,8 +110,8 @@ std::vector<std::optional<VolumeCapacity>> VolumeReader::capacities(
 }
 
 std::vector<MountedVolume> VolumeReader::read() {
-  const std::vector<Mount> mounts =
-      browsableMounts(parseMountInfo(readMountInfo(root + "/proc/self/mountinfo")));
+  const auto mountInfo = readText(root + "/proc/self/mountinfo", mountInfoLimit);
+  const std::vector<Mount> mounts = browsableMounts(parseMountInfo(mountInfo.value_or("")));
   const auto capacitiesOfMounts = capacities(mounts);
   const std::map<std::string, std::string> labels = readLabels(root);
   std::vector<MountedVolume> volumes;
