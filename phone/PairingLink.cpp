@@ -2,7 +2,7 @@
 
 #include <boost/url/parse.hpp>
 
-#include "core/pairing/Base64URL.h"
+#include "core/values/Base64URL.h"
 #include "phone/DisplayText.h"
 
 namespace orvik {

@@ -3,10 +3,10 @@
 #include <boost/asio/experimental/awaitable_operators.hpp>
 #include <boost/asio/this_coro.hpp>
 
-#include "core/pairing/Base64URL.h"
 #include "core/platform/Race.h"
 #include "core/relay/BackOff.h"
 #include "core/relay/WebSocketURL.h"
+#include "core/values/Base64URL.h"
 #include "core/values/JSONReader.h"
 #include "core/values/JSONValue.h"
 #include "phone/DisplayText.h"

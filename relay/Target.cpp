@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "core/pairing/Base64URL.h"
+#include "core/values/Base64URL.h"
 
 namespace orvik::relay {
 

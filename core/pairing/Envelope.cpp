@@ -7,7 +7,7 @@
 #include <climits>
 #include <memory>
 
-#include "core/pairing/Base64URL.h"
+#include "core/values/Base64URL.h"
 #include "core/values/JSONReader.h"
 
 namespace orvik {

@@ -12,7 +12,7 @@
 #include <memory>
 
 #include "core/BuildConstants.h"
-#include "core/pairing/Base64URL.h"
+#include "core/values/Base64URL.h"
 #include "core/values/Text.h"
 
 namespace orvik {

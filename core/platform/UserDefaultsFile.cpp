@@ -3,8 +3,8 @@
 #include <cerrno>
 #include <utility>
 
-#include "core/pairing/Base64URL.h"
 #include "core/platform/ReplaceFile.h"
+#include "core/values/Base64URL.h"
 #include "core/values/JSONReader.h"
 #include "core/values/JSONValue.h"
 

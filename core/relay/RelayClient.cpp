@@ -12,10 +12,10 @@
 #include <utility>
 
 #include "core/BuildConstants.h"
-#include "core/pairing/Base64URL.h"
 #include "core/platform/Race.h"
 #include "core/relay/BackOff.h"
 #include "core/relay/WebSocketURL.h"
+#include "core/values/Base64URL.h"
 
 namespace orvik {
 

@@ -3,7 +3,7 @@
 #include <boost/asio/co_spawn.hpp>
 #include <gmock/gmock.h>
 
-#include "core/pairing/Base64URL.h"
+#include "core/values/Base64URL.h"
 #include "phone/PhoneClient.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/ScriptedSocket.h"

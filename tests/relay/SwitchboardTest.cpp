@@ -3,7 +3,7 @@
 #include <map>
 #include <sstream>
 
-#include "core/pairing/Base64URL.h"
+#include "core/values/Base64URL.h"
 #include "relay/Session.h"
 
 namespace orvik::relay {

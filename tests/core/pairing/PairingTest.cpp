@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "core/BuildConstants.h"
-#include "core/pairing/Base64URL.h"
 #include "core/pairing/Pairing.h"
+#include "core/values/Base64URL.h"
 #include "core/values/JSONReader.h"
 #include "tests/support/Corpus.h"
 #include "tests/support/Hex.h"

@@ -5,8 +5,8 @@
 #include <map>
 #include <sstream>
 
-#include "core/pairing/Base64URL.h"
 #include "core/pairing/Envelope.h"
+#include "core/values/Base64URL.h"
 #include "tests/support/Corpus.h"
 #include "tests/support/Hex.h"
 

@@ -6,9 +6,9 @@
 
 #include <cmath>
 
-#include "core/pairing/Base64URL.h"
 #include "core/pairing/Envelope.h"
 #include "core/relay/RelayClient.h"
+#include "core/values/Base64URL.h"
 #include "core/values/JSONReader.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/ScriptedSocket.h"

@@ -1,4 +1,4 @@
-#include "core/pairing/Base64URL.h"
+#include "core/values/Base64URL.h"
 
 #include <array>
 #include <cstring>
