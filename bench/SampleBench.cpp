@@ -36,7 +36,7 @@ struct Machine {
       MacmonReader::Surroundings{
           context.get_executor(), clock, replay,
           [this](const auto& /*executor*/, const auto& /*path*/, const auto& /*arguments*/) {
-            return std::make_unique<test::PrintingTool>(replay->outputs["macmon"], clock);
+            return std::make_unique<test::PrintingTool>(replay->outputs["stream"], clock);
           }});
   std::shared_ptr<MacReadings> readings =
       std::make_shared<MacReadings>(replay, macmon, std::make_shared<test::PaperSystem>());

@@ -8,6 +8,7 @@
 
 #include "core/sampling/ConnectionsParsing.h"
 #include "core/sampling/DocumentMembers.h"
+#include "core/values/Record.h"
 #include "core/values/Text.h"
 
 namespace orvik::ConnectionsParsing {
@@ -119,9 +120,7 @@ std::optional<std::int64_t> level(const UntypedValue& properties,
 JSONObject described(const std::string& name, const UntypedValue& properties) {
   const auto battery = level(
       properties, {"device_batteryLevelMain", "device_batteryLevel", "device_batteryPercent"});
-  JSONObject device{{"name", name},
-                    {"kind", kindOf(properties)},
-                    {"battery", battery ? JSONValue(*battery) : nullptr}};
+  JSONObject device{{"name", name}, {"kind", kindOf(properties)}, {"battery", orNull(battery)}};
   constexpr auto parts = std::to_array<std::array<const char*, 3>>(
       {{"battery_left", "device_batteryLevelLeft", "device_batteryPercentLeft"},
        {"battery_right", "device_batteryLevelRight", "device_batteryPercentRight"},
@@ -212,7 +211,7 @@ JSONObject bluetooth(const UntypedValue& document) {
   for (Device& device : devices) {
     list.emplace_back(std::move(device.json));
   }
-  return {{"bluetooth_on", on ? JSONValue(*on) : nullptr}, {"bluetooth", std::move(list)}};
+  return {{"bluetooth_on", orNull(on)}, {"bluetooth", std::move(list)}};
 }
 
 }  // namespace orvik::ConnectionsParsing

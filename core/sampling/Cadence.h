@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <optional>
 
 #include "core/platform/Clock.h"
@@ -11,15 +12,16 @@ class Cadence {
  public:
   explicit constexpr Cadence(Clock::Duration interval) : interval(interval) {}
 
-  /// Whether the last refresh is an interval ago, or there was none.
-  [[nodiscard]] bool isDue(Instant now) const {
-    return !refreshedAt || now - *refreshedAt >= interval;
+  /// Whether the last refresh began an interval ago, or there was none. One that took long is
+  /// followed by a rest of the same length, so that half of the time at most goes into it.
+  [[nodiscard]] bool isDue(Instant now) const { return !dueAt || now >= *dueAt; }
+  void refreshed(Instant began, Instant ended) {
+    dueAt = std::max(began + interval, ended + (ended - began));
   }
-  void refreshed(Instant now) { refreshedAt = now; }
 
  private:
   Clock::Duration interval;
-  std::optional<Instant> refreshedAt;
+  std::optional<Instant> dueAt;
 };
 
 }  // namespace orvik

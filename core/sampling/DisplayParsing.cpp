@@ -4,6 +4,7 @@
 #include "core/sampling/ConnectionsParsing.h"
 #include "core/sampling/DocumentMembers.h"
 #include "core/values/NumberText.h"
+#include "core/values/Record.h"
 #include "core/values/Text.h"
 
 namespace orvik::ConnectionsParsing {
@@ -91,7 +92,7 @@ std::optional<JSONValue> described(const UntypedValue& display) {
   return JSONObject{{"name", *name},
                     {"width", size->width},
                     {"height", size->height},
-                    {"refresh_hz", rate ? JSONValue(*rate) : nullptr},
+                    {"refresh_hz", orNull(rate)},
                     {"main", textMember(display, "spdisplays_main") == "spdisplays_yes"},
                     {"builtin", isBuiltIn(display)}};
 }

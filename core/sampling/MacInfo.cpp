@@ -66,10 +66,12 @@ void MacInfo::setCores(JSONObject& info) {
   std::vector<MacInfoParsing::PerformanceLevel> levels;
   for (std::int64_t i = 0; i < std::min(count, mostLevels); ++i) {
     const std::string level = "hw.perflevel" + std::to_string(i);
-    levels.push_back({system->sysctlString(level + ".name").value_or(""),
-                      system->sysctlInt(level + ".physicalcpu").value_or(0)});
+    if (const auto physical = system->sysctlInt(level + ".physicalcpu")) {
+      levels.push_back({system->sysctlString(level + ".name").value_or(""), *physical});
+    }
   }
-  if (!levels.empty()) {
+  // Without one of the levels the sums would say that it has no processors.
+  if (!levels.empty() && std::ssize(levels) == std::min(count, mostLevels)) {
     const MacInfoParsing::Cores cores = MacInfoParsing::cores(levels);
     info.set("p_cores", cores.performance);
     info.set("e_cores", cores.efficiency);

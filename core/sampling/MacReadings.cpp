@@ -6,6 +6,7 @@
 #include "core/sampling/NetworkParsing.h"
 #include "core/sampling/SamplerParsing.h"
 #include "core/values/JSONReader.h"
+#include "core/values/Record.h"
 
 namespace orvik {
 
@@ -15,14 +16,6 @@ struct MacReadings::Command {
   /// Seconds.
   double timeout;
 };
-
-namespace {
-
-JSONValue textOrNull(const std::optional<std::string>& text) {
-  return text ? JSONValue(*text) : JSONValue();
-}
-
-}  // namespace
 
 MacReadings::MacReadings(std::shared_ptr<CommandRunner> commandRunner,
                          std::shared_ptr<MacmonReader> macmonReader,
@@ -153,8 +146,7 @@ asio::awaitable<JSONValue> MacReadings::network() {
   }
   const Command lookup = {"/usr/bin/dig", {"+short", "-x", *gateway, "+time=1", "+tries=1"}, 4};
   const auto router = SamplerParsing::routerName(co_await run(lookup));
-  co_return JSONObject{
-      {"link", textOrNull(link)}, {"gateway", *gateway}, {"router", textOrNull(router)}};
+  co_return JSONObject{{"link", orNull(link)}, {"gateway", *gateway}, {"router", orNull(router)}};
 }
 
 asio::awaitable<JSONObject> MacReadings::macInfo() { return info.read(); }

@@ -50,6 +50,19 @@ bool isJSONObject(std::string_view line) {
   }
 }
 
+/// The last line that is a reading: the tool may have printed something else before.
+std::optional<std::string> lastObject(std::string_view output) {
+  while (!output.empty()) {
+    const std::size_t lineBreak = output.find_last_of('\n');
+    const std::size_t begin = lineBreak == std::string_view::npos ? 0 : lineBreak + 1;
+    if (isJSONObject(output.substr(begin))) {
+      return std::string(output.substr(begin));
+    }
+    output = output.substr(0, begin == 0 ? 0 : begin - 1);
+  }
+  return std::nullopt;
+}
+
 /// The next line; nothing when the output ends or stays silent for too long.
 asio::awaitable<std::optional<std::string>> nextLine(LineProcess& tool, Clock& clock) {
   using namespace asio::experimental::awaitable_operators;
@@ -109,7 +122,7 @@ class MacmonReader::State : public std::enable_shared_from_this<State> {
     std::vector<std::string> arguments{"pipe", "-s", "1", "-i", "500"};
     std::string output =
         co_await self->runner->run(tool->string(), std::move(arguments), singleReadingLimit);
-    co_return output.empty() ? std::nullopt : std::optional(std::move(output));
+    co_return lastObject(output);
   }
 
   void close() {

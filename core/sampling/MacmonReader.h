@@ -49,8 +49,8 @@ class MacmonReader {
   /// waits up to 3 s for it to start.
   asio::awaitable<std::optional<std::string>> latest();
 
-  /// The latest line when it is at most 5 s old, otherwise what a single run of the tool prints,
-  /// which may be anything. Does not keep the tool running. Nothing when the tool is missing or
+  /// The latest line when it is at most 5 s old, otherwise the reading of a single run of the tool,
+  /// a JSON object. Does not keep the tool running. Nothing when the tool is missing or
   /// fails.
   asio::awaitable<std::optional<std::string>> reading();
 

@@ -10,16 +10,12 @@
 #include "core/sampling/RegularExpression.h"
 #include "core/values/NumberText.h"
 #include "core/values/PropertyList.h"
+#include "core/values/Record.h"
 #include "core/values/Text.h"
 
 namespace orvik::SamplerParsing {
 
 namespace {
-
-template <typename Value>
-JSONValue orNull(std::optional<Value> value) {
-  return value ? JSONValue(std::move(*value)) : JSONValue();
-}
 
 bool contains(std::string_view text, std::string_view part) {
   return text.find(part) != std::string_view::npos;

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <ctime>
 
+#include "core/sampling/SampleBounds.h"
 #include "core/values/NumberText.h"
 
 namespace orvik {
@@ -69,6 +70,7 @@ SystemSampleSource::SystemSampleSource(const asio::any_io_executor& executor,
       readings(std::move(readings)),
       bootEpoch(this->readings->readBootEpoch()),
       processor(strand),
+      freshProcessor(strand),
       battery(strand),
       processes(strand),
       slow(strand, slowInterval),
@@ -104,7 +106,7 @@ asio::awaitable<std::string> SystemSampleSource::sampleOnStrand(bool withMacInfo
 
 asio::awaitable<void> SystemSampleSource::readMacInfo() {
   if (macInfo.empty()) {
-    macInfo = co_await readings->macInfo();
+    macInfo = withinBounds(co_await readings->macInfo());
   }
 }
 
@@ -118,7 +120,7 @@ asio::awaitable<JSONObject> SystemSampleSource::sampleFields() {
   fields.set("load_now", loadNow.update(averages.front(), secondsSince1970(now)));
   fields.set("uptime_h", uptime(now));
 
-  fields.merge(co_await battery.take(readings->battery()));
+  fields.merge(withinBounds(co_await battery.take(readings->battery())));
   JSONValue busiest = co_await processes.take(readings->processes());
   fields.merge(slow.cached);
   if (runsOnBatteryOfUnknownTime(fields)) {
@@ -126,7 +128,7 @@ asio::awaitable<JSONObject> SystemSampleSource::sampleFields() {
     const JSONValue* estimate = extras.find("battery_est_min");
     fields.set("battery_min", estimate == nullptr ? JSONValue() : *estimate);
   }
-  fields.set("procs", std::move(busiest));
+  fields.set("procs", withinBounds(busiest));
 
   std::optional<std::string> timeMachineDisk;
   if (const JSONValue* disk = fields.find("tm_disk_name")) {
@@ -144,7 +146,7 @@ asio::awaitable<JSONObject> SystemSampleSource::sampleFields() {
 }
 
 asio::awaitable<std::string> SystemSampleSource::alertSampleOnStrand() {
-  const JSONObject measured = co_await processor.take(readings->freshProcessor());
+  const JSONObject measured = co_await freshProcessor.take(readings->freshProcessor());
   JSONObject fields;
   for (const char* key : {"temp_cpu", "cpu_pct", "power_w"}) {
     if (const JSONValue* value = measured.find(key)) {
@@ -152,7 +154,7 @@ asio::awaitable<std::string> SystemSampleSource::alertSampleOnStrand() {
     }
   }
   co_await refreshSlow();
-  fields.merge(co_await battery.take(readings->battery()));
+  fields.merge(withinBounds(co_await battery.take(readings->battery())));
   fields.merge(slow.cached);
   setEpoch(fields, clock->unixNow());
   co_return JSONValue(std::move(fields)).text();
@@ -163,31 +165,33 @@ asio::awaitable<void> SystemSampleSource::refreshSlow() {
 }
 
 asio::awaitable<void> SystemSampleSource::refreshSlowGroup() {
-  if (!slow.cadence.isDue(clock->now())) {
+  const Instant began = clock->now();
+  if (!slow.cadence.isDue(began)) {
     co_return;
   }
   JSONObject fields = co_await readings->disk();
   fields.merge(co_await battery.take(readings->batteryExtras()));
   fields.merge(co_await batteryHealth());
   fields.merge(co_await readings->timeMachine());
-  slow.cached = std::move(fields);
-  // From the end on: what takes long is not to be taken all the time.
-  slow.cadence.refreshed(clock->now());
+  slow.cached = withinBounds(fields);
+  slow.cadence.refreshed(began, clock->now());
 }
 
 asio::awaitable<JSONObject> SystemSampleSource::batteryHealth() {
-  if (healthCadence.isDue(clock->now())) {
+  const Instant began = clock->now();
+  if (healthCadence.isDue(began)) {
     health = co_await readings->batteryHealth();
-    healthCadence.refreshed(clock->now());
+    healthCadence.refreshed(began, clock->now());
   }
   co_return health;
 }
 
 asio::awaitable<void> SystemSampleSource::currentConnections(
     std::optional<std::string> timeMachineDisk) {
-  if (connections.cadence.isDue(clock->now())) {
-    connections.cached = co_await readings->connections(std::move(timeMachineDisk));
-    connections.cadence.refreshed(clock->now());
+  const Instant began = clock->now();
+  if (connections.cadence.isDue(began)) {
+    connections.cached = withinBounds(co_await readings->connections(std::move(timeMachineDisk)));
+    connections.cadence.refreshed(began, clock->now());
   }
 }
 

@@ -59,6 +59,7 @@ class SystemSampleSource final : public SampleSource,
   const std::int64_t bootEpoch;
   LoadNow loadNow;
   Turn processor;
+  Turn freshProcessor;
   Turn battery;
   Turn processes;
   Group slow;

@@ -6,6 +6,7 @@
 #include "core/sampling/DocumentMembers.h"
 #include "core/values/NumberText.h"
 #include "core/values/PropertyList.h"
+#include "core/values/Record.h"
 #include "core/values/Text.h"
 
 namespace orvik::ConnectionsParsing {
@@ -78,12 +79,8 @@ USBDevice described(const UntypedValue& entry) {
 }  // namespace
 
 JSONValue USBDevice::json() const {
-  return JSONObject{{"name", name},
-                    {"maker", maker ? JSONValue(*maker) : nullptr},
-                    {"speed", speed ? JSONValue(*speed) : nullptr},
-                    {"kind", kind},
-                    {"storage", storage},
-                    {"volume", volume ? JSONValue(*volume) : nullptr}};
+  return JSONObject{{"name", name}, {"maker", orNull(maker)}, {"speed", orNull(speed)},
+                    {"kind", kind}, {"storage", storage},     {"volume", orNull(volume)}};
 }
 
 std::optional<std::string_view> kindOfUSBClass(std::optional<std::int64_t> code) {

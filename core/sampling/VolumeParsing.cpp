@@ -5,6 +5,7 @@
 
 #include "core/sampling/ConnectionsParsing.h"
 #include "core/sampling/DocumentMembers.h"
+#include "core/values/Record.h"
 #include "core/values/Text.h"
 
 namespace orvik::ConnectionsParsing {
@@ -80,8 +81,10 @@ std::optional<Volume> described(const UntypedValue& entry) {
   volume.freeBytes = *free;
   if (const UntypedValue* drive = entry.find("physical_drive")) {
     volume.protocol = textMember(*drive, "protocol");
-    auto media = textMember(*drive, "media_name");
-    volume.media = (media ? media : textMember(*drive, "device_name")).value_or("");
+    // Volumes of a container have the container's name there, which no drive has.
+    const auto media = textMember(*drive, "media_name");
+    const bool isDrive = media && *media != "AppleAPFSMedia";
+    volume.media = (isDrive ? media : textMember(*drive, "device_name")).value_or("");
   }
   return volume;
 }
@@ -92,7 +95,7 @@ JSONValue Volume::json() const {
   return JSONObject{{"name", name},
                     {"size_bytes", sizeBytes},
                     {"free_bytes", freeBytes},
-                    {"protocol", protocol ? JSONValue(*protocol) : nullptr},
+                    {"protocol", orNull(protocol)},
                     {"is_time_machine", isTimeMachine}};
 }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "core/values/JSONValue.h"
 
@@ -48,6 +49,12 @@ template <typename Type>
                                      std::optional<double>& to) {
   to = numberMember(object, key);
   return to || object.find(key) == nullptr;
+}
+
+/// The value, or null: for members that are always written.
+template <typename Type>
+[[nodiscard]] JSONValue orNull(std::optional<Type> value) {
+  return value ? JSONValue(std::move(*value)) : JSONValue();
 }
 
 /// Sets a member, or leaves it out when there is no value.

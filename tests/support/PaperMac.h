@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -15,8 +16,8 @@
 
 namespace orvik::test {
 
-/// Answers with the output in a file of tests/fixtures/mac, by the tool's name and the argument
-/// that matters; counts.
+/// Answers with the output that a file of tests/fixtures/mac has under "$ TIME-OUT s: COMMAND
+/// LINE"; counts.
 class Replay final : public CommandRunner {
  public:
   explicit Replay(const std::string& name) {
@@ -31,13 +32,10 @@ class Replay final : public CommandRunner {
     }
   }
   asio::awaitable<std::string> run(std::string path, std::vector<std::string> arguments,
-                                   Seconds /*timeout*/) override {
-    std::string command = path == "/bin/sh" ? "macmon" : path.substr(path.rfind('/') + 1);
+                                   Seconds timeout) override {
+    std::string command = std::to_string(std::lround(timeout.count())) + " s: " + path;
     for (const std::string& argument : arguments) {
-      if (outputs.contains(command + " " + argument)) {
-        command += " " + argument;
-        break;
-      }
+      command += " " + argument;
     }
     taken.insert(command);
     co_return isMute ? std::string() : outputs.at(command);

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "core/platform/linux/SystemBus.h"
+#include "core/values/Record.h"
 #include "core/values/Text.h"
 
 namespace orvik {
@@ -82,7 +83,7 @@ JSONObject bluetoothMembers(const UntypedValue& objects) {
   for (auto& [name, device] : devices) {
     array.push_back(std::move(device));
   }
-  return {{"bluetooth_on", isOn ? JSONValue(*isOn) : JSONValue()}, {"bluetooth", std::move(array)}};
+  return {{"bluetooth_on", orNull(isOn)}, {"bluetooth", std::move(array)}};
 }
 
 JSONObject BluetoothReader::read() const {

@@ -9,6 +9,7 @@
 
 #include "core/platform/linux/EDID.h"
 #include "core/platform/linux/TextFile.h"
+#include "core/values/Record.h"
 #include "core/values/Text.h"
 
 namespace orvik {
@@ -100,7 +101,6 @@ JSONValue DisplayReader::read() const {
   const auto main = std::ranges::min_element(displays, {}, rank);
   JSONValue::Array array;
   for (auto display = displays.begin(); display != displays.end(); ++display) {
-    const auto orNull = [](const auto& value) { return value ? JSONValue(*value) : JSONValue(); };
     const auto& size = display->size;
     array.emplace_back(JSONObject{{"name", display->name},
                                   {"width", size ? JSONValue(size->width) : JSONValue()},

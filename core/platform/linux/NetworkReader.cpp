@@ -10,6 +10,7 @@
 #include "core/platform/linux/SystemBus.h"
 #include "core/platform/linux/TextFields.h"
 #include "core/platform/linux/TextFile.h"
+#include "core/values/Record.h"
 #include "core/values/Text.h"
 
 namespace orvik {
@@ -110,8 +111,8 @@ JSONValue NetworkReader::read(Instant now) {
   }
   const auto name = route->gateway ? routerName(*route->gateway, now) : std::nullopt;
   return JSONObject{{"link", linkName(route->interface)},
-                    {"gateway", route->gateway ? JSONValue(*route->gateway) : JSONValue()},
-                    {"router", name ? JSONValue(*name) : JSONValue()}};
+                    {"gateway", orNull(route->gateway)},
+                    {"router", orNull(name)}};
 }
 
 }  // namespace orvik

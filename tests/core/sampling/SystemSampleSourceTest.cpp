@@ -66,7 +66,7 @@ class PaperMac : public testing::Test {
       MacmonReader::Surroundings{
           context.get_executor(), clock, replay,
           [this](const auto& /*executor*/, const auto& /*path*/, const auto& /*arguments*/) {
-            return std::make_unique<PrintingTool>(replay->outputs["macmon"], clock);
+            return std::make_unique<PrintingTool>(replay->outputs["stream"], clock);
           }});
   std::shared_ptr<SystemSampleSource> source = makeSource();
 
@@ -113,17 +113,23 @@ TEST_F(PaperMac, EveryKeyOfTheSample) {
               R"("model_id":"Mac14,2","p_cores":4,"p_max_mhz":3504,"product_name":"MacBook Air",)"
               R"("ram_gb":16})");
   }
-  EXPECT_EQ(replay->taken.count("macmon --soc-info"), 1U);
+  EXPECT_EQ(replay->taken.count("10 s: /bin/sh pipe -s 1 -i 200 --soc-info"), 1U);
 }
 
 TEST_F(PaperMac, EveryGroupAtItsOwnPace) {
-  const std::set<std::string> always = {"pmset", "ps"};
-  const std::set<std::string> connections = {"system_profiler SPBluetoothDataType",
-                                             "ioreg IOUSBHostDevice", "route", "networksetup",
-                                             "dig"};
-  const std::set<std::string> slow = {"ioreg AppleSmartBattery", "defaults",
-                                      "tmutil destinationinfo", "tmutil status"};
-  const std::set<std::string> health = {"system_profiler SPPowerDataType"};
+  const std::set<std::string> always = {"5 s: /usr/bin/pmset -g batt",
+                                        "5 s: /bin/ps -Aceo pcpu,comm -r"};
+  const std::set<std::string> connections = {
+      "25 s: /usr/sbin/system_profiler SPBluetoothDataType SPStorageDataType SPDisplaysDataType "
+      "-json",
+      "8 s: /usr/sbin/ioreg -a -r -c IOUSBHostDevice -l -w0", "4 s: /sbin/route -n get default",
+      "6 s: /usr/sbin/networksetup -listnetworkserviceorder",
+      "4 s: /usr/bin/dig +short -x 192.0.2.1 +time=1 +tries=1"};
+  const std::set<std::string> slow = {
+      "5 s: /usr/sbin/ioreg -rn AppleSmartBattery",
+      "5 s: /usr/bin/defaults export /Library/Preferences/com.apple.TimeMachine -",
+      "5 s: /usr/bin/tmutil destinationinfo", "5 s: /usr/bin/tmutil status"};
+  const std::set<std::string> health = {"20 s: /usr/sbin/system_profiler SPPowerDataType"};
   using Groups = std::vector<std::set<std::string>>;
   const std::pair<std::chrono::seconds, Groups> timeline[] = {
       {0s, {always, connections, slow, health}},
@@ -165,19 +171,20 @@ TEST_F(PaperMac, WithoutAnythingToRead) {
             R"("network":null,"usb":[],"volumes":[]},"epoch":1800003603,)"
             R"("epoch_ms":1800003603000,"error":"macmon indisponible","on_ac":false,"procs":[],)"
             R"("tm_last_backup":null,"uptime_h":144.7})");
-  EXPECT_EQ(replay->taken.count("tmutil status"), 0U) << "no history, nothing more to ask";
-  EXPECT_EQ(replay->taken.count("dig"), 0U);
+  EXPECT_EQ(replay->taken.count("5 s: /usr/bin/tmutil status"), 0U)
+      << "no history, nothing more to ask";
+  EXPECT_EQ(replay->taken.count("4 s: /usr/bin/dig +short -x 192.0.2.1 +time=1 +tries=1"), 0U);
 }
 
 TEST_F(PaperMac, TheBatterysOwnEstimateStandsInForAMissingOne) {
-  replay->outputs["pmset"] =
+  replay->outputs["5 s: /usr/bin/pmset -g batt"] =
       "Now drawing from 'Battery Power'\n -InternalBattery-0 (id=1)\t50%; discharging; (no "
       "estimate) present: true\n";
   system->volume->forImportantUsage = 0;
   const UntypedValue sample = readJSON(taken(source->sample()));
   EXPECT_EQ(*sample.find("battery_min"), UntypedValue(std::int64_t{65}));
   EXPECT_EQ(*sample.find("disk_free_gb"), UntypedValue(std::int64_t{90}));
-  EXPECT_EQ(replay->taken.count("ioreg AppleSmartBattery"), 2U);
+  EXPECT_EQ(replay->taken.count("5 s: /usr/sbin/ioreg -rn AppleSmartBattery"), 2U);
 }
 
 TEST_F(PaperMac, ASampleAndAnAlertSampleShareWhatTheyRead) {
@@ -191,7 +198,32 @@ TEST_F(PaperMac, ASampleAndAnAlertSampleShareWhatTheyRead) {
   asio::co_spawn(context, source->alertSample(), count);
   clock->advance(1s);
   EXPECT_EQ(ended, 2);
-  EXPECT_EQ(replay->taken.count("defaults"), 1U);
+  EXPECT_EQ(replay->taken.count(
+                "5 s: /usr/bin/defaults export /Library/Preferences/com.apple.TimeMachine -"),
+            1U);
+}
+
+TEST_F(PaperMac, WhateverIsPluggedInTheRelayTakesTheSample) {
+  std::string devices;
+  for (int i = 0; i < 300; ++i) {
+    devices +=
+        "<dict><key>IOObjectClass</key><string>IOUSBHostDevice</string><key>locationID</key>"
+        "<integer>" +
+        std::to_string(i) + "</integer><key>IORegistryEntryName</key><string>" +
+        std::string(5000, 'n') + "</string></dict>";
+  }
+  std::string marks = "e";
+  for (int i = 0; i < 100'000; ++i) {
+    marks += "\u0301";
+  }
+  replay->outputs["8 s: /usr/sbin/ioreg -a -r -c IOUSBHostDevice -l -w0"] =
+      "<plist><array>" + devices + "</array></plist>";
+  replay->outputs["5 s: /bin/ps -Aceo pcpu,comm -r"] = "9.0 " + marks + "\n";
+  replay->outputs["20 s: /usr/sbin/system_profiler SPPowerDataType"] = "Condition: " + marks + "\n";
+  const std::string sample = taken(source->sample(true));
+  EXPECT_LT(sample.size(), 30'000U);
+  EXPECT_EQ(readJSON(sample).find("connections")->find("usb")->get<UntypedValue::List>()->size(),
+            64U);
 }
 
 TEST(DiskFields, RoundTiesToEven) {
