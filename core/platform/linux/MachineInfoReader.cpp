@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <charconv>
 #include <cmath>
 #include <set>
 #include <string_view>
@@ -13,6 +12,7 @@
 
 #include "core/platform/linux/ChipName.h"
 #include "core/platform/linux/CoreTypes.h"
+#include "core/platform/linux/KernelText.h"
 #include "core/platform/linux/ProductName.h"
 #include "core/platform/linux/TextFields.h"
 #include "core/platform/linux/TextFile.h"
@@ -83,21 +83,6 @@ std::optional<std::int64_t> topMHz(const std::string& folder, const std::vector<
   return top >= 1000 ? std::optional(top / 1000) : std::nullopt;
 }
 
-/// The bytes of a line "MemTotal:       16116748 kB".
-std::optional<std::int64_t> totalOf(std::string_view meminfo) {
-  for (const std::string_view line : splitAt(meminfo, '\n')) {
-    const std::vector<std::string_view> fields = fieldsOf(line);
-    std::int64_t kibibytes = 0;
-    if (fields.size() >= 2 && fields[0] == "MemTotal:" &&
-        std::from_chars(fields[1].data(), fields[1].data() + fields[1].size(), kibibytes).ec ==
-            std::errc{} &&
-        kibibytes > 0 && kibibytes < std::int64_t{1} << 50U) {
-      return kibibytes * 1024;
-    }
-  }
-  return std::nullopt;
-}
-
 }  // namespace
 
 std::int64_t builtInMemory(std::int64_t available) {
@@ -156,8 +141,11 @@ void MachineInfoReader::addCores(JSONObject& info) const {
 }
 
 std::optional<std::int64_t> MachineInfoReader::memory() const {
-  const auto total = totalOf(readText(root + "/proc/meminfo").value_or(""));
-  return total ? std::optional(builtInMemory(*total)) : std::nullopt;
+  const auto memory = KernelText::memory(readText(root + "/proc/meminfo").value_or(""));
+  constexpr double most = 1e18;
+  return memory && memory->total < most
+             ? std::optional(builtInMemory(static_cast<std::int64_t>(memory->total)))
+             : std::nullopt;
 }
 
 std::optional<std::string> MachineInfoReader::systemName() const {
