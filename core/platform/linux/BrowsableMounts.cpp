@@ -23,6 +23,10 @@ constexpr std::array<std::string_view, 16> networkTypes{
     "fuse.davfs2", "fuse.glusterfs", "fuse.rclone", "fuse.s3fs", "fuse.smbnetfs",  "fuse.sshfs",
     "nfs",         "nfs4",           "smb3",        "smbfs"};
 
+/// Disks that other machines have a hand in: the host of a virtual one, or a cluster.
+constexpr std::array<std::string_view, 5> sharedDiskTypes{"9p", "gfs2", "ocfs2", "vboxsf",
+                                                          "virtiofs"};
+
 /// Where a system keeps itself: what is mounted there is a part of it.
 constexpr std::array<std::string_view, 19> systemFolders{
     "/bin",  "/boot", "/dev",  "/efi",  "/etc", "/gnu",     "/lib", "/lib64", "/nix", "/opt",
@@ -47,6 +51,12 @@ bool isBrowsable(const Mount& mount) {
           !isWithinAny(mount.mountPoint, systemFolders));
 }
 
+/// Whatever is asked of the file system may take for ever: it lives elsewhere or is a program.
+bool mayHang(const Mount& mount) {
+  return isNetworkMount(mount) || mount.fileSystem.starts_with("fuse") ||
+         std::ranges::count(sharedDiskTypes, mount.fileSystem) > 0;
+}
+
 /// What mounts of one file system have in common.
 std::string identity(const Mount& mount) {
   if (mount.fileSystem == "zfs") {
@@ -68,10 +78,13 @@ bool isNetworkMount(const Mount& mount) {
   return std::ranges::count(networkTypes, mount.fileSystem) > 0;
 }
 
-bool isProgramMount(const Mount& mount) { return mount.fileSystem.starts_with("fuse"); }
-
-std::vector<Mount> browsableMounts(std::vector<Mount> mounts) {
-  std::erase_if(mounts, [](const Mount& mount) { return !isBrowsable(mount); });
+std::vector<Mount> browsableMounts(
+    std::vector<Mount> mounts, const std::function<bool(const std::string& mountPoint)>& isFile) {
+  std::erase_if(mounts, [&](const Mount& mount) {
+    // The start of a file system is a folder.
+    return !isBrowsable(mount) ||
+           (mount.root != "/" && !mayHang(mount) && isFile(mount.mountPoint));
+  });
   std::ranges::stable_sort(mounts, {}, rank);
   std::set<std::string> listed;
   std::erase_if(mounts, [&](const Mount& mount) { return !listed.insert(identity(mount)).second; });

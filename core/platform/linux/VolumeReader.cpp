@@ -1,7 +1,5 @@
 #include "core/platform/linux/VolumeReader.h"
 
-#include <sys/statvfs.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <map>
@@ -64,25 +62,14 @@ std::string nameOf(const Mount& mount, const std::string& label) {
                                  : repairedUTF8(fs::path(mount.mountPoint).filename().string());
 }
 
-std::optional<std::int64_t> product(std::uint64_t blocks, std::uint64_t blockSize) {
-  std::int64_t bytes = 0;
-  return __builtin_mul_overflow(blocks, blockSize, &bytes) ? std::nullopt : std::optional(bytes);
+/// Something other than a folder, which can be mounted too: a container's settings file.
+bool isFile(const std::string& path) {
+  std::error_code error;
+  const fs::file_status status = fs::status(path, error);
+  return fs::exists(status) && !fs::is_directory(status);
 }
 
 }  // namespace
-
-std::optional<VolumeCapacity> readCapacity(const std::string& mountPoint) {
-  struct statvfs status {};
-  if (statvfs(mountPoint.c_str(), &status) != 0) {
-    return std::nullopt;
-  }
-  const auto size = product(status.f_blocks, status.f_frsize);
-  const auto free = product(status.f_bavail, status.f_frsize);
-  if (!size || !free) {
-    return std::nullopt;
-  }
-  return VolumeCapacity{.size = *size, .free = *free};
-}
 
 VolumeReader::VolumeReader(std::string root, const CapacityOf& capacityOf,
                            std::chrono::milliseconds limit)
@@ -90,12 +77,9 @@ VolumeReader::VolumeReader(std::string root, const CapacityOf& capacityOf,
 
 std::vector<std::optional<VolumeCapacity>> VolumeReader::capacities(
     const std::vector<Mount>& mounts) {
-  const auto mayHang = [](const Mount& mount) {
-    return isNetworkMount(mount) || isProgramMount(mount);
-  };
   std::vector<std::string> slow;
   for (const Mount& mount : mounts) {
-    if (mayHang(mount)) {
+    if (mount.mountPoint != "/") {
       slow.push_back(mount.mountPoint);
     }
   }
@@ -103,15 +87,17 @@ std::vector<std::optional<VolumeCapacity>> VolumeReader::capacities(
   auto slowAnswer = slowAnswers.begin();
   std::vector<std::optional<VolumeCapacity>> capacities;
   for (const Mount& mount : mounts) {
-    capacities.push_back(mayHang(mount) ? (slowAnswer++)->value_or(std::nullopt)
-                                        : capacityOf(mount.mountPoint));
+    capacities.push_back(mount.mountPoint == "/" ? capacityOf(mount.mountPoint)
+                                                 : (slowAnswer++)->value_or(std::nullopt));
   }
   return capacities;
 }
 
 std::vector<MountedVolume> VolumeReader::read() {
   const auto mountInfo = readText(root + "/proc/self/mountinfo", mountInfoLimit);
-  const std::vector<Mount> mounts = browsableMounts(parseMountInfo(mountInfo.value_or("")));
+  const std::vector<Mount> mounts =
+      browsableMounts(parseMountInfo(mountInfo.value_or("")),
+                      [this](const std::string& mountPoint) { return isFile(root + mountPoint); });
   const auto capacitiesOfMounts = capacities(mounts);
   const std::map<std::string, std::string> labels = readLabels(root);
   std::vector<MountedVolume> volumes;
@@ -138,6 +124,17 @@ std::vector<MountedVolume> VolumeReader::read() {
                      return lowercased(left.volume.name) < lowercased(right.volume.name);
                    });
   return volumes;
+}
+
+JSONValue volumesJSON(const std::vector<MountedVolume>& volumes,
+                      const std::optional<std::string>& timeMachineDisk) {
+  JSONValue::Array array;
+  for (const MountedVolume& entry : volumes) {
+    ConnectionsParsing::Volume volume = entry.volume;
+    volume.isTimeMachine = volume.name == timeMachineDisk;
+    array.push_back(volume.json());
+  }
+  return array;
 }
 
 }  // namespace orvik

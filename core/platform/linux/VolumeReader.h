@@ -1,7 +1,6 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -9,7 +8,9 @@
 
 #include "core/platform/linux/MountTable.h"
 #include "core/platform/linux/SlowQuestions.h"
+#include "core/platform/linux/VolumeCapacity.h"
 #include "core/sampling/ConnectionsParsing.h"
+#include "core/values/JSONValue.h"
 
 namespace orvik {
 
@@ -20,16 +21,6 @@ struct MountedVolume {
   std::string usbDevice;
 };
 
-/// In bytes; `free` is what a user without privileges may still fill.
-struct VolumeCapacity {
-  std::int64_t size = 0;
-  std::int64_t free = 0;
-};
-
-/// The capacity of what is mounted there, from the system; nothing when it does not tell. Blocks
-/// as long as the file system pleases.
-[[nodiscard]] std::optional<VolumeCapacity> readCapacity(const std::string& mountPoint);
-
 /// The mounted volumes that a person would browse.
 class VolumeReader {
  public:
@@ -37,13 +28,14 @@ class VolumeReader {
   /// A server in the house answers within milliseconds.
   static constexpr std::chrono::milliseconds serverLimit{1000};
 
-  /// Reads below `root`. All shares and all file systems that are programs together have `limit`
-  /// to tell their capacity; `capacityOf` is called for them on other threads.
+  /// Reads below `root`. All file systems but the start-up one, which this program could not live
+  /// without, have `limit` together to tell their capacity the first time; `capacityOf` is called
+  /// for them on other threads.
   explicit VolumeReader(std::string root, const CapacityOf& capacityOf = readCapacity,
                         std::chrono::milliseconds limit = serverLimit);
 
   /// The start-up volume first, then by name whatever its case. Without those that tell no capacity
-  /// (a server that is gone): they could not be browsed either.
+  /// (a server that is gone for a minute): they could not be browsed either.
   [[nodiscard]] std::vector<MountedVolume> read();
 
  private:
@@ -53,5 +45,9 @@ class VolumeReader {
   CapacityOf capacityOf;
   SlowQuestions<std::optional<VolumeCapacity>> slowCapacities;
 };
+
+/// The array that phones are shown, with the volumes of this name marked as the backups' disk.
+[[nodiscard]] JSONValue volumesJSON(const std::vector<MountedVolume>& volumes,
+                                    const std::optional<std::string>& timeMachineDisk);
 
 }  // namespace orvik
