@@ -6,7 +6,6 @@
 #include <string_view>
 #include <utility>
 
-#include "core/platform/linux/SystemBus.h"
 #include "core/values/Record.h"
 #include "core/values/Text.h"
 
@@ -86,12 +85,18 @@ JSONObject bluetoothMembers(const UntypedValue& objects) {
   return {{"bluetooth_on", orNull(isOn)}, {"bluetooth", std::move(array)}};
 }
 
-JSONObject BluetoothReader::read() const {
-  SystemBus bus(busAddress, limit);
+JSONObject BluetoothReader::read(SystemBus& bus, Instant now) {
+  if (!rest.isOver(now)) {
+    return {};
+  }
+  bus.allow(limit);
   const auto objects = bus.call({.service = "org.bluez",
                                  .object = "/",
                                  .interface = "org.freedesktop.DBus.ObjectManager",
                                  .name = "GetManagedObjects"});
+  if (bus.isLate()) {
+    rest.begin(now);
+  }
   return objects ? bluetoothMembers(*objects) : JSONObject();
 }
 

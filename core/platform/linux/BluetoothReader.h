@@ -1,8 +1,10 @@
 #pragma once
 
 #include <chrono>
-#include <string>
 
+#include "core/platform/Clock.h"
+#include "core/platform/linux/ServiceRest.h"
+#include "core/platform/linux/SystemBus.h"
 #include "core/values/JSONValue.h"
 #include "core/values/UntypedValue.h"
 
@@ -13,18 +15,16 @@ class BluetoothReader {
  public:
   static constexpr std::chrono::milliseconds serviceLimit{2000};
 
-  /// Asks on the bus at this address; the system's own when empty.
-  explicit BluetoothReader(std::string busAddress = {},
-                           std::chrono::milliseconds limit = serviceLimit)
-      : busAddress(std::move(busAddress)), limit(limit) {}
+  explicit BluetoothReader(std::chrono::milliseconds limit = serviceLimit) : limit(limit) {}
 
   /// "bluetooth_on", null without an adapter, and "bluetooth", an array of the connected devices
-  /// by name whatever its case. Empty when the service cannot be asked.
-  [[nodiscard]] JSONObject read() const;
+  /// by name whatever its case. Empty when the service cannot be asked, and while a silent one
+  /// is left alone: devices that were there before may have left.
+  [[nodiscard]] JSONObject read(SystemBus& bus, Instant now);
 
  private:
-  std::string busAddress;
   std::chrono::milliseconds limit;
+  ServiceRest rest;
 };
 
 /// The same from the service's objects: a map from object to interface to property. Whatever is

@@ -7,7 +7,6 @@
 #include <memory>
 #include <string_view>
 
-#include "core/platform/linux/SystemBus.h"
 #include "core/platform/linux/TextFields.h"
 #include "core/platform/linux/TextFile.h"
 #include "core/values/Record.h"
@@ -30,6 +29,28 @@ std::optional<std::string> routerNameOf(const std::string& name) {
   return line.empty() || line == anyGateway ? std::nullopt : std::optional(repairedUTF8(line));
 }
 
+/// The name that the network service has for the connection on this interface; empty without one.
+std::string connectionName(SystemBus& bus, const std::string& interface) {
+  constexpr const char* service = "org.freedesktop.NetworkManager";
+  const auto textOf = [](const std::optional<UntypedValue>& value) {
+    const auto* const text = value ? value->get<std::string>() : nullptr;
+    return text == nullptr ? std::string() : *text;
+  };
+  const std::string device = textOf(bus.call({.service = service,
+                                              .object = "/org/freedesktop/NetworkManager",
+                                              .interface = service,
+                                              .name = "GetDeviceByIpIface"},
+                                             {interface.c_str()}));
+  const std::string connection =
+      device.empty() ? ""
+                     : textOf(bus.property(service, device, "org.freedesktop.NetworkManager.Device",
+                                           "ActiveConnection"));
+  return connection.empty()
+             ? ""
+             : textOf(bus.property(service, connection,
+                                   "org.freedesktop.NetworkManager.Connection.Active", "Id"));
+}
+
 }  // namespace
 
 std::optional<std::string> readReverseName(const std::string& address) {
@@ -49,10 +70,8 @@ std::optional<std::string> readReverseName(const std::string& address) {
   return name.data();
 }
 
-NetworkReader::NetworkReader(std::string root, std::string busAddress, ReverseName reverseName,
-                             Limits limits)
+NetworkReader::NetworkReader(std::string root, ReverseName reverseName, Limits limits)
     : root(std::move(root)),
-      busAddress(std::move(busAddress)),
       limits(limits),
       reverseNames(std::move(reverseName), limits.routerName) {}
 
@@ -66,51 +85,39 @@ std::optional<DefaultRoute> NetworkReader::defaultRoute() const {
              : defaultIPv6Route(readText(root + "/proc/net/ipv6_route", limitForIPv6).value_or(""));
 }
 
-std::string NetworkReader::linkName(const std::string& interface) const {
-  constexpr const char* service = "org.freedesktop.NetworkManager";
-  SystemBus bus(busAddress, limits.connectionName);
-  const auto textOf = [](const std::optional<UntypedValue>& value) {
-    const auto* const text = value ? value->get<std::string>() : nullptr;
-    return text == nullptr ? std::string() : *text;
-  };
-  const std::string device = textOf(bus.call({.service = service,
-                                              .object = "/org/freedesktop/NetworkManager",
-                                              .interface = service,
-                                              .name = "GetDeviceByIpIface"},
-                                             {interface.c_str()}));
-  const std::string connection =
-      device.empty() ? ""
-                     : textOf(bus.property(service, device, "org.freedesktop.NetworkManager.Device",
-                                           "ActiveConnection"));
-  const std::string name =
-      connection.empty()
-          ? ""
-          : textOf(bus.property(service, connection,
-                                "org.freedesktop.NetworkManager.Connection.Active", "Id"));
-  return name.empty() ? repairedUTF8(interface) : name;
+std::string NetworkReader::linkName(SystemBus& bus, const DefaultRoute& route, Instant now) {
+  if (rest.isOver(now)) {
+    bus.allow(limits.connectionName);
+    std::string name = connectionName(bus, route.interface);
+    if (!bus.isLate()) {
+      link = Link{.route = route, .name = std::move(name), .toldAt = now};
+    } else {
+      rest.begin(now);
+    }
+  }
+  const bool isKnown = link && link->route == route && now - link->toldAt < linkNameLife;
+  return isKnown && !link->name.empty() ? link->name : repairedUTF8(route.interface);
 }
 
 std::optional<std::string> NetworkReader::routerName(const std::string& gateway, Instant now) {
+  std::optional<std::optional<std::string>> name;
   if (!router || router->gateway != gateway || now - router->askedAt >= routerNameLife) {
-    const auto answer = reverseNames.answers({gateway}).front();
-    if (!answer) {
-      // Perhaps it is there at the next reading, which will not wait for it again.
-      return std::nullopt;
-    }
-    router = Router{.gateway = gateway,
-                    .name = *answer ? routerNameOf(**answer) : std::nullopt,
-                    .askedAt = now};
+    router = Router{.gateway = gateway, .askedAt = now};
+    name = reverseNames.answers({gateway}).front();
+  } else {
+    // A name that came late is there by now.
+    name = reverseNames.lastAnswer(gateway);
   }
-  return router->name;
+  return name && *name ? routerNameOf(**name) : std::nullopt;
 }
 
-JSONValue NetworkReader::read(Instant now) {
+JSONValue NetworkReader::read(SystemBus& bus, Instant now) {
   const auto route = defaultRoute();
   if (!route) {
     return nullptr;
   }
   const auto name = route->gateway ? routerName(*route->gateway, now) : std::nullopt;
-  return JSONObject{{"link", linkName(route->interface)},
+  return JSONObject{{"link", linkName(bus, *route, now)},
                     {"gateway", orNull(route->gateway)},
                     {"router", orNull(name)}};
 }

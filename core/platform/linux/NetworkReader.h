@@ -7,7 +7,9 @@
 
 #include "core/platform/Clock.h"
 #include "core/platform/linux/RouteTable.h"
+#include "core/platform/linux/ServiceRest.h"
 #include "core/platform/linux/SlowQuestions.h"
+#include "core/platform/linux/SystemBus.h"
 #include "core/values/JSONValue.h"
 
 namespace orvik {
@@ -29,29 +31,39 @@ class NetworkReader {
   /// Routers are rarely renamed, and not every name service likes to be asked what it does not
   /// know.
   static constexpr std::chrono::minutes routerNameLife{5};
+  /// How long the connection's name is believed when the service that told it falls silent: over
+  /// one rest of it and the reading after that.
+  static constexpr std::chrono::seconds linkNameLife{90};
 
-  /// Reads below `root`, and asks for the connection's name on the bus at this address, the
-  /// system's own when empty. `reverseName` is called on other threads.
-  NetworkReader(std::string root, std::string busAddress, ReverseName reverseName, Limits limits);
+  /// Reads below `root`. `reverseName` is called on other threads.
+  NetworkReader(std::string root, ReverseName reverseName, Limits limits);
 
-  /// The object with "link", "gateway" and "router"; null when there is no default route.
-  [[nodiscard]] JSONValue read(Instant now);
+  /// The object with "link", "gateway" and "router"; null when there is no default route. Asks for
+  /// the connection's name on the bus.
+  [[nodiscard]] JSONValue read(SystemBus& bus, Instant now);
 
  private:
   std::optional<DefaultRoute> defaultRoute() const;
-  std::string linkName(const std::string& interface) const;
+  /// The name of the connection, or of its interface when it has none or nobody tells.
+  std::string linkName(SystemBus& bus, const DefaultRoute& route, Instant now);
   std::optional<std::string> routerName(const std::string& gateway, Instant now);
 
-  /// The last router that was asked for.
+  /// The last router whose name was asked for.
   struct Router {
     std::string gateway;
-    std::optional<std::string> name;
     Instant askedAt;
+  };
+  /// The last connection whose name was told.
+  struct Link {
+    DefaultRoute route;
+    std::string name;
+    Instant toldAt;
   };
 
   std::string root;
-  std::string busAddress;
   Limits limits;
+  ServiceRest rest;
+  std::optional<Link> link;
   SlowQuestions<std::optional<std::string>> reverseNames;
   std::optional<Router> router;
 };

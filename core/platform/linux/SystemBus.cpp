@@ -128,8 +128,7 @@ int keepReply(sd_bus_message* reply, void* kept, sd_bus_error* /*error*/) {
 
 void SystemBus::Close::operator()(sd_bus* opened) const { sd_bus_close_unref(opened); }
 
-SystemBus::SystemBus(const std::string& address, std::chrono::milliseconds limit)
-    : deadline(std::chrono::steady_clock::now() + limit) {
+SystemBus::SystemBus(const std::string& address) {
   sd_bus* opened = nullptr;
   if (address.empty()) {
     sd_bus_open_system(&opened);
@@ -143,6 +142,11 @@ SystemBus::SystemBus(const std::string& address, std::chrono::milliseconds limit
   }
 }
 
+void SystemBus::allow(std::chrono::milliseconds limit) {
+  deadline = std::chrono::steady_clock::now() + limit;
+  late = false;
+}
+
 bool SystemBus::wait() {
   const int worked = sd_bus_process(bus.get(), nullptr);
   if (worked != 0) {
@@ -151,6 +155,7 @@ bool SystemBus::wait() {
   const auto left = std::chrono::duration_cast<std::chrono::microseconds>(
       deadline - std::chrono::steady_clock::now());
   if (left.count() <= 0) {
+    late = true;
     return false;
   }
   const int woken = sd_bus_wait(bus.get(), static_cast<std::uint64_t>(left.count()));

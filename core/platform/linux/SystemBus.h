@@ -22,9 +22,13 @@ class SystemBus {
     const char* name;
   };
 
-  /// Connects to the bus at this address, the system's own when it is empty. Everything that is
-  /// asked of this object takes at most `limit` together. Without a bus there are no replies.
-  SystemBus(const std::string& address, std::chrono::milliseconds limit);
+  /// Connects to the bus at this address, the system's own when it is empty; does not wait for
+  /// that. Without a bus there are no replies.
+  explicit SystemBus(const std::string& address);
+
+  /// Everything that is asked from now on takes at most `limit` together. To be called before
+  /// anything is asked.
+  void allow(std::chrono::milliseconds limit);
 
   /// Calls a method that takes texts; gives the first value of its reply, with variants unpacked
   /// and dictionaries by text as maps. Nothing on any error, and for a service that is not
@@ -34,6 +38,8 @@ class SystemBus {
   /// The value of a property.
   [[nodiscard]] std::optional<UntypedValue> property(const char* service, const std::string& object,
                                                      const char* interface, const char* name);
+  /// Whether a reply since the last `allow` did not come in time.
+  [[nodiscard]] bool isLate() const { return late; }
 
  private:
   struct Close {
@@ -45,6 +51,7 @@ class SystemBus {
   bool wait();
 
   std::chrono::steady_clock::time_point deadline;
+  bool late = false;
   std::unique_ptr<sd_bus, Close> bus;
 };
 

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <functional>
 #include <thread>
 
@@ -90,6 +91,36 @@ class PrivateBus {
   std::thread serving;
 };
 
+/// Knows a device for one interface, and the name of its connection.
+void answerAsNetworkService(sd_bus_message* call, const std::string& method) {
+  const char* first = nullptr;
+  const char* second = nullptr;
+  sd_bus_message_read(call, "s", &first);
+  if (method == "GetDeviceByIpIface" && first == std::string("enp0s31f6")) {
+    sd_bus_reply_method_return(call, "o", "/device/3");
+  } else if (method == "Get" && sd_bus_message_read(call, "s", &second) > 0) {
+    const bool isDevice = sd_bus_message_get_path(call) == std::string("/device/3");
+    if (isDevice && second == std::string("ActiveConnection")) {
+      sd_bus_reply_method_return(call, "v", "o", "/active/1");
+    } else {
+      sd_bus_reply_method_return(call, "v", "s", second == std::string("Id") ? "Zu Hause" : "?");
+    }
+  } else {
+    sd_bus_reply_method_errorf(call, SD_BUS_ERROR_FAILED, "no device has it");
+  }
+}
+
+std::optional<std::string> noName(const std::string& /*address*/) { return std::nullopt; }
+
+std::string linked(const std::string& link, const std::string& gateway) {
+  return R"({"gateway":")" + gateway + R"(","link":")" + link + R"(","router":null})";
+}
+
+JSONObject readBluetooth(const std::string& address, std::chrono::milliseconds limit) {
+  SystemBus bus(address);
+  return BluetoothReader(limit).read(bus, Instant());
+}
+
 TEST(BusServices, ConnectedBluetoothDevicesAreListedByName) {
   const PrivateBus bus([](sd_bus_message* call, const std::string&) {
     sd_bus_message* reply = nullptr;
@@ -112,7 +143,7 @@ TEST(BusServices, ConnectedBluetoothDevicesAreListedByName) {
     sd_bus_send(nullptr, reply, nullptr);
     sd_bus_message_unref(reply);
   });
-  EXPECT_EQ(JSONValue(BluetoothReader(bus.address, 1h).read()).text(),
+  EXPECT_EQ(JSONValue(readBluetooth(bus.address, 1h)).text(),
             R"({"bluetooth":[{"battery":null,"kind":"other","name":"Mouse"},)"
             R"({"battery":87,"kind":"headset","name":"Zoë's buds"}],"bluetooth_on":true})");
 }
@@ -134,37 +165,58 @@ TEST(BusServices, OddBluetoothObjectsAreSkippedOneByOne) {
 }
 
 TEST(BusServices, TheLinkHasTheNameOfItsConnection) {
-  const PrivateBus bus([](sd_bus_message* call, const std::string& method) {
-    const char* first = nullptr;
-    const char* second = nullptr;
-    sd_bus_message_read(call, "s", &first);
-    if (method == "GetDeviceByIpIface" && first == std::string("enp0s31f6")) {
-      sd_bus_reply_method_return(call, "o", "/device/3");
-    } else if (method == "Get" && sd_bus_message_read(call, "s", &second) > 0) {
-      const bool isDevice = sd_bus_message_get_path(call) == std::string("/device/3");
-      if (isDevice && second == std::string("ActiveConnection")) {
-        sd_bus_reply_method_return(call, "v", "o", "/active/1");
-      } else {
-        sd_bus_reply_method_return(call, "v", "s", second == std::string("Id") ? "Zu Hause" : "?");
-      }
-    } else {
-      sd_bus_reply_method_errorf(call, SD_BUS_ERROR_FAILED, "no device has it");
+  const PrivateBus services(answerAsNetworkService);
+  const test::FixtureTree tree({"laptop-devices"});
+  NetworkReader network(tree.root().string(), noName, {.connectionName = 1h, .routerName = 1h});
+  SystemBus bus(services.address);
+  EXPECT_EQ(network.read(bus, Instant()).text(), linked("Zu Hause", "192.168.1.254"));
+  tree.write("proc/net/route", "wg0 00000000 0101A8C0 0003 0 0 0 00000000 0 0 0\n");
+  EXPECT_EQ(network.read(bus, Instant()).text(), linked("wg0", "192.168.1.1"));
+}
+
+TEST(BusServices, ASilentServiceIsLeftAloneForAMinute) {
+  std::atomic<int> asked = 0;
+  std::atomic<bool> isSilent = false;
+  const PrivateBus services([&](sd_bus_message* call, const std::string& method) {
+    ++asked;
+    if (!isSilent) {
+      answerAsNetworkService(call, method);
     }
   });
   const test::FixtureTree tree({"laptop-devices"});
-  const auto noName = [](const std::string&) { return std::nullopt; };
-  NetworkReader network(tree.root().string(), bus.address, noName, {.connectionName = 1h});
-  const auto expected = [](const std::string& link, const std::string& gateway) {
-    return R"({"gateway":")" + gateway + R"(","link":")" + link + R"(","router":null})";
+  NetworkReader network(tree.root().string(), noName, {.connectionName = 1s, .routerName = 1h});
+  SystemBus bus(services.address);
+  struct Step {
+    int second;
+    bool silent;
+    int asked;
+    const char* link;
   };
-  EXPECT_EQ(network.read(Instant()).text(), expected("Zu Hause", "192.168.1.254"));
-  tree.write("proc/net/route", "wg0 00000000 0101A8C0 0003 0 0 0 00000000 0 0 0\n");
-  EXPECT_EQ(network.read(Instant()).text(), expected("wg0", "192.168.1.1"));
+  // Three questions, of which a silent service hears only the first.
+  for (const Step& step : {Step{0, false, 3, "Zu Hause"},
+                           {40, true, 4, "Zu Hause"},
+                           {89, false, 4, "Zu Hause"},
+                           {90, false, 4, "enp0s31f6"},
+                           {99, false, 4, "enp0s31f6"},
+                           {100, false, 7, "Zu Hause"}}) {
+    isSilent = step.silent;
+    const std::string read = network.read(bus, Instant(std::chrono::seconds(step.second))).text();
+    EXPECT_EQ(read, linked(step.link, "192.168.1.254")) << step.second;
+    EXPECT_EQ(asked, step.asked) << step.second;
+  }
 }
 
 TEST(BusServices, SilenceIsNoReply) {
   const PrivateBus silent([](sd_bus_message*, const std::string&) {});
-  EXPECT_TRUE(BluetoothReader(silent.address, 50ms).read().empty());
+  SystemBus bus(silent.address);
+  BluetoothReader bluetooth(50ms);
+  EXPECT_TRUE(bluetooth.read(bus, Instant()).empty());
+  EXPECT_TRUE(bus.isLate());
+  bus.allow(1h);
+  EXPECT_TRUE(bluetooth.read(bus, Instant(59s)).empty());
+  EXPECT_FALSE(bus.isLate());
+  EXPECT_TRUE(bluetooth.read(bus, Instant(60s)).empty());
+  EXPECT_TRUE(bus.isLate());
 
   // A bus that accepts connections and never says a word.
   const test::TemporaryFolder folder;
@@ -175,10 +227,10 @@ TEST(BusServices, SilenceIsNoReply) {
   path.copy(name.sun_path, sizeof name.sun_path - 1);
   ASSERT_EQ(bind(listener, reinterpret_cast<const sockaddr*>(&name), sizeof name), 0);
   ASSERT_EQ(listen(listener, 4), 0);
-  EXPECT_TRUE(BluetoothReader("unix:path=" + path, 50ms).read().empty());
+  EXPECT_TRUE(readBluetooth("unix:path=" + path, 50ms).empty());
   close(listener);
   for (const std::string& address : {"unix:path=" + path, std::string("nonsense")}) {
-    EXPECT_TRUE(BluetoothReader(address, 1h).read().empty());
+    EXPECT_TRUE(readBluetooth(address, 1h).empty());
   }
 }
 

@@ -8,7 +8,7 @@
 #include <fstream>
 #include <memory>
 
-#include "core/platform/linux/ConnectionsReader.h"
+#include "core/platform/linux/DevicesReader.h"
 #include "core/platform/linux/MachineInfoReader.h"
 #include "tests/support/FixtureTree.h"
 
@@ -17,17 +17,28 @@ namespace {
 
 using test::FixtureTree;
 
-/// A machine whose services are silent, whose start-up volume has 1000 bytes and the others 500.
-ConnectionsReader::Outside quietOutside() {
-  return {.capacityOf = [](const std::string& place) -> std::optional<VolumeCapacity> {
-            if (place.ends_with("gone")) {
-              return std::nullopt;
-            }
-            return place == "/" ? VolumeCapacity{1000, 400} : VolumeCapacity{500, 200};
-          },
-          .reverseName = [](const std::string&) { return "router.lan..\nother"; },
-          .busAddress = "unix:path=/nonexistent/bus",
-          .networkLimits = {}};
+constexpr std::chrono::hours patience{1};
+constexpr const char* noBus = "unix:path=/nonexistent/bus";
+
+/// The start-up volume has 1000 bytes and the others 500.
+std::optional<VolumeCapacity> capacityOnPaper(const std::string& place) {
+  if (place.ends_with("gone")) {
+    return std::nullopt;
+  }
+  return place == "/" ? VolumeCapacity{1000, 400} : VolumeCapacity{500, 200};
+}
+
+/// All that is connected to a machine whose services are not there.
+JSONObject connectionsOf(const std::string& root, const VolumeReader::CapacityOf& capacityOf,
+                         const std::optional<std::string>& timeMachineDisk = {}) {
+  const auto volumes = VolumeReader(root, capacityOf, patience).read();
+  const DevicesReader::Outside outside{
+      .reverseName = [](const std::string&) { return "router.lan..\nother"; },
+      .busAddress = noBus,
+      .networkLimits = {.routerName = patience}};
+  JSONObject connections = DevicesReader(root, outside).read(volumes, Instant());
+  connections.set("volumes", volumesJSON(volumes, timeMachineDisk));
+  return connections;
 }
 
 struct Machine {
@@ -92,12 +103,12 @@ const Machine machines[] = {
     {"container-devices", R"({"displays":[],"network":null,"usb":[],"volumes":[]})", "{}"},
 };
 
-TEST(ConnectionsReader, DescribesWholeMachines) {
+TEST(DevicesReader, DescribesWholeMachines) {
   for (const Machine& machine : machines) {
     SCOPED_TRACE(machine.tree);
     const FixtureTree tree({machine.tree});
-    ConnectionsReader connections(tree.root().string(), quietOutside());
-    EXPECT_EQ(JSONValue(connections.read("back\\up", Instant())).text(), machine.connections);
+    const auto connections = connectionsOf(tree.root().string(), capacityOnPaper, "back\\up");
+    EXPECT_EQ(JSONValue(connections).text(), machine.connections);
     JSONObject info = MachineInfoReader(tree.root().string()).read();
     const JSONValue* const picture = info.find("icon_png");
     ASSERT_NE(picture, nullptr);
@@ -108,7 +119,7 @@ TEST(ConnectionsReader, DescribesWholeMachines) {
   }
 }
 
-TEST(ConnectionsReader, LivesWithWhatNoKernelWouldSay) {
+TEST(DevicesReader, LivesWithWhatNoKernelWouldSay) {
   const FixtureTree tree({"laptop-devices", "board-devices"});
   tree.write("proc/self/mountinfo",
              "\n36 35\n36 35 8:0 / / rw ext4 /dev/sda rw\n36 35 8:0 / / rw - ext4\n"
@@ -116,7 +127,12 @@ TEST(ConnectionsReader, LivesWithWhatNoKernelWouldSay) {
              "1 2 9:9 / /mnt/\\9\\04\\377 rw -  - - ext4 /dev/sda rw\n"
              "1 2 9:9 / /mnt/cycle\\04\\377 rw - ext4 /dev/sda rw\n"
              "1 2 0:9 / /mnt/none rw - btrfs /dev/ rw\n"
+             // A file that is mounted hides the folder neither of its own file system nor itself.
+             "1 2 8:3 /set /set rw - ext4 a b\n1 2 8:3 /folder /mnt/data rw - ext4 a b\n"
+             "1 2 8:4 /set /mnt/data/set rw - ext4 a b\n"
              "1 2 8:7 / /mnt/hidden rw - ext4 a b\n1 2 0:8 / /mnt/hidden rw - tmpfs a b\n");
+  tree.write("set", "");
+  tree.write("mnt/data/set", "");
   // A device that lies below itself, and one that is a link to itself.
   std::filesystem::create_directories(tree.root() / "sys/devices/loop/slaves");
   std::filesystem::create_symlink("..", tree.root() / "sys/devices/loop/slaves/a");
@@ -130,9 +146,8 @@ TEST(ConnectionsReader, LivesWithWhatNoKernelWouldSay) {
   tree.remove("sys/class/drm/card1-HDMI-A-1");
   std::filesystem::create_directories(tree.root() / "sys/class/drm/card1-HDMI-A-1/status");
   tree.write("proc/net/route", "ppp0\t0\nppp0 00000000 zz 0001 0 0 0 00000000\n");
-  ConnectionsReader connections(tree.root().string(), quietOutside());
   EXPECT_EQ(
-      JSONValue(connections.read({}, Instant())).text(),
+      JSONValue(connectionsOf(tree.root().string(), capacityOnPaper)).text(),
       R"({"displays":[{"builtin":true,"height":480,"main":false,"name":"Built-in display","refresh_hz":null,"width":800},)"
       R"({"builtin":true,"height":null,"main":true,"name":"Built-in display","refresh_hz":null,"width":null}],)"
       R"("network":null,"usb":[)"
@@ -142,17 +157,19 @@ TEST(ConnectionsReader, LivesWithWhatNoKernelWouldSay) {
       R"({"kind":"storage","maker":null,"name":"Stick","speed":"5 Gb/s","storage":false,"volume":null}],)"
       R"("volumes":[)"
       R"({"free_bytes":200,"is_time_machine":false,"name":"cycle\\04�","protocol":null,"size_bytes":500},)"
+      R"({"free_bytes":200,"is_time_machine":false,"name":"data","protocol":null,"size_bytes":500},)"
       R"({"free_bytes":200,"is_time_machine":false,"name":"none","protocol":null,"size_bytes":500}]})");
 }
 
-TEST(ConnectionsReader, AsksForTheRoutersNameOnceInFiveMinutes) {
+TEST(DevicesReader, AsksForTheRoutersNameOnceInFiveMinutes) {
   const FixtureTree tree({"laptop-devices"});
   const auto asked = std::make_shared<std::atomic<int>>(0);
   const auto nameOf = [asked](const std::string&) -> std::optional<std::string> {
     static constexpr const char* answers[] = {"first.", "_gateway", ".", "last"};
     return answers[asked->fetch_add(1)];
   };
-  NetworkReader network(tree.root().string(), "unix:path=/nonexistent/bus", nameOf, {});
+  NetworkReader network(tree.root().string(), nameOf, {.routerName = patience});
+  SystemBus bus(noBus);
   struct Step {
     int seconds;
     const char* router;
@@ -163,17 +180,15 @@ TEST(ConnectionsReader, AsksForTheRoutersNameOnceInFiveMinutes) {
                            {599, "null"},
                            {600, "null"},
                            {900, "\"last\""}}) {
-    const std::string text = network.read(Instant(std::chrono::seconds(step.seconds))).text();
+    const std::string text = network.read(bus, Instant(std::chrono::seconds(step.seconds))).text();
     EXPECT_NE(text.find("\"router\":" + std::string(step.router)), std::string::npos)
         << step.seconds << ": " << text;
   }
   EXPECT_EQ(*asked, 4);
 }
 
-TEST(ConnectionsReader, AgreesWithThisMachine) {
-  ConnectionsReader::Outside outside = quietOutside();
-  outside.capacityOf = readCapacity;
-  const JSONObject connections = ConnectionsReader("/", outside).read({}, Instant());
+TEST(DevicesReader, AgreesWithThisMachine) {
+  const JSONObject connections = connectionsOf("/", readCapacity);
 
   const std::unique_ptr<FILE, int (*)(FILE*)> mounts(setmntent("/proc/self/mounts", "r"),
                                                      endmntent);

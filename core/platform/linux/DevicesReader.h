@@ -1,7 +1,7 @@
 #pragma once
 
-#include <optional>
 #include <string>
+#include <vector>
 
 #include "core/platform/Clock.h"
 #include "core/platform/linux/BluetoothReader.h"
@@ -13,13 +13,13 @@
 
 namespace orvik {
 
-/// What is connected to the machine. Blocks the thread that asks: usually for some milliseconds,
-/// and for at most nine seconds when servers, services and the name service are all silent.
-class ConnectionsReader {
+/// What is connected to the machine, but for its volumes. Blocks the thread that asks: usually for
+/// some milliseconds, and for at most seven seconds when the services and the name service have
+/// just fallen silent.
+class DevicesReader {
  public:
   /// What does not lie below the root folder.
   struct Outside {
-    VolumeReader::CapacityOf capacityOf = readCapacity;
     NetworkReader::ReverseName reverseName = readReverseName;
     /// The bus that the system's services are on; the system's own when empty.
     std::string busAddress;
@@ -27,14 +27,14 @@ class ConnectionsReader {
   };
 
   /// Reads below `root`, "/" for this machine.
-  ConnectionsReader(const std::string& root, const Outside& outside);
+  DevicesReader(const std::string& root, const Outside& outside);
 
-  /// The members "volumes", "usb", "network" and "displays", with "bluetooth_on" and "bluetooth"
-  /// where there is Bluetooth. The volume with the name of `timeMachineDisk` is marked.
-  [[nodiscard]] JSONObject read(const std::optional<std::string>& timeMachineDisk, Instant now);
+  /// The members "usb", "network" and "displays", with "bluetooth_on" and "bluetooth" where there
+  /// is Bluetooth. USB devices are linked to the volumes that they carry.
+  [[nodiscard]] JSONObject read(const std::vector<MountedVolume>& volumes, Instant now);
 
  private:
-  VolumeReader volumes;
+  std::string busAddress;
   USBReader usb;
   DisplayReader displays;
   NetworkReader network;
