@@ -86,6 +86,7 @@ std::vector<std::optional<VolumeCapacity>> VolumeReader::capacities(
   const auto slowAnswers = slowCapacities.answers(slow);
   auto slowAnswer = slowAnswers.begin();
   std::vector<std::optional<VolumeCapacity>> capacities;
+  capacities.reserve(mounts.size());
   for (const Mount& mount : mounts) {
     capacities.push_back(mount.mountPoint == "/" ? capacityOf(mount.mountPoint)
                                                  : (slowAnswer++)->value_or(std::nullopt));

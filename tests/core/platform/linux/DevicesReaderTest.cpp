@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdio>
 #include <fstream>
+#include <future>
 #include <memory>
 
 #include "core/platform/linux/DevicesReader.h"
@@ -185,6 +186,33 @@ TEST(DevicesReader, AsksForTheRoutersNameOnceInFiveMinutes) {
         << step.seconds << ": " << text;
   }
   EXPECT_EQ(*asked, 4);
+}
+
+TEST(DevicesReader, TheRouterKeepsItsNameUntilTheNameServiceHasAnswered) {
+  const FixtureTree tree({"laptop-devices"});
+  const auto isFirst = std::make_shared<std::atomic<bool>>(true);
+  const auto service = std::make_shared<std::promise<void>>();
+  const auto nameOf = [isFirst, service](const std::string&) -> std::optional<std::string> {
+    if (isFirst->exchange(false)) {
+      return "first";
+    }
+    service->get_future().wait();
+    return std::nullopt;
+  };
+  NetworkReader network(tree.root().string(), nameOf, {.routerName = std::chrono::milliseconds(1)});
+  SystemBus bus(noBus);
+  const auto isNamed = [&](int second) {
+    const std::string text = network.read(bus, Instant(std::chrono::seconds(second))).text();
+    return text.find(R"("router":"first")") != std::string::npos;
+  };
+  while (!isNamed(0)) {
+  }
+  for (const int second : {299, 300, 310, 599, 600}) {
+    EXPECT_TRUE(isNamed(second)) << second;
+  }
+  service->set_value();
+  while (isNamed(610)) {
+  }
 }
 
 TEST(DevicesReader, AgreesWithThisMachine) {
