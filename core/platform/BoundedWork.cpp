@@ -2,37 +2,27 @@
 
 #include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/error.hpp>
-#include <boost/asio/post.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <boost/system/system_error.hpp>
 
-#include <algorithm>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
 #include <system_error>
 #include <thread>
 
-#include "core/platform/Notifier.h"
+#include "core/platform/Announcement.h"
 #include "core/platform/Race.h"
 
 namespace orvik {
 
 namespace {
 
-struct Waiter {
-  asio::any_io_executor executor;
-  Notifier wake;
-};
-
 struct Job {
   std::function<void()> work;
-  bool isDone = false;
+  Announcement::Announcer done;
   /// Somebody has waited too long for it.
   bool isStuck = false;
-  /// Set while somebody waits. Nothing of an executor is kept beyond that: the thread may outlive
-  /// it.
-  Waiter* waiter = nullptr;
 };
 
 }  // namespace
@@ -41,32 +31,25 @@ struct Job {
 class BoundedWork::Worker : public std::enable_shared_from_this<Worker> {
  public:
   /// Nothing when a stuck job is in the way, or there is no thread to be had.
-  std::shared_ptr<Job> add(std::function<void()> work, Waiter& waiter) {
+  std::shared_ptr<Job> add(std::function<void()> work, Announcement::Announcer done) {
     const std::lock_guard guard(lock);
     if ((running && running->isStuck) || !startThread()) {
       return nullptr;
     }
-    auto job = std::make_shared<Job>();
-    job->work = std::move(work);
-    job->waiter = &waiter;
+    auto job = std::make_shared<Job>(Job{std::move(work), std::move(done)});
     waiting.push_back(job);
     changed.notify_one();
     return job;
   }
 
-  bool isDone(const Job& job) {
+  /// Nobody waits for the job any more, which may be done.
+  void giveUp(const std::shared_ptr<Job>& job, bool isTooLong) {
     const std::lock_guard guard(lock);
-    return job.isDone;
-  }
-
-  void giveUp(Job& job, bool isTooLong) {
-    const std::lock_guard guard(lock);
-    job.waiter = nullptr;
-    if (isTooLong && !job.isDone && running) {
+    const bool isWaiting = std::erase(waiting, job) > 0;
+    if (isTooLong && running && (isWaiting || running == job)) {
       // Itself, or the one that it has waited behind.
       running->isStuck = true;
     }
-    std::erase_if(waiting, [&](const auto& other) { return other.get() == &job; });
   }
 
   void end() {
@@ -107,21 +90,10 @@ class BoundedWork::Worker : public std::enable_shared_from_this<Worker> {
       // What it owns goes before anybody hears of its end.
       running->work = nullptr;
       guard.lock();
-      announce(running);
-      running = nullptr;
-    }
-  }
-
-  /// With the lock held, so that the waiter is still there.
-  void announce(const std::shared_ptr<Job>& job) {
-    job->isDone = true;
-    if (job->waiter != nullptr) {
-      asio::post(job->waiter->executor, [self = shared_from_this(), job] {
-        const std::lock_guard guard(self->lock);
-        if (job->waiter != nullptr) {
-          job->waiter->wake.notify();
-        }
-      });
+      const std::shared_ptr<Job> ended = std::move(running);
+      guard.unlock();
+      ended->done.announce();
+      guard.lock();
     }
   }
 
@@ -142,8 +114,8 @@ asio::awaitable<bool> BoundedWork::runWithin(Clock::Duration limit, std::functio
   const auto time = clock;
   const auto shared = worker;
   const asio::any_io_executor executor = co_await asio::this_coro::executor;
-  Waiter waiter{executor, Notifier(executor)};
-  const auto job = shared->add(std::move(work), waiter);
+  Announcement done(executor);
+  const auto job = shared->add(std::move(work), done.announcer());
   if (!job) {
     co_return false;
   }
@@ -151,19 +123,18 @@ asio::awaitable<bool> BoundedWork::runWithin(Clock::Duration limit, std::functio
     std::shared_ptr<Worker> worker;
     std::shared_ptr<Job> job;
     bool isTooLong = false;
-    ~Waiting() { worker->giveUp(*job, isTooLong); }
+    ~Waiting() { worker->giveUp(job, isTooLong); }
   } waiting{shared, job};
 
-  const std::function<bool()> isDone = [&] { return shared->isDone(*job); };
   try {
-    co_await withLimit(*time, limit, waiter.wake.until(isDone));
+    co_await withLimit(*time, limit, done.heard());
   } catch (const boost::system::system_error& error) {
     if (error.code() != asio::error::timed_out) {
       throw;
     }
     waiting.isTooLong = true;
   }
-  co_return isDone();
+  co_return !waiting.isTooLong;
 }
 
 }  // namespace orvik

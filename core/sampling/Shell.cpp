@@ -10,14 +10,13 @@
 #include <array>
 #include <cerrno>
 #include <exception>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <utility>
 
+#include "core/platform/Announcement.h"
 #include "core/platform/ChildProcess.h"
-#include "core/platform/Notifier.h"
 #include "core/platform/ProcessSystem.h"
 #include "core/values/Text.h"
 
@@ -112,88 +111,63 @@ std::string runInterruptible(const std::string& path, const std::vector<std::str
   return "";
 }
 
-/// A command between the coroutine that waits for it and the thread that runs it.
-class Call : public std::enable_shared_from_this<Call> {
+/// Says to the thread that runs a command that nobody waits for it any more.
+class Interruption {
  public:
-  Call(asio::any_io_executor executor, Notifier& changed)
-      : executor(std::move(executor)), changed(&changed) {}
-
-  /// On a thread of the pool.
-  void run(const std::string& path, const std::vector<std::string>& arguments,
-           CommandRunner::Seconds timeout) {
-    std::string output;
-    try {
-      if (const FileDescriptor interruption = openInterruption()) {
-        output = runInterruptible(path, arguments, timeout, interruption.get());
-      }
-    } catch (const std::exception&) {
-      output.clear();  // no memory: the command has failed like any other
-    }
-    finish(std::move(output));
-  }
-
-  // On the caller's executor.
-  [[nodiscard]] bool hasFinished() const {
-    const std::lock_guard guard(lock);
-    return finished;
-  }
-  [[nodiscard]] std::string takeText() {
-    const std::lock_guard guard(lock);
-    return std::move(text);
-  }
-  /// The caller is gone: nothing of it is used from here on, and the command ends.
-  void abandon() {
-    const std::lock_guard guard(lock);
-    changed = nullptr;
-    interrupt = FileDescriptor();
-  }
-
- private:
-  /// Hangs up when the call is abandoned. Owns nothing when it is already.
-  FileDescriptor openInterruption() {
+  /// A descriptor that hangs up at `happen`. Owns nothing when that has been, or when there is no
+  /// descriptor to be had.
+  FileDescriptor expect() {
     const std::lock_guard guard(lock);
     std::optional<ProcessSystem::Pipe> pipe =
-        changed == nullptr ? std::nullopt : ProcessSystem::openPipe();
+        hasHappened ? std::nullopt : ProcessSystem::openPipe();
     if (!pipe) {
       return {};
     }
-    interrupt = std::move(pipe->writingEnd);
+    otherEnd = std::move(pipe->writingEnd);
     return std::move(pipe->readingEnd);
   }
-
-  void finish(std::string output) {
+  void happen() {
     const std::lock_guard guard(lock);
-    interrupt = FileDescriptor();
-    text = std::move(output);
-    finished = true;
-    if (changed != nullptr) {
-      // Under the lock: the executor lives at least as long as the caller has not abandoned.
-      asio::post(executor, [self = shared_from_this()] { self->notify(); });
-    }
+    hasHappened = true;
+    otherEnd = FileDescriptor();
   }
 
-  void notify() {
-    const std::lock_guard guard(lock);
-    if (changed != nullptr) {
-      changed->notify();
-    }
-  }
-
-  const asio::any_io_executor executor;
-  mutable std::mutex lock;
-  Notifier* changed;
-  FileDescriptor interrupt;
-  std::string text;
-  bool finished = false;
+ private:
+  std::mutex lock;
+  bool hasHappened = false;
+  FileDescriptor otherEnd;
 };
 
-/// Ends the call however the coroutine ends: cancelled, or destroyed with its executor.
+/// A command between the coroutine that waits for it and the thread that runs it.
+struct Call {
+  std::string path;
+  std::vector<std::string> arguments;
+  CommandRunner::Seconds timeout;
+  /// The thread's until it announces the end.
+  std::string text;
+  Interruption interruption;
+
+  /// On a thread of the pool.
+  void run() {
+    try {
+      if (const FileDescriptor interrupted = interruption.expect()) {
+        text = runInterruptible(path, arguments, timeout, interrupted.get());
+      }
+    } catch (const std::exception&) {
+      // No memory: the command has failed like any other.
+    }
+    // The descriptor is not kept until the caller resumes.
+    interruption.happen();
+  }
+};
+
+/// Ends the command however the coroutine ends: cancelled, or destroyed with its executor.
 struct Caller {
   std::shared_ptr<Call> call;
   explicit Caller(std::shared_ptr<Call> call) : call(std::move(call)) {}
   Caller(const Caller&) = delete;
   Caller& operator=(const Caller&) = delete;
-  ~Caller() { call->abandon(); }
+  ~Caller() { call->interruption.happen(); }
 };
 
 }  // namespace
@@ -208,15 +182,18 @@ Shell::~Shell() {
 asio::awaitable<std::string> Shell::run(std::string path, std::vector<std::string> arguments,
                                         Seconds timeout) {
   const asio::any_io_executor executor = co_await asio::this_coro::executor;
-  Notifier changed(executor);
-  const auto call = std::make_shared<Call>(executor, changed);
+  Announcement ended(executor);
+  const auto call = std::make_shared<Call>();
+  call->path = std::move(path);
+  call->arguments = std::move(arguments);
+  call->timeout = timeout;
   const Caller caller(call);
-  asio::post(pool, [call, path = std::move(path), arguments = std::move(arguments), timeout] {
-    call->run(path, arguments, timeout);
+  asio::post(pool, [call, announcer = ended.announcer()] {
+    call->run();
+    announcer.announce();
   });
-  const std::function<bool()> finished = [call] { return call->hasFinished(); };
-  co_await changed.until(finished);
-  co_return call->takeText();
+  co_await ended.heard();
+  co_return std::move(call->text);
 }
 
 std::string Shell::runBlocking(const std::string& path, const std::vector<std::string>& arguments,

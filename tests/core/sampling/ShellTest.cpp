@@ -2,13 +2,16 @@
 #include <boost/asio/cancellation_signal.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/strand.hpp>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <cmath>
+#include <list>
 #include <optional>
 
 #include "core/platform/ProcessSystem.h"
@@ -154,35 +157,73 @@ TEST(Shell, RunsManyAtOnceWithoutGrowing) {
   EXPECT_FALSE(test::hasChildren());
 }
 
+/// A script that a coroutine waits for on a strand of its own. Goes before its io_context.
+struct Call {
+  Call(asio::io_context& context, Shell& runner, std::string script) {
+    std::vector<std::string> arguments{"-c", std::move(script)};
+    asio::co_spawn(
+        asio::make_strand(context), runner.run("/bin/sh", std::move(arguments), ample),
+        asio::bind_cancellation_slot(cancellation.slot(),
+                                     [this](const std::exception_ptr& thrown, std::string output) {
+                                       failure = thrown;
+                                       text = std::move(output);
+                                     }));
+  }
+  void cancel() { cancellation.emit(asio::cancellation_type::terminal); }
+  asio::cancellation_signal cancellation;
+  std::exception_ptr failure;
+  std::string text;
+};
+
 /// Whoever waits may be cancelled, or be destroyed with its executor.
 TEST(Shell, ACommandThatNobodyWaitsForEnds) {
   for (const bool isCancelled : {true, false}) {
     const Witness witness;
     {
       Shell runner;
-      auto context = std::make_unique<asio::io_context>();
-      asio::cancellation_signal cancellation;
-      std::exception_ptr failure;
-      std::vector<std::string> arguments{"-c", "trap '' TERM; " + witness.watched("sleep 1000")};
-      asio::co_spawn(
-          *context, runner.run("/bin/sh", std::move(arguments), ample),
-          asio::bind_cancellation_slot(
-              cancellation.slot(), [&](const std::exception_ptr& thrown, const std::string& text) {
-                EXPECT_EQ(text, "");
-                failure = thrown;
-              }));
-      context->poll();
+      asio::io_context context;
+      Call call(context, runner, "trap '' TERM; " + witness.watched("sleep 1000"));
+      context.poll();
       EXPECT_NE(witness.next(), "");
       if (isCancelled) {
-        cancellation.emit(asio::cancellation_type::terminal);
-        context->poll();
-        EXPECT_TRUE(failure);
+        call.cancel();
+        context.poll();
+        EXPECT_TRUE(call.failure);
       }
-      context.reset();
     }
     EXPECT_EQ(witness.next(), "");
     EXPECT_FALSE(test::hasChildren());
   }
+}
+
+TEST(Shell, ACommandThatIsCancelledInTheQueueNeverStarts) {
+  const std::array<Witness, 4> witnesses{};
+  const std::string trace = witnesses[0].folder.path / "trace";
+  {
+    Shell runner;
+    asio::io_context context;
+    std::list<Call> busy;
+    for (const Witness& witness : witnesses) {
+      busy.emplace_back(context, runner, witness.watched("sleep 1000"));
+    }
+    Call queued(context, runner, "touch '" + trace + "'");
+    context.poll();
+    for (const Witness& witness : witnesses) {
+      EXPECT_NE(witness.next(), "");
+    }
+    queued.cancel();
+    context.poll();
+    EXPECT_TRUE(queued.failure);
+    for (Call& call : busy) {
+      EXPECT_FALSE(call.failure);
+      call.cancel();
+    }
+    Call last(context, runner, "echo last");
+    context.restart();
+    context.run();
+    EXPECT_EQ(last.text, "last\n");
+  }
+  EXPECT_FALSE(std::filesystem::exists(trace));
 }
 
 }  // namespace
