@@ -14,9 +14,10 @@ namespace orvik {
 ///
 /// A command's standard output is read to its end, which comes when the command and whatever it
 /// started have closed it; then the command's exit is waited for. One that has not come that far
-/// in time, or that writes more than `maximumOutput`, is ended with everything that it started:
-/// asked first, killed half a second later. Its text is then empty. How programs are started, and
-/// with which environment, says ChildProcess.
+/// in time, or that writes more than `maximumOutput`, is ended with its process group: asked to
+/// end, and killed as soon as the command itself has ended, half a second later at the latest. Its
+/// text is then empty. What has left the group goes on, and nobody waits for it. How programs are
+/// started, and with which environment, says ChildProcess.
 class Shell final : public CommandRunner {
  public:
   /// Above what any tool prints: a USB dump of a crowded desk is 5 MB.

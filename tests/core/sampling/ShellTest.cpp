@@ -127,6 +127,19 @@ TEST(Shell, NothingIsLeftOfACommandThatTimedOut) {
   }
 }
 
+TEST(Shell, NobodyWaitsForWhatHasLeftTheGroup) {
+  const Witness witness;
+  const auto begun = std::chrono::steady_clock::now();
+  const std::string leave = "setsid; open W, q(>&=9); syswrite W, $$; sleep 1000";
+  EXPECT_EQ(
+      shell("exec 9>'" + witness.path + "'; perl -MPOSIX=setsid -e '" + leave + "' & wait", 2s),
+      "");
+  EXPECT_LT(std::chrono::steady_clock::now() - begun, 20s);
+  EXPECT_FALSE(test::hasChildren());
+  EXPECT_EQ(kill(std::stoi(witness.next()), SIGKILL), 0) << "it has the pipe to this day";
+  EXPECT_EQ(witness.next(), "");
+}
+
 TEST(Shell, RunsManyAtOnceWithoutGrowing) {
   asio::io_context context;
   Shell runner;
