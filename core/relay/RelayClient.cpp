@@ -5,7 +5,6 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/dispatch.hpp>
 #include <boost/asio/this_coro.hpp>
-#include <boost/asio/use_awaitable.hpp>
 
 #include <cstdio>
 #include <cstdlib>
@@ -13,6 +12,7 @@
 
 #include "core/BuildConstants.h"
 #include "core/platform/Race.h"
+#include "core/platform/RunOn.h"
 #include "core/relay/BackOff.h"
 #include "core/relay/WebSocketURL.h"
 #include "core/values/Base64URL.h"
@@ -86,7 +86,7 @@ void RelayClient::start() {
 
 asio::awaitable<void> RelayClient::stop() {
   const auto self = shared_from_this();
-  co_await asio::co_spawn(strand, stopOnStrand(), asio::use_awaitable);
+  co_await runOn(strand, stopOnStrand());
 }
 
 asio::awaitable<void> RelayClient::stopOnStrand() {
@@ -161,7 +161,7 @@ asio::awaitable<void> RelayClient::emitForTesting(Alert alert) {
     client->alerts.append(std::move(queued));
     co_await client->flushAlerts();
   };
-  co_await asio::co_spawn(strand, work(self, std::move(alert)), asio::use_awaitable);
+  co_await runOn(strand, work(self, std::move(alert)));
 }
 
 std::string RelayClient::adding(std::string_view key, const JSONValue& value, std::string data) {

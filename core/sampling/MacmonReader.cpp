@@ -6,13 +6,13 @@
 #include <boost/asio/dispatch.hpp>
 #include <boost/asio/experimental/awaitable_operators.hpp>
 #include <boost/asio/strand.hpp>
-#include <boost/asio/use_awaitable.hpp>
 #include <unistd.h>
 
 #include <algorithm>
 #include <system_error>
 #include <utility>
 
+#include "core/platform/RunOn.h"
 #include "core/values/JSONReader.h"
 
 namespace orvik {
@@ -218,12 +218,12 @@ std::optional<MacmonReader::Path> MacmonReader::locate() const { return state->l
 
 asio::awaitable<std::optional<std::string>> MacmonReader::latest() {
   const auto kept = state;
-  co_return co_await asio::co_spawn(kept->strand, State::latest(kept), asio::use_awaitable);
+  co_return co_await runOn(kept->strand, State::latest(kept));
 }
 
 asio::awaitable<std::optional<std::string>> MacmonReader::reading() {
   const auto kept = state;
-  co_return co_await asio::co_spawn(kept->strand, State::reading(kept), asio::use_awaitable);
+  co_return co_await runOn(kept->strand, State::reading(kept));
 }
 
 }  // namespace orvik

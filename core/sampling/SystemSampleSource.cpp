@@ -1,13 +1,12 @@
 #include "core/sampling/SystemSampleSource.h"
 
-#include <boost/asio/co_spawn.hpp>
 #include <boost/asio/experimental/awaitable_operators.hpp>
-#include <boost/asio/use_awaitable.hpp>
 
 #include <array>
 #include <cmath>
 #include <ctime>
 
+#include "core/platform/RunOn.h"
 #include "core/sampling/SampleBounds.h"
 #include "core/values/NumberText.h"
 
@@ -82,12 +81,12 @@ asio::awaitable<std::string> SystemSampleSource::sample() { return sample(false)
 
 asio::awaitable<std::string> SystemSampleSource::sample(bool withMacInfo) {
   const auto self = shared_from_this();
-  co_return co_await asio::co_spawn(strand, sampleOnStrand(withMacInfo), asio::use_awaitable);
+  co_return co_await runOn(strand, sampleOnStrand(withMacInfo));
 }
 
 asio::awaitable<std::string> SystemSampleSource::alertSample() {
   const auto self = shared_from_this();
-  co_return co_await asio::co_spawn(strand, alertSampleOnStrand(), asio::use_awaitable);
+  co_return co_await runOn(strand, alertSampleOnStrand());
 }
 
 asio::awaitable<std::string> SystemSampleSource::sampleOnStrand(bool withMacInfo) {

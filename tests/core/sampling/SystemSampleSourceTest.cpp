@@ -1,5 +1,7 @@
 // A whole Mac on paper: one machine's outputs, and the samples that they make.
 
+#include <boost/asio/bind_cancellation_slot.hpp>
+#include <boost/asio/cancellation_signal.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -244,6 +246,72 @@ TEST(LoadNow, UndoesTheKernelsDamping) {
   const double damping = std::exp(-5.0 / 60);
   EXPECT_NEAR(load.update(damping + 3 * (1 - damping), 105.1), 3.0, 0.05);
   EXPECT_EQ(load.update(0.1, 106), 0.0) << "a load is never below nothing";
+}
+
+/// Holds one tool up, on the way to its recorded output.
+class HeldTool final : public CommandRunner {
+ public:
+  HeldTool(const asio::any_io_executor& executor, std::string path, std::shared_ptr<Replay> replay)
+      : path(std::move(path)), replay(std::move(replay)), changed(executor) {}
+  asio::awaitable<std::string> run(std::string tool, std::vector<std::string> arguments,
+                                   Seconds timeout) override {
+    const std::function<bool()> isFree = [&] { return tool != path; };
+    co_await changed.until(isFree);
+    co_return co_await replay->run(tool, arguments, timeout);
+  }
+  void letGo() {
+    path.clear();
+    changed.notify();
+  }
+
+ private:
+  std::string path;
+  std::shared_ptr<Replay> replay;
+  Notifier changed;
+};
+
+TEST_F(PaperMac, WhatACancelledSampleHasNotReadTheNextOneReads) {
+  const struct {
+    const char* tool;
+    const char* command;
+    const char* key;
+  } cases[] = {{"/usr/bin/pmset", "pmset", "battery_pct"},
+               {"/usr/bin/defaults", "defaults", "tm_last_backup"},
+               {"/usr/bin/tmutil", "tmutil status", "tm_running"},
+               {"/bin/ps", "ps", "Compiler"},
+               {"/sbin/route", "route", "192.0.2.1"}};
+  enum class When { before, during, justAfter };
+  for (const auto& [path, command, key] : cases) {
+    for (const When when : {When::before, When::during, When::justAfter}) {
+      const auto held = std::make_shared<HeldTool>(context.get_executor(), path, replay);
+      source = std::make_shared<SystemSampleSource>(
+          context.get_executor(), clock, std::make_shared<MacReadings>(held, macmon, system));
+      asio::cancellation_signal cancellation;
+      bool isOver = false;
+      const auto end = [&](const std::exception_ptr& failure, const std::string& text) {
+        EXPECT_EQ(text.empty(), failure != nullptr);
+        EXPECT_TRUE(failure || when == When::justAfter) << path;
+        isOver = true;
+      };
+      asio::co_spawn(context, source->sample(),
+                     asio::bind_cancellation_slot(cancellation.slot(), end));
+      if (when != When::before) {
+        clock->advance(1s);
+      }
+      if (when == When::justAfter) {
+        held->letGo();
+      }
+      cancellation.emit(asio::cancellation_type::terminal);
+      clock->settle();
+      ASSERT_TRUE(isOver) << path;
+      held->letGo();
+      replay->taken.clear();
+      EXPECT_NE(taken(source->sample()).find(key), std::string::npos) << path;
+      if (when != When::justAfter) {
+        EXPECT_EQ(replay->taken.count(command), 1U) << path;
+      }
+    }
+  }
 }
 
 }  // namespace
