@@ -46,27 +46,35 @@ std::optional<double> minutes(PowerSupply& battery, const char* property) {
   return seconds && *seconds > 0 ? std::optional(*seconds / 60) : std::nullopt;
 }
 
-void add(Batteries& all, PowerSupply& battery) {
+void addCharge(Batteries& all, PowerSupply& battery) {
   const std::string status = battery.text("status");
-  ++all.count;
   all.isCharging = all.isCharging || status == "Charging";
   all.isDischarging = all.isDischarging || status == "Discharging";
   all.isFull = all.isFull && status == "Full";
   addTo(all.now, battery.energy("now"));
   addTo(all.full, battery.energy("full"));
-  addTo(all.design, battery.energy("full_design"));
   addTo(all.capacities, battery.number("capacity"));
   all.watts += battery.watts().value_or(0);
   all.untilEmpty = minutes(battery, "time_to_empty_now");
-  all.untilEmptyOnAverage = minutes(battery, "time_to_empty_avg");
   all.untilFull = minutes(battery, "time_to_full_now");
+}
+
+void addChargeAndCycles(Batteries& all, PowerSupply& battery) {
+  addCharge(all, battery);
+  all.untilEmptyOnAverage = minutes(battery, "time_to_empty_avg");
   all.cycles =
       std::max(all.cycles, static_cast<std::int64_t>(battery.number("cycle_count").value_or(0)));
+}
+
+void addHealth(Batteries& all, PowerSupply& battery) {
+  addTo(all.full, battery.energy("full"));
+  addTo(all.design, battery.energy("full_design"));
   const std::string health = battery.text("health");
   all.hasFailed = all.hasFailed || health == "Dead" || health == "Unspecified failure";
 }
 
-Batteries readBatteries(PowerSupplies& supplies) {
+/// All of them, with what `add` asks of each.
+Batteries readBatteries(PowerSupplies& supplies, void (*add)(Batteries&, PowerSupply&)) {
   Batteries all;
   bool knowsMains = false;
   for (PowerSupply& supply : supplies.all()) {
@@ -74,6 +82,7 @@ Batteries readBatteries(PowerSupplies& supplies) {
       knowsMains = true;
       all.isOnMains = all.isOnMains || supply.number("online").value_or(0) > 0;
     } else if (supply.isBattery() && supply.number("present").value_or(1) > 0) {
+      ++all.count;
       add(all, supply);
     }
   }
@@ -151,7 +160,7 @@ void BatteryReader::lookForSupplies(Instant now) {
 
 JSONObject BatteryReader::battery(Instant now) {
   lookForSupplies(now);
-  const Batteries all = readBatteries(supplies);
+  const Batteries all = readBatteries(supplies, addCharge);
   const auto percent = percentOf(all);
   const std::string_view state = stateOf(all, percent);
   std::optional<double> left;
@@ -168,7 +177,7 @@ JSONObject BatteryReader::battery(Instant now) {
 
 JSONObject BatteryReader::batteryExtras(Instant now) {
   lookForSupplies(now);
-  const Batteries all = readBatteries(supplies);
+  const Batteries all = readBatteries(supplies, addChargeAndCycles);
   std::optional<double> left;
   if (all.count > 0 && stateOf(all, percentOf(all)) == std::string_view("discharging")) {
     left = all.untilEmptyOnAverage ? all.untilEmptyOnAverage : minutesUntilEmpty(all);
@@ -181,7 +190,7 @@ JSONObject BatteryReader::batteryExtras(Instant now) {
 
 JSONObject BatteryReader::batteryHealth(Instant now) {
   lookForSupplies(now);
-  const Batteries all = readBatteries(supplies);
+  const Batteries all = readBatteries(supplies, addHealth);
   std::optional<double> percent;
   if (all.count > 0 && all.full && all.design && *all.full > 0 && *all.design > 0) {
     percent = std::min(100.0, 100 * *all.full / *all.design);

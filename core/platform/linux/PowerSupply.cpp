@@ -1,7 +1,10 @@
 #include "core/platform/linux/PowerSupply.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
+
+#include "core/platform/linux/HardwareMonitor.h"
 
 namespace orvik {
 
@@ -14,20 +17,30 @@ bool PowerSupply::isMains() const {
   return !isOfDevice && (type == "Mains" || type.starts_with("USB") || type == "Wireless");
 }
 
-TextFile& PowerSupply::fileOf(std::string_view name) {
-  const auto known = files.find(name);
-  return known != files.end() ? known->second
-                              : files.emplace(name, TextFile(pathIn(folder, name))).first->second;
+void PowerSupply::rescan() {
+  std::erase_if(files, [](const auto& entry) { return !entry.second; });
+}
+
+TextFile* PowerSupply::fileOf(std::string_view name) {
+  auto known = files.find(name);
+  if (known == files.end()) {
+    const std::string path = pathIn(folder, name);
+    known =
+        files.emplace(name, isReadable(path) ? std::optional<TextFile>(path) : std::nullopt).first;
+  }
+  return known->second ? &*known->second : nullptr;
 }
 
 std::string PowerSupply::text(std::string_view name) {
   std::array<char, 64> buffer{};
-  const std::string_view text = fileOf(name).read(buffer).value_or("");
+  TextFile* const file = fileOf(name);
+  const std::string_view text = file == nullptr ? "" : file->readShort(buffer).value_or("");
   return std::string(text.substr(0, text.find('\n')));
 }
 
 std::optional<double> PowerSupply::number(std::string_view name) {
-  const auto value = fileOf(name).readInteger();
+  TextFile* const file = fileOf(name);
+  const auto value = file == nullptr ? std::nullopt : file->readInteger();
   return value ? std::optional(static_cast<double>(*value)) : std::nullopt;
 }
 
@@ -68,6 +81,7 @@ void PowerSupplies::rescan() {
   const std::string parent = root + "/sys/class/power_supply";
   auto present = namesIn(parent);
   if (present == found) {
+    std::ranges::for_each(supplies, &PowerSupply::rescan);
     return;
   }
   found = std::move(present);

@@ -21,6 +21,9 @@ class PowerSupply {
   /// A charger's connector.
   [[nodiscard]] bool isMains() const;
 
+  /// Looks anew for the properties that it did not have.
+  void rescan();
+
   /// A property of this name; empty or nothing when there is none or it cannot be read.
   [[nodiscard]] std::string text(std::string_view name);
   [[nodiscard]] std::optional<double> number(std::string_view name);
@@ -32,12 +35,13 @@ class PowerSupply {
   [[nodiscard]] std::optional<double> watts();
 
  private:
-  [[nodiscard]] TextFile& fileOf(std::string_view name);
+  [[nodiscard]] TextFile* fileOf(std::string_view name);
 
   std::string folder;
   std::string type;
   bool isOfDevice;
-  std::map<std::string, TextFile, std::less<>> files;
+  /// Nothing for a property that it does not have.
+  std::map<std::string, std::optional<TextFile>, std::less<>> files;
 };
 
 /// The machine's batteries and chargers, as they come and go.
@@ -45,7 +49,7 @@ class PowerSupplies {
  public:
   explicit PowerSupplies(std::string root) : root(std::move(root)) {}
 
-  /// Looks which there are now. Before it, there are none.
+  /// Looks which there are now, and what they tell. Before it, there are none.
   void rescan();
   [[nodiscard]] std::vector<PowerSupply>& all() { return supplies; }
 

@@ -24,34 +24,57 @@ FileDescriptor openForReading(const std::string& path) {
   return FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
 }
 
+/// What one question gives of the file from `start` on; empty at its end.
+std::optional<std::string_view> readPart(int file, std::span<char> buffer, std::size_t start) {
+  for (;;) {
+    const ssize_t count = pread(file, buffer.data(), buffer.size(), static_cast<off_t>(start));
+    if (count >= 0) {
+      return std::string_view(buffer.data(), static_cast<std::size_t>(count));
+    }
+    if (errno != EINTR) {
+      return std::nullopt;
+    }
+  }
+}
+
+std::optional<std::string_view> readWhole(int file, std::span<char> buffer) {
+  std::size_t size = 0;
+  while (size < buffer.size()) {
+    const auto part = readPart(file, buffer.subspan(size), size);
+    if (!part) {
+      return std::nullopt;
+    }
+    if (part->empty()) {
+      break;
+    }
+    size += part->size();
+  }
+  return std::string_view(buffer.data(), size);
+}
+
 struct CloseFolder {
   void operator()(DIR* folder) const { closedir(folder); }
 };
 
 }  // namespace
 
-std::optional<std::string_view> readFromStart(int file, std::span<char> buffer) {
-  std::size_t size = 0;
-  while (size < buffer.size()) {
-    const ssize_t count =
-        pread(file, buffer.data() + size, buffer.size() - size, static_cast<off_t>(size));
-    if (count == 0) {
-      break;
-    }
-    if (count > 0) {
-      size += static_cast<std::size_t>(count);
-    } else if (errno != EINTR) {
-      return std::nullopt;
-    }
-  }
-  return std::string_view(buffer.data(), size);
+std::optional<std::string_view> readShort(int file, std::span<char> buffer) {
+  return readPart(file, buffer, 0);
+}
+
+std::optional<std::string_view> TextFile::readShort(std::span<char> buffer) {
+  return readBy(orvik::readShort, buffer);
 }
 
 std::optional<std::string_view> TextFile::read(std::span<char> buffer) {
+  return readBy(readWhole, buffer);
+}
+
+std::optional<std::string_view> TextFile::readBy(Read read, std::span<char> buffer) {
   if (!file) {
     file = openForReading(path);
   }
-  const auto text = file ? readFromStart(file.get(), buffer) : std::nullopt;
+  const auto text = file ? read(file.get(), buffer) : std::nullopt;
   if (!text) {
     // What stood behind it may have left for good; what stands there now is another file.
     file = FileDescriptor();
@@ -61,7 +84,7 @@ std::optional<std::string_view> TextFile::read(std::span<char> buffer) {
 
 std::optional<std::int64_t> TextFile::readInteger() {
   std::array<char, 32> buffer{};
-  const auto text = read(buffer);
+  const auto text = readShort(buffer);
   std::int64_t value = 0;
   if (!text ||
       std::from_chars(text->data(), text->data() + text->size(), value).ec != std::errc{}) {
@@ -88,12 +111,13 @@ std::optional<std::string> readText(const std::string& path, std::size_t limit) 
 
 std::string readLine(const std::string& path) {
   constexpr std::string_view whiteSpace(" \t\r\n\0", 5);
-  const std::string text = readText(path, lineLimit).value_or("");
+  std::array<char, lineLimit> buffer{};
+  const std::string_view text = TextFile(path).readShort(buffer).value_or("");
   const std::size_t start = text.find_first_not_of(whiteSpace);
   if (start == std::string::npos) {
     return {};
   }
-  return text.substr(start, text.find_last_not_of(whiteSpace) + 1 - start);
+  return std::string(text.substr(start, text.find_last_not_of(whiteSpace) + 1 - start));
 }
 
 std::string pathIn(std::string_view folder, std::string_view name) {

@@ -22,18 +22,24 @@ class TextFile {
   /// What the file holds now: as much as `buffer` has room for, and valid as long as `buffer` is.
   /// Nothing when it cannot be read.
   [[nodiscard]] std::optional<std::string_view> read(std::span<char> buffer);
+  /// The same of a file that the kernel gives in one piece, without asking whether more follows: an
+  /// attribute of sys, or a table of proc that does not consist of entries.
+  [[nodiscard]] std::optional<std::string_view> readShort(std::span<char> buffer);
   /// The whole number, perhaps negative, with which the file begins; nothing when there is none or
   /// it does not fit.
   [[nodiscard]] std::optional<std::int64_t> readInteger();
 
  private:
+  using Read = std::optional<std::string_view> (*)(int, std::span<char>);
+  [[nodiscard]] std::optional<std::string_view> readBy(Read read, std::span<char> buffer);
+
   std::string path;
   FileDescriptor file;
 };
 
-/// The content of an open file from its start: as much as `buffer` has room for. Nothing when it
-/// cannot be read.
-[[nodiscard]] std::optional<std::string_view> readFromStart(int file, std::span<char> buffer);
+/// The content of an open file that the kernel gives in one piece: as much as `buffer` has room
+/// for. Nothing when it cannot be read.
+[[nodiscard]] std::optional<std::string_view> readShort(int file, std::span<char> buffer);
 
 /// The content of a file that is read once, at most `limit` bytes of it. Nothing when it cannot be
 /// read.

@@ -37,6 +37,12 @@ TEST(BatteryReader, TakesAllPacksAsOneAndNoOtherDevices) {
   tree.write("sys/class/power_supply/BAT0/status", "Full\n");
   now += 10s;
   EXPECT_EQ(batteryText(now), battery(-1, 80, "charged", true));
+  // A property that was not there is looked for with the batteries.
+  tree.write("sys/class/power_supply/BAT0/status", "Charging\n");
+  tree.write("sys/class/power_supply/BAT0/time_to_full_now", "1800\n");
+  EXPECT_EQ(batteryText(now), battery(-1, 80, "charging", true));
+  now += 10s;
+  EXPECT_EQ(batteryText(now), battery(30, 80, "charging", true));
   tree.remove("sys/class/power_supply");
   now += 10s;
   EXPECT_EQ(batteryText(now), battery(-1, -1, "paused", true));
