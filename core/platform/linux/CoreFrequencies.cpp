@@ -12,8 +12,9 @@ namespace orvik {
 
 namespace {
 
-/// Each costs an open file and a look at that CPU: of more than these every n-th stands for all.
-constexpr std::size_t mostFiles = 64;
+/// Each costs an open file and a look at that CPU, for which some kernels take 10 to 20 ms: of more
+/// than these every n-th stands for all.
+constexpr std::size_t mostFiles = 16;
 
 std::vector<TextFile> filesOf(const std::string& root, const std::vector<int>& cpus) {
   std::vector<TextFile> files;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <map>
 
 #include "core/platform/linux/TextFile.h"
@@ -50,11 +51,21 @@ CoreTypes readCoreTypes(const std::string& root) {
   const std::string devices = root + "/sys/devices";
   types.performance = parseCPUList(readLine(devices + "/cpu_core/cpus"));
   types.efficiency = parseCPUList(readLine(devices + "/cpu_atom/cpus"));
+  const std::string folder = devices + "/system/cpu";
   if (!types.performance.empty()) {
+    // Low-power efficiency cores may be in a list of their own, whose name has changed. The kinds
+    // list what is on-line: a CPU that is not could be of any.
+    std::vector<int> known;
+    std::ranges::set_union(types.performance, types.efficiency, std::back_inserter(known));
+    const std::vector<int> online = parseCPUList(readLine(folder + "/online"));
+    std::vector<int> efficiency;
+    std::ranges::set_difference(online, known, std::back_inserter(efficiency));
+    std::ranges::copy(types.efficiency, std::back_inserter(efficiency));
+    std::ranges::sort(efficiency);
+    types.efficiency = std::move(efficiency);
     return types;
   }
   types = {};
-  const std::string folder = devices + "/system/cpu";
   std::map<int, std::int64_t> capacities;
   std::int64_t largest = 0;
   for (const int cpu : parseCPUList(readLine(folder + "/present"))) {

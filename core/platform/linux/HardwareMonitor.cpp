@@ -2,7 +2,7 @@
 
 #include <unistd.h>
 
-#include <string_view>
+#include <algorithm>
 
 namespace orvik {
 
@@ -15,6 +15,27 @@ std::vector<HardwareMonitor> hardwareMonitors(const std::string& root) {
     monitors.push_back({.folder = std::move(folder), .driver = std::move(driver)});
   }
   return monitors;
+}
+
+std::vector<HardwareMonitor> thermalZones(const std::string& root) {
+  std::vector<HardwareMonitor> zones;
+  const std::string parent = root + "/sys/class/thermal";
+  for (const std::string& name : namesIn(parent)) {
+    if (name.starts_with("thermal_zone")) {
+      const std::string folder = pathIn(parent, name);
+      zones.push_back({.folder = folder, .driver = readLine(folder + "/type")});
+    }
+  }
+  return zones;
+}
+
+bool isThermalZone(std::string_view driver, std::initializer_list<std::string_view> parts) {
+  std::string name(driver);
+  std::ranges::transform(name, name.begin(), [](char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 32) : c;
+  });
+  return name.find("therm") != std::string::npos &&
+         std::ranges::any_of(parts, [&](std::string_view part) { return name.starts_with(part); });
 }
 
 std::vector<TemperatureInput> temperatureInputs(const HardwareMonitor& monitor) {

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <initializer_list>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/platform/linux/TextFile.h"
@@ -17,6 +19,15 @@ struct HardwareMonitor {
 };
 
 [[nodiscard]] std::vector<HardwareMonitor> hardwareMonitors(const std::string& root);
+
+/// The thermal zones, which not every kernel shows among the hardware monitors too. Each has one
+/// temperature, in the file "temp".
+[[nodiscard]] std::vector<HardwareMonitor> thermalZones(const std::string& root);
+
+/// Whether this is what a board calls a thermal zone of one of these parts (in lower case). They
+/// name them freely, but to a pattern: cpu_thermal, cpu0-thermal, GPU-therm, imx_thermal_zone.
+[[nodiscard]] bool isThermalZone(std::string_view driver,
+                                 std::initializer_list<std::string_view> parts);
 
 /// One of a chip's temperatures.
 struct TemperatureInput {

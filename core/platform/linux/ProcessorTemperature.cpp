@@ -10,17 +10,12 @@ namespace {
 
 enum Rank { cores, package, control, zoneOfCores, zoneOfChip };
 
-bool startsWithAny(std::string_view text, std::initializer_list<std::string_view> beginnings) {
-  return std::ranges::any_of(beginnings,
-                             [&](std::string_view start) { return text.starts_with(start); });
-}
-
 /// What a sensor of this driver is; nothing when it is not one of the processor's.
 std::optional<Rank> rankOf(std::string_view driver, std::string_view label) {
   constexpr std::array<std::string_view, 5> processors{"coretemp", "k10temp", "k8temp", "zenpower",
                                                        "via_cputemp"};
   if (std::ranges::find(processors, driver) != processors.end()) {
-    if (startsWithAny(label, {"Core ", "Tccd"})) {
+    if (label.starts_with("Core ") || label.starts_with("Tccd")) {
       return cores;
     }
     // On some processors 10 or 27 degrees above the real one, for the fan's sake.
@@ -29,33 +24,13 @@ std::optional<Rank> rankOf(std::string_view driver, std::string_view label) {
   if (driver == "x86_pkg_temp") {
     return package;
   }
-  // Boards name their zones freely, but to a pattern: cpu_thermal, cpu0-thermal, CPU-therm.
-  std::string name(driver);
-  std::ranges::transform(name, name.begin(), [](char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 32) : c;
-  });
-  if (name.find("therm") != std::string::npos) {
-    if (startsWithAny(name, {"cpu", "bigcore", "littlecore"})) {
-      return zoneOfCores;
-    }
-    if (startsWithAny(name, {"soc", "package"})) {
-      return zoneOfChip;
-    }
+  if (isThermalZone(driver, {"cpu", "bigcore", "littlecore"})) {
+    return zoneOfCores;
+  }
+  if (isThermalZone(driver, {"soc", "package", "imx", "bcm"})) {
+    return zoneOfChip;
   }
   return std::nullopt;
-}
-
-/// The thermal zones, for kernels that do not show them among the hardware monitors.
-std::vector<HardwareMonitor> thermalZones(const std::string& root) {
-  std::vector<HardwareMonitor> zones;
-  const std::string parent = root + "/sys/class/thermal";
-  for (const std::string& name : namesIn(parent)) {
-    if (name.starts_with("thermal_zone")) {
-      const std::string folder = pathIn(parent, name);
-      zones.push_back({.folder = folder, .driver = readLine(folder + "/type")});
-    }
-  }
-  return zones;
 }
 
 }  // namespace
