@@ -13,11 +13,12 @@ constexpr double mostMicrowatts = 2e9;
 /// Idle milliseconds in a second, with room for when the driver has counted.
 constexpr double mostIdle = 1500;
 
+bool isGraphicsZone(const HardwareMonitor& zone) { return isThermalZone(zone.driver, {"gpu"}); }
+
 bool isGraphics(const HardwareMonitor& monitor) {
   constexpr std::array<std::string_view, 6> drivers{"amdgpu", "radeon", "nouveau",
                                                     "nvidia", "i915",   "xe"};
-  return std::ranges::find(drivers, monitor.driver) != drivers.end() ||
-         (monitor.driver.starts_with("gpu") && monitor.driver.find("therm") != std::string::npos);
+  return std::ranges::find(drivers, monitor.driver) != drivers.end() || isGraphicsZone(monitor);
 }
 
 /// The graphics processors that the display system has, under the driver's counter of idle time.
@@ -60,7 +61,7 @@ void add(std::optional<double>& sum, std::optional<double> value) {
 
 bool isSuspended(TextFile& runtimeStatus) {
   std::array<char, 32> buffer{};
-  return runtimeStatus.read(buffer).value_or("").starts_with("suspended");
+  return runtimeStatus.readShort(buffer).value_or("").starts_with("suspended");
 }
 
 }  // namespace
@@ -85,6 +86,9 @@ GraphicsReader::Card GraphicsReader::cardOf(const HardwareMonitor& monitor) {
       card.temperature = std::move(input.file);
     }
   }
+  if (!card.temperature) {
+    card.temperature = firstReadable(monitor.folder, {"temp"});
+  }
   card.busyPercent = firstReadable(monitor.folder, {"device/gpu_busy_percent"});
   card.microwatts = firstReadable(monitor.folder, {"power1_average", "power1_input"});
   card.microjoules = firstReadable(monitor.folder, {"energy1_input", "energy2_input"});
@@ -98,6 +102,10 @@ GraphicsReader::Card GraphicsReader::cardOf(const HardwareMonitor& monitor) {
 void GraphicsReader::rescan() {
   std::vector<HardwareMonitor> present;
   std::ranges::copy_if(hardwareMonitors(root), std::back_inserter(present), isGraphics);
+  if (std::ranges::none_of(present, isGraphicsZone)) {
+    // Where the kernel shows zones among the hardware monitors, they would be there twice.
+    std::ranges::copy_if(thermalZones(root), std::back_inserter(present), isGraphicsZone);
+  }
   std::ranges::move(idleCounters(root), std::back_inserter(present));
   if (present == found) {
     return;
@@ -107,7 +115,7 @@ void GraphicsReader::rescan() {
   std::ranges::transform(found, std::back_inserter(cards), cardOf);
 }
 
-GraphicsReader::Reading GraphicsReader::read(Instant now) {
+GraphicsReader::Reading GraphicsReader::read(const MonotonicTime& now) {
   Reading reading;
   double sumOfTemperatures = 0;
   int temperatures = 0;
@@ -131,7 +139,7 @@ GraphicsReader::Reading GraphicsReader::read(Instant now) {
   return reading;
 }
 
-std::optional<double> GraphicsReader::readUse(Card& card, bool isOff, Instant now) {
+std::optional<double> GraphicsReader::readUse(Card& card, bool isOff, const MonotonicTime& now) {
   if (isOff && (card.busyPercent || card.idleTime)) {
     return 0;
   }
@@ -146,11 +154,11 @@ std::optional<double> GraphicsReader::readUse(Card& card, bool isOff, Instant no
   if (!idle || *idle <= 0) {
     return std::nullopt;
   }
-  const auto rate = card.idleRate.update(now, *idle, 0);
+  const auto rate = card.idleRate.update(now(), *idle, 0);
   return rate ? std::optional(std::clamp(100 - *rate / 10, 0.0, 100.0)) : std::nullopt;
 }
 
-std::optional<double> GraphicsReader::readWatts(Card& card, bool isOff, Instant now) {
+std::optional<double> GraphicsReader::readWatts(Card& card, bool isOff, const MonotonicTime& now) {
   if (isOff) {
     const bool isKnown = (card.microwatts || card.microjoules) && !card.isPartOfProcessor;
     return isKnown ? std::optional(0.0) : std::nullopt;
@@ -160,7 +168,7 @@ std::optional<double> GraphicsReader::readWatts(Card& card, bool isOff, Instant 
     microwatts = card.microwatts->readInteger();
   } else if (const auto energy =
                  card.microjoules ? card.microjoules->readInteger() : std::nullopt) {
-    microwatts = card.energyRate.update(now, *energy, 0);
+    microwatts = card.energyRate.update(now(), *energy, 0);
   }
   if (!microwatts || *microwatts < 0 || *microwatts > mostMicrowatts) {
     return std::nullopt;

@@ -6,6 +6,7 @@
 
 #include "core/platform/linux/CounterRate.h"
 #include "core/platform/linux/HardwareMonitor.h"
+#include "core/platform/linux/MonotonicTime.h"
 
 namespace orvik {
 
@@ -31,7 +32,7 @@ class GraphicsReader {
   void rescan();
   /// One that is switched off is not asked, which could wake it: it has no temperature, and its
   /// use and power are 0.
-  [[nodiscard]] Reading read(Instant now);
+  [[nodiscard]] Reading read(const MonotonicTime& now);
 
  private:
   struct Card {
@@ -48,8 +49,10 @@ class GraphicsReader {
   };
 
   [[nodiscard]] static Card cardOf(const HardwareMonitor& monitor);
-  [[nodiscard]] static std::optional<double> readUse(Card& card, bool isOff, Instant now);
-  [[nodiscard]] static std::optional<double> readWatts(Card& card, bool isOff, Instant now);
+  [[nodiscard]] static std::optional<double> readUse(Card& card, bool isOff,
+                                                     const MonotonicTime& now);
+  [[nodiscard]] static std::optional<double> readWatts(Card& card, bool isOff,
+                                                       const MonotonicTime& now);
 
   std::string root;
   std::vector<HardwareMonitor> found;

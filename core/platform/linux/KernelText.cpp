@@ -66,21 +66,6 @@ std::optional<ProcessorTimes> processorTimes(std::string_view stat) {
   return times;
 }
 
-std::optional<std::int64_t> bootEpoch(std::string_view stat) {
-  std::optional<std::int64_t> epoch;
-  forEachLine(stat, [&](std::string_view line) {
-    constexpr std::string_view name = "btime ";
-    if (line.starts_with(name)) {
-      const auto seconds = Fields{line.substr(name.size())}.nextNumber();
-      constexpr std::uint64_t year9999 = 253'402'300'799;
-      if (seconds && *seconds <= year9999) {
-        epoch = static_cast<std::int64_t>(*seconds);
-      }
-    }
-  });
-  return epoch;
-}
-
 std::optional<ProcessTimes> processTimes(std::string_view stat) {
   // A name may hold anything, parentheses too; what follows the last one is numbers.
   const std::size_t open = stat.find('(');
@@ -162,10 +147,6 @@ std::optional<double> averageMHz(std::string_view cpuinfo) {
     }
   });
   return count > 0 ? std::optional(sum / count) : std::nullopt;
-}
-
-std::optional<double> uptime(std::string_view text) {
-  return parseDouble(Fields{text}.next().value_or(""));
 }
 
 }  // namespace orvik::KernelText

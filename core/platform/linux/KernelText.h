@@ -24,9 +24,6 @@ struct ProcessorTimes {
 };
 [[nodiscard]] std::optional<ProcessorTimes> processorTimes(std::string_view stat);
 
-/// The line "btime" of /proc/stat: seconds since 1970.
-[[nodiscard]] std::optional<std::int64_t> bootEpoch(std::string_view stat);
-
 /// /proc/PID/stat.
 struct ProcessTimes {
   /// As the program has it, in any encoding: at most 15 bytes but for the kernel's own threads.
@@ -50,8 +47,5 @@ struct Memory {
 
 /// The mean of the frequencies in /proc/cpuinfo, in MHz; not every kind of processor has them.
 [[nodiscard]] std::optional<double> averageMHz(std::string_view cpuinfo);
-
-/// The first number of /proc/uptime: seconds, those of sleep among them.
-[[nodiscard]] std::optional<double> uptime(std::string_view text);
 
 }  // namespace orvik::KernelText

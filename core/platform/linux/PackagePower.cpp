@@ -44,13 +44,13 @@ void PackagePower::rescan() {
   }
 }
 
-PackagePower::Watts PackagePower::read(Instant now) {
+PackagePower::Watts PackagePower::read(const MonotonicTime& now) {
   Watts watts;
   Watts failed;
   for (Domain& domain : domains) {
     const auto energy = domain.energy.readInteger();
     const auto rate =
-        energy ? domain.rate.update(now, *energy, domain.range) : std::optional<double>();
+        energy ? domain.rate.update(now(), *energy, domain.range) : std::optional<double>();
     // Named, since GCC 12 would take the member of a copy.
     Watts& group = rate ? watts : failed;
     std::optional<double>& sum = group.*domain.kind;

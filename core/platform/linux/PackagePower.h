@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "core/platform/linux/CounterRate.h"
+#include "core/platform/linux/MonotonicTime.h"
 #include "core/platform/linux/TextFile.h"
 
 namespace orvik {
@@ -27,7 +28,7 @@ class PackagePower {
 
   /// Looks which counters there are now. Before it, there are none.
   void rescan();
-  [[nodiscard]] Watts read(Instant now);
+  [[nodiscard]] Watts read(const MonotonicTime& now);
 
  private:
   struct Domain {

@@ -24,8 +24,8 @@ constexpr int mostCharacters = 34;
 constexpr std::size_t fullName = 15;
 /// A look takes some 10 µs of the kernel's time: so many each 2 s are a thousandth of one CPU.
 constexpr std::size_t mostResting = 256;
-/// Fifty ticks: a step of 2 %.
-constexpr auto shortestInterval = 500ms;
+/// A mean over more than this is not what goes on now.
+constexpr auto longestInterval = 10s;
 
 std::optional<int> numberOf(const char* name) {
   int pid = 0;
@@ -45,7 +45,7 @@ std::optional<std::string_view> readLink(int folder, const std::string& path,
 std::optional<std::string_view> readBelow(int folder, const std::string& path,
                                           std::span<char> buffer) {
   const FileDescriptor file(openat(folder, path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  return file ? readFromStart(file.get(), buffer) : std::nullopt;
+  return file ? readShort(file.get(), buffer) : std::nullopt;
 }
 
 /// The file's name in a path, when it begins with `start`.
@@ -78,34 +78,43 @@ std::string shown(std::string_view name) {
 
 }  // namespace
 
-ProcessReader::ProcessReader(std::string root)
+ProcessReader::ProcessReader(std::string root, MonotonicTime now)
     : folder(std::move(root) + "/proc"),
-      uptimeFile(folder + "/uptime"),
+      now(std::move(now)),
       ticksPerSecond(static_cast<double>(std::max(1L, sysconf(_SC_CLK_TCK)))) {}
 
-JSONValue ProcessReader::read(Instant now) {
-  if (readAt && now - *readAt < shortestInterval) {
+std::optional<JSONValue> ProcessReader::read() {
+  const Instant start = now();
+  if (readAt && start - *readAt < shortestInterval(last.has_value())) {
     return last;
+  }
+  comparedAt = readAt && start - *readAt <= longestInterval ? readAt : std::nullopt;
+  if (!comparedAt) {
+    known.clear();
   }
   busiest.clear();
   current.clear();
-  readAll(now);
+  readAll();
   for (const Busy& process : busiest) {
     std::ranges::lower_bound(current, process.pid, {}, &Process::pid)->isWatched = true;
   }
   known.swap(current);
-  readAt = now;
+  newest = known.empty() ? 0 : std::ranges::max(known, {}, &Process::startedAt).startedAt;
+  readAt = start;
   ++round;
+  last = comparedAt ? std::optional(entries()) : std::nullopt;
+  return last;
+}
 
+JSONValue ProcessReader::entries() const {
   JSONValue::Array entries;
   for (const Busy& process : busiest) {
     entries.emplace_back(JSONValue::Array{pyRound(process.percent, 1), nameOf(process)});
   }
-  last = std::move(entries);
-  return last;
+  return entries;
 }
 
-void ProcessReader::readAll(Instant now) {
+void ProcessReader::readAll() {
   if (!stream) {
     stream.reset(opendir(folder.c_str()));
   }
@@ -114,7 +123,6 @@ void ProcessReader::readAll(Instant now) {
   }
   rewinddir(stream.get());
   std::array<char, 1024> buffer;
-  const auto uptime = KernelText::uptime(uptimeFile.read(buffer).value_or(""));
   const int proc = dirfd(stream.get());
   // Where the machine counts its processes otherwise than this one sees them, this is right.
   const auto self = readLink(proc, "self", buffer);
@@ -133,6 +141,7 @@ void ProcessReader::readAll(Instant now) {
     }
     path.assign(entry->d_name).append("/stat");
     const auto text = readBelow(proc, path, buffer);
+    const Instant at = now();
     // Many end between being listed and being read.
     const auto times = text ? KernelText::processTimes(*text) : std::nullopt;
     if (!times) {
@@ -142,9 +151,10 @@ void ProcessReader::readAll(Instant now) {
       before = nullptr;
     }
     const bool hasWorked = before == nullptr || before->used != times->used;
-    current.push_back({*pid, times->startedAt, times->used, now, hasWorked});
-    if (*pid != ownPid) {
-      consider({percentOf(*times, before, uptime, now), times->used, *pid, {}}, times->name);
+    current.push_back({*pid, times->startedAt, times->used, at, hasWorked});
+    const auto percent = percentOf(*times, before, at);
+    if (percent && *pid != ownPid) {
+      consider({*percent, times->used, *pid, {}}, times->name);
     }
   }
   if (!std::ranges::is_sorted(current, {}, &Process::pid)) {
@@ -158,25 +168,24 @@ const ProcessReader::Process* ProcessReader::find(int pid) const {
 }
 
 bool ProcessReader::isDue(const Process& process) const {
-  const std::size_t turns = known.size() / mostResting + 1;
+  const std::size_t turns = (known.size() + mostResting - 1) / mostResting;
   return process.isWatched || (static_cast<std::size_t>(process.pid) + round) % turns == 0;
 }
 
-double ProcessReader::percentOf(const KernelText::ProcessTimes& times, const Process* before,
-                                std::optional<double> uptime, Instant now) const {
-  using Seconds = std::chrono::duration<double>;
-  std::uint64_t used = times.used;
-  double seconds = 0;
-  if (before != nullptr) {
-    used = times.used > before->used ? times.used - before->used : 0;
-    seconds = Seconds(now - before->at).count();
-  } else if (uptime) {
-    // One that has begun since the reading before has used all of it since; one that was not seen
-    // then has had its whole life for it.
-    const double life = *uptime - static_cast<double>(times.startedAt) / ticksPerSecond;
-    seconds = std::max({1.0, life, readAt ? Seconds(now - *readAt).count() : 0});
+std::optional<double> ProcessReader::percentOf(const KernelText::ProcessTimes& times,
+                                               const Process* before, Instant at) const {
+  if (!comparedAt) {
+    return std::nullopt;
   }
-  return seconds > 0 ? 100 * static_cast<double>(used) / ticksPerSecond / seconds : 0;
+  // One that is not the newest has lived at the reading before, though it was not seen then.
+  const bool isNew = before == nullptr && times.startedAt >= newest;
+  const auto elapsed = at - (before != nullptr ? before->at : *comparedAt);
+  if ((before == nullptr && !isNew) || elapsed <= 0s || elapsed > longestInterval) {
+    return std::nullopt;
+  }
+  const std::uint64_t earlier = before != nullptr ? before->used : 0;
+  const auto used = static_cast<double>(times.used > earlier ? times.used - earlier : 0);
+  return 100 * used / ticksPerSecond / std::chrono::duration<double>(elapsed).count();
 }
 
 void ProcessReader::consider(Busy process, std::string_view name) {

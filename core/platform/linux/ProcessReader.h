@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "core/platform/Clock.h"
 #include "core/platform/linux/KernelText.h"
+#include "core/platform/linux/MonotonicTime.h"
 #include "core/platform/linux/TextFile.h"
 #include "core/values/JSONValue.h"
 
@@ -20,15 +20,17 @@ namespace orvik {
 class ProcessReader {
  public:
   /// Reads below `root`/proc, from the first call on.
-  explicit ProcessReader(std::string root);
+  explicit ProcessReader(std::string root, MonotonicTime now = monotonicNow);
 
   /// At most 11, busiest first: arrays of per cent of one CPU since the reading before (1 decimal)
-  /// and name (valid UTF-8, at most 34 characters). At the first reading, over each one's life.
-  /// Equally busy ones are in the order of what they have used in their lives. Where there are more
-  /// than 256 processes, those that rest are looked at in turns, and one that has begun to work is
-  /// seen some readings later. A reading less than half a second after another gives the same
-  /// again: too little is counted in it.
-  [[nodiscard]] JSONValue read(Instant now);
+  /// and name (valid UTF-8, at most 34 characters). Nothing when that reading is more than 10 s
+  /// ago or there is none: the next one has this to compare with.
+  /// What began since then has used all of it since. Equally busy ones are in the order of what
+  /// they have used in their lives. Where there are more than 256 processes, those that rest are
+  /// looked at in turns, and one that has begun to work is seen some readings later. A reading less
+  /// than half a second after another (0.4 s after one that gave nothing) gives the same again: too
+  /// little is counted in it.
+  [[nodiscard]] std::optional<JSONValue> read();
 
  private:
   struct Process {
@@ -51,25 +53,30 @@ class ProcessReader {
     void operator()(DIR* listing) const { closedir(listing); }
   };
 
-  void readAll(Instant now);
+  void readAll();
+  [[nodiscard]] JSONValue entries() const;
   [[nodiscard]] const Process* find(int pid) const;
   [[nodiscard]] bool isDue(const Process& process) const;
-  [[nodiscard]] double percentOf(const KernelText::ProcessTimes& times, const Process* before,
-                                 std::optional<double> uptime, Instant now) const;
+  [[nodiscard]] std::optional<double> percentOf(const KernelText::ProcessTimes& times,
+                                                const Process* before, Instant at) const;
   void consider(Busy process, std::string_view name);
   [[nodiscard]] std::string nameOf(const Busy& process) const;
 
   std::string folder;
+  MonotonicTime now;
   std::unique_ptr<DIR, CloseFolder> stream;
-  TextFile uptimeFile;
   double ticksPerSecond;
   /// Those that lived at the last reading, by number; `current` is being made from the next one.
   std::vector<Process> known;
   std::vector<Process> current;
   std::vector<Busy> busiest;
+  /// When the newest process of the last reading was started, in ticks.
+  std::uint64_t newest = 0;
+  /// When that reading began, if it is one to compare with.
+  std::optional<Instant> comparedAt;
   std::optional<Instant> readAt;
   std::size_t round = 0;
-  JSONValue last;
+  std::optional<JSONValue> last;
 };
 
 }  // namespace orvik

@@ -3,57 +3,36 @@
 #include <optional>
 #include <string>
 
-#include "core/platform/Clock.h"
-#include "core/platform/linux/CoreFrequencies.h"
-#include "core/platform/linux/GraphicsReader.h"
-#include "core/platform/linux/PackagePower.h"
-#include "core/platform/linux/PowerSupply.h"
-#include "core/platform/linux/ProcessorTemperature.h"
+#include "core/platform/linux/MonotonicTime.h"
 #include "core/platform/linux/ProcessorUse.h"
-#include "core/sampling/PowerGuard.h"
+#include "core/platform/linux/TextFile.h"
 #include "core/values/JSONValue.h"
 
 namespace orvik {
 
-/// The processor keys: use, temperatures, power, memory and frequencies, from proc and sys.
+/// The processor's use and the memory, from two tables of the kernel that it always answers at
+/// once. What has to ask a device is SensorReader's.
 class ProcessorReader {
  public:
   /// Reads under `root`, from the first call on.
-  explicit ProcessorReader(const std::string& root);
+  explicit ProcessorReader(const std::string& root, MonotonicTime now = monotonicNow);
 
-  /// The keys that this machine has. Use and power that the kernel only counts are means over the
-  /// time since the reading before, and absent from the first one. A reading less than half a
-  /// second after another gives the same again: too little is counted in it.
-  ///   "cpu_power_w"  all processor packages, graphics on them included
-  ///   "gpu_power_w"  graphics, wherever they are
-  ///   "power_w"      the packages, and graphics with a supply of their own
-  ///   "sys_power_w"  the whole machine: as the platform measures it, else what the batteries give
-  ///   "gpu_off"      the system has switched off all graphics processors
-  /// The single key "error" when there is nothing at all. What a container is limited to is not
-  /// considered: these are the machine's readings.
-  [[nodiscard]] JSONObject read(Instant now);
+  /// "cpu_pct" (since the reading before; absent from the first one), "ram_pct", "ram_used_gb",
+  /// "ram_total_gb", "swap_gb"; empty when there is nothing. A reading less than half a second
+  /// after another (0.4 s after the first) gives the same again: too little is counted in it. What
+  /// a container is limited to is not considered: these are the machine's readings.
+  [[nodiscard]] JSONObject read();
 
  private:
-  void lookForSensors(Instant now);
   void addUse(JSONObject& keys);
   void addMemory(JSONObject& keys);
-  void addFrequencies(JSONObject& keys);
-  void addPower(JSONObject& keys, const GraphicsReader::Reading& graphics, Instant now);
-  void addGuarded(JSONObject& keys, std::string_view key, std::string_view kind,
-                  std::optional<double> watts);
-  [[nodiscard]] std::optional<double> batteryWatts();
 
+  MonotonicTime now;
   TextFile statistics;
   TextFile memory;
   ProcessorUse use;
-  ProcessorTemperature temperature;
-  GraphicsReader graphicsReader;
-  PackagePower packagePower;
-  PowerSupplies supplies;
-  CoreFrequencies frequencies;
-  PowerGuard guard;
-  std::optional<Instant> scannedAt;
   std::optional<Instant> readAt;
+  bool hasCompared = false;
   JSONObject last;
 };
 

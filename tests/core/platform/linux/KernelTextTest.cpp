@@ -2,6 +2,7 @@
 
 #include "core/platform/linux/CoreTypes.h"
 #include "core/platform/linux/KernelText.h"
+#include "tests/support/FixtureTree.h"
 
 namespace orvik {
 namespace {
@@ -14,10 +15,6 @@ TEST(KernelText, TakesWhatIsOfTheDocumentedFormOnly) {
   for (const char* text : {"", "cpu", "cpu ", "cpu 1 2 3", "cpu 1 2 3\n4", "cpu 1 2 3 x",
                            "cpu 1 2 3 -4", "cpu 1 2 3 99999999999999999999", "cpu0 1 2 3 4"}) {
     EXPECT_FALSE(processorTimes(text)) << text;
-  }
-  EXPECT_EQ(bootEpoch("cpu 1\nbtime 1795265956\n"), 1795265956);
-  for (const char* text : {"btime 17952", "btime 18446744073709551615\n", "xbtime 1\n"}) {
-    EXPECT_FALSE(bootEpoch(text)) << text;
   }
   const std::string numbers = " S 1 1 1 0 -1 0 0 0 0 0 30 12 0 0 20 0 1 0 77";
   EXPECT_EQ(processTimes("1 (a) b (c)" + numbers), (ProcessTimes{"a) b (c", 42, 77}));
@@ -39,6 +36,13 @@ TEST(CoreTypes, ListsOfCPUs) {
   for (const char* text : {"", "-1", "x", "99999999999"}) {
     EXPECT_TRUE(parseCPUList(text).empty()) << text;
   }
+}
+
+TEST(CoreTypes, CoresOfNoListedKindAreSmallOnes) {
+  const test::FixtureTree tree{"desktop"};
+  tree.write("sys/devices/system/cpu/present", "0-9\n");
+  tree.write("sys/devices/system/cpu/online", "0-5\n");
+  EXPECT_EQ(readCoreTypes(tree.root()), (CoreTypes{{0, 1}, {2, 3, 4, 5}}));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <array>
@@ -22,47 +22,57 @@ void writeProcess(const FixtureTree& tree, int pid, const std::string& name, int
 
 TEST(ProcessReader, OrdersByUseSinceTheReadingBefore) {
   const FixtureTree tree{"laptop"};
-  ProcessReader reader(tree.root());
   Instant now(1h);
-  const std::string first =
-      R"([[1.0,"gnome-terminal-server"],[0.5,"update-everything-on-this-machine"],)"
-      R"([0.1,"systemd"],[0.0,"(sd-pam) :) x"]])";
-  EXPECT_EQ(reader.read(now).text(), first);
-  EXPECT_EQ(reader.read(now + 499ms).text(), first);
+  ProcessReader reader(tree.root(), [&] { return now; });
+  const auto readAfter = [&](Clock::Duration later) {
+    now += later;
+    return reader.read().value_or(JSONValue()).text();
+  };
+  const std::string resting =
+      R"([[0.0,"gnome-terminal-server"],[0.0,"update-everything-on-this-machine"],)"
+      R"([0.0,"systemd"],[0.0,"(sd-pam) :) x"]])";
+  EXPECT_EQ(readAfter(0s), "null");
+  EXPECT_EQ(readAfter(399ms), "null");
+  EXPECT_EQ(readAfter(1ms), resting);
+  writeProcess(tree, 810, "gnome-terminal-", 5000, 500000);
+  EXPECT_EQ(readAfter(10s), resting);
+  EXPECT_EQ(readAfter(499ms), resting);
+  now -= 499ms;
 
-  tree.write("proc/uptime", "10002.00 39000.00\n");
   writeProcess(tree, 810, "gnome-terminal-", 5100, 500000);
-  // A number that was given again, a newcomer, and one that has been hidden until now.
+  // A number that was given again, a newcomer, and one whose earlier work was not seen.
   writeProcess(tree, 820, "new", 20, 1000100);
   writeProcess(tree, 900, " two\nlines\x01 \xc3", 30, 1000000);
   writeProcess(tree, 905, "kworker/u8:2-events_unbound_of_ein\xc3\xa4\xc3\xb6", 1'000'000);
   tree.remove("proc/700");
   tree.write("proc/1/stat", "1 (systemd) S garbage");
-  now += 2s;
-  EXPECT_EQ(reader.read(now).text(),
-            R"([[100.0,"kworker/u8:2-events_unbound_of_ein"],[50.0,"gnome-terminal-server"],)"
-            R"([15.0,"two lines  )"
-            "\xef\xbf\xbd"
-            R"("],[10.0,"new"]])");
+  EXPECT_EQ(readAfter(2s), R"([[50.0,"gnome-terminal-server"],[15.0,"two lines  )"
+                           "\xef\xbf\xbd"
+                           R"("],[10.0,"new"]])");
+  writeProcess(tree, 905, "kworker/u8:2-events_unbound_of_ein\xc3\xa4\xc3\xb6", 1'000'200);
+  EXPECT_THAT(readAfter(2s),
+              testing::StartsWith(R"([[100.0,"kworker/u8:2-events_unbound_of_ein"],)"));
+  // The next one would be a mean over too long a time.
+  EXPECT_EQ(readAfter(10'001ms), "null");
   tree.remove("proc");
-  EXPECT_EQ(reader.read(now + 2s).text(), "[]");
+  EXPECT_EQ(readAfter(2s), "[]");
 }
 
 TEST(ProcessReader, ManyRestingProcessesAreLookedAtInTurns) {
   const FixtureTree tree{};
   constexpr int count = 600;
   constexpr int turns = 3;
-  tree.write("proc/uptime", "10000.00 0\n");
   for (int pid = 1; pid <= count; ++pid) {
     writeProcess(tree, pid, "p" + std::to_string(pid), count - pid);
   }
-  ProcessReader reader(tree.root());
   Instant now(1h);
+  Clock::Duration interval = 2s;
+  ProcessReader reader(tree.root(), [&] { return now; });
   const auto read = [&] {
-    now += 2s;
-    return reader.read(now);
+    now += interval;
+    return reader.read().value_or(JSONValue());
   };
-  EXPECT_EQ(read().get<JSONValue::Array>()->size(), 11U);
+  EXPECT_EQ(read().text(), "null");
   EXPECT_EQ(read().get<JSONValue::Array>()->size(), 11U);
   // The first is shown, so it is seen at once; the others when it is their turn.
   writeProcess(tree, 1, "p1", count + 100);
@@ -80,7 +90,21 @@ TEST(ProcessReader, ManyRestingProcessesAreLookedAtInTurns) {
     EXPECT_EQ(workersIn(seen == 1 ? next : read().text()), seen);
   }
   EXPECT_EQ(workersIn(read().text()), turns);
-  static_assert(count / 256 + 1 == turns);
+  static_assert((count + 255) / 256 == turns);
+
+  // What was looked at too long ago is measured anew, not shown with a mean over that time.
+  interval = 9s;
+  for (int round = 0; round < 2 * turns; ++round) {
+    (void)read();
+  }
+  for (int pid = 300; pid < 303; ++pid) {
+    writeProcess(tree, pid, "p" + std::to_string(pid), 100'000);
+  }
+  for (int round = 0; round < turns; ++round) {
+    EXPECT_THAT(read().text(), testing::StartsWith("[[0.0,"));
+  }
+  writeProcess(tree, 300, "p300", 100'900);
+  EXPECT_THAT(read().text(), testing::StartsWith("[[100.0,\"p300\"]"));
 }
 
 }  // namespace

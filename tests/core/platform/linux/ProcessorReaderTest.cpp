@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "core/platform/linux/ProcessorReader.h"
+#include "core/platform/linux/SensorReader.h"
 #include "tests/support/FixtureTree.h"
 
 namespace orvik {
@@ -39,7 +40,7 @@ const Machine machines[] = {
         {"sys/class/drm/card0/gt/gt0/rc6_residency_ms", "4003000\n"},
         {"sys/devices/system/cpu/cpu3/cpufreq/scaling_cur_freq", "<unknown>\n"},
         {"sys/class/hwmon/hwmon5/temp2_input", "150001\n"}},
-       R"({"cpu_pct":50.0,"cpu_power_w":15.0,"gpu_off":false,"gpu_pct":25.0,"gpu_power_w":0.5,)"
+       R"({"cpu_pct":50.0,"cpu_power_w":14.5,"gpu_off":false,"gpu_pct":25.0,"gpu_power_w":0.5,)"
        R"("pcpu_mhz":2200,"power_w":15.0,)" +
            laptopMemory + R"("sys_power_w":11.0,"temp_cpu":54.0})"},
       // On mains, nothing counted, and the energy set back to where it cannot have come from.
@@ -88,43 +89,90 @@ const Machine machines[] = {
       {{{"proc/stat", "cpu  200 0 100 800 0 0 0 0 0 0\n"}, {"proc/meminfo", ""}},
        R"({"cpu_pct":100.0})"}}}};
 
-TEST(ProcessorReader, GivesWhatEachMachineHas) {
+TEST(ProcessorAndSensors, GiveWhatEachMachineHas) {
   for (const Machine& machine : machines) {
     const FixtureTree tree{machine.tree};
-    ProcessorReader reader(tree.root());
     Instant now(1h);
+    ProcessorReader processor(tree.root(), [&] { return now; });
+    SensorReader sensors(tree.root(), [&] { return now; });
     for (const Step& step : machine.steps) {
       for (const auto& [file, content] : step.changes) {
         tree.write(file, content);
       }
-      EXPECT_EQ(JSONValue(reader.read(now)).text(), step.expected) << machine.tree;
+      JSONObject keys = processor.read();
+      keys.merge(sensors.read());
+      EXPECT_EQ(JSONValue(keys).text(), step.expected) << machine.tree;
       now += 4s;
     }
   }
 }
 
-TEST(ProcessorReader, NothingAtAllIsAnError) {
+TEST(ProcessorAndSensors, KeepReadingsOfCountersApart) {
   const FixtureTree tree{};
-  ProcessorReader reader(tree.root());
-  EXPECT_EQ(JSONValue(reader.read(Instant(1h))).text(), R"({"error":"macmon indisponible"})");
-  // An unreadable machine may become a readable one.
-  tree.write("proc/meminfo", "MemTotal: 1048576 kB\nMemAvailable: 1048576 kB\n");
-  EXPECT_TRUE(reader.read(Instant(1h) + 499ms).find("error"));
-  EXPECT_FALSE(reader.read(Instant(1h) + 500ms).find("error"));
+  Instant now(1h);
+  ProcessorReader processor(tree.root(), [&] { return now; });
+  Clock::Duration untilCounter = 0s;
+  bool isAtCounter = false;
+  SensorReader sensors(tree.root(),
+                       [&] { return std::exchange(isAtCounter, true) ? now + untilCounter : now; });
+  tree.write("sys/class/powercap/intel-rapl:0/name", "package-0\n");
+  const auto expected = [](const char* use, const char* watts) {
+    return std::string(R"({"cpu_pct":)") + use + R"(,"cpu_power_w":)" + watts + R"(,"power_w":)" +
+           watts + "}";
+  };
+  const struct {
+    Clock::Duration later;
+    Clock::Duration untilCounter;
+    const char* ticks;
+    const char* microjoules;
+    std::string expected;
+  } timeline[] = {
+      {0ms, 0ms, "0 0 0 0", "0", "{}"},
+      {399ms, 0ms, "20 0 0 20", "4000000", "{}"},
+      {1ms, 0ms, "20 0 0 20", "4000000", expected("50.0", "10.0")},
+      {499ms, 0ms, "90 0 0 20", "9000000", expected("50.0", "10.0")},
+      // A sensor before it took half a second: the energy is that of a whole one.
+      {1ms, 500ms, "60 0 0 80", "10000000", expected("40.0", "6.0")},
+  };
+  for (const auto& step : timeline) {
+    now += step.later;
+    untilCounter = step.untilCounter;
+    isAtCounter = false;
+    tree.write("proc/stat", std::string("cpu  ") + step.ticks + "\n");
+    tree.write("sys/class/powercap/intel-rapl:0/energy_uj", step.microjoules);
+    JSONObject keys = processor.read();
+    keys.merge(sensors.read());
+    EXPECT_EQ(JSONValue(keys).text(), step.expected);
+  }
 }
 
-TEST(ProcessorReader, ChipsWithGraphicsTellTheirPowerUntilTheyGlitchOrLeave) {
+TEST(SensorReader, BoardsNameTheirZonesFreely) {
+  const FixtureTree tree{};
+  const std::pair<const char*, const char*> zones[] = {
+      {"GPU-therm", "40000"}, {"gpuss-1-thermal", "50000"}, {"imx_thermal_zone", "60000"},
+      {"gpu", "1000"},        {"wifi-thermal", "1000"},
+  };
+  for (std::size_t number = 0; const auto& [type, temperature] : zones) {
+    const std::string folder = "sys/class/thermal/thermal_zone" + std::to_string(number++) + "/";
+    tree.write(folder + "type", type);
+    tree.write(folder + "temp", temperature);
+  }
+  EXPECT_EQ(JSONValue(SensorReader(tree.root()).read()).text(),
+            R"({"gpu_off":false,"temp_cpu":60.0,"temp_gpu":45.0})");
+}
+
+TEST(SensorReader, ChipsWithGraphicsTellTheirPowerUntilTheyGlitchOrLeave) {
   const FixtureTree tree{};
   const std::string folder = "sys/class/hwmon/hwmon4/";
   tree.write(folder + "name", "amdgpu\n");
   tree.write(folder + "in1_label", "vddnb\n");
   tree.write(folder + "power1_input", "12000000\n");
   tree.write(folder + "temp1_input", "45000\n");
-  ProcessorReader reader(tree.root());
   Instant now(1h);
+  SensorReader reader(tree.root(), [&] { return now; });
   const auto read = [&](Clock::Duration later) {
     now += later;
-    return JSONValue(reader.read(now)).text();
+    return JSONValue(reader.read()).text();
   };
   const std::string calm = R"({"gpu_off":false,"power_w":12.0,"temp_gpu":45.0})";
   for (int count = 0; count < 6; ++count) {
