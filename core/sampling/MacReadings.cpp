@@ -36,8 +36,7 @@ std::int64_t MacReadings::readBootEpoch() { return system->bootEpoch(); }
 asio::awaitable<JSONObject> MacReadings::processor() {
   JSONObject fields = measured(co_await macmon->latest());
   if (fields.empty()) {
-    // The phone's word for it, in the language that phones expect.
-    fields.set("error", "macmon indisponible");
+    fields.set("error", noProcessorReadings);
   }
   co_return fields;
 }

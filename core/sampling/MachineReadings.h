@@ -13,6 +13,10 @@ namespace orvik {
 
 namespace asio = boost::asio;
 
+/// The value of "error" when the processor tells nothing: the phone's word for it, in the language
+/// that phones expect.
+inline constexpr const char* noProcessorReadings = "macmon indisponible";
+
 /// Where a machine's readings come from, one group of sample keys at a time. How often each group
 /// is read and how they make a sample is for SystemSampleSource to say.
 ///
@@ -25,7 +29,8 @@ class MachineReadings {
 
   /// Load averages over 1, 5 and 15 minutes. Does not wait.
   [[nodiscard]] virtual std::array<double, 3> loadAverages() = 0;
-  /// When the machine was started, whole seconds since 1970; 0 when unknown. Does not wait.
+  /// When the machine was started, whole seconds since 1970; 0 when unknown. Moves with the clock
+  /// that was set. Does not wait.
   [[nodiscard]] virtual std::int64_t readBootEpoch() = 0;
 
   /// The processor keys of the running measurement: use, temperatures, power, memory, frequencies.

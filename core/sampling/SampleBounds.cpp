@@ -14,7 +14,8 @@ std::string shortened(const std::string& text) {
   if (text.size() <= longestText) {
     return text;
   }
-  std::string_view cut(text.data(), longestText);
+  const std::string repaired = repairedUTF8(std::string_view(text).substr(0, longestText + 3));
+  std::string_view cut = std::string_view(repaired).substr(0, longestText);
   // A code point has at most four bytes, so that little more is lost.
   while (!cut.empty() && !isValidUTF8(cut)) {
     cut.remove_suffix(1);

@@ -52,6 +52,15 @@ JSONValue roundedLoad(const std::array<double, 3>& averages) {
   return rounded;
 }
 
+/// The hours since a moment, or the integer 0 when it is not known.
+JSONValue uptimeHours(std::int64_t bootEpoch, Clock::UnixTime now) {
+  constexpr double secondsPerHour = 3600;
+  if (bootEpoch <= 0) {
+    return 0;
+  }
+  return pyRound((secondsSince1970(now) - static_cast<double>(bootEpoch)) / secondsPerHour, 1);
+}
+
 bool runsOnBatteryOfUnknownTime(const JSONObject& fields) {
   const JSONValue* onMains = fields.find("on_ac");
   const JSONValue* minutes = fields.find("battery_min");
@@ -67,7 +76,6 @@ SystemSampleSource::SystemSampleSource(const asio::any_io_executor& executor,
     : strand(asio::make_strand(executor)),
       clock(std::move(clock)),
       readings(std::move(readings)),
-      bootEpoch(this->readings->readBootEpoch()),
       processor(strand),
       freshProcessor(strand),
       battery(strand),
@@ -117,7 +125,7 @@ asio::awaitable<JSONObject> SystemSampleSource::sampleFields() {
   const std::array<double, 3> averages = readings->loadAverages();
   fields.set("load", roundedLoad(averages));
   fields.set("load_now", loadNow.update(averages.front(), secondsSince1970(now)));
-  fields.set("uptime_h", uptime(now));
+  fields.set("uptime_h", uptimeHours(readings->readBootEpoch(), now));
 
   fields.merge(withinBounds(co_await battery.take(readings->battery())));
   JSONValue busiest = co_await processes.take(readings->processes());
@@ -192,14 +200,6 @@ asio::awaitable<void> SystemSampleSource::currentConnections(
     connections.cached = withinBounds(co_await readings->connections(std::move(timeMachineDisk)));
     connections.cadence.refreshed(began, clock->now());
   }
-}
-
-JSONValue SystemSampleSource::uptime(Clock::UnixTime now) const {
-  if (bootEpoch <= 0) {
-    return 0;
-  }
-  constexpr double secondsPerHour = 3600;
-  return pyRound((secondsSince1970(now) - static_cast<double>(bootEpoch)) / secondsPerHour, 1);
 }
 
 }  // namespace orvik

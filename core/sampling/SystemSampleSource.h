@@ -50,13 +50,10 @@ class SystemSampleSource final : public SampleSource,
   asio::awaitable<void> refreshSlowGroup();
   asio::awaitable<JSONObject> batteryHealth();
   asio::awaitable<void> currentConnections(std::optional<std::string> timeMachineDisk);
-  [[nodiscard]] JSONValue uptime(Clock::UnixTime now) const;
 
   const asio::strand<asio::any_io_executor> strand;
   const std::shared_ptr<Clock> clock;
   const std::shared_ptr<MachineReadings> readings;
-  /// When the machine was started, seconds since 1970; 0 when unknown.
-  const std::int64_t bootEpoch;
   LoadNow loadNow;
   Turn processor;
   Turn freshProcessor;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <string>
 
@@ -12,8 +11,9 @@ namespace orvik {
 /// A Linux machine's readings: from proc and sys, from BlueZ and NetworkManager over the system
 /// bus, and from the mounted file systems. No process is started.
 ///
-/// Any of them may block, so each group of readings has a thread of its own and a time limit:
-/// a broken sensor costs its own keys and nothing else.
+/// Any of them may block, so each group of readings has a thread of its own and a time limit: a
+/// broken sensor costs the sensors, a share whose server is gone the volumes, and nothing else. An
+/// answer that comes too late is given the next time.
 class LinuxReadings final : public MachineReadings {
  public:
   /// Reads under `root`. `home` is the folder whose file system counts as the machine's disk.
@@ -37,13 +37,9 @@ class LinuxReadings final : public MachineReadings {
   asio::awaitable<JSONObject> macInfo() override;
 
  private:
-  /// The readers of one group, and the thread that they run on. Whatever runs keeps its reader.
-  template <typename Reader>
-  struct Group;
   struct Groups;
 
   const std::shared_ptr<Clock> clock;
-  const std::string root;
   const std::unique_ptr<Groups> groups;
 };
 

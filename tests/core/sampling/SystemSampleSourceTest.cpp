@@ -19,8 +19,6 @@ namespace orvik {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::ElementsAre;
-using testing::UnorderedElementsAre;
 
 using test::PaperSystem;
 using test::PrintingTool;
@@ -275,11 +273,13 @@ TEST_F(PaperMac, WhatACancelledSampleHasNotReadTheNextOneReads) {
     const char* tool;
     const char* command;
     const char* key;
-  } cases[] = {{"/usr/bin/pmset", "pmset", "battery_pct"},
-               {"/usr/bin/defaults", "defaults", "tm_last_backup"},
-               {"/usr/bin/tmutil", "tmutil status", "tm_running"},
-               {"/bin/ps", "ps", "Compiler"},
-               {"/sbin/route", "route", "192.0.2.1"}};
+  } cases[] = {{"/usr/bin/pmset", "5 s: /usr/bin/pmset -g batt", "battery_pct"},
+               {"/usr/bin/defaults",
+                "5 s: /usr/bin/defaults export /Library/Preferences/com.apple.TimeMachine -",
+                "tm_last_backup"},
+               {"/usr/bin/tmutil", "5 s: /usr/bin/tmutil status", "tm_running"},
+               {"/bin/ps", "5 s: /bin/ps -Aceo pcpu,comm -r", "Compiler"},
+               {"/sbin/route", "4 s: /sbin/route -n get default", "192.0.2.1"}};
   enum class When { before, during, justAfter };
   for (const auto& [path, command, key] : cases) {
     for (const When when : {When::before, When::during, When::justAfter}) {
