@@ -68,12 +68,19 @@ char* copyRepairedCodePoint(std::string_view text, std::size_t& position, char* 
 }
 
 std::string repairedUTF8(std::string_view text) {
-  std::string out(3 * text.size(), '\0');
+  // Measured first, since the output of a tool may be large: room for the worst case would be three
+  // times as much as it is.
+  std::size_t size = 0;
+  for (std::size_t position = 0; position < text.size();) {
+    const std::size_t start = position;
+    const bool isWellFormed = nextCodePoint(text, position) >= 0;
+    size += isWellFormed ? position - start : replacementCharacter.size();
+  }
+  std::string out(size, '\0');
   char* to = out.data();
   for (std::size_t position = 0; position < text.size();) {
     to = copyRepairedCodePoint(text, position, to);
   }
-  out.resize(static_cast<std::size_t>(to - out.data()));
   return out;
 }
 

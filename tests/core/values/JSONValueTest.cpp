@@ -44,6 +44,11 @@ TEST(JSONValue, WritesCompactSortedText) {
     EXPECT_EQ(value.text(), text);
     EXPECT_TRUE(isValidUTF8(value.text()));
   }
+  // One bad byte does not make room for as many as there are bytes.
+  const std::string plain(100'000, 'a');
+  const std::string repaired = repairedUTF8(plain + "\xFF");
+  EXPECT_EQ(repaired, plain + "\uFFFD");
+  EXPECT_LT(repaired.capacity(), 2 * plain.size());
 }
 
 TEST(JSONValue, WritesTheShortestDoubleText) {
