@@ -96,6 +96,9 @@ class Builder {
   /// Puts a value where the document is now, and says where it stands. The place stays valid
   /// while it is open: its parent gets no other element before it closes.
   UntypedValue* add(UntypedValue value) {
+    if (++count > maximumValues) {
+      throw JSONError("too many values");
+    }
     UntypedValue& parent = *open.back();
     if (auto* list = std::get_if<UntypedValue::List>(&parent.value)) {
       return &list->emplace_back(std::move(value));
@@ -115,6 +118,7 @@ class Builder {
   std::vector<UntypedValue*> open;
   std::vector<std::string> keys;
   std::string partial;
+  std::size_t count = 0;
 };
 
 }  // namespace

@@ -8,6 +8,14 @@
 namespace orvik {
 namespace {
 
+std::string repeated(std::string_view part, std::size_t times) {
+  std::string text;
+  for (std::size_t i = 0; i < times; ++i) {
+    text += part;
+  }
+  return text;
+}
+
 std::string rewritten(std::string_view json) { return JSONValue::any(readJSON(json)).text(); }
 
 TEST(JSONReader, KeepsIntegersDoublesAndBooleansApart) {
@@ -34,11 +42,13 @@ TEST(JSONReader, RefusesWhatIsNotJSON) {
   for (const std::string& text :
        {std::string(), std::string("{"), std::string("[1,]"), std::string("{} x"),
         std::string("'a'"), std::string("nan"), std::string("\"\xFF\""), std::string("[01]"),
-        std::string("\"\x01\""), deep, std::string(1'000'000, '[')}) {
+        std::string("\"\x01\""), deep, std::string(1'000'000, '['),
+        "[" + repeated("0,", maximumValues - 1) + "0]"}) {
     EXPECT_THROW((void)readJSON(text), JSONError) << text.substr(0, 20);
   }
   const std::string allowed = std::string(maximumNesting, '[') + std::string(maximumNesting, ']');
   EXPECT_EQ(rewritten(allowed), allowed);
+  EXPECT_NO_THROW((void)readJSON("[" + repeated("0,", maximumValues - 2) + "0]"));
 }
 
 constexpr std::string_view plistHead =
