@@ -3,6 +3,7 @@
 #include "core/values/JSONReader.h"
 #include "core/values/JSONValue.h"
 #include "core/values/PropertyList.h"
+#include "core/values/PropertyListMeasure.h"
 #include "tests/support/Corpus.h"
 
 namespace orvik {
@@ -66,17 +67,20 @@ TEST(PropertyList, ReadsXML) {
   EXPECT_EQ(*value.find("d"), UntypedValue::Date{1'704'067'200});
 }
 
-/// A binary list of 8-bit references: the objects, an offset table, the trailer.
-std::string binaryList(const std::vector<std::string>& objects) {
+std::string twoBytes(std::size_t number) {
+  return {static_cast<char>(number >> 8U), static_cast<char>(number)};
+}
+
+/// A binary list: the objects, an offset table, the trailer.
+std::string binaryList(const std::vector<std::string>& objects, char referenceSize = 1) {
   std::string bytes = "bplist00";
   std::string offsets;
   for (const auto& object : objects) {
-    offsets += static_cast<char>(bytes.size() >> 8U);
-    offsets += static_cast<char>(bytes.size());
+    offsets += twoBytes(bytes.size());
     bytes += object;
   }
   const std::size_t table = bytes.size();
-  bytes += offsets + std::string(6, '\0') + "\x02" + "\x01";
+  bytes += offsets + std::string(6, '\0') + "\x02" + referenceSize;
   for (const std::size_t number : {objects.size(), std::size_t{0}, table}) {
     for (int shift = 56; shift >= 0; shift -= 8) {
       bytes += static_cast<char>(number >> static_cast<unsigned>(shift));
@@ -102,24 +106,53 @@ TEST(PropertyList, RefusesDamageDepthAndBombs) {
   // What a scanner may take for the end of a list, and the parser does not.
   std::vector<std::string> refused;
   for (const char* level : {"<array>", "<array><!-- </array> -->", "<array><!--></array>-->",
-                            "<array><?a ></array><array><?b ?>", "<dict><key>k</key>"}) {
-    refused.emplace_back(plistHead);
-    for (int i = 0; i < 100'000; ++i) {
-      refused.back() += level;
-    }
+                            "<array><?a ></array><array><?b ?>", R"(<array><?a "?></array>"?>)",
+                            R"(<array "/>">)", R"(<array a="></array>">)", "<dict><key>k</key>"}) {
+    refused.push_back(std::string(plistHead) + repeated(level, 100'000));
   }
   refused.push_back("<!DOCTYPE plist [ > <!-- ]>" + refused.front());
+  // What takes the parser the square of its size.
+  std::string keys;
+  std::string longKeys;
+  for (int i = 0; i < 10'000; ++i) {
+    const std::string key = std::to_string(i) + "</key><true/>";
+    keys += "<key>" + key;
+    longKeys += i % 2 == 0 ? "<key>" + std::string(500, 'a') + key : "";
+  }
+  for (const std::string& content :
+       {"<array>" + repeated("<true/>", maximumValues) + "</array>", "<dict>" + keys + "</dict>",
+        "<dict>" + longKeys + "</dict>", "<string>" + repeated("&lt;", 30'000) + "</string>"}) {
+    refused.push_back(std::string(plistHead) + content + "</plist>");
+  }
   // Each list holds the next one fifteen times: 15^30 values from 500 bytes.
   std::vector<std::string> bomb;
   for (char i = 1; i <= 30; ++i) {
     bomb.push_back("\xAE" + std::string(14, i));
   }
   bomb.push_back("\x09");
+  // A text of 60 000 bytes, or what may become as many, over and over.
+  for (const std::string& text : {"\x4F\x11" + twoBytes(60'000) + std::string(60'000, 'a'),
+                                  "\x5F\x11" + twoBytes(60'000) + std::string(60'000, 'a'),
+                                  "\x6F\x11" + twoBytes(15'000) + std::string(30'000, 'a')}) {
+    const auto list = [&text](std::size_t times) {
+      return binaryList({"\xAF\x11" + twoBytes(times) + std::string(times, 1), text});
+    };
+    constexpr std::size_t most = maximumUnfoldedBytes / 60'000;
+    EXPECT_NO_THROW((void)readPropertyList(list(most)));
+    refused.push_back(list(most + 1));
+  }
+  // Two lists of 400 levels each, of which the second ends in the first.
+  std::vector<std::string> tower{"\xA2" + twoBytes(401) + twoBytes(801), "\x09"};
+  for (std::size_t i = 1; i <= 800; ++i) {
+    tower.push_back("\xA1" + twoBytes(i));
+  }
+  refused.push_back(binaryList(tower, 2));
   const std::string whole = binaryList({"\xA1\x01"s, "\x09"s});
   // A list of ten whose length has a form that means another length to the parser.
   const std::string oddLength = "\xAF\x14" + std::string(15, '\0') + "\x0A" + std::string(10, 1);
   refused.insert(refused.end(),
-                 {binaryList(bomb), binaryList({oddLength, "\x09"s}), binaryList({"\xA1\x00"s}),
+                 {binaryList(bomb), binaryList({oddLength, "\x09"s}),
+                  binaryList({"\xD1\x01\x02"s, "\x61\0\0"s, "\x09"s}), binaryList({"\xA1\x00"s}),
                   "bplist00"s, whole.substr(0, 20), ""s, "{}"s, "<plist>"s, "plain text"s,
                   std::string(plistHead) + "<dict><key>a"});
   for (const std::string& bytes : refused) {
