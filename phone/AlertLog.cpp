@@ -89,7 +89,7 @@ std::optional<std::string> alertText(const UntypedValue& content) {
 }
 
 std::string AlertLog::Entry::text(std::optional<std::int64_t> nowEpoch) const {
-  constexpr std::int64_t halfADay = 12 * 3600;
+  constexpr std::int64_t halfADay = 43'200;
   const bool isOld = epoch && nowEpoch && *nowEpoch - *epoch >= halfADay;
   const std::time_t time = epoch.value_or(0);
   std::tm local{};

@@ -43,6 +43,7 @@ void ViewPage::group(std::string_view label, const std::vector<std::string>& ite
 
 void ViewPage::rows(std::string_view label, const std::vector<std::string>& items) {
   std::vector<std::pair<std::string, bool>> untroubled;
+  untroubled.reserve(items.size());
   for (const std::string& item : items) {
     untroubled.emplace_back(item, false);
   }
