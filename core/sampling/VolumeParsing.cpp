@@ -33,7 +33,7 @@ std::optional<std::string> containerOf(const UntypedValue& entry) {
   return device->substr(0, end);
 }
 
-/// Whether the volume has a name that installers give to the parts of a system which nobody opens.
+/// Whether the volume has a name that installers give to pieces of a system which nobody opens.
 bool isNamedAsPart(std::string_view name) {
   constexpr std::array<std::string_view, 3> names = {"Data", "Update", "VM"};
   return name.ends_with(" - Data") || std::ranges::find(names, name) != names.end();

@@ -10,7 +10,7 @@ namespace orvik {
 struct Mount {
   /// The device number: the same for every mount of one file system.
   std::string device;
-  /// The part of the file system that is mounted: "/" for the whole.
+  /// What of the file system is mounted: "/" for the whole.
   std::string root;
   std::string mountPoint;
   /// "ext4", "nfs4", "fuse.sshfs".

@@ -5,7 +5,7 @@
 
 namespace orvik {
 
-/// The parts of a text between single separators, empty parts included; views of the text.
+/// What stands between single separators, empty pieces included; views of the text.
 [[nodiscard]] std::vector<std::string_view> splitAt(std::string_view text, char separator);
 
 /// The fields of a line, however many blanks stand between them; views of the line.
