@@ -9,9 +9,18 @@ pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 if(NOT APPLE)
   # Speaks D-Bus, over which the system's services are asked.
   pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
+  # The desktop's store of secrets.
+  pkg_check_modules(LIBSECRET REQUIRED IMPORTED_TARGET libsecret-1)
 endif()
 
 if(NOT ORVIK_CORE_ONLY)
   find_package(CLI11 REQUIRED)
   pkg_check_modules(QRENCODE REQUIRED IMPORTED_TARGET libqrencode)
+endif()
+
+if(ORVIK_APP AND NOT ORVIK_CORE_ONLY)
+  find_package(Qt6 6.4 REQUIRED COMPONENTS LinguistTools Network Svg Widgets)
+  if(NOT APPLE)
+    find_package(Qt6 6.4 REQUIRED COMPONENTS DBus)
+  endif()
 endif()
