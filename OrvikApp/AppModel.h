@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QObject>
-
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -89,14 +88,14 @@ class AppModel final : public QObject {
   /// Each member is changed through `publish`, which tells those who show it.
   struct Published {
     RelayState state = relayState::Stopped{};
-    std::optional<Clock::UnixTime> pausedUntil;
+    std::optional<Clock::UnixTime> pausedUntil = {};
     Pairing pairing;
     bool launchAtLogin = false;
   };
 
+  [[nodiscard]] Pairing pairingAtStart();
   template <typename Value>
   void publish(Value Published::*member, Value value, void (AppModel::*changed)());
-  [[nodiscard]] std::shared_ptr<RelayLink> takeClient();
   void disconnect(const PowerEvents::SleepHold& hold);
   void linkReported(std::uint64_t link, const RelayState& state);
   void registerLoginItem(bool on);

@@ -1,0 +1,154 @@
+#include "OrvikApp/AppModel.h"
+
+#include <QPointer>
+#include <chrono>
+#include <utility>
+
+#include "core/pairing/PairingStore.h"
+
+namespace orvik {
+
+namespace {
+
+constexpr std::chrono::hours pauseLength{1};
+
+QPointer<AppModel>& currentModel() {
+  static QPointer<AppModel> model;
+  return model;
+}
+
+}  // namespace
+
+AppModel* AppModel::current() { return currentModel(); }
+
+AppModel::AppModel(Surroundings given)
+    : surroundings(std::move(given)),
+      name(surroundings.hostName.value_or("Mac")),
+      published{.pairing = pairingAtStart()} {
+  if (firstLaunch) {
+    registerLoginItem(true);
+  }
+  published.launchAtLogin = isRegistered();
+  observeSleep();
+  connect();
+  currentModel() = this;
+}
+
+Pairing AppModel::pairingAtStart() {
+  if (auto stored = PairingStore::load(*surroundings.secretStore)) {
+    return *std::move(stored);
+  }
+  firstLaunch = true;
+  return PairingStore::loadOrCreate(*surroundings.secretStore);
+}
+
+template <typename Value>
+void AppModel::publish(Value Published::*member, Value value, void (AppModel::*changed)()) {
+  if (published.*member != value) {
+    published.*member = std::move(value);
+    Q_EMIT(this->*changed)();
+  }
+}
+
+void AppModel::connect() {
+  if (client || isPaused()) {
+    return;
+  }
+  client = surroundings.makeRelayLink(
+      pairing(), [model = QPointer(this), link = ++linkCount](const RelayState& state) {
+        if (model) {
+          model->linkReported(link, state);
+        }
+      });
+  client->start();
+}
+
+void AppModel::linkReported(std::uint64_t link, const RelayState& state) {
+  // What a link says after its end must not hide the state of the link that took its place, nor
+  // look like a connection where there is none.
+  const bool isNewest = link == linkCount;
+  if (isNewest && (client || std::holds_alternative<relayState::Stopped>(state))) {
+    publish(&Published::state, state, &AppModel::stateChanged);
+  }
+}
+
+void AppModel::disconnect() { disconnect(nullptr); }
+
+void AppModel::disconnect(const PowerEvents::SleepHold& hold) {
+  if (const auto link = std::exchange(client, nullptr)) {
+    // The machine sleeps no earlier than the relay knows.
+    link->stop([hold] {});
+    publish(&Published::state, RelayState(relayState::Stopped{}), &AppModel::stateChanged);
+  }
+}
+
+void AppModel::pauseOneHour() {
+  disconnect();
+  publish(&Published::pausedUntil, std::optional(surroundings.clock->now() + pauseLength),
+          &AppModel::pausedUntilChanged);
+  // A task from an earlier pause is let go of, not cancelled: its hour runs out at its own time.
+  resumeTask = surroundings.clock->after(pauseLength, [model = QPointer(this)] {
+    if (model) {
+      model->resume();
+    }
+  });
+}
+
+void AppModel::resume() {
+  if (const auto task = std::exchange(resumeTask, nullptr)) {
+    task->cancel();
+  }
+  publish(&Published::pausedUntil, std::optional<Clock::UnixTime>(), &AppModel::pausedUntilChanged);
+  connect();
+}
+
+void AppModel::disconnectAllPhones() {
+  disconnect();
+  publish(&Published::pairing, Pairing::generate(), &AppModel::pairingChanged);
+  // A pairing that cannot be stored still does for this run.
+  PairingStore::save(*surroundings.secretStore, pairing());
+  connect();
+}
+
+bool AppModel::sayGoodbye(std::function<void()> then) {
+  const auto link = std::exchange(client, nullptr);
+  if (!link) {
+    return false;
+  }
+  link->stop(std::move(then));
+  return true;
+}
+
+void AppModel::setLaunchAtLogin(bool on) {
+  publish(&Published::launchAtLogin, on, &AppModel::launchAtLoginChanged);
+  registerLoginItem(on);
+  publish(&Published::launchAtLogin, isRegistered(), &AppModel::launchAtLoginChanged);
+}
+
+bool AppModel::isRegistered() const {
+  const LoginItem::Status status = surroundings.loginItem->status();
+  return status == LoginItem::Status::enabled || status == LoginItem::Status::requiresApproval;
+}
+
+void AppModel::registerLoginItem(bool on) {
+  if (on != isRegistered()) {
+    // What the system refuses shows in the switch.
+    surroundings.loginItem->setRegistered(on);
+  }
+}
+
+void AppModel::observeSleep() {
+  observers.push_back(surroundings.powerEvents->onWillSleep(
+      [model = QPointer(this)](const PowerEvents::SleepHold& hold) {
+        if (model) {
+          model->disconnect(hold);
+        }
+      }));
+  observers.push_back(surroundings.powerEvents->onDidWake([model = QPointer(this)] {
+    if (model) {
+      model->connect();
+    }
+  }));
+}
+
+}  // namespace orvik

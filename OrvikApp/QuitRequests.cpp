@@ -1,0 +1,85 @@
+#include "OrvikApp/QuitRequests.h"
+
+#include <QEvent>
+#include <QEventLoop>
+#include <QGuiApplication>
+#include <QPointer>
+#include <QSessionManager>
+#include <utility>
+
+#include "OrvikApp/AppModel.h"
+#include "OrvikApp/QuitDelegate.h"
+
+namespace orvik {
+
+QuitRequests::QuitRequests(std::function<void()> terminate, Times times)
+    : terminate(std::move(terminate)), times(times) {
+  qGuiApp->installEventFilter(this);
+  connect(
+      qGuiApp, &QGuiApplication::commitDataRequest, this,
+      [this](QSessionManager& session) {
+        // The login item starts the application again, not the restored session.
+        session.setRestartHint(QSessionManager::RestartNever);
+        prepareForSessionEnd();
+      },
+      Qt::DirectConnection);
+  sessionGoesOn.setSingleShot(true);
+  connect(&sessionGoesOn, &QTimer::timeout, this, &QuitRequests::goOn);
+}
+
+void QuitRequests::requestQuit() {
+  isQuitting = true;
+  if (!sayGoodbye()) {
+    terminate();
+  }
+}
+
+void QuitRequests::prepareForSessionEnd() {
+  if (sayGoodbye()) {
+    QEventLoop loop;
+    connect(this, &QuitRequests::goodbyeEnded, &loop, &QEventLoop::quit);
+    QTimer::singleShot(times.sessionHold, &loop, &QEventLoop::quit);
+    loop.exec(QEventLoop::ExcludeUserInputEvents);
+  }
+  sessionGoesOn.start(times.sessionGoesOn);
+}
+
+bool QuitRequests::eventFilter(QObject* watched, QEvent* event) {
+  if (watched != qGuiApp || event->type() != QEvent::Quit) {
+    return false;
+  }
+  requestQuit();
+  // Refused as long as the relay does not know: the application ends by itself soon after.
+  event->setAccepted(!isSayingGoodbye);
+  return true;
+}
+
+bool QuitRequests::sayGoodbye() {
+  if (!isSayingGoodbye) {
+    isSayingGoodbye = true;
+    const TerminateReply reply = QuitDelegate::applicationShouldTerminate([self = QPointer(this)] {
+      if (self) {
+        self->endGoodbye();
+      }
+    });
+    isSayingGoodbye = isSayingGoodbye && reply == TerminateReply::later;
+  }
+  return isSayingGoodbye;
+}
+
+void QuitRequests::endGoodbye() {
+  isSayingGoodbye = false;
+  Q_EMIT goodbyeEnded();
+  if (isQuitting) {
+    terminate();
+  }
+}
+
+void QuitRequests::goOn() const {
+  AppModel* const model = AppModel::current();
+  if (!isQuitting && model != nullptr) {
+    model->connect();
+  }
+}
+
+}  // namespace orvik

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <QObject>
+#include <QTimer>
+#include <chrono>
+#include <functional>
+
+namespace orvik {
+
+/// Takes every request to end the application, asks the quit delegate, and ends the event loop when
+/// it allows. While a goodbye is under way, further requests neither start another one nor cut it
+/// short. Main thread only; made after the QGuiApplication, whose quit events and end of session it
+/// takes over.
+class QuitRequests final : public QObject {
+  Q_OBJECT
+
+ public:
+  struct Times {
+    /// How long the end of a session is held up. A goodbye takes at most 2 s.
+    std::chrono::milliseconds sessionHold{3000};
+    /// A session that is still there so long after its end was announced goes on: somebody has
+    /// called the end off, or the session was only saved.
+    std::chrono::milliseconds sessionGoesOn{30'000};
+  };
+
+  /// `terminate` ends the application's event loop.
+  explicit QuitRequests(std::function<void()> terminate) : QuitRequests(std::move(terminate), {}) {}
+  QuitRequests(std::function<void()> terminate, Times times);
+
+  /// What "Quit", a quit event of the system and a termination signal do: returns at once, the
+  /// application ends when the relay knows.
+  void requestQuit();
+
+  /// What the end of a session does: returns when the relay knows, or after `sessionHold`. When
+  /// the session goes on after all, the application does so too.
+  void prepareForSessionEnd();
+
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ Q_SIGNALS:
+  void goodbyeEnded();
+
+ private:
+  /// Whether a goodbye is under way now.
+  bool sayGoodbye();
+  void endGoodbye();
+  void goOn() const;
+
+  const std::function<void()> terminate;
+  const Times times;
+  bool isQuitting = false;
+  bool isSayingGoodbye = false;
+  QTimer sessionGoesOn;
+};
+
+}  // namespace orvik

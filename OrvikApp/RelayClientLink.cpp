@@ -1,0 +1,74 @@
+#include "OrvikApp/RelayClientLink.h"
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/post.hpp>
+
+#include <utility>
+
+#include "OrvikApp/MainThread.h"
+#include "core/platform/ThisMachine.h"
+#include "core/relay/BeastWebSocket.h"
+#include "core/sampling/SystemSampleSource.h"
+
+namespace orvik {
+
+RelayLinkFactory RelayClientLink::ofThisMachine(const asio::any_io_executor& executor,
+                                                const std::shared_ptr<Clock>& clock,
+                                                const RelayEndpoint& endpoint) {
+  const auto session = std::make_shared<BeastWebSocketSession>(clock, endpoint.trust);
+  // One for all links: the end of a store waits until everything is saved, and a slow disk must not
+  // hold up the next link.
+  const auto alertState =
+      AlertStateStore::inBackground(AlertStateStore::userDefaults(std::nullopt, "alertEngine"));
+  return [=, url = endpoint.url](const Pairing& pairing,
+                                 std::function<void(const RelayState&)> onState) {
+    ClientFactory makeClient = [=](RelayClient::StateCallback report) {
+      return std::make_shared<RelayClient>(
+          pairing, url,
+          std::make_shared<SystemSampleSource>(executor, clock, readingsOfThisMachine(clock)),
+          alertState, std::move(report), RelayClient::Surroundings{executor, clock, session});
+    };
+    return std::make_shared<RelayClientLink>(executor, std::move(makeClient), std::move(onState));
+  };
+}
+
+RelayClientLink::RelayClientLink(asio::any_io_executor executor, ClientFactory makeClient,
+                                 std::function<void(const RelayState&)> onState)
+    : executor(std::move(executor)),
+      makeClient(std::move(makeClient)),
+      onState(std::move(onState)) {}
+
+RelayClientLink::~RelayClientLink() {
+  // A client ends on its own thread, not on the one that let go of the link.
+  if (client) {
+    asio::post(executor, [released = std::move(client)] {});
+  }
+}
+
+void RelayClientLink::start() {
+  asio::post(executor, [self = shared_from_this()] {
+    if (!self->client) {
+      self->client = self->makeClient([report = self->onState](const RelayState& state) {
+        onMainThread([report, state] { report(state); });
+      });
+    }
+    self->client->start();
+  });
+}
+
+void RelayClientLink::stop(std::function<void()> stopped) {
+  asio::post(executor, [self = shared_from_this(), stopped = std::move(stopped)]() mutable {
+    asio::co_spawn(self->executor, self->stopClient(),
+                   [self, stopped = std::move(stopped)](const std::exception_ptr&) mutable {
+                     onMainThread(std::move(stopped));
+                   });
+  });
+}
+
+asio::awaitable<void> RelayClientLink::stopClient() {
+  if (const auto stopping = std::exchange(client, nullptr)) {
+    co_await stopping->stop();
+  }
+}
+
+}  // namespace orvik

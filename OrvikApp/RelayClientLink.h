@@ -1,0 +1,47 @@
+#pragma once
+
+#include <boost/asio/any_io_executor.hpp>
+
+#include "OrvikApp/RelayEndpoint.h"
+#include "OrvikApp/RelayLink.h"
+#include "core/relay/RelayClient.h"
+
+namespace orvik {
+
+/// The link over the core's client of the relay, which lives on the core's thread alone: the main
+/// thread neither waits for it nor for the files that it reads when it is made.
+class RelayClientLink final : public RelayLink,
+                              public std::enable_shared_from_this<RelayClientLink> {
+ public:
+  /// Makes a client that has not been started. Called on the core's thread.
+  using ClientFactory =
+      std::function<std::shared_ptr<RelayClient>(RelayClient::StateCallback onState)>;
+
+  /// Links that send the state of this machine to a relay. `executor` is the core thread's and must
+  /// outlive the links. Throws std::runtime_error when the endpoint's certificates cannot be read.
+  [[nodiscard]] static RelayLinkFactory ofThisMachine(const asio::any_io_executor& executor,
+                                                      const std::shared_ptr<Clock>& clock,
+                                                      const RelayEndpoint& endpoint);
+
+  /// `onState` is called on the main thread. Owned by a std::shared_ptr: what is under way keeps it
+  /// alive.
+  RelayClientLink(asio::any_io_executor executor, ClientFactory makeClient,
+                  std::function<void(const RelayState&)> onState);
+  RelayClientLink(const RelayClientLink&) = delete;
+  RelayClientLink& operator=(const RelayClientLink&) = delete;
+  ~RelayClientLink() override;
+
+  void start() override;
+  void stop(std::function<void()> stopped) override;
+
+ private:
+  asio::awaitable<void> stopClient();
+
+  const asio::any_io_executor executor;
+  const ClientFactory makeClient;
+  const std::function<void(const RelayState&)> onState;
+  /// Core thread only. There from `start` to the end of `stop`.
+  std::shared_ptr<RelayClient> client;
+};
+
+}  // namespace orvik
