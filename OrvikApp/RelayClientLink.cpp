@@ -15,7 +15,11 @@ namespace orvik {
 RelayLinkFactory RelayClientLink::ofThisMachine(const asio::any_io_executor& executor,
                                                 const std::shared_ptr<Clock>& clock,
                                                 const RelayEndpoint& endpoint) {
-  const auto session = std::make_shared<BeastWebSocketSession>(clock, endpoint.trust);
+  // Certificates of its own are read at once, so that a wrong path is found at the start. Reading
+  // the system's takes OpenSSL some 60 ms: each client does it for itself, on the core's thread,
+  // and so notices when they have changed.
+  const auto ownTrust =
+      endpoint.trust ? std::make_shared<BeastWebSocketSession>(clock, endpoint.trust) : nullptr;
   // One for all links: the end of a store waits until everything is saved, and a slow disk must not
   // hold up the next link.
   const auto alertState =
@@ -23,6 +27,7 @@ RelayLinkFactory RelayClientLink::ofThisMachine(const asio::any_io_executor& exe
   return [=, url = endpoint.url](const Pairing& pairing,
                                  std::function<void(const RelayState&)> onState) {
     ClientFactory makeClient = [=](RelayClient::StateCallback report) {
+      const auto session = ownTrust ? ownTrust : std::make_shared<BeastWebSocketSession>(clock);
       return std::make_shared<RelayClient>(
           pairing, url,
           std::make_shared<SystemSampleSource>(executor, clock, readingsOfThisMachine(clock)),

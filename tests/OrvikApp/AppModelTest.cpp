@@ -1,0 +1,233 @@
+#include <gmock/gmock.h>
+
+#include "OrvikApp/AppModel.h"
+#include "core/pairing/PairingStore.h"
+#include "tests/OrvikApp/PaperDesktop.h"
+
+namespace orvik {
+namespace {
+
+using namespace std::chrono_literals;
+using relayState::Connecting;
+using relayState::Online;
+using relayState::Stopped;
+using relayState::Waiting;
+using testing::ElementsAre;
+using Login = LoginItem::Status;
+
+TEST(AppModel, RegistersItselfOnTheFirstLaunchOnly) {
+  test::PaperDesktop desktop;
+  const auto first = desktop.model();
+  EXPECT_TRUE(first->isFirstLaunch());
+  EXPECT_TRUE(first->launchAtLogin());
+  EXPECT_EQ(first->macName(), "Mac");
+  EXPECT_EQ(PairingStore::load(*desktop.system), first->pairing());
+
+  desktop.system->loginStatus = Login::notRegistered;
+  desktop.hostName = "Ada's laptop";
+  const auto second = desktop.model();
+  EXPECT_FALSE(second->isFirstLaunch());
+  EXPECT_FALSE(second->launchAtLogin());
+  EXPECT_EQ(second->macName(), "Ada's laptop");
+  EXPECT_EQ(second->pairing(), first->pairing());
+  EXPECT_EQ(desktop.links.back()->pairing, first->pairing());
+  EXPECT_EQ(desktop.system->registrations, 1);
+  EXPECT_EQ(AppModel::current(), second.get());
+}
+
+TEST(AppModel, ShowsTheStateOfTheNewestLinkAndOfNoOther) {
+  test::PaperDesktop desktop;
+  const auto model = desktop.model();
+  std::vector<RelayState> shown;
+  QObject::connect(model.get(), &AppModel::stateChanged, [&] { shown.push_back(model->state()); });
+  const auto report = [&](std::size_t link, const RelayState& state) {
+    desktop.links[link]->report(state);
+  };
+  EXPECT_EQ(model->state(), RelayState(Stopped{}));
+  model->connect();
+  ASSERT_EQ(desktop.links.size(), 1U);
+  report(0, Online{2});
+  report(0, Online{2});
+  model->disconnect();
+  report(0, Waiting{1});
+  model->connect();
+  report(1, Connecting{});
+  report(0, Stopped{});
+  EXPECT_TRUE(model->sayGoodbye([] {}));
+  model->disconnect();
+  EXPECT_EQ(model->state(), RelayState(Connecting{}));
+  report(1, Stopped{});
+  EXPECT_THAT(shown, ElementsAre(Online{2}, Stopped{}, Connecting{}, Stopped{}));
+}
+
+TEST(AppModel, PausesForOneHour) {
+  const auto pause = [](AppModel& model, PowerEvents&) { model.pauseOneHour(); };
+  const auto resume = [](AppModel& model, PowerEvents&) { model.resume(); };
+  const auto wake = [](AppModel&, PowerEvents& power) {
+    dynamic_cast<test::PaperSystem&>(power).wake();
+  };
+  const auto connect = [](AppModel& model, PowerEvents&) { model.connect(); };
+  struct Step {
+    std::chrono::minutes at;
+    std::function<void(AppModel&, PowerEvents&)> action;
+  };
+  struct Case {
+    const char* name;
+    std::vector<Step> steps;
+    /// The model is paused right before this minute, and runs from it on.
+    std::chrono::minutes resumes;
+    std::chrono::minutes shownEnd;
+  };
+  const std::vector<Case> cases{
+      {"one pause", {{0min, pause}}, 60min, 60min},
+      {"neither wake nor connect ends it",
+       {{0min, pause}, {9min, wake}, {9min, connect}},
+       60min,
+       60min},
+      {"the first timer of two runs out", {{0min, pause}, {30min, pause}}, 60min, 90min},
+      {"its end takes the second timer along",
+       {{0min, pause}, {30min, pause}, {75min, pause}},
+       135min,
+       135min},
+      {"resuming cancels the timer",
+       {{0min, pause}, {10min, resume}, {50min, pause}},
+       110min,
+       110min},
+  };
+  for (const Case& each : cases) {
+    SCOPED_TRACE(each.name);
+    test::PaperDesktop desktop;
+    const auto model = desktop.model();
+    const auto start = desktop.clock->now();
+    const auto advanceTo = [&](Clock::Duration time) {
+      desktop.clock->advance(start + time - desktop.clock->now());
+    };
+    for (const Step& step : each.steps) {
+      advanceTo(step.at);
+      step.action(*model, *desktop.system);
+    }
+    advanceTo(each.resumes - 1ns);
+    EXPECT_EQ(model->pausedUntil(), start + each.shownEnd);
+    EXPECT_FALSE(desktop.isConnected());
+    EXPECT_EQ(model->state(), RelayState(Stopped{}));
+    advanceTo(each.resumes);
+    EXPECT_FALSE(model->isPaused());
+    EXPECT_TRUE(desktop.isConnected());
+  }
+}
+
+TEST(AppModel, ReplacesThePairingAndConnectsUnlessPaused) {
+  for (const bool isPaused : {false, true}) {
+    for (const bool refuses : {false, true}) {
+      test::PaperDesktop desktop;
+      const auto model = desktop.model();
+      const Pairing old = model->pairing();
+      int changes = 0;
+      QObject::connect(model.get(), &AppModel::pairingChanged, [&] { ++changes; });
+      if (isPaused) {
+        model->pauseOneHour();
+      }
+      desktop.system->refuses = refuses;
+      model->disconnectAllPhones();
+      EXPECT_EQ(desktop.links[0]->stops, 1);
+      EXPECT_EQ(desktop.isConnected(), !isPaused);
+      EXPECT_NE(model->pairing(), old);
+      EXPECT_EQ(PairingStore::load(*desktop.system),
+                refuses ? std::nullopt : std::optional(model->pairing()));
+      EXPECT_EQ(changes, 1);
+      model->resume();
+      EXPECT_TRUE(desktop.isConnected());
+      EXPECT_EQ(desktop.links.back()->pairing, model->pairing());
+    }
+  }
+}
+
+TEST(AppModel, SleepWaitsForTheGoodbyeAndWakingConnects) {
+  test::PaperDesktop desktop;
+  const auto model = desktop.model();
+  desktop.system->wake();
+  ASSERT_EQ(desktop.links.size(), 1U) << "waking while connected";
+
+  const auto hold = desktop.system->sleep();
+  EXPECT_EQ(desktop.links[0]->stops, 1);
+  EXPECT_FALSE(hold.expired());
+  std::exchange(desktop.links[0]->finishStop, nullptr)();
+  EXPECT_TRUE(hold.expired());
+  EXPECT_TRUE(desktop.system->sleep().expired()) << "nothing to say goodbye to";
+
+  desktop.system->wake();
+  EXPECT_EQ(desktop.links.size(), 2U);
+  EXPECT_TRUE(desktop.isConnected());
+}
+
+TEST(AppModel, SaysGoodbyeOnceAndOnlyWhereThereIsALink) {
+  test::PaperDesktop desktop;
+  const auto model = desktop.model();
+  int goodbyes = 0;
+  const auto count = [&] { ++goodbyes; };
+  EXPECT_TRUE(model->sayGoodbye(count));
+  EXPECT_FALSE(model->sayGoodbye(count));
+  EXPECT_EQ(goodbyes, 0);
+  desktop.links[0]->finishStop();
+  EXPECT_EQ(goodbyes, 1);
+  EXPECT_EQ(desktop.links[0]->stops, 1);
+}
+
+TEST(AppModel, WhatItBeganMayOutliveIt) {
+  test::PaperDesktop desktop;
+  auto model = desktop.model();
+  model->pauseOneHour();
+  model->resume();
+  model->pauseOneHour();
+  model.reset();
+  EXPECT_EQ(AppModel::current(), nullptr);
+  desktop.clock->advance(2h);
+  desktop.links[0]->finishStop();
+  desktop.links[1]->report(Online{1});
+  EXPECT_TRUE(desktop.system->sleep().expired());
+  desktop.system->wake();
+  EXPECT_EQ(desktop.links.size(), 2U);
+
+  model = desktop.model();
+  bool isOver = false;
+  EXPECT_TRUE(model->sayGoodbye([&] { isOver = true; }));
+  model.reset();
+  desktop.links.back()->finishStop();
+  EXPECT_TRUE(isOver);
+}
+
+TEST(AppModel, ItsSwitchShowsWhatTheSystemDid) {
+  struct Case {
+    Login before;
+    bool write;
+    bool refuses;
+    int registrations;
+    std::vector<bool> shown;
+  };
+  const std::vector<Case> cases{
+      {Login::notRegistered, true, false, 1, {true}},
+      {Login::enabled, false, false, 1, {false}},
+      {Login::notRegistered, true, true, 1, {true, false}},
+      {Login::enabled, false, true, 1, {false, true}},
+      {Login::notFound, true, true, 1, {true, false}},
+      {Login::notRegistered, false, false, 0, {}},
+      {Login::requiresApproval, true, false, 0, {}},
+  };
+  for (const Case& each : cases) {
+    test::PaperDesktop desktop;
+    ASSERT_TRUE(PairingStore::save(*desktop.system, Pairing::generate()));
+    desktop.system->loginStatus = each.before;
+    const auto model = desktop.model();
+    std::vector<bool> shown;
+    QObject::connect(model.get(), &AppModel::launchAtLoginChanged,
+                     [&] { shown.push_back(model->launchAtLogin()); });
+    desktop.system->refuses = each.refuses;
+    model->setLaunchAtLogin(each.write);
+    EXPECT_EQ(desktop.system->registrations, each.registrations);
+    EXPECT_EQ(shown, each.shown);
+    EXPECT_EQ(model->launchAtLogin(), model->isRegistered());
+  }
+}
+
+}  // namespace
+}  // namespace orvik

@@ -1,0 +1,96 @@
+#include <gmock/gmock.h>
+
+#include <QEvent>
+#include <QGuiApplication>
+#include <QTimer>
+#include <csignal>
+
+#include "OrvikApp/CoreThread.h"
+#include "OrvikApp/QuitRequests.h"
+#include "OrvikApp/TerminationSignals.h"
+#include "tests/OrvikApp/PaperDesktop.h"
+#include "tests/OrvikApp/WaitFor.h"
+
+namespace orvik {
+namespace {
+
+using namespace std::chrono_literals;
+
+class Quitting : public testing::Test {
+ protected:
+  void finishGoodbye() { desktop.links[0]->finishStop(); }
+  [[nodiscard]] int goodbyes() const { return desktop.links[0]->stops; }
+
+  test::PaperDesktop desktop;
+  std::unique_ptr<AppModel> model = desktop.model();
+  int ends = 0;
+  /// The hold is far longer than a test waits, the time until a session goes on is over at once.
+  QuitRequests requests{[this] { ++ends; }, {.sessionHold = 1h, .sessionGoesOn = 1ms}};
+};
+
+TEST_F(Quitting, EveryRequestWaitsForTheOneGoodbye) {
+  CoreThread thread;
+  int signals = 0;
+  onTerminationSignal(thread.executor(), [&] {
+    ++signals;
+    requests.requestQuit();
+  });
+  const auto sendQuitEvent = [] {
+    QEvent quit(QEvent::Quit);
+    QCoreApplication::sendEvent(qGuiApp, &quit);
+    return quit.isAccepted();
+  };
+  int sent = 0;
+  for (const int number : {SIGTERM, SIGTERM, SIGINT, SIGHUP}) {
+    kill(getpid(), number);
+    ++sent;
+    test::waitFor([&] { return signals == sent; });
+  }
+  EXPECT_FALSE(sendQuitEvent());
+  requests.requestQuit();
+  EXPECT_EQ(goodbyes(), 1);
+  EXPECT_EQ(ends, 0);
+  finishGoodbye();
+  EXPECT_EQ(ends, 1);
+  EXPECT_TRUE(sendQuitEvent()) << "nothing is left to wait for";
+  EXPECT_EQ(ends, 2);
+}
+
+TEST_F(Quitting, EndsAtOnceWithoutALinkOrAModel) {
+  model->pauseOneHour();
+  requests.requestQuit();
+  EXPECT_EQ(ends, 1);
+  model.reset();
+  requests.requestQuit();
+  EXPECT_EQ(ends, 2);
+}
+
+TEST_F(Quitting, AnEndingSessionWaitsAndTheApplicationGoesOnWithIt) {
+  QTimer::singleShot(0, [&] { finishGoodbye(); });
+  requests.prepareForSessionEnd();
+  EXPECT_EQ(goodbyes(), 1);
+  EXPECT_EQ(ends, 0);
+  test::waitFor([&] { return desktop.links.size() == 2; });
+  EXPECT_TRUE(desktop.isConnected());
+}
+
+TEST_F(Quitting, ARequestWhileASessionEndsWaitsToo) {
+  QTimer::singleShot(0, [&] {
+    requests.requestQuit();
+    EXPECT_EQ(ends, 0);
+    finishGoodbye();
+  });
+  requests.prepareForSessionEnd();
+  EXPECT_EQ(goodbyes(), 1);
+  EXPECT_EQ(ends, 1);
+}
+
+TEST_F(Quitting, AnEndingSessionIsNotHeldUpForEver) {
+  QuitRequests impatient([] {}, {.sessionHold = 10ms, .sessionGoesOn = 1h});
+  impatient.prepareForSessionEnd();
+  EXPECT_EQ(goodbyes(), 1);
+  EXPECT_TRUE(desktop.links[0]->finishStop);
+}
+
+}  // namespace
+}  // namespace orvik
