@@ -86,7 +86,9 @@ int run(const AgentCommandLine& line) {
   const auto session = std::make_shared<BeastWebSocketSession>(clock, line.trust);
   const Pairing pairing = Pairing::generate();
   const std::string link = pairing.link(line.name);
-  showLink(link);
+  if (!line.hidesLink) {
+    showLink(link);
+  }
   if (line.linkFile) {
     writeLinkFile(*line.linkFile, link);
   }
