@@ -30,7 +30,7 @@ endfunction()
 
 set(CPACK_DEBIAN_AGENT_PACKAGE_NAME orvik-agent)
 set(CPACK_DEBIAN_AGENT_PACKAGE_SECTION admin)
-# A service asks the user's secret store, which may be locked or missing; then a file serves.
+# Those of public relays; one's own needs none.
 set(CPACK_DEBIAN_AGENT_PACKAGE_RECOMMENDS ca-certificates)
 set(CPACK_COMPONENT_AGENT_DESCRIPTION
 "shows a computer's live state on a paired phone, without a desktop
@@ -48,15 +48,16 @@ set(CPACK_DEBIAN_RELAY_PACKAGE_SECTION net)
 set(CPACK_COMPONENT_RELAY_DESCRIPTION
 "relay between computers and the phones that watch them
 Passes on sealed messages between computers that run Orvik and their paired
-phones. It cannot read them, writes none of them down, makes its own certificate
-or takes yours, and limits what any one client can use up.")
+phones. It cannot read them, writes none of them down, makes its own
+certificate or takes yours, and limits what any one client can use up.")
 debian_documents(relay orvik-relay)
 
 if(ORVIK_APP)
   list(APPEND CPACK_COMPONENTS_ALL application)
   set(CPACK_DEBIAN_APPLICATION_PACKAGE_NAME orvik)
   set(CPACK_DEBIAN_APPLICATION_PACKAGE_SECTION utils)
-  # A tray and a place for the pairing's secret; text in every language. Each works without.
+  # A place for the pairing's secret, and windows without an X server; then a tray, and text in
+  # every language. It works without any of them.
   set(CPACK_DEBIAN_APPLICATION_PACKAGE_RECOMMENDS
     "ca-certificates, gnome-keyring | libkf5wallet-bin | keepassxc, hicolor-icon-theme, qt6-wayland")
   set(CPACK_DEBIAN_APPLICATION_PACKAGE_SUGGESTS
@@ -64,9 +65,9 @@ if(ORVIK_APP)
   set(CPACK_COMPONENT_APPLICATION_DESCRIPTION
 "shows this computer's live state on a paired phone
 Makes the live state of this computer visible on a phone that has been paired
-once by a QR code: processor, temperature, memory, battery, disks, processes and
-devices, with alerts. Everything is sealed from end to end and goes through a
-relay that can read none of it.
+once by a QR code: processor, temperature, memory, battery, disks, processes
+and devices, with alerts. Everything is sealed from end to end and goes through
+a relay that can read none of it.
 
 This package has the application for the desktop, with its menu in the tray.")
   debian_documents(application orvik)
