@@ -18,14 +18,15 @@ set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 
-# What Debian asks of every package: its licence and its changes.
+# What Debian asks of every package, and nobody else: its licence and its changes.
 function(debian_documents component package)
   set(documents ${CMAKE_INSTALL_DATADIR}/doc/${package})
-  install(FILES copyright DESTINATION ${documents} COMPONENT ${component})
+  install(FILES copyright DESTINATION ${documents} COMPONENT ${component} EXCLUDE_FROM_ALL)
   string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
   set(changelog ${CMAKE_CURRENT_BINARY_DIR}/${package}.changelog)
   configure_file(changelog.in ${changelog} @ONLY)
-  install_compressed(${changelog} changelog.Debian ${documents} ${component})
+  install_compressed(${changelog} changelog.Debian ${documents} ${component}
+    EXCLUDE_FROM_ALL)
 endfunction()
 
 set(CPACK_DEBIAN_AGENT_PACKAGE_NAME orvik-agent)
