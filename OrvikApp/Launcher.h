@@ -1,0 +1,29 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace orvik {
+
+/// Decides what the program is started for: to draw the pairing card into a file, or to run.
+class Launcher {
+ public:
+  /// What "--render-pairing PATH [LOCALE]" asks for.
+  struct PairingPicture {
+    std::string path;
+    std::string locale = "en";
+
+    bool operator==(const PairingPicture&) const = default;
+  };
+
+  /// Looks for the first "--render-pairing" among all arguments, the program's own path included.
+  /// Nothing when it is missing or stands last: then the application is to be started. Other
+  /// arguments do not matter.
+  [[nodiscard]] static std::optional<PairingPicture> parse(int argc, const char* const* argv);
+
+  /// Does what the arguments say, and returns the process's exit status. Draws without a display
+  /// and prints nothing while doing so.
+  [[nodiscard]] static int main(int argc, char** argv);
+};
+
+}  // namespace orvik

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QImage>
+#include <QWidget>
+
+namespace orvik {
+
+/// The QR code of a text, 220 × 220 points, black on white in every palette. Nothing is drawn for a
+/// text that has no code. Says nothing to a screen reader: nobody can scan what is read aloud.
+class QRCode : public QWidget {
+ public:
+  static constexpr int side = 220;
+
+  explicit QRCode(const QString& text);
+
+  void setText(const QString& text);
+
+  /// The code of the text's UTF-8 bytes at one pixel per module, with the quiet zone of four
+  /// modules around it: error-correction level M, the smallest version that fits. An empty image
+  /// when the text is empty or longer than the 2331 bytes that the largest code takes.
+  [[nodiscard]] static QImage image(const QString& text);
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+
+ private:
+  QImage modules;
+};
+
+}  // namespace orvik
