@@ -1,0 +1,138 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="ar" sourcelanguage="en">
+<context>
+    <name>Orvik</name>
+    <message>
+        <source>Orvik</source>
+        <translation>Orvik</translation>
+    </message>
+    <message>
+        <source>Add a phone…</source>
+        <translation>إضافة هاتف…</translation>
+    </message>
+    <message>
+        <source>Resume</source>
+        <translation>استئناف</translation>
+    </message>
+    <message>
+        <source>Pause for 1 hour</source>
+        <translation>إيقاف مؤقت لمدة ساعة واحدة</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones…</source>
+        <translation>قطع اتصال كل الهواتف…</translation>
+    </message>
+    <message>
+        <source>Check for Updates…</source>
+        <translation>البحث عن تحديثات…</translation>
+    </message>
+    <message>
+        <source>Quit Orvik</source>
+        <translation>إنهاء Orvik</translation>
+    </message>
+    <message>
+        <source>Paused until %@</source>
+        <translation>متوقف مؤقتًا حتى %@</translation>
+    </message>
+    <message numerus="yes">
+        <source>%lld phones</source>
+        <translation>
+            <numerusform>لا هواتف</numerusform>
+            <numerusform>هاتف واحد</numerusform>
+            <numerusform>هاتفان</numerusform>
+            <numerusform>%lld هواتف</numerusform>
+            <numerusform>%lld هاتفًا</numerusform>
+            <numerusform>%lld هاتف</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Online</source>
+        <translation>متصل</translation>
+    </message>
+    <message>
+        <source>Offline – reconnecting…</source>
+        <translation>غير متصل – جارٍ إعادة الاتصال…</translation>
+    </message>
+    <message>
+        <source>Connecting…</source>
+        <translation>جارٍ الاتصال…</translation>
+    </message>
+    <message>
+        <source>Pairing lost – add a phone again</source>
+        <translation>فُقد الاقتران – أضف هاتفًا مرة أخرى</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones?</source>
+        <translation>هل تريد قطع اتصال كل الهواتف؟</translation>
+    </message>
+    <message>
+        <source>Every phone will need to scan the new code.</source>
+        <translation>سيحتاج كل هاتف إلى مسح الرمز الجديد.</translation>
+    </message>
+    <message>
+        <source>Disconnect</source>
+        <translation>قطع الاتصال</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>إلغاء</translation>
+    </message>
+    <message>
+        <source>Welcome to Orvik</source>
+        <translation>مرحبًا بك في Orvik</translation>
+    </message>
+    <message>
+        <source>Scan with your phone</source>
+        <translation>امسح الرمز بهاتفك</translation>
+    </message>
+    <message>
+        <source>Open Orvik on Android and point it at this code.</source>
+        <translation>افتح Orvik على Android ووجّهه نحو هذا الرمز.</translation>
+    </message>
+    <message>
+        <source>Open Orvik when the Mac starts</source>
+        <translation>فتح Orvik عند بدء تشغيل الـ Mac</translation>
+    </message>
+    <message>
+        <source>You’re up to date</source>
+        <translation>لديك أحدث إصدار</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is the newest version.</source>
+        <translation>الإصدار &#x2068;Orvik %@&#x2069; هو الأحدث.</translation>
+    </message>
+    <message>
+        <source>A new version is available</source>
+        <translation>يتوفر إصدار جديد</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is available. You have %@.</source>
+        <translation>يتوفر &#x2068;Orvik %@&#x2069;. لديك الإصدار &#x2068;%@&#x2069;.</translation>
+    </message>
+    <message>
+        <source>What’s new:</source>
+        <translation>ما الجديد:</translation>
+    </message>
+    <message>
+        <source>Download</source>
+        <translation>تنزيل</translation>
+    </message>
+    <message>
+        <source>Later</source>
+        <translation>لاحقًا</translation>
+    </message>
+    <message>
+        <source>Could not check for updates</source>
+        <translation>تعذر التحقق من وجود تحديثات</translation>
+    </message>
+    <message>
+        <source>The list of versions could not be read. Try again later.</source>
+        <translation>تعذرت قراءة قائمة الإصدارات. حاول مرة أخرى لاحقًا.</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>موافق</translation>
+    </message>
+</context>
+</TS>

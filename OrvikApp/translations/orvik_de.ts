@@ -1,0 +1,134 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="de" sourcelanguage="en">
+<context>
+    <name>Orvik</name>
+    <message>
+        <source>Orvik</source>
+        <translation>Orvik</translation>
+    </message>
+    <message>
+        <source>Add a phone…</source>
+        <translation>Telefon hinzufügen…</translation>
+    </message>
+    <message>
+        <source>Resume</source>
+        <translation>Fortsetzen</translation>
+    </message>
+    <message>
+        <source>Pause for 1 hour</source>
+        <translation>1 Stunde pausieren</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones…</source>
+        <translation>Alle Telefone trennen…</translation>
+    </message>
+    <message>
+        <source>Check for Updates…</source>
+        <translation>Nach Updates suchen…</translation>
+    </message>
+    <message>
+        <source>Quit Orvik</source>
+        <translation>Orvik beenden</translation>
+    </message>
+    <message>
+        <source>Paused until %@</source>
+        <translation>Pausiert bis %@</translation>
+    </message>
+    <message numerus="yes">
+        <source>%lld phones</source>
+        <translation>
+            <numerusform>%lld Telefon</numerusform>
+            <numerusform>%lld Telefone</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Online</source>
+        <translation>Online</translation>
+    </message>
+    <message>
+        <source>Offline – reconnecting…</source>
+        <translation>Offline – Verbindung wird wiederhergestellt…</translation>
+    </message>
+    <message>
+        <source>Connecting…</source>
+        <translation>Verbindung wird hergestellt…</translation>
+    </message>
+    <message>
+        <source>Pairing lost – add a phone again</source>
+        <translation>Kopplung verloren – Telefon erneut hinzufügen</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones?</source>
+        <translation>Alle Telefone trennen?</translation>
+    </message>
+    <message>
+        <source>Every phone will need to scan the new code.</source>
+        <translation>Jedes Telefon muss dann den neuen Code scannen.</translation>
+    </message>
+    <message>
+        <source>Disconnect</source>
+        <translation>Trennen</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+    <message>
+        <source>Welcome to Orvik</source>
+        <translation>Willkommen bei Orvik</translation>
+    </message>
+    <message>
+        <source>Scan with your phone</source>
+        <translation>Mit dem Telefon scannen</translation>
+    </message>
+    <message>
+        <source>Open Orvik on Android and point it at this code.</source>
+        <translation>Orvik auf Android öffnen und auf diesen Code richten.</translation>
+    </message>
+    <message>
+        <source>Open Orvik when the Mac starts</source>
+        <translation>Orvik beim Start des Mac öffnen</translation>
+    </message>
+    <message>
+        <source>You’re up to date</source>
+        <translation>Orvik ist auf dem neuesten Stand</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is the newest version.</source>
+        <translation>Orvik %@ ist die neueste Version.</translation>
+    </message>
+    <message>
+        <source>A new version is available</source>
+        <translation>Eine neue Version ist verfügbar</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is available. You have %@.</source>
+        <translation>Orvik %@ ist verfügbar. Installiert ist %@.</translation>
+    </message>
+    <message>
+        <source>What’s new:</source>
+        <translation>Neuerungen:</translation>
+    </message>
+    <message>
+        <source>Download</source>
+        <translation>Herunterladen</translation>
+    </message>
+    <message>
+        <source>Later</source>
+        <translation>Später</translation>
+    </message>
+    <message>
+        <source>Could not check for updates</source>
+        <translation>Suche nach Updates fehlgeschlagen</translation>
+    </message>
+    <message>
+        <source>The list of versions could not be read. Try again later.</source>
+        <translation>Die Liste der Versionen konnte nicht gelesen werden. Bitte später erneut versuchen.</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+</context>
+</TS>

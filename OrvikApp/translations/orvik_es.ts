@@ -1,0 +1,134 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="es" sourcelanguage="en">
+<context>
+    <name>Orvik</name>
+    <message>
+        <source>Orvik</source>
+        <translation>Orvik</translation>
+    </message>
+    <message>
+        <source>Add a phone…</source>
+        <translation>Añadir un teléfono…</translation>
+    </message>
+    <message>
+        <source>Resume</source>
+        <translation>Reanudar</translation>
+    </message>
+    <message>
+        <source>Pause for 1 hour</source>
+        <translation>Pausar durante 1 hora</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones…</source>
+        <translation>Desconectar todos los teléfonos…</translation>
+    </message>
+    <message>
+        <source>Check for Updates…</source>
+        <translation>Buscar actualizaciones…</translation>
+    </message>
+    <message>
+        <source>Quit Orvik</source>
+        <translation>Salir de Orvik</translation>
+    </message>
+    <message>
+        <source>Paused until %@</source>
+        <translation>En pausa hasta: %@</translation>
+    </message>
+    <message numerus="yes">
+        <source>%lld phones</source>
+        <translation>
+            <numerusform>%lld teléfono</numerusform>
+            <numerusform>%lld teléfonos</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Online</source>
+        <translation>En línea</translation>
+    </message>
+    <message>
+        <source>Offline – reconnecting…</source>
+        <translation>Sin conexión – reconectando…</translation>
+    </message>
+    <message>
+        <source>Connecting…</source>
+        <translation>Conectando…</translation>
+    </message>
+    <message>
+        <source>Pairing lost – add a phone again</source>
+        <translation>Vinculación perdida – vuelve a añadir un teléfono</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones?</source>
+        <translation>¿Desconectar todos los teléfonos?</translation>
+    </message>
+    <message>
+        <source>Every phone will need to scan the new code.</source>
+        <translation>Cada teléfono tendrá que escanear el nuevo código.</translation>
+    </message>
+    <message>
+        <source>Disconnect</source>
+        <translation>Desconectar</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Cancelar</translation>
+    </message>
+    <message>
+        <source>Welcome to Orvik</source>
+        <translation>Te damos la bienvenida a Orvik</translation>
+    </message>
+    <message>
+        <source>Scan with your phone</source>
+        <translation>Escanea con tu teléfono</translation>
+    </message>
+    <message>
+        <source>Open Orvik on Android and point it at this code.</source>
+        <translation>Abre Orvik en Android y apunta a este código.</translation>
+    </message>
+    <message>
+        <source>Open Orvik when the Mac starts</source>
+        <translation>Abrir Orvik al iniciar el Mac</translation>
+    </message>
+    <message>
+        <source>You’re up to date</source>
+        <translation>Orvik está actualizado</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is the newest version.</source>
+        <translation>Orvik %@ es la versión más reciente.</translation>
+    </message>
+    <message>
+        <source>A new version is available</source>
+        <translation>Hay una nueva versión disponible</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is available. You have %@.</source>
+        <translation>Orvik %@ está disponible. Tienes la versión %@.</translation>
+    </message>
+    <message>
+        <source>What’s new:</source>
+        <translation>Novedades:</translation>
+    </message>
+    <message>
+        <source>Download</source>
+        <translation>Descargar</translation>
+    </message>
+    <message>
+        <source>Later</source>
+        <translation>Más tarde</translation>
+    </message>
+    <message>
+        <source>Could not check for updates</source>
+        <translation>No se pudieron buscar actualizaciones</translation>
+    </message>
+    <message>
+        <source>The list of versions could not be read. Try again later.</source>
+        <translation>No se pudo leer la lista de versiones. Inténtalo de nuevo más tarde.</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>Aceptar</translation>
+    </message>
+</context>
+</TS>

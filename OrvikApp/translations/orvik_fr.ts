@@ -1,0 +1,134 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="fr" sourcelanguage="en">
+<context>
+    <name>Orvik</name>
+    <message>
+        <source>Orvik</source>
+        <translation>Orvik</translation>
+    </message>
+    <message>
+        <source>Add a phone…</source>
+        <translation>Ajouter un téléphone…</translation>
+    </message>
+    <message>
+        <source>Resume</source>
+        <translation>Reprendre</translation>
+    </message>
+    <message>
+        <source>Pause for 1 hour</source>
+        <translation>Suspendre pendant 1 heure</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones…</source>
+        <translation>Déconnecter tous les téléphones…</translation>
+    </message>
+    <message>
+        <source>Check for Updates…</source>
+        <translation>Rechercher des mises à jour…</translation>
+    </message>
+    <message>
+        <source>Quit Orvik</source>
+        <translation>Quitter Orvik</translation>
+    </message>
+    <message>
+        <source>Paused until %@</source>
+        <translation>Suspendu jusqu’à %@</translation>
+    </message>
+    <message numerus="yes">
+        <source>%lld phones</source>
+        <translation>
+            <numerusform>%lld téléphone</numerusform>
+            <numerusform>%lld téléphones</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Online</source>
+        <translation>En ligne</translation>
+    </message>
+    <message>
+        <source>Offline – reconnecting…</source>
+        <translation>Hors ligne – reconnexion…</translation>
+    </message>
+    <message>
+        <source>Connecting…</source>
+        <translation>Connexion…</translation>
+    </message>
+    <message>
+        <source>Pairing lost – add a phone again</source>
+        <translation>Jumelage perdu – ajoutez à nouveau un téléphone</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones?</source>
+        <translation>Déconnecter tous les téléphones&#x202F;?</translation>
+    </message>
+    <message>
+        <source>Every phone will need to scan the new code.</source>
+        <translation>Chaque téléphone devra scanner le nouveau code.</translation>
+    </message>
+    <message>
+        <source>Disconnect</source>
+        <translation>Déconnecter</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Annuler</translation>
+    </message>
+    <message>
+        <source>Welcome to Orvik</source>
+        <translation>Bienvenue dans Orvik</translation>
+    </message>
+    <message>
+        <source>Scan with your phone</source>
+        <translation>Scannez avec votre téléphone</translation>
+    </message>
+    <message>
+        <source>Open Orvik on Android and point it at this code.</source>
+        <translation>Ouvrez Orvik sur Android et pointez-le vers ce code.</translation>
+    </message>
+    <message>
+        <source>Open Orvik when the Mac starts</source>
+        <translation>Ouvrir Orvik au démarrage du Mac</translation>
+    </message>
+    <message>
+        <source>You’re up to date</source>
+        <translation>Orvik est à jour</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is the newest version.</source>
+        <translation>Orvik %@ est la version la plus récente.</translation>
+    </message>
+    <message>
+        <source>A new version is available</source>
+        <translation>Une nouvelle version est disponible</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is available. You have %@.</source>
+        <translation>Orvik %@ est disponible. Vous avez la version %@.</translation>
+    </message>
+    <message>
+        <source>What’s new:</source>
+        <translation>Nouveautés&#xA0;:</translation>
+    </message>
+    <message>
+        <source>Download</source>
+        <translation>Télécharger</translation>
+    </message>
+    <message>
+        <source>Later</source>
+        <translation>Plus tard</translation>
+    </message>
+    <message>
+        <source>Could not check for updates</source>
+        <translation>Impossible de rechercher des mises à jour</translation>
+    </message>
+    <message>
+        <source>The list of versions could not be read. Try again later.</source>
+        <translation>La liste des versions n’a pas pu être lue. Réessayez plus tard.</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+</context>
+</TS>

@@ -1,0 +1,134 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="hi" sourcelanguage="en">
+<context>
+    <name>Orvik</name>
+    <message>
+        <source>Orvik</source>
+        <translation>Orvik</translation>
+    </message>
+    <message>
+        <source>Add a phone…</source>
+        <translation>फ़ोन जोड़ें…</translation>
+    </message>
+    <message>
+        <source>Resume</source>
+        <translation>फिर से शुरू करें</translation>
+    </message>
+    <message>
+        <source>Pause for 1 hour</source>
+        <translation>1 घंटे के लिए रोकें</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones…</source>
+        <translation>सभी फ़ोन डिस्कनेक्ट करें…</translation>
+    </message>
+    <message>
+        <source>Check for Updates…</source>
+        <translation>अपडेट की जाँच करें…</translation>
+    </message>
+    <message>
+        <source>Quit Orvik</source>
+        <translation>Orvik से बाहर निकलें</translation>
+    </message>
+    <message>
+        <source>Paused until %@</source>
+        <translation>%@ तक रोका गया</translation>
+    </message>
+    <message numerus="yes">
+        <source>%lld phones</source>
+        <translation>
+            <numerusform>%lld फ़ोन</numerusform>
+            <numerusform>%lld फ़ोन</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Online</source>
+        <translation>ऑनलाइन</translation>
+    </message>
+    <message>
+        <source>Offline – reconnecting…</source>
+        <translation>ऑफ़लाइन – फिर से कनेक्ट हो रहा है…</translation>
+    </message>
+    <message>
+        <source>Connecting…</source>
+        <translation>कनेक्ट हो रहा है…</translation>
+    </message>
+    <message>
+        <source>Pairing lost – add a phone again</source>
+        <translation>पेयरिंग नहीं रही – फिर से फ़ोन जोड़ें</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones?</source>
+        <translation>सभी फ़ोन डिस्कनेक्ट करें?</translation>
+    </message>
+    <message>
+        <source>Every phone will need to scan the new code.</source>
+        <translation>हर फ़ोन को नया कोड स्कैन करना होगा।</translation>
+    </message>
+    <message>
+        <source>Disconnect</source>
+        <translation>डिस्कनेक्ट करें</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>रद्द करें</translation>
+    </message>
+    <message>
+        <source>Welcome to Orvik</source>
+        <translation>Orvik में आपका स्वागत है</translation>
+    </message>
+    <message>
+        <source>Scan with your phone</source>
+        <translation>अपने फ़ोन से स्कैन करें</translation>
+    </message>
+    <message>
+        <source>Open Orvik on Android and point it at this code.</source>
+        <translation>Android पर Orvik खोलें और उसे इस कोड की ओर रखें।</translation>
+    </message>
+    <message>
+        <source>Open Orvik when the Mac starts</source>
+        <translation>Mac शुरू होने पर Orvik खोलें</translation>
+    </message>
+    <message>
+        <source>You’re up to date</source>
+        <translation>Orvik अप टू डेट है</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is the newest version.</source>
+        <translation>Orvik %@ सबसे नया संस्करण है।</translation>
+    </message>
+    <message>
+        <source>A new version is available</source>
+        <translation>नया संस्करण उपलब्ध है</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is available. You have %@.</source>
+        <translation>Orvik %@ उपलब्ध है। आपके पास %@ है।</translation>
+    </message>
+    <message>
+        <source>What’s new:</source>
+        <translation>नया क्या है:</translation>
+    </message>
+    <message>
+        <source>Download</source>
+        <translation>डाउनलोड करें</translation>
+    </message>
+    <message>
+        <source>Later</source>
+        <translation>बाद में</translation>
+    </message>
+    <message>
+        <source>Could not check for updates</source>
+        <translation>अपडेट की जाँच नहीं हो सकी</translation>
+    </message>
+    <message>
+        <source>The list of versions could not be read. Try again later.</source>
+        <translation>संस्करणों की सूची पढ़ी नहीं जा सकी। बाद में फिर से कोशिश करें।</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>ठीक है</translation>
+    </message>
+</context>
+</TS>

@@ -1,0 +1,134 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="it" sourcelanguage="en">
+<context>
+    <name>Orvik</name>
+    <message>
+        <source>Orvik</source>
+        <translation>Orvik</translation>
+    </message>
+    <message>
+        <source>Add a phone…</source>
+        <translation>Aggiungi un telefono…</translation>
+    </message>
+    <message>
+        <source>Resume</source>
+        <translation>Riprendi</translation>
+    </message>
+    <message>
+        <source>Pause for 1 hour</source>
+        <translation>Metti in pausa per 1 ora</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones…</source>
+        <translation>Disconnetti tutti i telefoni…</translation>
+    </message>
+    <message>
+        <source>Check for Updates…</source>
+        <translation>Verifica aggiornamenti…</translation>
+    </message>
+    <message>
+        <source>Quit Orvik</source>
+        <translation>Esci da Orvik</translation>
+    </message>
+    <message>
+        <source>Paused until %@</source>
+        <translation>In pausa fino alle ore %@</translation>
+    </message>
+    <message numerus="yes">
+        <source>%lld phones</source>
+        <translation>
+            <numerusform>%lld telefono</numerusform>
+            <numerusform>%lld telefoni</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Online</source>
+        <translation>Online</translation>
+    </message>
+    <message>
+        <source>Offline – reconnecting…</source>
+        <translation>Offline – riconnessione in corso…</translation>
+    </message>
+    <message>
+        <source>Connecting…</source>
+        <translation>Connessione in corso…</translation>
+    </message>
+    <message>
+        <source>Pairing lost – add a phone again</source>
+        <translation>Abbinamento perso – aggiungi di nuovo un telefono</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones?</source>
+        <translation>Vuoi disconnettere tutti i telefoni?</translation>
+    </message>
+    <message>
+        <source>Every phone will need to scan the new code.</source>
+        <translation>Ogni telefono dovrà scansionare il nuovo codice.</translation>
+    </message>
+    <message>
+        <source>Disconnect</source>
+        <translation>Disconnetti</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Annulla</translation>
+    </message>
+    <message>
+        <source>Welcome to Orvik</source>
+        <translation>Ti diamo il benvenuto in Orvik</translation>
+    </message>
+    <message>
+        <source>Scan with your phone</source>
+        <translation>Scansiona con il telefono</translation>
+    </message>
+    <message>
+        <source>Open Orvik on Android and point it at this code.</source>
+        <translation>Apri Orvik su Android e inquadra questo codice.</translation>
+    </message>
+    <message>
+        <source>Open Orvik when the Mac starts</source>
+        <translation>Apri Orvik all’avvio del Mac</translation>
+    </message>
+    <message>
+        <source>You’re up to date</source>
+        <translation>Orvik è aggiornato</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is the newest version.</source>
+        <translation>Orvik %@ è la versione più recente.</translation>
+    </message>
+    <message>
+        <source>A new version is available</source>
+        <translation>È disponibile una nuova versione</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is available. You have %@.</source>
+        <translation>Orvik %@ è disponibile. La versione installata è %@.</translation>
+    </message>
+    <message>
+        <source>What’s new:</source>
+        <translation>Novità:</translation>
+    </message>
+    <message>
+        <source>Download</source>
+        <translation>Scarica</translation>
+    </message>
+    <message>
+        <source>Later</source>
+        <translation>Più tardi</translation>
+    </message>
+    <message>
+        <source>Could not check for updates</source>
+        <translation>Impossibile verificare gli aggiornamenti</translation>
+    </message>
+    <message>
+        <source>The list of versions could not be read. Try again later.</source>
+        <translation>Impossibile leggere l’elenco delle versioni. Riprova più tardi.</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+</context>
+</TS>

@@ -1,0 +1,133 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="ja" sourcelanguage="en">
+<context>
+    <name>Orvik</name>
+    <message>
+        <source>Orvik</source>
+        <translation>Orvik</translation>
+    </message>
+    <message>
+        <source>Add a phone…</source>
+        <translation>スマートフォンを追加…</translation>
+    </message>
+    <message>
+        <source>Resume</source>
+        <translation>再開</translation>
+    </message>
+    <message>
+        <source>Pause for 1 hour</source>
+        <translation>1時間一時停止</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones…</source>
+        <translation>すべてのスマートフォンの接続を解除…</translation>
+    </message>
+    <message>
+        <source>Check for Updates…</source>
+        <translation>アップデートを確認…</translation>
+    </message>
+    <message>
+        <source>Quit Orvik</source>
+        <translation>Orvikを終了</translation>
+    </message>
+    <message>
+        <source>Paused until %@</source>
+        <translation>%@まで一時停止中</translation>
+    </message>
+    <message numerus="yes">
+        <source>%lld phones</source>
+        <translation>
+            <numerusform>スマートフォン%lld台</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Online</source>
+        <translation>オンライン</translation>
+    </message>
+    <message>
+        <source>Offline – reconnecting…</source>
+        <translation>オフライン – 再接続中…</translation>
+    </message>
+    <message>
+        <source>Connecting…</source>
+        <translation>接続中…</translation>
+    </message>
+    <message>
+        <source>Pairing lost – add a phone again</source>
+        <translation>ペアリングが失われました – スマートフォンを追加し直してください</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones?</source>
+        <translation>すべてのスマートフォンの接続を解除しますか？</translation>
+    </message>
+    <message>
+        <source>Every phone will need to scan the new code.</source>
+        <translation>すべてのスマートフォンで新しいコードをスキャンする必要があります。</translation>
+    </message>
+    <message>
+        <source>Disconnect</source>
+        <translation>接続を解除</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>キャンセル</translation>
+    </message>
+    <message>
+        <source>Welcome to Orvik</source>
+        <translation>Orvikへようこそ</translation>
+    </message>
+    <message>
+        <source>Scan with your phone</source>
+        <translation>スマートフォンでスキャン</translation>
+    </message>
+    <message>
+        <source>Open Orvik on Android and point it at this code.</source>
+        <translation>AndroidでOrvikを開き、&#x2028;このコードに向けてください。</translation>
+    </message>
+    <message>
+        <source>Open Orvik when the Mac starts</source>
+        <translation>Macの起動時にOrvikを開く</translation>
+    </message>
+    <message>
+        <source>You’re up to date</source>
+        <translation>Orvikは最新です</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is the newest version.</source>
+        <translation>Orvik %@は最新のバージョンです。</translation>
+    </message>
+    <message>
+        <source>A new version is available</source>
+        <translation>新しいバージョンがあります</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is available. You have %@.</source>
+        <translation>Orvik %@を利用できます。お使いのバージョンは%@です。</translation>
+    </message>
+    <message>
+        <source>What’s new:</source>
+        <translation>新機能：</translation>
+    </message>
+    <message>
+        <source>Download</source>
+        <translation>ダウンロード</translation>
+    </message>
+    <message>
+        <source>Later</source>
+        <translation>あとで</translation>
+    </message>
+    <message>
+        <source>Could not check for updates</source>
+        <translation>アップデートを確認できませんでした</translation>
+    </message>
+    <message>
+        <source>The list of versions could not be read. Try again later.</source>
+        <translation>バージョンの一覧を読み込めませんでした。あとでもう一度お試しください。</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+</context>
+</TS>

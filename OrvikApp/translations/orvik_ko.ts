@@ -1,0 +1,133 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="ko" sourcelanguage="en">
+<context>
+    <name>Orvik</name>
+    <message>
+        <source>Orvik</source>
+        <translation>Orvik</translation>
+    </message>
+    <message>
+        <source>Add a phone…</source>
+        <translation>휴대폰 추가…</translation>
+    </message>
+    <message>
+        <source>Resume</source>
+        <translation>재개</translation>
+    </message>
+    <message>
+        <source>Pause for 1 hour</source>
+        <translation>1시간 동안 일시 정지</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones…</source>
+        <translation>모든 휴대폰 연결 해제…</translation>
+    </message>
+    <message>
+        <source>Check for Updates…</source>
+        <translation>업데이트 확인…</translation>
+    </message>
+    <message>
+        <source>Quit Orvik</source>
+        <translation>Orvik 종료</translation>
+    </message>
+    <message>
+        <source>Paused until %@</source>
+        <translation>%@까지 일시 정지됨</translation>
+    </message>
+    <message numerus="yes">
+        <source>%lld phones</source>
+        <translation>
+            <numerusform>휴대폰 %lld대</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Online</source>
+        <translation>온라인</translation>
+    </message>
+    <message>
+        <source>Offline – reconnecting…</source>
+        <translation>오프라인 – 다시 연결 중…</translation>
+    </message>
+    <message>
+        <source>Connecting…</source>
+        <translation>연결 중…</translation>
+    </message>
+    <message>
+        <source>Pairing lost – add a phone again</source>
+        <translation>페어링 끊김 – 휴대폰을 다시 추가하세요</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones?</source>
+        <translation>모든 휴대폰의 연결을 해제할까요?</translation>
+    </message>
+    <message>
+        <source>Every phone will need to scan the new code.</source>
+        <translation>모든 휴대폰에서 새 코드를 스캔해야 합니다.</translation>
+    </message>
+    <message>
+        <source>Disconnect</source>
+        <translation>연결 해제</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>취소</translation>
+    </message>
+    <message>
+        <source>Welcome to Orvik</source>
+        <translation>Orvik에 오신 것을 환영합니다</translation>
+    </message>
+    <message>
+        <source>Scan with your phone</source>
+        <translation>휴대폰으로 스캔하세요</translation>
+    </message>
+    <message>
+        <source>Open Orvik on Android and point it at this code.</source>
+        <translation>Android에서 Orvik을 열고 이 코드를 비추세요.</translation>
+    </message>
+    <message>
+        <source>Open Orvik when the Mac starts</source>
+        <translation>Mac이 시작될 때 Orvik 열기</translation>
+    </message>
+    <message>
+        <source>You’re up to date</source>
+        <translation>최신 버전입니다</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is the newest version.</source>
+        <translation>Orvik %@이(가) 최신 버전입니다.</translation>
+    </message>
+    <message>
+        <source>A new version is available</source>
+        <translation>새로운 버전이 있습니다</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is available. You have %@.</source>
+        <translation>Orvik %@을(를) 사용할 수 있습니다. 현재 버전은 %@입니다.</translation>
+    </message>
+    <message>
+        <source>What’s new:</source>
+        <translation>새로운 기능:</translation>
+    </message>
+    <message>
+        <source>Download</source>
+        <translation>다운로드</translation>
+    </message>
+    <message>
+        <source>Later</source>
+        <translation>나중에</translation>
+    </message>
+    <message>
+        <source>Could not check for updates</source>
+        <translation>업데이트를 확인할 수 없음</translation>
+    </message>
+    <message>
+        <source>The list of versions could not be read. Try again later.</source>
+        <translation>버전 목록을 읽을 수 없습니다. 나중에 다시 시도하세요.</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>확인</translation>
+    </message>
+</context>
+</TS>

@@ -1,0 +1,134 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="nl" sourcelanguage="en">
+<context>
+    <name>Orvik</name>
+    <message>
+        <source>Orvik</source>
+        <translation>Orvik</translation>
+    </message>
+    <message>
+        <source>Add a phone…</source>
+        <translation>Voeg een telefoon toe…</translation>
+    </message>
+    <message>
+        <source>Resume</source>
+        <translation>Hervat</translation>
+    </message>
+    <message>
+        <source>Pause for 1 hour</source>
+        <translation>Pauzeer 1 uur</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones…</source>
+        <translation>Koppel alle telefoons los…</translation>
+    </message>
+    <message>
+        <source>Check for Updates…</source>
+        <translation>Zoek naar updates…</translation>
+    </message>
+    <message>
+        <source>Quit Orvik</source>
+        <translation>Stop Orvik</translation>
+    </message>
+    <message>
+        <source>Paused until %@</source>
+        <translation>Gepauzeerd tot %@</translation>
+    </message>
+    <message numerus="yes">
+        <source>%lld phones</source>
+        <translation>
+            <numerusform>%lld telefoon</numerusform>
+            <numerusform>%lld telefoons</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Online</source>
+        <translation>Online</translation>
+    </message>
+    <message>
+        <source>Offline – reconnecting…</source>
+        <translation>Offline – opnieuw verbinden…</translation>
+    </message>
+    <message>
+        <source>Connecting…</source>
+        <translation>Verbinden…</translation>
+    </message>
+    <message>
+        <source>Pairing lost – add a phone again</source>
+        <translation>Koppeling verbroken – voeg opnieuw een telefoon toe</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones?</source>
+        <translation>Alle telefoons loskoppelen?</translation>
+    </message>
+    <message>
+        <source>Every phone will need to scan the new code.</source>
+        <translation>Elke telefoon moet dan de nieuwe code scannen.</translation>
+    </message>
+    <message>
+        <source>Disconnect</source>
+        <translation>Koppel los</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Annuleer</translation>
+    </message>
+    <message>
+        <source>Welcome to Orvik</source>
+        <translation>Welkom bij Orvik</translation>
+    </message>
+    <message>
+        <source>Scan with your phone</source>
+        <translation>Scan met je telefoon</translation>
+    </message>
+    <message>
+        <source>Open Orvik on Android and point it at this code.</source>
+        <translation>Open Orvik op Android en richt op deze code.</translation>
+    </message>
+    <message>
+        <source>Open Orvik when the Mac starts</source>
+        <translation>Open Orvik als de Mac opstart</translation>
+    </message>
+    <message>
+        <source>You’re up to date</source>
+        <translation>Orvik is up-to-date</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is the newest version.</source>
+        <translation>Orvik %@ is de nieuwste versie.</translation>
+    </message>
+    <message>
+        <source>A new version is available</source>
+        <translation>Er is een nieuwe versie beschikbaar</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is available. You have %@.</source>
+        <translation>Orvik %@ is beschikbaar. Je hebt %@.</translation>
+    </message>
+    <message>
+        <source>What’s new:</source>
+        <translation>Nieuw:</translation>
+    </message>
+    <message>
+        <source>Download</source>
+        <translation>Download</translation>
+    </message>
+    <message>
+        <source>Later</source>
+        <translation>Later</translation>
+    </message>
+    <message>
+        <source>Could not check for updates</source>
+        <translation>Zoeken naar updates is niet gelukt</translation>
+    </message>
+    <message>
+        <source>The list of versions could not be read. Try again later.</source>
+        <translation>De lijst met versies kon niet worden gelezen. Probeer het later opnieuw.</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+</context>
+</TS>

@@ -1,0 +1,134 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="pt_BR" sourcelanguage="en">
+<context>
+    <name>Orvik</name>
+    <message>
+        <source>Orvik</source>
+        <translation>Orvik</translation>
+    </message>
+    <message>
+        <source>Add a phone…</source>
+        <translation>Adicionar um celular…</translation>
+    </message>
+    <message>
+        <source>Resume</source>
+        <translation>Retomar</translation>
+    </message>
+    <message>
+        <source>Pause for 1 hour</source>
+        <translation>Pausar por 1 hora</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones…</source>
+        <translation>Desconectar todos os celulares…</translation>
+    </message>
+    <message>
+        <source>Check for Updates…</source>
+        <translation>Verificar atualizações…</translation>
+    </message>
+    <message>
+        <source>Quit Orvik</source>
+        <translation>Encerrar o Orvik</translation>
+    </message>
+    <message>
+        <source>Paused until %@</source>
+        <translation>Em pausa até %@</translation>
+    </message>
+    <message numerus="yes">
+        <source>%lld phones</source>
+        <translation>
+            <numerusform>%lld celular</numerusform>
+            <numerusform>%lld celulares</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Online</source>
+        <translation>Online</translation>
+    </message>
+    <message>
+        <source>Offline – reconnecting…</source>
+        <translation>Offline – reconectando…</translation>
+    </message>
+    <message>
+        <source>Connecting…</source>
+        <translation>Conectando…</translation>
+    </message>
+    <message>
+        <source>Pairing lost – add a phone again</source>
+        <translation>Emparelhamento perdido – adicione um celular novamente</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones?</source>
+        <translation>Desconectar todos os celulares?</translation>
+    </message>
+    <message>
+        <source>Every phone will need to scan the new code.</source>
+        <translation>Todos os celulares precisarão escanear o novo código.</translation>
+    </message>
+    <message>
+        <source>Disconnect</source>
+        <translation>Desconectar</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Cancelar</translation>
+    </message>
+    <message>
+        <source>Welcome to Orvik</source>
+        <translation>Boas-vindas ao Orvik</translation>
+    </message>
+    <message>
+        <source>Scan with your phone</source>
+        <translation>Escaneie com o celular</translation>
+    </message>
+    <message>
+        <source>Open Orvik on Android and point it at this code.</source>
+        <translation>Abra o Orvik no Android e aponte-o para este código.</translation>
+    </message>
+    <message>
+        <source>Open Orvik when the Mac starts</source>
+        <translation>Abrir o Orvik ao iniciar o Mac</translation>
+    </message>
+    <message>
+        <source>You’re up to date</source>
+        <translation>O Orvik está atualizado</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is the newest version.</source>
+        <translation>O Orvik %@ é a versão mais recente.</translation>
+    </message>
+    <message>
+        <source>A new version is available</source>
+        <translation>Uma nova versão está disponível</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is available. You have %@.</source>
+        <translation>O Orvik %@ está disponível. Você tem a versão %@.</translation>
+    </message>
+    <message>
+        <source>What’s new:</source>
+        <translation>Novidades:</translation>
+    </message>
+    <message>
+        <source>Download</source>
+        <translation>Baixar</translation>
+    </message>
+    <message>
+        <source>Later</source>
+        <translation>Mais tarde</translation>
+    </message>
+    <message>
+        <source>Could not check for updates</source>
+        <translation>Não foi possível verificar se há atualizações</translation>
+    </message>
+    <message>
+        <source>The list of versions could not be read. Try again later.</source>
+        <translation>Não foi possível ler a lista de versões. Tente novamente mais tarde.</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>OK</translation>
+    </message>
+</context>
+</TS>

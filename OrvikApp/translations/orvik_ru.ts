@@ -1,0 +1,135 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="ru" sourcelanguage="en">
+<context>
+    <name>Orvik</name>
+    <message>
+        <source>Orvik</source>
+        <translation>Orvik</translation>
+    </message>
+    <message>
+        <source>Add a phone…</source>
+        <translation>Добавить телефон…</translation>
+    </message>
+    <message>
+        <source>Resume</source>
+        <translation>Возобновить</translation>
+    </message>
+    <message>
+        <source>Pause for 1 hour</source>
+        <translation>Приостановить на 1 час</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones…</source>
+        <translation>Отключить все телефоны…</translation>
+    </message>
+    <message>
+        <source>Check for Updates…</source>
+        <translation>Проверить обновления…</translation>
+    </message>
+    <message>
+        <source>Quit Orvik</source>
+        <translation>Завершить Orvik</translation>
+    </message>
+    <message>
+        <source>Paused until %@</source>
+        <translation>Приостановлено до %@</translation>
+    </message>
+    <message numerus="yes">
+        <source>%lld phones</source>
+        <translation>
+            <numerusform>%lld телефон</numerusform>
+            <numerusform>%lld телефона</numerusform>
+            <numerusform>%lld телефонов</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Online</source>
+        <translation>В сети</translation>
+    </message>
+    <message>
+        <source>Offline – reconnecting…</source>
+        <translation>Не в сети — переподключение…</translation>
+    </message>
+    <message>
+        <source>Connecting…</source>
+        <translation>Подключение…</translation>
+    </message>
+    <message>
+        <source>Pairing lost – add a phone again</source>
+        <translation>Сопряжение потеряно — добавьте телефон снова</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones?</source>
+        <translation>Отключить все телефоны?</translation>
+    </message>
+    <message>
+        <source>Every phone will need to scan the new code.</source>
+        <translation>Каждому телефону нужно будет отсканировать новый код.</translation>
+    </message>
+    <message>
+        <source>Disconnect</source>
+        <translation>Отключить</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Отменить</translation>
+    </message>
+    <message>
+        <source>Welcome to Orvik</source>
+        <translation>Добро пожаловать в Orvik</translation>
+    </message>
+    <message>
+        <source>Scan with your phone</source>
+        <translation>Отсканируйте телефоном</translation>
+    </message>
+    <message>
+        <source>Open Orvik on Android and point it at this code.</source>
+        <translation>Откройте Orvik на Android и наведите камеру на этот код.</translation>
+    </message>
+    <message>
+        <source>Open Orvik when the Mac starts</source>
+        <translation>Открывать Orvik при запуске Mac</translation>
+    </message>
+    <message>
+        <source>You’re up to date</source>
+        <translation>Установлена последняя версия</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is the newest version.</source>
+        <translation>Orvik %@ — последняя версия.</translation>
+    </message>
+    <message>
+        <source>A new version is available</source>
+        <translation>Доступна новая версия</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is available. You have %@.</source>
+        <translation>Доступна версия Orvik %@. Сейчас установлена %@.</translation>
+    </message>
+    <message>
+        <source>What’s new:</source>
+        <translation>Что нового:</translation>
+    </message>
+    <message>
+        <source>Download</source>
+        <translation>Загрузить</translation>
+    </message>
+    <message>
+        <source>Later</source>
+        <translation>Позже</translation>
+    </message>
+    <message>
+        <source>Could not check for updates</source>
+        <translation>Не удалось проверить обновления</translation>
+    </message>
+    <message>
+        <source>The list of versions could not be read. Try again later.</source>
+        <translation>Не удалось прочитать список версий. Повторите попытку позже.</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>ОК</translation>
+    </message>
+</context>
+</TS>

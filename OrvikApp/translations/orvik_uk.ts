@@ -1,0 +1,135 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="uk" sourcelanguage="en">
+<context>
+    <name>Orvik</name>
+    <message>
+        <source>Orvik</source>
+        <translation>Orvik</translation>
+    </message>
+    <message>
+        <source>Add a phone…</source>
+        <translation>Додати телефон…</translation>
+    </message>
+    <message>
+        <source>Resume</source>
+        <translation>Продовжити</translation>
+    </message>
+    <message>
+        <source>Pause for 1 hour</source>
+        <translation>Призупинити на 1 годину</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones…</source>
+        <translation>Від’єднати всі телефони…</translation>
+    </message>
+    <message>
+        <source>Check for Updates…</source>
+        <translation>Перевірити оновлення…</translation>
+    </message>
+    <message>
+        <source>Quit Orvik</source>
+        <translation>Завершити Orvik</translation>
+    </message>
+    <message>
+        <source>Paused until %@</source>
+        <translation>Призупинено до %@</translation>
+    </message>
+    <message numerus="yes">
+        <source>%lld phones</source>
+        <translation>
+            <numerusform>%lld телефон</numerusform>
+            <numerusform>%lld телефони</numerusform>
+            <numerusform>%lld телефонів</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Online</source>
+        <translation>У мережі</translation>
+    </message>
+    <message>
+        <source>Offline – reconnecting…</source>
+        <translation>Не в мережі — повторне з’єднання…</translation>
+    </message>
+    <message>
+        <source>Connecting…</source>
+        <translation>З’єднання…</translation>
+    </message>
+    <message>
+        <source>Pairing lost – add a phone again</source>
+        <translation>Сполучення втрачено — додайте телефон знову</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones?</source>
+        <translation>Від’єднати всі телефони?</translation>
+    </message>
+    <message>
+        <source>Every phone will need to scan the new code.</source>
+        <translation>Кожному телефону потрібно буде відсканувати новий код.</translation>
+    </message>
+    <message>
+        <source>Disconnect</source>
+        <translation>Від’єднати</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Скасувати</translation>
+    </message>
+    <message>
+        <source>Welcome to Orvik</source>
+        <translation>Вітаємо в Orvik</translation>
+    </message>
+    <message>
+        <source>Scan with your phone</source>
+        <translation>Відскануйте телефоном</translation>
+    </message>
+    <message>
+        <source>Open Orvik on Android and point it at this code.</source>
+        <translation>Відкрийте Orvik на Android і наведіть камеру на цей код.</translation>
+    </message>
+    <message>
+        <source>Open Orvik when the Mac starts</source>
+        <translation>Відкривати Orvik під час запуску Mac</translation>
+    </message>
+    <message>
+        <source>You’re up to date</source>
+        <translation>У вас найновіша версія</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is the newest version.</source>
+        <translation>Orvik %@ — найновіша версія.</translation>
+    </message>
+    <message>
+        <source>A new version is available</source>
+        <translation>Доступна нова версія</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is available. You have %@.</source>
+        <translation>Доступна версія Orvik %@. Зараз установлено %@.</translation>
+    </message>
+    <message>
+        <source>What’s new:</source>
+        <translation>Що нового:</translation>
+    </message>
+    <message>
+        <source>Download</source>
+        <translation>Завантажити</translation>
+    </message>
+    <message>
+        <source>Later</source>
+        <translation>Пізніше</translation>
+    </message>
+    <message>
+        <source>Could not check for updates</source>
+        <translation>Не вдалося перевірити оновлення</translation>
+    </message>
+    <message>
+        <source>The list of versions could not be read. Try again later.</source>
+        <translation>Не вдалося прочитати список версій. Спробуйте пізніше.</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>Гаразд</translation>
+    </message>
+</context>
+</TS>

@@ -1,0 +1,133 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="zh_CN" sourcelanguage="en">
+<context>
+    <name>Orvik</name>
+    <message>
+        <source>Orvik</source>
+        <translation>Orvik</translation>
+    </message>
+    <message>
+        <source>Add a phone…</source>
+        <translation>添加手机…</translation>
+    </message>
+    <message>
+        <source>Resume</source>
+        <translation>继续</translation>
+    </message>
+    <message>
+        <source>Pause for 1 hour</source>
+        <translation>暂停 1 小时</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones…</source>
+        <translation>断开所有手机…</translation>
+    </message>
+    <message>
+        <source>Check for Updates…</source>
+        <translation>检查更新…</translation>
+    </message>
+    <message>
+        <source>Quit Orvik</source>
+        <translation>退出 Orvik</translation>
+    </message>
+    <message>
+        <source>Paused until %@</source>
+        <translation>已暂停至 %@</translation>
+    </message>
+    <message numerus="yes">
+        <source>%lld phones</source>
+        <translation>
+            <numerusform>%lld 部手机</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Online</source>
+        <translation>在线</translation>
+    </message>
+    <message>
+        <source>Offline – reconnecting…</source>
+        <translation>离线 – 正在重新连接…</translation>
+    </message>
+    <message>
+        <source>Connecting…</source>
+        <translation>正在连接…</translation>
+    </message>
+    <message>
+        <source>Pairing lost – add a phone again</source>
+        <translation>配对已失效 – 请重新添加手机</translation>
+    </message>
+    <message>
+        <source>Disconnect all phones?</source>
+        <translation>要断开所有手机吗？</translation>
+    </message>
+    <message>
+        <source>Every phone will need to scan the new code.</source>
+        <translation>每部手机都需要扫描新的二维码。</translation>
+    </message>
+    <message>
+        <source>Disconnect</source>
+        <translation>断开连接</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>取消</translation>
+    </message>
+    <message>
+        <source>Welcome to Orvik</source>
+        <translation>欢迎使用 Orvik</translation>
+    </message>
+    <message>
+        <source>Scan with your phone</source>
+        <translation>使用手机扫描</translation>
+    </message>
+    <message>
+        <source>Open Orvik on Android and point it at this code.</source>
+        <translation>在 Android 上打开 Orvik，对准此二维码。</translation>
+    </message>
+    <message>
+        <source>Open Orvik when the Mac starts</source>
+        <translation>Mac 启动时打开 Orvik</translation>
+    </message>
+    <message>
+        <source>You’re up to date</source>
+        <translation>已是最新版本</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is the newest version.</source>
+        <translation>Orvik %@ 是最新版本。</translation>
+    </message>
+    <message>
+        <source>A new version is available</source>
+        <translation>有新版本可用</translation>
+    </message>
+    <message>
+        <source>Orvik %@ is available. You have %@.</source>
+        <translation>Orvik %@ 已可用。你当前的版本是 %@。</translation>
+    </message>
+    <message>
+        <source>What’s new:</source>
+        <translation>新内容：</translation>
+    </message>
+    <message>
+        <source>Download</source>
+        <translation>下载</translation>
+    </message>
+    <message>
+        <source>Later</source>
+        <translation>稍后</translation>
+    </message>
+    <message>
+        <source>Could not check for updates</source>
+        <translation>无法检查更新</translation>
+    </message>
+    <message>
+        <source>The list of versions could not be read. Try again later.</source>
+        <translation>无法读取版本列表。请稍后再试。</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>好</translation>
+    </message>
+</context>
+</TS>
