@@ -40,12 +40,15 @@ class PairingCard : public QWidget {
  private:
   void applyStyle();
 
+  const QString titleText;
+  const QString headingText;
+  const QString instructionText;
+  const QString launchText;
   QLabel title;
   QLabel heading;
   QRCode code;
   QLabel instruction;
   QCheckBox launchSwitch;
-  QString launchText;
 };
 
 }  // namespace orvik
