@@ -1,1 +1,3 @@
-int main() { return 0; }
+#include "OrvikApp/Launcher.h"
+
+int main(int argc, char** argv) { return orvik::Launcher::main(argc, argv); }
