@@ -61,38 +61,30 @@ TEST(AppModel, ShowsTheStateOfTheNewestLinkAndOfNoOther) {
 }
 
 TEST(AppModel, PausesForOneHour) {
-  const auto pause = [](AppModel& model, PowerEvents&) { model.pauseOneHour(); };
-  const auto resume = [](AppModel& model, PowerEvents&) { model.resume(); };
-  const auto wake = [](AppModel&, PowerEvents& power) {
-    dynamic_cast<test::PaperSystem&>(power).wake();
-  };
-  const auto connect = [](AppModel& model, PowerEvents&) { model.connect(); };
-  struct Step {
-    std::chrono::minutes at;
-    std::function<void(AppModel&, PowerEvents&)> action;
-  };
+  using Action = void (*)(AppModel&, test::PaperSystem&);
+  const Action pause = [](AppModel& model, test::PaperSystem&) { model.pauseOneHour(); };
+  const Action resume = [](AppModel& model, test::PaperSystem&) { model.resume(); };
+  const Action connect = [](AppModel& model, test::PaperSystem&) { model.connect(); };
+  const Action wake = [](AppModel&, test::PaperSystem& system) { system.wake(); };
   struct Case {
     const char* name;
-    std::vector<Step> steps;
+    std::vector<std::pair<std::chrono::minutes, Action>> steps;
     /// The model is paused right before this minute, and runs from it on.
     std::chrono::minutes resumes;
     std::chrono::minutes shownEnd;
   };
   const std::vector<Case> cases{
       {"one pause", {{0min, pause}}, 60min, 60min},
-      {"neither wake nor connect ends it",
+      {"wake and connect do not end it",
        {{0min, pause}, {9min, wake}, {9min, connect}},
        60min,
        60min},
       {"the first timer of two runs out", {{0min, pause}, {30min, pause}}, 60min, 90min},
-      {"its end takes the second timer along",
+      {"it takes the second along",
        {{0min, pause}, {30min, pause}, {75min, pause}},
        135min,
        135min},
-      {"resuming cancels the timer",
-       {{0min, pause}, {10min, resume}, {50min, pause}},
-       110min,
-       110min},
+      {"resuming cancels", {{0min, pause}, {10min, resume}, {50min, pause}}, 110min, 110min},
   };
   for (const Case& each : cases) {
     SCOPED_TRACE(each.name);
@@ -102,9 +94,9 @@ TEST(AppModel, PausesForOneHour) {
     const auto advanceTo = [&](Clock::Duration time) {
       desktop.clock->advance(start + time - desktop.clock->now());
     };
-    for (const Step& step : each.steps) {
-      advanceTo(step.at);
-      step.action(*model, *desktop.system);
+    for (const auto& [time, action] : each.steps) {
+      advanceTo(time);
+      action(*model, *desktop.system);
     }
     advanceTo(each.resumes - 1ns);
     EXPECT_EQ(model->pausedUntil(), start + each.shownEnd);

@@ -1,0 +1,67 @@
+#include "OrvikApp/Application.h"
+
+#include <QApplication>
+#include <QIcon>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <string>
+
+#include "OrvikApp/OrvikApp.h"
+#include "OrvikApp/SingleInstance.h"
+#include "OrvikApp/platform/Display.h"
+#include "core/BuildConstants.h"
+
+namespace orvik {
+
+namespace {
+
+int report(const std::string& problem) {
+  std::fprintf(stderr, "orvik: %s\n", problem.c_str());
+  return EXIT_FAILURE;
+}
+
+/// The toolkit ends the program by itself, with a core dump, when it cannot start.
+void takeMessage(QtMsgType type, const QMessageLogContext& context, const QString& message) {
+  if (type != QtFatalMsg) {
+    std::fprintf(stderr, "%s\n", qPrintable(qFormatLogMessage(type, context, message)));
+    return;
+  }
+  report(message.simplified().toStdString());
+  std::_Exit(EXIT_FAILURE);
+}
+
+}  // namespace
+
+int runApplication(int argc, char** argv) try {
+  std::signal(SIGPIPE, SIG_IGN);
+  if (const auto problem = missingDisplay()) {
+    return report(*problem);
+  }
+  const auto relay = RelayEndpoint::fromEnvironment();
+  qInstallMessageHandler(takeMessage);
+  QApplication::setApplicationName(QStringLiteral("Orvik"));
+  QApplication::setApplicationVersion(QString::fromUtf8(build::version));
+  QGuiApplication::setDesktopFileName(QString::fromUtf8(build::applicationId));
+  QApplication application(argc, argv);
+  QApplication::setQuitOnLastWindowClosed(false);
+  QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/orvik-128.png")));
+
+  SingleInstance instance(SingleInstance::sessionFolder());
+  switch (instance.standing()) {
+    case SingleInstance::Standing::later:
+      return EXIT_SUCCESS;
+    case SingleInstance::Standing::unanswered:
+      return report("it runs already, but does not answer");
+    case SingleInstance::Standing::first:
+      break;
+  }
+  OrvikApp orvik(relay);
+  QObject::connect(&instance, &SingleInstance::showRequested, &orvik, &OrvikApp::showPairing);
+  return QApplication::exec();
+} catch (const std::exception& error) {
+  return report(error.what());
+}
+
+}  // namespace orvik

@@ -1,0 +1,67 @@
+#include "OrvikApp/PairingWindow.h"
+
+#include <QCloseEvent>
+#include <QVBoxLayout>
+
+#include "OrvikApp/AppModel.h"
+#include "OrvikApp/StatusMenu.h"
+#include "OrvikApp/Texts.h"
+#include "OrvikApp/platform/Activation.h"
+#include "OrvikApp/platform/TitleBar.h"
+
+namespace orvik {
+
+namespace {
+QString linkOf(const AppModel& model) {
+  return QString::fromStdString(model.pairing().link(model.macName()));
+}
+}  // namespace
+
+PairingWindow::PairingWindow(AppModel& model, StatusMenu& menu, const Texts& texts)
+    : model(model), card(texts, linkOf(model), this), menuBar(this) {
+  setObjectName(QStringLiteral("pairing"));
+  setWindowTitle(QStringLiteral("Orvik"));
+  hideTitleBar(*this);
+  // In the window also where menu bars are elsewhere: this one stands in for an icon.
+  menuBar.setNativeMenuBar(false);
+  menuBar.addMenu(&menu.menu());
+  menuBar.hide();
+
+  auto* layout = new QVBoxLayout(this);  // owned by the window
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->setSpacing(0);
+  layout->setSizeConstraint(QLayout::SetFixedSize);
+  layout->setMenuBar(&menuBar);
+  layout->addWidget(&card);
+
+  auto* close = addAction(QString(), QKeySequence(QKeySequence::Close), this, &QWidget::close);
+  close->setShortcutContext(Qt::WindowShortcut);
+  addAction(&menu.quitEntry());
+
+  card.setLaunchAtLogin(model.launchAtLogin());
+  connect(&card, &PairingCard::launchAtLoginToggled, &model, &AppModel::setLaunchAtLogin);
+  connect(&model, &AppModel::launchAtLoginChanged, this,
+          [this] { card.setLaunchAtLogin(this->model.launchAtLogin()); });
+  connect(&model, &AppModel::pairingChanged, this, [this] { card.setLink(linkOf(this->model)); });
+}
+
+void PairingWindow::present() {
+  show();
+  bringToFront(this);
+}
+
+void PairingWindow::setHoldsMenu(bool holds) {
+  holdsMenu = holds;
+  menuBar.setVisible(holds);
+}
+
+void PairingWindow::closeEvent(QCloseEvent* event) {
+  if (holdsMenu) {
+    event->ignore();
+    showMinimized();
+    return;
+  }
+  QWidget::closeEvent(event);
+}
+
+}  // namespace orvik

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QMenuBar>
+#include <QWidget>
+
+#include "OrvikApp/PairingCard.h"
+
+namespace orvik {
+
+class AppModel;
+class StatusMenu;
+class Texts;
+
+/// The window that shows the code of the present pairing. Made once and hidden when closed. On a
+/// desktop that has no place for the menu-bar icon it holds the menu too, and closing only
+/// minimises it: the application is never out of reach. Main thread only.
+class PairingWindow : public QWidget {
+  Q_OBJECT
+ public:
+  /// Everything outlives the window, which is not shown yet.
+  PairingWindow(AppModel& model, StatusMenu& menu, const Texts& texts);
+
+  /// Shows the window and brings it to the front.
+  void present();
+
+  /// Whether the menu is in the window.
+  void setHoldsMenu(bool holds);
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+
+ private:
+  AppModel& model;
+  PairingCard card;
+  QMenuBar menuBar;
+  bool holdsMenu = false;
+};
+
+}  // namespace orvik

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <QAction>
+#include <QMenu>
+#include <QMessageBox>
+#include <QObject>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "core/platform/Clock.h"
+#include "core/relay/RelayState.h"
+
+namespace orvik {
+
+class AppModel;
+class Texts;
+class Updater;
+
+/// The menu under the menu-bar icon: the state of the link in one line, and what the user can do.
+/// Main thread only.
+class StatusMenu : public QObject {
+  Q_OBJECT
+ public:
+  /// What the entries do beside what the model does.
+  struct Actions {
+    /// Opens the pairing window and brings it to the front.
+    std::function<void()> showPairing;
+    /// Asks for the end of the application.
+    std::function<void()> quit;
+  };
+
+  /// Everything outlives the menu.
+  StatusMenu(AppModel& model, Updater& updater, const Texts& texts, Actions actions);
+
+  [[nodiscard]] QMenu& menu() { return entries; }
+  /// The entry that quits, for windows that want its shortcut.
+  [[nodiscard]] QAction& quitEntry() { return quit; }
+
+  /// What the menu says about the link: until when it is paused, else the state.
+  [[nodiscard]] static QString statusLine(const std::optional<Clock::UnixTime>& pausedUntil,
+                                          const RelayState& state, const Texts& texts);
+
+ private:
+  void addEntries();
+  QAction& add(const char* key, std::function<void()> action);
+  void redraw();
+  void confirmDisconnect();
+
+  AppModel& model;
+  Updater& updater;
+  const Texts& texts;
+  const Actions actions;
+  QMenu entries;
+  QAction status;
+  QAction quit;
+  QAction* pause = nullptr;
+  QAction* resume = nullptr;
+  /// The question whether to disconnect, while it is open.
+  std::unique_ptr<QMessageBox> question;
+};
+
+}  // namespace orvik

@@ -1,0 +1,127 @@
+#!/usr/bin/env python3
+"""The application on a desktop of its own, as a user meets it: application_test.py BUILD_FOLDER.
+
+Its menu is read and its entries are chosen over the session bus, as a panel does it."""
+
+import os
+import signal
+import subprocess
+
+from desktop import Panel, Screen, await_that, start_bus, start_display
+from programs import PATIENCE, Program, build, check, path, run, start_phone, start_relay
+
+ONLINE = ["Orvik", "● Online", "-", "Add a phone…", "Pause for 1 hour", "Disconnect all phones…",
+          "-", "Check for Updates…", "Quit Orvik"]
+
+
+def read(file):
+    with open(file, encoding="utf-8") as opened:
+        return opened.read()
+
+
+def decode(file):
+    return subprocess.run(["zbarimg", "--quiet", "--raw", file], text=True, capture_output=True,
+                          check=False).stdout.strip()
+
+
+def test():
+    relay, port = start_relay()
+    options = ["--relay", f"wss://localhost:{port}", "--trust", path("state/certificate.pem")]
+    bus = start_bus("session")
+    panel = Panel(bus)
+    display = start_display()
+    screen = Screen(display)
+    environment = {
+        "DBUS_SESSION_BUS_ADDRESS": bus, "DBUS_SYSTEM_BUS_ADDRESS": "unix:path=/nonexistent",
+        "DISPLAY": display, "QT_QPA_PLATFORM": "xcb", "LC_ALL": "C.UTF-8",
+        "XDG_RUNTIME_DIR": path(""), "ORVIK_RELAY": options[1], "ORVIK_TRUST": options[3],
+        "ORVIK_LINK_FILE": path("link")}
+
+    def start_application():
+        return Program("orvik", folder="OrvikApp", environment=environment)
+
+    # The first launch shows the code and makes itself a login item.
+    application = start_application()
+    panel.await_item()
+    panel.await_status("● Online")
+    check(panel.texts() == ONLINE, f"the menu is {panel.texts()}")
+    check([p.get("enabled", True) for _, p in panel.entries()][:2] == [False, False],
+          "heading and status cannot be clicked")
+    check(panel.entries()[-1][1]["shortcut"] == [["Control", "Q"]], "Ctrl-Q quits")
+    check(panel.alpha() == 255, "the icon is at full strength")
+    screen.await_window()
+    link = read(path("link")).strip()
+    await_that(lambda: screen.code() == link, "the window's code is the link")
+    check(os.listdir(path("config/autostart")), "the first launch registers the login item")
+
+    # A phone comes, and is left alone for the length of a pause.
+    phone = start_phone(link, options)
+    panel.await_status("● 1 phones")
+    phone.payload()
+    panel.click("Pause for 1 hour")
+    check(panel.await_status(*[t for t in [panel.status()] if t.startswith("Paused until ")]),
+          "the menu says until when")
+    check(panel.texts()[4] == "Resume", "a pause can be ended")
+    await_that(lambda: panel.alpha() == round(0.35 * 255), "the icon is faint while paused")
+    panel.click("Resume")
+    panel.await_status("● 1 phones")
+    phone.forget()
+    phone.payload()
+
+    # Disconnecting is asked about; the code in the window and the stored pairing change.
+    panel.click("Disconnect all phones…")
+    screen.press("Escape")
+    await_that(lambda: len(screen.windows()) == 1, "the question is gone")
+    check(read(path("link")).strip() == link, "cancelling changes nothing")
+    panel.click("Disconnect all phones…")
+    screen.press("Return")
+    await_that(lambda: read(path("link")).strip() != link, "there is a new link")
+    panel.await_status("● Online")
+    new_link = read(path("link")).strip()
+    await_that(lambda: screen.code() == new_link, "the window shows the new code")
+    phone = start_phone(new_link, options)
+    panel.await_status("● 1 phones")
+    phone.payload()
+
+    # The window closes and comes back: from the menu, and when the application is started again.
+    for ask in (lambda: panel.click("Add a phone…"), lambda: start_application().ends(None)):
+        screen.press("ctrl+w")
+        screen.await_no_window()
+        ask()
+        screen.await_window()
+
+    panel.click("Quit Orvik")
+    application.ends(None)
+
+    # Whoever starts it again finds the same pairing and no window.
+    panel.items.clear()
+    application = start_application()
+    panel.await_item()
+    panel.await_status("● 1 phones")
+    check(not screen.windows(), "a later launch opens no window")
+    check(read(path("link")).strip() == new_link, "the pairing is kept")
+    # Without a panel the window comes and has the menu; with one it is an ordinary window again.
+    panel.vanish()
+    screen.await_window()
+    screen.press("ctrl+q")
+    application.ends(None)
+    application = start_application()
+    screen.await_window()
+    application.ends(signal.SIGTERM)
+
+    # A picture needs neither display nor bus.
+    for place, status in ((path("card.png"), 0), (path("missing/card.png"), 1)):
+        done = subprocess.run(
+            [os.path.join(build, "OrvikApp/orvik"), "--render-pairing", place, "ar"], check=False,
+            env={"HOME": path(""), "PATH": os.environ["PATH"]}, capture_output=True,
+            timeout=PATIENCE)
+        check((done.returncode, done.stdout, done.stderr) == (status, b"", b""),
+              f"rendering to {place} gives {done}")
+    picture = start_phone(decode(path("card.png")), options)
+    await_that(lambda: picture.process.poll() is None, "orvik-phone accepts the rendered link")
+
+    phone.ends()
+    relay.ends()
+
+
+run(test)

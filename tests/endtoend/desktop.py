@@ -1,0 +1,165 @@
+"""A desktop for a test: an X display, a session bus, and a panel that shows tray icons."""
+
+import os
+import subprocess
+import tempfile
+
+import dbus
+import dbus.mainloop.glib
+import dbus.service
+from gi.repository import GLib
+
+from programs import PATIENCE, check, path, running
+
+dbus.mainloop.glib.DBusGMainLoop(set_as_default=True)
+WATCHER = "org.kde.StatusNotifierWatcher"
+ITEM = "org.kde.StatusNotifierItem"
+MENU = "com.canonical.dbusmenu"
+PROPERTIES = "org.freedesktop.DBus.Properties"
+
+BUS_CONFIGURATION = """<busconfig><type>{kind}</type><listen>unix:dir={folder}</listen>
+<policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/>
+<allow own="*"/></policy></busconfig>"""
+
+
+def await_that(condition, message):
+    """Lets the buses work until the condition gives something true, which is returned."""
+    late = []
+    GLib.timeout_add_seconds(PATIENCE, lambda: late.append(True))
+    # The condition may change by what no bus tells.
+    tick = GLib.timeout_add(20, lambda: True)
+    while not (found := condition()):
+        check(not late, message)
+        GLib.MainContext.default().iteration(True)
+    GLib.source_remove(tick)
+    return found
+
+
+def start(*command, **options):
+    process = subprocess.Popen(command, stdout=subprocess.PIPE, text=True, **options)
+    running.append(process)
+    return process
+
+
+def start_bus(kind):
+    """A private bus that lets everybody do everything; gives its address."""
+    folder = tempfile.mkdtemp(prefix="bus-", dir=path(""))
+    with open(os.path.join(folder, "bus.conf"), "w", encoding="utf-8") as file:
+        file.write(BUS_CONFIGURATION.format(kind=kind, folder=folder))
+    bus = start("dbus-daemon", f"--config-file={folder}/bus.conf", "--nofork", "--print-address")
+    return bus.stdout.readline().strip()
+
+
+def start_display():
+    """An X display with a window manager; gives its name."""
+    server = start("Xvfb", "-displayfd", "1", "-screen", "0", "800x700x24", "-nolisten", "tcp",
+                   stderr=subprocess.DEVNULL)
+    name = ":" + server.stdout.readline().strip()
+    start("openbox", env={**os.environ, "DISPLAY": name}, stderr=subprocess.DEVNULL)
+    return name
+
+
+class Panel(dbus.service.Object):
+    """Shows tray icons, as the panel of a desktop: knows one application's item and its menu."""
+
+    def __init__(self, address):
+        self.bus = dbus.bus.BusConnection(address)
+        super().__init__(self.bus, "/StatusNotifierWatcher")
+        self.items = []
+        self.appear()
+
+    def appear(self):
+        self.bus.request_name(WATCHER)
+
+    def vanish(self):
+        self.items.clear()
+        self.bus.release_name(WATCHER)
+
+    @dbus.service.method(WATCHER, in_signature="s", sender_keyword="sender")
+    def RegisterStatusNotifierItem(self, name, sender):
+        self.items.append(sender if name.startswith("/") else name)
+
+    @dbus.service.method(PROPERTIES, in_signature="ss", out_signature="v")
+    def Get(self, _interface, name):
+        return {"IsStatusNotifierHostRegistered": True, "ProtocolVersion": 0,
+                "RegisteredStatusNotifierItems": dbus.Array(self.items, signature="s")}[name]
+
+    @dbus.service.method("org.freedesktop.DBus.Introspectable", out_signature="s")
+    def Introspect(self):
+        return f"""<node><interface name="{WATCHER}">
+            <method name="RegisterStatusNotifierItem"><arg type="s" direction="in"/></method>
+            <property name="IsStatusNotifierHostRegistered" type="b" access="read"/>
+            </interface></node>"""
+
+    def await_item(self):
+        await_that(lambda: self.items, "the icon appears")
+
+    def item(self, name):
+        item = self.bus.get_object(self.items[-1], "/StatusNotifierItem", introspect=False)
+        return item.Get(ITEM, name, dbus_interface=PROPERTIES)
+
+    def alpha(self):
+        """The strongest opacity in the icon, of 255."""
+        _, _, pixels = max(self.item("IconPixmap"))
+        return max(pixels[::4])
+
+    def menu(self):
+        return self.bus.get_object(self.items[-1], self.item("Menu"), introspect=False)
+
+    def entries(self):
+        """What the menu shows, top to bottom, each as its number and its properties."""
+        self.menu().AboutToShow(0, dbus_interface=MENU)
+        _, (_, _, children) = self.menu().GetLayout(
+            0, -1, dbus.Array([], signature="s"), dbus_interface=MENU)
+        return [(int(number), properties) for number, properties, _ in children
+                if properties.get("visible", True)]
+
+    def texts(self):
+        return [str(p.get("label", "-")).replace("_", "") if p.get("type") != "separator" else "-"
+                for _, p in self.entries()]
+
+    def status(self):
+        return self.texts()[1]
+
+    def await_status(self, *wanted):
+        return await_that(lambda: self.status() in wanted and self.status(),
+                          f"the menu says {wanted}, not {self.status()}")
+
+    def click(self, text):
+        number = next(n for (n, _), t in zip(self.entries(), self.texts()) if t == text)
+        self.menu().Event(number, "clicked", dbus.String("", variant_level=1), dbus.UInt32(0),
+                          dbus_interface=MENU)
+
+
+class Screen:
+    """What a user sees and does on the display."""
+
+    def __init__(self, name):
+        self.environment = {**os.environ, "DISPLAY": name}
+
+    def _output(self, *command):
+        return subprocess.run(command, env=self.environment, text=True, capture_output=True,
+                              check=False).stdout.strip()
+
+    def windows(self, title="Orvik"):
+        """The visible windows of this title."""
+        return self._output("xdotool", "search", "--onlyvisible", "--name", f"^{title}$").split()
+
+    def await_window(self):
+        return await_that(self.windows, "a window opens")[0]
+
+    def await_no_window(self):
+        await_that(lambda: not self.windows(), "the window closes")
+
+    def press(self, key):
+        """In the window that is in front, once there is one."""
+        await_that(lambda: self._output("xdotool", "getactivewindow"), "a window is in front")
+        self._output("xdotool", "key", "--clearmodifiers", key)
+
+    def picture(self, file):
+        self._output("import", "-window", "root", file)
+
+    def code(self):
+        """What a camera reads on the screen; empty without a code."""
+        self.picture(path("screen.png"))
+        return self._output("zbarimg", "--quiet", "--raw", path("screen.png"))
