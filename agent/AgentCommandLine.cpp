@@ -5,9 +5,8 @@
 #include <CLI/Formatter.hpp>
 #include <unistd.h>
 
-#include <array>
-
 #include "core/BuildConstants.h"
+#include "core/platform/HostName.h"
 #include "core/relay/WebSocketURL.h"
 #include "core/values/Text.h"
 
@@ -20,15 +19,6 @@ constexpr const char* about =
     "Ends with status 2 after a wrong call, 3 when the relay refuses the pairing, and 1 after any "
     "other failure.";
 
-/// The first label of the host name, or "Mac" when there is none.
-std::string hostName() {
-  std::array<char, 256> buffer{};
-  gethostname(buffer.data(), buffer.size() - 1);
-  const std::string name(buffer.data());
-  const std::string label = name.substr(0, name.find('.'));
-  return label.empty() ? "Mac" : label;
-}
-
 std::optional<std::filesystem::path> path(const std::string& text) {
   return text.empty() ? std::nullopt : std::optional<std::filesystem::path>(text);
 }
@@ -38,7 +28,7 @@ std::optional<std::filesystem::path> path(const std::string& text) {
 std::optional<AgentCommandLine> AgentCommandLine::parse(int argc, const char* const* argv) {
   AgentCommandLine line;
   line.relay = build::relayURL;
-  line.name = hostName();
+  line.name = localizedHostName().value_or("Mac");
   std::string trust;
   std::string linkFile;
   std::string sampleFile;

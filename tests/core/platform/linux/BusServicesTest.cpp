@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <spawn.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <systemd/sd-bus.h>
 #include <unistd.h>
 
@@ -15,6 +12,7 @@
 #include "core/platform/linux/BluetoothReader.h"
 #include "core/platform/linux/NetworkReader.h"
 #include "core/values/JSONReader.h"
+#include "tests/support/BusDaemon.h"
 #include "tests/support/FixtureTree.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -24,33 +22,12 @@ namespace {
 using namespace std::chrono_literals;
 
 /// A bus of the test's own, and one program on it that has the names of the system's services.
-class PrivateBus {
+class PrivateBus : public test::BusDaemon {
  public:
   /// Answers a call by sending a reply, or does not.
   using Service = std::function<void(sd_bus_message* call, const std::string& method)>;
 
   explicit PrivateBus(Service answering) : service(std::move(answering)) {
-    const auto settings = folder.write(
-        "bus.conf",
-        "<busconfig><type>session</type><listen>unix:path=" + (folder.path / "socket").string() +
-            "</listen><policy context='default'><allow send_destination='*'/><allow "
-            "receive_sender='*'/>"
-            "<allow own='*'/></policy></busconfig>");
-    std::array<int, 2> pipe{};
-    EXPECT_EQ(::pipe(pipe.data()), 0);
-    std::string settingsArgument = "--config-file=" + settings.string();
-    std::string addressArgument = "--print-address=" + std::to_string(pipe[1]);
-    std::string name = "dbus-daemon";
-    std::string noFork = "--nofork";
-    const std::array<char*, 5> arguments{name.data(), noFork.data(), settingsArgument.data(),
-                                         addressArgument.data(), nullptr};
-    EXPECT_EQ(posix_spawnp(&daemon, name.c_str(), nullptr, nullptr, arguments.data(), environ), 0);
-    close(pipe[1]);
-    // It writes its address when it can be connected to.
-    for (char c = 0; read(pipe[0], &c, 1) == 1 && c != '\n';) {
-      address += c;
-    }
-    close(pipe[0]);
     EXPECT_GE(sd_bus_new(&bus), 0);
     sd_bus_set_address(bus, address.c_str());
     sd_bus_set_bus_client(bus, 1);
@@ -67,13 +44,10 @@ class PrivateBus {
   PrivateBus& operator=(const PrivateBus&) = delete;
   ~PrivateBus() {
     // Without its bus the service ends.
-    kill(daemon, SIGTERM);
-    waitpid(daemon, nullptr, 0);
+    stop();
     serving.join();
     sd_bus_close_unref(bus);
   }
-
-  std::string address;
 
  private:
   static int onMessage(sd_bus_message* message, void* self, sd_bus_error* /*error*/) {
@@ -84,9 +58,7 @@ class PrivateBus {
     return 0;
   }
 
-  test::TemporaryFolder folder;
   Service service;
-  pid_t daemon = 0;
   sd_bus* bus = nullptr;
   std::thread serving;
 };
