@@ -1,0 +1,186 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include <QDBusConnectionInterface>
+#include <QDBusUnixFileDescriptor>
+#include <QDBusVirtualObject>
+
+#include "OrvikApp/platform/linux/LogindPowerEvents.h"
+#include "tests/support/BusDaemon.h"
+#include "tests/support/EventLoop.h"
+
+namespace orvik {
+namespace {
+
+using test::eventually;
+
+constexpr auto path = "/org/freedesktop/login1";
+constexpr auto interface = "org.freedesktop.login1.Manager";
+constexpr auto name = "org.freedesktop.login1";
+
+QString text(const char* latin) { return QString::fromLatin1(latin); }
+
+/// A program's own connection to the bus.
+class Connection {
+ public:
+  explicit Connection(const test::BusDaemon& daemon)
+      : label(QString::number(reinterpret_cast<quintptr>(this))),
+        bus(QDBusConnection::connectToBus(QString::fromStdString(daemon.address), label)) {}
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+  ~Connection() { QDBusConnection::disconnectFromBus(label); }
+
+  void announceSleep(bool isBeginning) const {
+    auto signal = QDBusMessage::createSignal(text(path), text(interface), text("PrepareForSleep"));
+    bus.send(signal << isBeginning);
+    // Once the bus has answered this it has passed on the signal.
+    static_cast<void>(bus.interface()->isServiceRegistered(text(name)).value());
+  }
+
+  const QString label;
+  QDBusConnection bus;
+};
+
+/// logind as far as it is asked: gives locks, and knows which of them are held.
+class MockLogind : public Connection, private QDBusVirtualObject {
+ public:
+  explicit MockLogind(const test::BusDaemon& daemon, bool refuses = false)
+      : Connection(daemon), refuses(refuses) {
+    EXPECT_TRUE(bus.registerVirtualObject(text(path), this));
+    EXPECT_TRUE(bus.registerService(text(name)));
+  }
+
+  /// How many of the locks given so far are held: somebody has the other end of the pipe.
+  int held() {
+    return static_cast<int>(std::ranges::count_if(locks, [](const FileDescriptor& lock) {
+      pollfd state{.fd = lock.get(), .events = POLLIN, .revents = 0};
+      return poll(&state, 1, 0) == 0;
+    }));
+  }
+
+  std::vector<FileDescriptor> locks;
+  int asked = 0;
+
+ private:
+  [[nodiscard]] QString introspect(const QString& /*path*/) const override { return {}; }
+
+  bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
+    ++asked;
+    const auto arguments = message.arguments();
+    EXPECT_EQ(arguments.value(0), text("sleep"));
+    EXPECT_EQ(arguments.value(3), text("delay"));
+    if (refuses) {
+      return connection.send(message.createErrorReply(QDBusError::AccessDenied, text("no")));
+    }
+    std::array<int, 2> pipe{};
+    EXPECT_EQ(pipe2(pipe.data(), O_CLOEXEC), 0);
+    locks.emplace_back(pipe[0]);
+    QDBusUnixFileDescriptor end;
+    end.giveFileDescriptor(pipe[1]);
+    return connection.send(message.createReply(QVariant::fromValue(end)));
+  }
+
+  const bool refuses;
+};
+
+/// What an application hears, and the last hold that it was given.
+struct Listener {
+  explicit Listener(const QDBusConnection& bus) : events(bus) {
+    // Letting go of the registration does not end it.
+    static_cast<void>(events.onWillSleep([this](const PowerEvents::SleepHold& given) {
+      heard += "sleep ";
+      hold = given;
+    }));
+    static_cast<void>(events.onDidWake([this] { heard += "wake "; }));
+  }
+
+  [[nodiscard]] bool hears(const std::string& all) const {
+    return eventually([&] { return heard == all; });
+  }
+
+  LogindPowerEvents events;
+  std::string heard;
+  PowerEvents::SleepHold hold;
+};
+
+class LogindPowerEventsTest : public testing::Test {
+ protected:
+  const test::BusDaemon daemon;
+  Connection ours{daemon};
+};
+
+TEST_F(LogindPowerEventsTest, SleepWaitsForTheLastHolder) {
+  MockLogind logind(daemon);
+  Listener listener(ours.bus);
+  ASSERT_TRUE(eventually([&] { return logind.held() == 1; }));
+  std::string heard;
+  for (int night = 1; night <= 2; ++night) {
+    logind.announceSleep(true);
+    ASSERT_TRUE(listener.hears(heard += "sleep "));
+    PowerEvents::SleepHold goodbye = std::exchange(listener.hold, nullptr);
+    EXPECT_EQ(logind.held(), 1);
+    goodbye.reset();
+    EXPECT_EQ(logind.held(), 0);
+    // Twice the same: there is nothing left to hold with, but those who listen hear it.
+    logind.announceSleep(true);
+    ASSERT_TRUE(listener.hears(heard += "sleep "));
+    EXPECT_EQ(listener.hold, nullptr);
+    logind.announceSleep(false);
+    ASSERT_TRUE(listener.hears(heard += "wake "));
+    ASSERT_TRUE(eventually([&] { return logind.held() == 1; }));
+    EXPECT_EQ(logind.asked, night + 1);
+  }
+}
+
+TEST_F(LogindPowerEventsTest, OnlyLogindIsBelieved) {
+  Connection stranger(daemon);
+  Listener listener(ours.bus);
+  stranger.announceSleep(true);
+  MockLogind logind(daemon);
+  ASSERT_TRUE(eventually([&] { return logind.held() == 1; }));
+  stranger.announceSleep(true);
+  logind.announceSleep(false);
+  ASSERT_TRUE(listener.hears("wake "));
+  EXPECT_EQ(logind.held(), 1);
+}
+
+TEST_F(LogindPowerEventsTest, ALogindThatStartsAnewIsFollowed) {
+  auto first = std::make_unique<MockLogind>(daemon);
+  Listener listener(ours.bus);
+  ASSERT_TRUE(eventually([&] { return first->held() == 1; }));
+  first->announceSleep(true);
+  ASSERT_TRUE(listener.hears("sleep "));
+  first.reset();
+  // Nobody else will say that the machine is awake.
+  ASSERT_TRUE(listener.hears("sleep wake "));
+
+  MockLogind second(daemon);
+  ASSERT_TRUE(eventually([&] { return second.held() == 1; }));
+  EXPECT_EQ(second.asked, 1);
+  second.announceSleep(true);
+  ASSERT_TRUE(listener.hears("sleep wake sleep "));
+  EXPECT_EQ(second.held(), 1);
+  EXPECT_NE(listener.hold, nullptr);
+}
+
+TEST_F(LogindPowerEventsTest, SleepIsToldAlsoWithoutALock) {
+  const MockLogind logind(daemon, true);
+  const Listener listener(ours.bus);
+  // The refusal is on its way before the signal.
+  ASSERT_TRUE(eventually([&] { return logind.asked == 1; }));
+  logind.announceSleep(true);
+  ASSERT_TRUE(listener.hears("sleep "));
+  EXPECT_EQ(listener.hold, nullptr);
+}
+
+TEST_F(LogindPowerEventsTest, NothingIsLeftOfOneThatGoes) {
+  MockLogind logind(daemon);
+  const Listener withoutBus{QDBusConnection(text("no such connection"))};
+  // Its question is under way.
+  std::make_unique<Listener>(ours.bus).reset();
+  ASSERT_TRUE(eventually([&] { return logind.asked == 1 && logind.held() == 0; }));
+}
+
+}  // namespace
+}  // namespace orvik
