@@ -26,8 +26,6 @@ class Texts {
 
   /// The text of a key; the key itself where there is no translation.
   [[nodiscard]] QString text(const char* key) const;
-  /// The same with each "%@" replaced by the next of the arguments.
-  [[nodiscard]] QString text(const char* key, const QStringList& arguments) const;
 
   /// The same with each "%@" replaced by an argument, in their order. What is filled in is not
   /// searched again; a "%@" without an argument stays.

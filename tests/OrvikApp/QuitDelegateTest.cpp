@@ -9,7 +9,7 @@
 #include "OrvikApp/QuitRequests.h"
 #include "OrvikApp/TerminationSignals.h"
 #include "tests/OrvikApp/PaperDesktop.h"
-#include "tests/OrvikApp/WaitFor.h"
+#include "tests/support/EventLoop.h"
 
 namespace orvik {
 namespace {
@@ -44,7 +44,7 @@ TEST_F(Quitting, EveryRequestWaitsForTheOneGoodbye) {
   for (const int number : {SIGTERM, SIGTERM, SIGINT, SIGHUP}) {
     kill(getpid(), number);
     ++sent;
-    test::waitFor([&] { return signals == sent; });
+    ASSERT_TRUE(test::eventually([&] { return signals == sent; }));
   }
   EXPECT_FALSE(sendQuitEvent());
   requests.requestQuit();
@@ -70,7 +70,7 @@ TEST_F(Quitting, AnEndingSessionWaitsAndTheApplicationGoesOnWithIt) {
   requests.prepareForSessionEnd();
   EXPECT_EQ(goodbyes(), 1);
   EXPECT_EQ(ends, 0);
-  test::waitFor([&] { return desktop.links.size() == 2; });
+  ASSERT_TRUE(test::eventually([&] { return desktop.links.size() == 2; }));
   EXPECT_TRUE(desktop.isConnected());
 }
 

@@ -10,7 +10,7 @@
 #include "OrvikApp/RelayClientLink.h"
 #include "core/relay/BeastWebSocket.h"
 #include "core/sampling/BasicSampleSource.h"
-#include "tests/OrvikApp/WaitFor.h"
+#include "tests/support/EventLoop.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/TestRelay.h"
 
@@ -54,12 +54,12 @@ TEST(RelayClientLink, GoesOnlineAndSaysGoodbye) {
       });
   bool isUnstartedStopped = false;
   link->stop([&] { isUnstartedStopped = true; });
-  test::waitFor([&] { return isUnstartedStopped; });
+  ASSERT_TRUE(test::eventually([&] { return isUnstartedStopped; }));
   link->start();
-  test::waitFor([&] { return states.size() == 2; });
+  ASSERT_TRUE(test::eventually([&] { return states.size() == 2; }));
   bool isStopped = false;
   link->stop([&] { isStopped = QThread::currentThread() == qApp->thread(); });
-  test::waitFor([&] { return isStopped && hasLeft; });
+  ASSERT_TRUE(test::eventually([&] { return isStopped && hasLeft; }));
   EXPECT_THAT(states, testing::ElementsAre(Connecting{}, Online{3}, Stopped{}));
 }
 
