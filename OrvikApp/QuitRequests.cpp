@@ -48,9 +48,9 @@ bool QuitRequests::eventFilter(QObject* watched, QEvent* event) {
   if (watched != qGuiApp || event->type() != QEvent::Quit) {
     return false;
   }
+  // Never refused, or macOS would call a logout off: it waits for the end of the event loop.
+  event->accept();
   requestQuit();
-  // Refused as long as the relay does not know: the application ends by itself soon after.
-  event->setAccepted(!isSayingGoodbye);
   return true;
 }
 

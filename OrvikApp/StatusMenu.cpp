@@ -63,12 +63,12 @@ void StatusMenu::addEntries() {
   status.setEnabled(false);
   entries.addAction(&status);
   entries.addSeparator();
-  add("Add a phone…", actions.showPairing);
-  resume = &add("Resume", [this] { model.resume(); });
-  pause = &add("Pause for 1 hour", [this] { model.pauseOneHour(); });
-  add("Disconnect all phones…", [this] { confirmDisconnect(); });
+  add(texts.text("Add a phone…"), actions.showPairing);
+  resume = &add(texts.text("Resume"), [this] { model.resume(); });
+  pause = &add(texts.text("Pause for 1 hour"), [this] { model.pauseOneHour(); });
+  add(texts.text("Disconnect all phones…"), [this] { confirmDisconnect(); });
   entries.addSeparator();
-  add("Check for Updates…", [this] {
+  add(texts.text("Check for Updates…"), [this] {
     bringToFront(nullptr);
     updater.checkForUpdates();
   });
@@ -80,8 +80,8 @@ void StatusMenu::addEntries() {
   entries.addAction(&quit);
 }
 
-QAction& StatusMenu::add(const char* key, std::function<void()> action) {
-  auto* entry = entries.addAction(texts.text(key));
+QAction& StatusMenu::add(const QString& text, std::function<void()> action) {
+  auto* entry = entries.addAction(text);
   entry->setMenuRole(QAction::NoRole);
   connect(entry, &QAction::triggered, this, std::move(action));
   return *entry;

@@ -43,7 +43,7 @@ class StatusMenu : public QObject {
 
  private:
   void addEntries();
-  QAction& add(const char* key, std::function<void()> action);
+  QAction& add(const QString& text, std::function<void()> action);
   void redraw();
   void confirmDisconnect();
 

@@ -137,13 +137,13 @@ class Screen:
     def __init__(self, name):
         self.environment = {**os.environ, "DISPLAY": name}
 
-    def _output(self, *command):
+    def run(self, *command):
         return subprocess.run(command, env=self.environment, text=True, capture_output=True,
                               check=False).stdout.strip()
 
     def windows(self, title="Orvik"):
         """The visible windows of this title."""
-        return self._output("xdotool", "search", "--onlyvisible", "--name", f"^{title}$").split()
+        return self.run("xdotool", "search", "--onlyvisible", "--name", f"^{title}$").split()
 
     def await_window(self):
         return await_that(self.windows, "a window opens")[0]
@@ -153,13 +153,13 @@ class Screen:
 
     def press(self, key):
         """In the window that is in front, once there is one."""
-        await_that(lambda: self._output("xdotool", "getactivewindow"), "a window is in front")
-        self._output("xdotool", "key", "--clearmodifiers", key)
+        await_that(lambda: self.run("xdotool", "getactivewindow"), "a window is in front")
+        self.run("xdotool", "key", "--clearmodifiers", key)
 
     def picture(self, file):
-        self._output("import", "-window", "root", file)
+        self.run("import", "-window", "root", file)
 
     def code(self):
         """What a camera reads on the screen; empty without a code."""
         self.picture(path("screen.png"))
-        return self._output("zbarimg", "--quiet", "--raw", path("screen.png"))
+        return self.run("zbarimg", "--quiet", "--raw", path("screen.png"))
