@@ -60,9 +60,20 @@ install(TARGETS orvik BUNDLE DESTINATION . COMPONENT application)
 get_target_property(qmake Qt6::qmake IMPORTED_LOCATION)
 cmake_path(GET qmake PARENT_PATH qt_programs)
 find_program(ORVIK_MACDEPLOYQT macdeployqt HINTS ${qt_programs} REQUIRED)
+# The pairing card is drawn without a display, with a plugin that applications rarely have.
+execute_process(COMMAND ${qmake} -query QT_INSTALL_PLUGINS
+  OUTPUT_VARIABLE plugin OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+string(APPEND plugin /platforms/libqoffscreen.dylib)
 install(CODE "
   set(application \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/Orvik.app\")
-  execute_process(COMMAND \"${ORVIK_MACDEPLOYQT}\" \"\${application}\" -always-overwrite
+  set(plugins \"\${application}/Contents/PlugIns/platforms\")
+  execute_process(COMMAND \"${CMAKE_COMMAND}\" -E make_directory \"\${plugins}\"
+    COMMAND_ERROR_IS_FATAL ANY)
+  execute_process(COMMAND \"${CMAKE_COMMAND}\" -E copy \"${plugin}\" \"\${plugins}\"
+    COMMAND_ERROR_IS_FATAL ANY)
+  execute_process(
+    COMMAND \"${ORVIK_MACDEPLOYQT}\" \"\${application}\" -always-overwrite
+      \"-executable=\${plugins}/libqoffscreen.dylib\"
     COMMAND_ERROR_IS_FATAL ANY)
   execute_process(COMMAND \"${CMAKE_CURRENT_LIST_DIR}/sign-bundle\" \"\${application}\"
     COMMAND_ERROR_IS_FATAL ANY)
