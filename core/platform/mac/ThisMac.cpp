@@ -15,6 +15,9 @@ namespace orvik {
 
 namespace {
 
+/// How long the service that adds up what could be freed is waited for: usually milliseconds.
+constexpr std::chrono::seconds longestQuestion{2};
+
 /// An entry of the registry of devices, released at its end.
 class RegistryEntry {
  public:
@@ -58,16 +61,7 @@ std::optional<std::int64_t> capacity(CFURLRef volume, CFStringRef key) {
   return bytes;
 }
 
-}  // namespace
-
-ThisMac::ThisMac(std::optional<std::string> icon) : icon(std::move(icon)) {}
-
-std::int64_t ThisMac::bootEpoch() {
-  const auto time = Sysctl::bootTime();
-  return time ? epochSeconds(*time) : 0;
-}
-
-std::optional<MacSystem::Capacity> ThisMac::dataVolume() {
+std::optional<MacSystem::Capacity> readDataVolume() {
   const AutoreleasePool pool;
   const ByteView path = orvik::bytesOf(std::string_view("/System/Volumes/Data"));
   const Owned<CFURLRef> volume(CFURLCreateFromFileSystemRepresentation(
@@ -80,8 +74,24 @@ std::optional<MacSystem::Capacity> ThisMac::dataVolume() {
   if (!total) {
     return std::nullopt;
   }
-  return Capacity{*total, capacity(volume.get(), kCFURLVolumeAvailableCapacityForImportantUsageKey),
-                  capacity(volume.get(), kCFURLVolumeAvailableCapacityKey)};
+  return MacSystem::Capacity{
+      *total, capacity(volume.get(), kCFURLVolumeAvailableCapacityForImportantUsageKey),
+      capacity(volume.get(), kCFURLVolumeAvailableCapacityKey)};
+}
+
+}  // namespace
+
+ThisMac::ThisMac(std::shared_ptr<Clock> clock, std::optional<std::string> icon)
+    : questions(std::move(clock)), icon(std::move(icon)) {}
+
+std::int64_t ThisMac::bootEpoch() {
+  const auto time = Sysctl::bootTime();
+  return time ? epochSeconds(*time) : 0;
+}
+
+asio::awaitable<std::optional<MacSystem::Capacity>> ThisMac::dataVolume() {
+  auto volume = co_await questions.run(longestQuestion, &readDataVolume);
+  co_return volume.value_or(std::nullopt);
 }
 
 std::optional<std::string> ThisMac::sysctlString(const std::string& name) {

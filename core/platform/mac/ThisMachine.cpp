@@ -16,9 +16,9 @@ std::shared_ptr<MachineReadings> readingsOfThisMachine(const asio::any_io_execut
   const auto shell = std::make_shared<Shell>();
   const auto macmon =
       std::make_shared<MacmonReader>(MacmonReader::usualPlaces(bundleResources()),
-                                     MacmonReader::Surroundings{executor, std::move(clock), shell});
-  return std::make_shared<MacReadings>(shell, macmon,
-                                       std::make_shared<ThisMac>(std::move(computerIcon)));
+                                     MacmonReader::Surroundings{executor, clock, shell});
+  return std::make_shared<MacReadings>(
+      shell, macmon, std::make_shared<ThisMac>(std::move(clock), std::move(computerIcon)));
 }
 
 }  // namespace orvik
