@@ -17,6 +17,6 @@ namespace orvik {
 /// picture comes with the program do not use it.
 [[nodiscard]] std::shared_ptr<MachineReadings> readingsOfThisMachine(
     const asio::any_io_executor& executor, std::shared_ptr<Clock> clock,
-    std::optional<std::string> computerIcon = std::nullopt);
+    const std::optional<std::string>& computerIcon = std::nullopt);
 
 }  // namespace orvik

@@ -6,7 +6,7 @@ namespace orvik {
 
 std::shared_ptr<MachineReadings> readingsOfThisMachine(
     const asio::any_io_executor& /*executor*/, std::shared_ptr<Clock> clock,
-    std::optional<std::string> /*computerIcon*/) {
+    const std::optional<std::string>& /*computerIcon*/) {
   return std::make_shared<LinuxReadings>(std::move(clock));
 }
 

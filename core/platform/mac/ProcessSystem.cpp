@@ -6,6 +6,13 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <utility>
 
 namespace orvik::ProcessSystem {
 
@@ -15,11 +22,56 @@ bool closeOnExec(const FileDescriptor& descriptor) {
   return fcntl(descriptor.get(), F_SETFD, FD_CLOEXEC) == 0;
 }
 
-/// A descriptor that is readable from the start: the end of a pipe that nobody writes to.
-FileDescriptor alreadyReadable() {
-  std::optional<Pipe> pipe = openPipe();
-  return pipe ? std::move(pipe->readingEnd) : FileDescriptor();
-}
+/// A queue of the kernel on which the ends of children are heard, by a thread of its own. Handing
+/// out the queue itself would be simpler, but whoever waits for it together with other descriptors
+/// is told at once that it can be read.
+class Ends {
+ public:
+  /// Throws std::system_error when there is no queue or no thread to be had.
+  static std::shared_ptr<Ends> start() {
+    auto ends = std::make_shared<Ends>();
+    if (!ends->queue || !closeOnExec(ends->queue)) {
+      throw std::system_error(errno, std::generic_category());
+    }
+    std::thread([ends] { ends->hear(); }).detach();
+    return ends;
+  }
+
+  /// Has the descriptor closed when the child has ended; at once when it has already. False when
+  /// the end cannot be noticed.
+  [[nodiscard]] bool closeAtEnd(FileDescriptor descriptor, pid_t child) {
+    struct kevent end {};
+    end.ident = static_cast<std::uintptr_t>(child);
+    end.filter = EVFILT_PROC;
+    end.flags = EV_ADD | EV_ONESHOT;
+    end.fflags = NOTE_EXIT;
+    const std::lock_guard guard(lock);
+    if (kevent(queue.get(), &end, 1, nullptr, 0, nullptr) != 0) {
+      // No such process: a child that has ended but was not waited for cannot be watched any more.
+      return errno == ESRCH;
+    }
+    descriptors.insert_or_assign(child, std::move(descriptor));
+    return true;
+  }
+
+ private:
+  void hear() {
+    for (;;) {
+      struct kevent end {};
+      const int count = kevent(queue.get(), nullptr, 0, &end, 1, nullptr);
+      if (count == 1) {
+        const std::lock_guard guard(lock);
+        descriptors.erase(static_cast<pid_t>(end.ident));
+      } else if (count < 0 && errno != EINTR) {
+        return;
+      }
+    }
+  }
+
+  const FileDescriptor queue{kqueue()};
+  std::mutex lock;
+  std::map<pid_t, FileDescriptor> descriptors;
+};
 
 }  // namespace
 
@@ -40,20 +92,17 @@ std::optional<Pipe> openPipe() {
 }
 
 FileDescriptor watchEnd(pid_t child) {
-  FileDescriptor queue(kqueue());
-  if (!queue || !closeOnExec(queue)) {
-    return {};
+  try {
+    static const std::shared_ptr<Ends> ends = Ends::start();
+    std::optional<Pipe> pipe = openPipe();
+    // The end of a pipe that nobody holds the other end of can be read.
+    if (pipe && ends->closeAtEnd(std::move(pipe->writingEnd), child)) {
+      return std::move(pipe->readingEnd);
+    }
+  } catch (const std::system_error&) {
+    // Tried again with the next child.
   }
-  struct kevent end {};
-  end.ident = static_cast<uintptr_t>(child);
-  end.filter = EVFILT_PROC;
-  end.flags = EV_ADD;
-  end.fflags = NOTE_EXIT;
-  if (kevent(queue.get(), &end, 1, nullptr, 0, nullptr) == 0) {
-    return queue;
-  }
-  // A child that has ended but was not waited for cannot be watched any more.
-  return errno == ESRCH ? alreadyReadable() : FileDescriptor();
+  return {};
 }
 
 bool inheritStandardOnly(posix_spawnattr_t& attributes, posix_spawn_file_actions_t& /*actions*/) {

@@ -10,15 +10,15 @@
 
 namespace orvik {
 
-std::shared_ptr<MachineReadings> readingsOfThisMachine(const asio::any_io_executor& executor,
-                                                       std::shared_ptr<Clock> clock,
-                                                       std::optional<std::string> computerIcon) {
+std::shared_ptr<MachineReadings> readingsOfThisMachine(
+    const asio::any_io_executor& executor, std::shared_ptr<Clock> clock,
+    const std::optional<std::string>& computerIcon) {
   const auto shell = std::make_shared<Shell>();
   const auto macmon =
       std::make_shared<MacmonReader>(MacmonReader::usualPlaces(bundleResources()),
                                      MacmonReader::Surroundings{executor, clock, shell});
-  return std::make_shared<MacReadings>(
-      shell, macmon, std::make_shared<ThisMac>(std::move(clock), std::move(computerIcon)));
+  return std::make_shared<MacReadings>(shell, macmon,
+                                       std::make_shared<ThisMac>(std::move(clock), computerIcon));
 }
 
 }  // namespace orvik
