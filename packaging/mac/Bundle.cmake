@@ -64,6 +64,8 @@ find_program(ORVIK_MACDEPLOYQT macdeployqt HINTS ${qt_programs} REQUIRED)
 execute_process(COMMAND ${qmake} -query QT_INSTALL_PLUGINS
   OUTPUT_VARIABLE plugin OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 string(APPEND plugin /platforms/libqoffscreen.dylib)
+execute_process(COMMAND ${qmake} -query QT_INSTALL_LIBS
+  OUTPUT_VARIABLE qt_libraries OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 install(CODE "
   set(application \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/Orvik.app\")
   set(plugins \"\${application}/Contents/PlugIns/platforms\")
@@ -73,6 +75,7 @@ install(CODE "
     COMMAND_ERROR_IS_FATAL ANY)
   execute_process(
     COMMAND \"${ORVIK_MACDEPLOYQT}\" \"\${application}\" -always-overwrite
+      \"-libpath=${qt_libraries}\"
       \"-executable=\${plugins}/libqoffscreen.dylib\"
     COMMAND_ERROR_IS_FATAL ANY)
   execute_process(COMMAND \"${CMAKE_CURRENT_LIST_DIR}/sign-bundle\" \"\${application}\"
