@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "OrvikApp/MainThread.h"
+#include "OrvikApp/platform/ComputerIcon.h"
 #include "core/platform/ThisMachine.h"
 #include "core/relay/BeastWebSocket.h"
 #include "core/sampling/SystemSampleSource.h"
@@ -24,13 +25,14 @@ RelayLinkFactory RelayClientLink::ofThisMachine(const asio::any_io_executor& exe
   // hold up the next link.
   const auto alertState =
       AlertStateStore::inBackground(AlertStateStore::userDefaults(std::nullopt, "alertEngine"));
-  return [=, url = endpoint.url](const Pairing& pairing,
-                                 std::function<void(const RelayState&)> onState) {
+  return [=, url = endpoint.url, icon = computerIcon()](
+             const Pairing& pairing, std::function<void(const RelayState&)> onState) {
     ClientFactory makeClient = [=](RelayClient::StateCallback report) {
       const auto session = ownTrust ? ownTrust : std::make_shared<BeastWebSocketSession>(clock);
       return std::make_shared<RelayClient>(
           pairing, url,
-          std::make_shared<SystemSampleSource>(executor, clock, readingsOfThisMachine(clock)),
+          std::make_shared<SystemSampleSource>(executor, clock,
+                                               readingsOfThisMachine(executor, clock, icon)),
           alertState, std::move(report), RelayClient::Surroundings{executor, clock, session});
     };
     return std::make_shared<RelayClientLink>(executor, std::move(makeClient), std::move(onState));

@@ -60,7 +60,8 @@ std::shared_ptr<SampleSource> sampleSource(const AgentCommandLine& line,
   if (line.sampleFile) {
     return std::make_shared<FileSampleSource>(*line.sampleFile, clock);
   }
-  return std::make_shared<SystemSampleSource>(executor, clock, readingsOfThisMachine(clock));
+  return std::make_shared<SystemSampleSource>(executor, clock,
+                                              readingsOfThisMachine(executor, clock));
 }
 
 /// Readings out of a file are nobody's real state.

@@ -1,5 +1,14 @@
 # Third-party libraries. Boost is used header-only: its sources are compiled once, in core/boost.
 
+if(APPLE)
+  # Homebrew keeps these out of its common folders, where the system has others of the same name.
+  foreach(formula IN ITEMS openssl@3 icu4c)
+    execute_process(COMMAND brew --prefix ${formula}
+      OUTPUT_VARIABLE prefix OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
+    list(APPEND CMAKE_PREFIX_PATH ${prefix})
+  endforeach()
+endif()
+
 find_package(Threads REQUIRED)
 find_package(OpenSSL 3.0 REQUIRED)
 find_package(ICU 67 REQUIRED COMPONENTS uc i18n)

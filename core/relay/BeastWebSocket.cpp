@@ -24,6 +24,7 @@
 #include "core/BuildConstants.h"
 #include "core/platform/Notifier.h"
 #include "core/platform/Race.h"
+#include "core/platform/TrustedRoots.h"
 #include "core/relay/NameLookup.h"
 #include "core/relay/WebSocketURL.h"
 
@@ -350,9 +351,9 @@ BeastWebSocketSession::BeastWebSocketSession(
     throw std::runtime_error("TLS could not be set up");
   }
   context.set_verify_mode(asio::ssl::verify_peer);
-  boost::system::error_code error;
-  context.set_default_verify_paths(error);
+  trustSystemRoots(*context.native_handle());
   if (trustedCertificates) {
+    boost::system::error_code error;
     context.load_verify_file(trustedCertificates->string(), error);
     if (error) {
       throw std::runtime_error("no certificates can be read from " + trustedCertificates->string());

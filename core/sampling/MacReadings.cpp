@@ -69,7 +69,7 @@ asio::awaitable<JSONValue> MacReadings::processes() {
 }
 
 asio::awaitable<JSONObject> MacReadings::disk() {
-  const auto volume = system->dataVolume();
+  const auto volume = co_await system->dataVolume();
   if (!volume) {
     co_return JSONObject();
   }

@@ -1,13 +1,17 @@
 #pragma once
 
+#include <boost/asio/awaitable.hpp>
+
 #include <cstdint>
 #include <optional>
 #include <string>
 
 namespace orvik {
 
-/// What only the Mac's own system calls tell. None of them waits, none fails: what cannot be read
-/// is absent. May be called from any thread.
+namespace asio = boost::asio;
+
+/// What only the Mac's own system calls tell. None fails: what cannot be read is absent. All but
+/// the capacities come without waiting, on any thread.
 class MacSystem {
  public:
   struct Capacity {
@@ -27,8 +31,9 @@ class MacSystem {
 
   /// When the machine was started, whole seconds since 1970; 0 when unknown.
   [[nodiscard]] virtual std::int64_t bootEpoch() = 0;
-  /// The volume that holds the users' data.
-  [[nodiscard]] virtual std::optional<Capacity> dataVolume() = 0;
+  /// The volume that holds the users' data. A service of the system adds up what could be freed:
+  /// it may take its time, but not more than a few seconds, and the caller's executor goes on.
+  virtual asio::awaitable<std::optional<Capacity>> dataVolume() = 0;
   [[nodiscard]] virtual std::optional<std::string> sysctlString(const std::string& name) = 0;
   [[nodiscard]] virtual std::optional<std::int64_t> sysctlInt(const std::string& name) = 0;
   /// The bytes of the product's name in the device tree.

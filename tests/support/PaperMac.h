@@ -70,7 +70,7 @@ class PrintingTool final : public LineProcess {
 class PaperSystem final : public MacSystem {
  public:
   std::int64_t bootEpoch() override { return 1'800'000'000 - 143 * 3600 - 2520; }
-  std::optional<Capacity> dataVolume() override { return volume; }
+  asio::awaitable<std::optional<Capacity>> dataVolume() override { co_return volume; }
   std::optional<std::string> sysctlString(const std::string& name) override {
     return find(texts, name);
   }

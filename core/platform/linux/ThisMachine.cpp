@@ -4,7 +4,9 @@
 
 namespace orvik {
 
-std::shared_ptr<MachineReadings> readingsOfThisMachine(std::shared_ptr<Clock> clock) {
+std::shared_ptr<MachineReadings> readingsOfThisMachine(
+    const asio::any_io_executor& /*executor*/, std::shared_ptr<Clock> clock,
+    const std::optional<std::string>& /*computerIcon*/) {
   return std::make_shared<LinuxReadings>(std::move(clock));
 }
 

@@ -4,15 +4,12 @@
 
 #include <utility>
 
+#include "core/platform/mac/AutoreleasePool.h"
 #include "core/platform/mac/Owned.h"
 
 namespace orvik {
 
 namespace {
-
-Owned<CFStringRef> ownedString(std::string_view text) {
-  return orvik::ownedString(text.data(), static_cast<CFIndex>(text.size()));
-}
 
 /// One domain of the system's preferences, which keeps them whole by itself.
 class Preferences final : public UserDefaults {
@@ -22,25 +19,20 @@ class Preferences final : public UserDefaults {
   explicit Preferences(Owned<CFStringRef> name) : suite(std::move(name)), domain(suite.get()) {}
 
   [[nodiscard]] std::optional<std::string> data(std::string_view key) const override {
+    const AutoreleasePool pool;
     const auto name = ownedString(key);
     if (!name) {
       return std::nullopt;
     }
     const Owned<CFPropertyListRef> value(CFPreferencesCopyAppValue(name.get(), domain));
-    if (!value || CFGetTypeID(value.get()) != CFDataGetTypeID()) {
-      return std::nullopt;
-    }
-    const auto* bytes = static_cast<CFDataRef>(value.get());
-    const CFIndex size = CFDataGetLength(bytes);
-    return std::string(reinterpret_cast<const char*>(CFDataGetBytePtr(bytes)),
-                       static_cast<std::size_t>(size));
+    const CFDataRef bytes = dataIn(value.get());
+    return bytes == nullptr ? std::nullopt : std::optional(std::string(textOf(bytesOf(bytes))));
   }
 
   [[nodiscard]] bool set(std::string_view key, std::string_view bytes) override {
+    const AutoreleasePool pool;
     const auto name = ownedString(key);
-    const Owned<CFDataRef> value(CFDataCreate(kCFAllocatorDefault,
-                                              reinterpret_cast<const UInt8*>(bytes.data()),
-                                              static_cast<CFIndex>(bytes.size())));
+    const auto value = ownedData(orvik::bytesOf(bytes));
     if (!name || !value) {
       return false;
     }

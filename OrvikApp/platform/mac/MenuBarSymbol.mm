@@ -1,0 +1,74 @@
+#include "OrvikApp/platform/MenuBarSymbol.h"
+
+#import <AppKit/AppKit.h>
+
+#include <QImage>
+#include <QPixmap>
+#include <array>
+#include <cmath>
+
+#include "core/platform/mac/Owned.h"
+
+namespace orvik {
+
+namespace {
+
+constexpr CGFloat pointSize = 15;
+/// Pixels of a point on the displays that there are.
+constexpr std::array<int, 3> scales{1, 2, 3};
+
+NSImage* symbol() {
+  NSImage* image = [NSImage imageWithSystemSymbolName:@"laptopcomputer.and.iphone"
+                             accessibilityDescription:@"Orvik"];
+  NSImageSymbolConfiguration* configuration =
+      [NSImageSymbolConfiguration configurationWithPointSize:pointSize weight:NSFontWeightRegular];
+  // Nil when the system does not know the symbol.
+  return [image imageWithSymbolConfiguration:configuration];
+}
+
+/// Null when there is no memory to draw in.
+QImage drawn(NSImage* symbol, double opacity, int scale) {
+  const NSSize size = symbol.size;
+  QImage image(static_cast<int>(std::ceil(size.width * scale)),
+               static_cast<int>(std::ceil(size.height * scale)),
+               QImage::Format_RGBA8888_Premultiplied);
+  image.fill(Qt::transparent);
+  const Owned<CGColorSpaceRef> colours(CGColorSpaceCreateDeviceRGB());
+  // Draws into the image's own memory, whose rows stand in the same order.
+  const Owned<CGContextRef> context(CGBitmapContextCreate(
+      image.bits(), static_cast<std::size_t>(image.width()),
+      static_cast<std::size_t>(image.height()), 8, static_cast<std::size_t>(image.bytesPerLine()),
+      colours.get(), static_cast<CGBitmapInfo>(kCGImageAlphaPremultipliedLast)));
+  if (!context) {
+    return {};
+  }
+  CGContextScaleCTM(context.get(), scale, scale);
+  [NSGraphicsContext saveGraphicsState];
+  NSGraphicsContext.currentContext = [NSGraphicsContext graphicsContextWithCGContext:context.get()
+                                                                             flipped:NO];
+  [symbol drawInRect:NSMakeRect(0, 0, size.width, size.height)
+            fromRect:NSZeroRect
+           operation:NSCompositingOperationSourceOver
+            fraction:opacity];
+  [NSGraphicsContext restoreGraphicsState];
+  image.setDevicePixelRatio(scale);
+  return image;
+}
+
+}  // namespace
+
+QIcon MenuBarSymbol::icon(double opacity) {
+  NSImage* image = symbol();
+  QIcon icon;
+  if (image == nil) {
+    return icon;
+  }
+  for (const int scale : scales) {
+    icon.addPixmap(QPixmap::fromImage(drawn(image, opacity, scale)));
+  }
+  // A template: the menu bar gives it its colour.
+  icon.setIsMask(true);
+  return icon;
+}
+
+}  // namespace orvik

@@ -1,0 +1,2 @@
+#pragma once
+#include "tests/core/platform/mac/standin/StandIn.h"
