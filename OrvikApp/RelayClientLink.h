@@ -18,7 +18,8 @@ class RelayClientLink final : public RelayLink,
       std::function<std::shared_ptr<RelayClient>(RelayClient::StateCallback onState)>;
 
   /// Links that send the state of this machine to a relay. `executor` is the core thread's and must
-  /// outlive the links. Throws std::runtime_error when the endpoint's certificates cannot be read.
+  /// outlive the links. Main thread only. Throws std::runtime_error when the endpoint's
+  /// certificates cannot be read.
   [[nodiscard]] static RelayLinkFactory ofThisMachine(const asio::any_io_executor& executor,
                                                       const std::shared_ptr<Clock>& clock,
                                                       const RelayEndpoint& endpoint);
