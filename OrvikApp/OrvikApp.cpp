@@ -1,6 +1,6 @@
 #include "OrvikApp/OrvikApp.h"
 
-#include <QCoreApplication>
+#include <QGuiApplication>
 #include <chrono>
 
 #include "OrvikApp/CoreModelClock.h"
@@ -35,7 +35,7 @@ AppModel::Surroundings surroundings(const asio::any_io_executor& executor,
 
 OrvikApp::OrvikApp(const RelayEndpoint& relay)
     : texts(Texts::userLocale(), QLocale::system()),
-      quitRequests([] { QCoreApplication::exit(); }),
+      quitRequests([] { QGuiApplication::exit(); }),
       updater(startUpdater(texts)),
       model(surroundings(core.executor(), relay)),
       menu(model, *updater, texts,
@@ -43,6 +43,7 @@ OrvikApp::OrvikApp(const RelayEndpoint& relay)
             .quit = [this] { quitRequests.requestQuit(); }}),
       window(model, menu, texts),
       trayHost(watchTrayHost([this](bool isPresent) { trayHostChanged(isPresent); })) {
+  QGuiApplication::setLayoutDirection(texts.direction());
   onTerminationSignal(core.executor(), [this] { quitRequests.requestQuit(); });
   patience.setSingleShot(true);
   patience.setInterval(panelPatience);

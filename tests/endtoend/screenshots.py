@@ -7,30 +7,23 @@ import time
 
 import dbus
 
-from desktop import ITEM, Panel, Screen, start_bus, start_display
+from desktop import ITEM, Panel, Screen, await_that, start_bus, start_display
 from programs import Program, path, run, start_relay
 
-DARK = """[Colors:Window]
-BackgroundNormal=42,46,50
-ForegroundNormal=252,252,252
-[Colors:View]
-BackgroundNormal=27,30,32
-ForegroundNormal=252,252,252
-[Colors:Button]
-BackgroundNormal=49,54,59
-ForegroundNormal=252,252,252
-[Colors:Selection]
-BackgroundNormal=61,174,233
-ForegroundNormal=252,252,252
-"""
+# Background and text of windows, fields and buttons.
+COLOURS = {
+    "light": (("Window", "239,240,241"), ("View", "252,252,252"), ("Button", "252,252,252")),
+    "dark": (("Window", "42,46,50"), ("View", "27,30,32"), ("Button", "49,54,59"))}
+TEXT = {"light": "35,38,41", "dark": "252,252,252"}
 
 
-def start_application(display, bus, options, locale, dark):
-    config = path("dark" if dark else "light")
+def start_application(display, bus, options, locale, shade):
+    config = path(shade)
     os.makedirs(config, exist_ok=True)
-    if dark:
-        with open(os.path.join(config, "kdeglobals"), "w", encoding="utf-8") as file:
-            file.write(DARK)
+    with open(os.path.join(config, "kdeglobals"), "w", encoding="utf-8") as file:
+        for part, background in COLOURS[shade]:
+            file.write(f"[Colors:{part}]\nBackgroundNormal={background}\n"
+                       f"ForegroundNormal={TEXT[shade]}\n")
     return Program("orvik", folder="OrvikApp", environment={
         "DBUS_SESSION_BUS_ADDRESS": bus, "DISPLAY": display, "QT_QPA_PLATFORM": "xcb",
         "LANG": f"{locale}.UTF-8", "LC_ALL": f"{locale}.UTF-8", "LANGUAGE": "",
@@ -48,14 +41,16 @@ def take():
     display = start_display()
     screen = Screen(display)
 
-    def picture(name, window):
+    def picture(name, window, *options):
         time.sleep(1)  # for the eye only: nothing depends on it
-        screen.run("import", "-frame", "-window", window, os.path.join(sys.argv[2], name))
+        screen.run("import", "-frame", "-window", window, *options,
+                   os.path.join(sys.argv[2], name))
 
-    for name, locale, dark in (("window-light", "en_US", False), ("window-dark", "en_US", True),
-                               ("window-arabic", "ar_EG", False)):
+    for name, locale, shade in (("window-light", "en_US", "light"),
+                                ("window-dark", "en_US", "dark"),
+                                ("window-arabic", "ar_EG", "light")):
         panel.items.clear()
-        application = start_application(display, bus, options, locale, dark)
+        application = start_application(display, bus, options, locale, shade)
         panel.await_item()
         if not screen.windows():
             panel.click(panel.texts()[3])
@@ -64,13 +59,13 @@ def take():
         if name == "window-light":
             panel.await_status("● Online")
             panel.click("Disconnect all phones…")
-            picture("dialog.png", screen.run("xdotool", "getactivewindow"))
+            dialog = await_that(lambda: (set(screen.windows()) - {window}), "the question comes")
+            picture("dialog.png", dialog.pop())
             screen.press("Escape")
             screen.run("xdotool", "mousemove", "20", "20")
             item = panel.bus.get_object(panel.items[-1], "/StatusNotifierItem", introspect=False)
             item.Activate(dbus.Int32(20), dbus.Int32(20), dbus_interface=ITEM)
-            menu = screen.run("xdotool", "search", "--onlyvisible", "--class", "orvik").split()
-            picture("menu.png", menu[-1])
+            picture("menu.png", "root", "-crop", "221x180+19+19")
             screen.press("Escape")
         application.ends()
 
