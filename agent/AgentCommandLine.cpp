@@ -49,6 +49,8 @@ std::optional<AgentCommandLine> AgentCommandLine::parse(int argc, const char* co
                  "developing a phone")
       ->check(
           CLI::IsMember({"temp_high", "disk_full", "on_battery", "battery_low", "time_machine"}));
+  app.add_flag("--new-pairing", line.newPairing,
+               "Replace the pairing of earlier runs: every phone has to scan again");
   app.add_flag("--no-link", line.hidesLink,
                "Do not print the pairing, for services whose output goes to a log");
   app.add_flag("--quiet", line.quiet, "Print no changes of state");

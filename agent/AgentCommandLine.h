@@ -23,6 +23,8 @@ struct AgentCommandLine {
   std::optional<std::filesystem::path> sampleFile;
   /// An alert of this kind is sent at the start and at every SIGUSR1.
   std::optional<Alert::Kind> emitAlert;
+  /// A new pairing takes the place of the stored one.
+  bool newPairing = false;
   /// The pairing is not printed. For services: their output is kept where others may read it.
   bool hidesLink = false;
   /// Changes of the relay state are not printed.

@@ -15,6 +15,7 @@
 #include "agent/FileSampleSource.h"
 #include "agent/MadeUpAlert.h"
 #include "agent/TerminalQR.h"
+#include "core/pairing/PairingStore.h"
 #include "core/platform/ReplaceFile.h"
 #include "core/platform/ThisMachine.h"
 #include "core/relay/BeastWebSocket.h"
@@ -29,13 +30,29 @@ using namespace orvik;
 constexpr int usageStatus = 2;
 constexpr int rejectedStatus = 3;
 
-int report(const std::exception& error, int status) {
+void say(std::string message) {
   // One line, whatever was typed: the parser quotes arguments.
-  std::string message = error.what();
   std::ranges::replace_if(
       message, [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }, ' ');
   std::fprintf(stderr, "orvik-agent: %s\n", message.c_str());
+}
+
+int report(const std::exception& error, int status) {
+  say(error.what());
   return status;
+}
+
+/// The pairing of this computer, which further runs will find again where it can be stored.
+Pairing lastingPairing(bool isNew) {
+  const auto store = openSecretStore();
+  Pairing pairing = isNew ? Pairing::generate() : PairingStore::loadOrCreate(*store);
+  if (isNew) {
+    PairingStore::save(*store, pairing);
+  }
+  if (PairingStore::load(*store) != pairing) {
+    say("the pairing could not be stored: it lasts until this program ends");
+  }
+  return pairing;
 }
 
 void writeLinkFile(const std::filesystem::path& file, const std::string& link) {
@@ -85,7 +102,7 @@ asio::awaitable<void> emitAlerts(std::shared_ptr<RelayClient> client, std::share
 int run(const AgentCommandLine& line) {
   const auto clock = std::make_shared<SystemClock>();
   const auto session = std::make_shared<BeastWebSocketSession>(clock, line.trust);
-  const Pairing pairing = Pairing::generate();
+  const Pairing pairing = lastingPairing(line.newPairing);
   const std::string link = pairing.link(line.name);
   if (!line.hidesLink) {
     showLink(link);
@@ -122,7 +139,7 @@ int run(const AgentCommandLine& line) {
   }
   context.run();
   if (isRejected) {
-    throw std::domain_error("the relay refuses this pairing");
+    throw std::domain_error("the relay refuses this pairing; --new-pairing makes another");
   }
   return EXIT_SUCCESS;
 }

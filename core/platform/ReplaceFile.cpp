@@ -103,4 +103,12 @@ bool replaceFile(const std::filesystem::path& path, std::string_view bytes,
   return syncFolder(path.parent_path(), operations);
 }
 
+bool makeFolders(const std::filesystem::path& folder, FileOperations& operations) {
+  const auto exists = [&] {
+    return operations.makeFolder(folder.string()) == 0 || errno == EEXIST;
+  };
+  return exists() || (errno == ENOENT && folder.has_relative_path() &&
+                      makeFolders(folder.parent_path(), operations) && exists());
+}
+
 }  // namespace orvik

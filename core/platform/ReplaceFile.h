@@ -29,4 +29,8 @@ struct FileRead {
 [[nodiscard]] bool replaceFile(const std::filesystem::path& path, std::string_view bytes,
                                FileOperations& operations);
 
+/// Creates a folder and those above it that are missing, for this user alone. Whether it is there
+/// now.
+[[nodiscard]] bool makeFolders(const std::filesystem::path& folder, FileOperations& operations);
+
 }  // namespace orvik

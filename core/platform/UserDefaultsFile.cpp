@@ -60,16 +60,8 @@ bool UserDefaultsFile::set(std::string_view key, std::string_view bytes) {
   JSONObject object = objectIn(read.content.value_or(""));
   object.set(key, base64URL(bytesOf(bytes)));
   const std::string text = JSONValue(std::move(object)).text();
-  return !path.empty() && text.size() <= longestFile && makeFolder(path.parent_path()) &&
-         replaceFile(path, text, *operations);
-}
-
-bool UserDefaultsFile::makeFolder(const std::filesystem::path& folder) {
-  const auto exists = [&] {
-    return operations->makeFolder(folder.string()) == 0 || errno == EEXIST;
-  };
-  return exists() || (errno == ENOENT && folder.has_relative_path() &&
-                      makeFolder(folder.parent_path()) && exists());
+  return !path.empty() && text.size() <= longestFile &&
+         makeFolders(path.parent_path(), *operations) && replaceFile(path, text, *operations);
 }
 
 }  // namespace orvik

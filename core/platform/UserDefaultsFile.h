@@ -25,8 +25,6 @@ class UserDefaultsFile final : public UserDefaults {
   [[nodiscard]] bool set(std::string_view key, std::string_view bytes) override;
 
  private:
-  bool makeFolder(const std::filesystem::path& folder);
-
   std::filesystem::path path;
   std::shared_ptr<FileOperations> operations;
 };

@@ -33,6 +33,15 @@ def join(phone, others=()):
         check(is_full(payloads[-2]), "everybody gets the full sample before the history")
 
 
+def link_at_start(options):
+    """What an agent shows that is started and ended."""
+    agent = Program("orvik-agent", *options)
+    lines = [agent.line(), agent.line()]
+    agent.line()  # it runs
+    agent.ends()
+    return lines[1]
+
+
 def test():
     # Two minutes ago, so that its minute is complete and the history is not empty.
     epoch = int(time.time()) - 120
@@ -95,6 +104,11 @@ def test():
     while agent.line() != "stopped":
         pass
     phone.ends()
+
+    check(link_at_start([*options, "--name", "Zoë’s Mac"]) == link.strip(), "the pairing lasts")
+    renewed = link_at_start([*options, "--new-pairing"])
+    check(renewed.split(".")[-3:-1] != [macId, secret], "both values of a new pairing are new")
+    check(link_at_start(options) == renewed, "the new pairing lasts")
     relay.ends()
 
 

@@ -13,7 +13,7 @@
 #include "OrvikApp/platform/linux/AutostartEntry.h"
 #include "core/BuildConstants.h"
 #include "core/platform/ReplaceFile.h"
-#include "core/platform/linux/ConfigurationFolder.h"
+#include "core/platform/linux/BaseFolder.h"
 
 namespace orvik {
 
@@ -46,7 +46,7 @@ std::vector<fs::path> systemFolders() {
 
 /// The user's own entry. Empty without a home.
 fs::path entryFile() {
-  const fs::path folder = configurationFolder();
+  const fs::path folder = baseFolder("XDG_CONFIG_HOME", ".config");
   return folder.empty() ? folder
                         : folder / "autostart" / (std::string(build::applicationId) + ".desktop");
 }

@@ -1,17 +1,28 @@
 #include "core/platform/UserDefaults.h"
 
+#include <filesystem>
+
 #include "core/BuildConstants.h"
 #include "core/platform/UserDefaultsFile.h"
-#include "core/platform/linux/ConfigurationFolder.h"
+#include "core/platform/linux/BaseFolder.h"
 
 namespace orvik {
+
+namespace {
+
+/// Empty without a home.
+std::filesystem::path preferencesFolder() {
+  const std::filesystem::path folder = baseFolder("XDG_CONFIG_HOME", ".config");
+  return folder.empty() ? folder : folder / "orvik";
+}
+
+}  // namespace
 
 std::unique_ptr<UserDefaults> openUserDefaults(const std::optional<std::string>& suite) {
   if (suite && !UserDefaultsFile::isDomain(*suite)) {
     return nullptr;
   }
-  const std::filesystem::path folder = configurationFolder();
-  return std::make_unique<UserDefaultsFile>(folder.empty() ? folder : folder / "orvik",
+  return std::make_unique<UserDefaultsFile>(preferencesFolder(),
                                             suite.value_or(build::applicationId));
 }
 

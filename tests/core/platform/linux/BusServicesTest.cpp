@@ -44,7 +44,7 @@ class PrivateBus : public test::BusDaemon {
   PrivateBus& operator=(const PrivateBus&) = delete;
   ~PrivateBus() {
     // Without its bus the service ends.
-    stop();
+    end();
     serving.join();
     sd_bus_close_unref(bus);
   }

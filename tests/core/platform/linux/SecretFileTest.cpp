@@ -1,0 +1,111 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "core/platform/linux/SecretFile.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace orvik {
+namespace {
+
+namespace fs = std::filesystem;
+
+const SecretStore::Key key{.service = "example.Test", .account = "pairing"};
+const Bytes secret{0, '\n', 0xFF, 'a'};
+
+mode_t modeOf(const fs::path& path) {
+  struct stat status {};
+  EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+  return status.st_mode & 07777U;
+}
+
+struct SecretFileTest : testing::Test {
+  test::TemporaryFolder home;
+  fs::path folder = home.path / "share" / "orvik";
+  fs::path file = folder / "example.Test.pairing";
+  SecretFile store{folder};
+};
+
+TEST_F(SecretFileTest, AnItemIsAFileOfItsOwnerAlone) {
+  EXPECT_EQ(store.find(key), std::nullopt);
+  EXPECT_TRUE(store.remove(key));
+  fs::create_directories(folder);
+  ASSERT_EQ(chmod(folder.c_str(), 0755), 0);
+  ASSERT_TRUE(store.add(key, "Label", Bytes{1, 2}));
+  ASSERT_TRUE(store.add(key, "Label", secret));
+  EXPECT_EQ(store.find(key), secret);
+  EXPECT_EQ(store.find({.service = key.service, .account = "other"}), std::nullopt);
+  EXPECT_EQ(modeOf(file), 0600U);
+  EXPECT_EQ(modeOf(folder), 0700U);
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1);
+  EXPECT_TRUE(store.remove(key));
+  EXPECT_EQ(store.find(key), std::nullopt);
+}
+
+TEST_F(SecretFileTest, WhatOthersCouldHaveSeenOrMadeIsAbsent) {
+  struct Case {
+    const char* name;
+    std::function<void()> spoil;
+  };
+  const Case cases[] = {
+      {"read by the group", [&] { chmod(file.c_str(), 0640); }},
+      {"read by others", [&] { chmod(file.c_str(), 0604); }},
+      {"written by others", [&] { chmod(file.c_str(), 0602); }},
+      {"a link", [&] { fs::rename(file, folder / "x"), fs::create_symlink("x", file); }},
+      {"a folder", [&] { fs::remove(file), fs::create_directory(file); }},
+      {"a pipe", [&] { fs::remove(file), mkfifo(file.c_str(), 0600); }},
+      {"endless", [&] { fs::resize_file(file, std::uintmax_t{1} << 40U); }},
+      // Only root can give a file away.
+      {"somebody else's",
+       [&] { geteuid() == 0 ? chown(file.c_str(), 1, 1) : unlink(&*file.c_str()); }},
+  };
+  for (const Case& spoilt : cases) {
+    ASSERT_TRUE(store.add(key, "Label", secret));
+    ASSERT_EQ(store.find(key), secret);
+    spoilt.spoil();
+    EXPECT_EQ(store.find(key), std::nullopt) << spoilt.name;
+    fs::remove_all(file);
+  }
+}
+
+TEST_F(SecretFileTest, AFailedReplacementLeavesTheOldSecret) {
+  struct Failing : FileOperations {
+    ssize_t write(int file, const char* from, std::size_t count) override {
+      return step == 0 ? (errno = ENOSPC, -1) : FileOperations::write(file, from, count);
+    }
+    int sync(int file) override { return step == 1 ? -1 : FileOperations::sync(file); }
+    int rename(const std::string& from, const std::string& to) override {
+      return step == 2 ? -1 : FileOperations::rename(from, to);
+    }
+    int createTemporary(std::string& path) override {
+      return step == 3 ? (errno = EROFS, -1) : FileOperations::createTemporary(path);
+    }
+    int remove(const std::string& path) override {
+      return step == 3 ? (errno = EROFS, -1) : FileOperations::remove(path);
+    }
+    int step = 0;
+  };
+  ASSERT_TRUE(store.add(key, "Label", secret));
+  const auto failing = std::make_shared<Failing>();
+  SecretFile failingStore(folder, failing);
+  for (; failing->step < 4; ++failing->step) {
+    EXPECT_FALSE(failingStore.add(key, "Label", Bytes{1})) << failing->step;
+    EXPECT_EQ(store.find(key), secret) << failing->step;
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1) << failing->step;
+  }
+  failing->step = 3;
+  EXPECT_FALSE(failingStore.remove(key));
+}
+
+TEST_F(SecretFileTest, WithoutAPlaceNothingIsStored) {
+  home.write("file", "");
+  for (const fs::path& nowhere : {fs::path(), home.path / "file" / "orvik", home.path / "file"}) {
+    SecretFile without(nowhere);
+    EXPECT_FALSE(without.add(key, "Label", secret)) << nowhere;
+    EXPECT_EQ(without.find(key), std::nullopt);
+  }
+  EXPECT_FALSE(store.add({.service = "a", .account = "/../b"}, "Label", secret));
+}
+
+}  // namespace
+}  // namespace orvik
