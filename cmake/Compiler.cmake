@@ -33,3 +33,8 @@ find_program(ORVIK_MOLD mold)
 if(ORVIK_MOLD AND NOT APPLE)
   add_link_options(-fuse-ld=mold)
 endif()
+
+if(NOT APPLE)
+  # Programs load only those of the core's libraries that they use.
+  add_link_options(LINKER:--as-needed)
+endif()
