@@ -11,7 +11,7 @@ namespace orvik {
 
 namespace {
 
-/// The edge of the symbol in points, and the part of the drawing that is the symbol.
+/// The edge of the symbol in points, and as much of the drawing is the symbol.
 constexpr int points = 15;
 /// Pixels: one, two and three to a point, and the sizes that panels are known to ask for.
 constexpr std::array<int, 10> sizes{points, 16, 22, 24, 2 * points, 32, 44, 3 * points, 48, 64};
