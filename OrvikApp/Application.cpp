@@ -22,7 +22,19 @@ int report(const std::string& problem) {
   return EXIT_FAILURE;
 }
 
-/// The toolkit ends the program by itself, with a core dump, when it cannot start.
+/// Keeps what the toolkit says while it starts: it tries several ways to a display, tells of each
+/// one that fails, and then ends the program by itself, with a core dump.
+void takeStartMessage(QtMsgType type, const QMessageLogContext& /*context*/,
+                      const QString& message) {
+  thread_local QStringList said;
+  if (type == QtFatalMsg) {
+    const QString problem = said.isEmpty() ? message : said.join(QStringLiteral("; "));
+    report("no windows can be shown: " + problem.simplified().toStdString());
+    std::_Exit(EXIT_FAILURE);
+  }
+  said += message;
+}
+
 void takeMessage(QtMsgType type, const QMessageLogContext& context, const QString& message) {
   if (type != QtFatalMsg) {
     std::fprintf(stderr, "%s\n", qPrintable(qFormatLogMessage(type, context, message)));
@@ -40,11 +52,12 @@ int runApplication(int argc, char** argv) try {
     return report(*problem);
   }
   const auto relay = RelayEndpoint::fromEnvironment();
-  qInstallMessageHandler(takeMessage);
+  qInstallMessageHandler(takeStartMessage);
   QApplication::setApplicationName(QStringLiteral("Orvik"));
   QApplication::setApplicationVersion(QString::fromUtf8(build::version));
   QGuiApplication::setDesktopFileName(QString::fromUtf8(build::applicationId));
   QApplication application(argc, argv);
+  qInstallMessageHandler(takeMessage);
   QApplication::setQuitOnLastWindowClosed(false);
   QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/orvik-128.png")));
 
