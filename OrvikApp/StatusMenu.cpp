@@ -115,7 +115,8 @@ void StatusMenu::confirmDisconnect() {
       actions.showPairing();
     }
   });
-  question->open();
+  question->setWindowModality(Qt::ApplicationModal);
+  question->show();
   bringToFront(question.get());
 }
 
