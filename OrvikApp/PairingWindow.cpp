@@ -51,6 +51,10 @@ void PairingWindow::present() {
 }
 
 void PairingWindow::setHoldsMenu(bool holds) {
+  // The user has closed it, as far as that was possible.
+  if (holdsMenu && !holds && isMinimized()) {
+    hide();
+  }
   holdsMenu = holds;
   menuBar.setVisible(holds);
 }

@@ -107,14 +107,26 @@ def test():
     application.ends(None)
     application = start_application()
     screen.await_window()
+    screen.press("ctrl+w")
+    screen.await_no_window()
+    panel.appear()
+    panel.await_item()
+    check(not screen.windows(), "a window that was put away does not come back with the panel")
     application.ends(signal.SIGTERM)
+
+    def run_without_session(*arguments, **variables):
+        return subprocess.run(
+            [os.path.join(build, "OrvikApp/orvik"), *arguments], check=False, capture_output=True,
+            env={"HOME": path(""), "PATH": os.environ["PATH"], **variables}, timeout=PATIENCE)
+
+    for variables in ({}, {"DISPLAY": ":none"}):
+        done = run_without_session(**variables)
+        check((done.returncode, done.stdout, done.stderr.count(b"\n")) == (1, b"", 1),
+              f"a missing display gives {done}")
 
     # A picture needs neither display nor bus.
     for place, status in ((path("card.png"), 0), (path("missing/card.png"), 1)):
-        done = subprocess.run(
-            [os.path.join(build, "OrvikApp/orvik"), "--render-pairing", place, "ar"], check=False,
-            env={"HOME": path(""), "PATH": os.environ["PATH"]}, capture_output=True,
-            timeout=PATIENCE)
+        done = run_without_session("--render-pairing", place, "ar")
         check((done.returncode, done.stdout, done.stderr) == (status, b"", b""),
               f"rendering to {place} gives {done}")
     picture = start_phone(decode(path("card.png")), options)
