@@ -10,6 +10,7 @@
 #include <QPushButton>
 
 #include "OrvikApp/Texts.h"
+#include "OrvikApp/platform/Activation.h"
 #include "core/BuildConstants.h"
 
 namespace orvik {
@@ -70,7 +71,6 @@ UpdateDialog::UpdateDialog(const Texts& texts, const UpdateOutcome& outcome,
                            const QString& currentVersion) {
   setWindowTitle(QStringLiteral("Orvik"));
   setWindowIcon(applicationIcon());
-  setLayoutDirection(texts.direction());
   // The application lives in the menu bar and goes on without windows.
   setAttribute(Qt::WA_QuitOnClose, false);
 
@@ -118,8 +118,7 @@ UpdateDialog::UpdateDialog(const Texts& texts, const UpdateOutcome& outcome,
 
 void UpdateDialog::bringForward() {
   show();
-  raise();
-  activateWindow();
+  bringToFront(this);
 }
 
 }  // namespace orvik
