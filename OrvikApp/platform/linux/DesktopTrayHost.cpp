@@ -1,60 +1,42 @@
 #include "OrvikApp/platform/linux/DesktopTrayHost.h"
 
-#include <xcb/xcb.h>
-
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusVariant>
-#include <QGuiApplication>
-#include <cstdlib>
-#include <memory>
-#include <string>
+#include <chrono>
 #include <utility>
 
 namespace orvik {
 
 namespace {
 
+using namespace std::chrono_literals;
+
 const QString watcherName = QStringLiteral("org.kde.StatusNotifierWatcher");
 const QString watcherPath = QStringLiteral("/StatusNotifierWatcher");
 
-struct Free {
-  void operator()(void* reply) const { std::free(reply); }
-};
-template <typename Reply>
-using Owned = std::unique_ptr<Reply, Free>;
-
-/// Whether a panel of the older kind, which embeds windows, owns the tray of this X display.
-bool hasEmbeddingTray() {
-  const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-  if (x11 == nullptr) {
-    return false;
-  }
-  xcb_connection_t* connection = x11->connection();
-  // The first screen's: the only one that displays have nowadays.
-  const std::string name = "_NET_SYSTEM_TRAY_S0";
-  const Owned<xcb_intern_atom_reply_t> atom(xcb_intern_atom_reply(
-      connection,
-      xcb_intern_atom(connection, 1, static_cast<std::uint16_t>(name.size()), name.data()),
-      nullptr));
-  if (!atom || atom->atom == XCB_ATOM_NONE) {
-    return false;
-  }
-  const Owned<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
-      connection, xcb_get_selection_owner(connection, atom->atom), nullptr));
-  return owner && owner->owner != XCB_WINDOW_NONE;
-}
+/// How long a panel on the bus may take to follow the watcher of its items. Desktops start both,
+/// and often a tray of the older kind as well, for applications that know no other.
+constexpr auto hostPatience = 3s;
 
 }  // namespace
 
 DesktopTrayHost::DesktopTrayHost(std::function<void(bool isPresent)> changed)
     : changed(std::move(changed)),
       owners(watcherName, QDBusConnection::sessionBus()),
-      isEmbedding(hasEmbeddingTray()) {
+      embedding([this] {
+        QMetaObject::invokeMethod(
+            this, [this] { set(hasEmbedding, embedding.isPresent()); }, Qt::QueuedConnection);
+      }),
+      hasEmbedding(embedding.isPresent()) {
   connect(&owners, &QDBusServiceWatcher::serviceRegistered, this, &DesktopTrayHost::ask);
-  connect(&owners, &QDBusServiceWatcher::serviceUnregistered, this, [this] { set(false); });
+  connect(&owners, &QDBusServiceWatcher::serviceUnregistered, this,
+          [this] { set(hasHost, false); });
+  connect(&expectation, &QTimer::timeout, this, [this] { set(expectsHost, false); });
+  expectation.setSingleShot(true);
+  expectation.start(hostPatience);
   watch(QStringLiteral("StatusNotifierHostRegistered"));
   watch(QStringLiteral("StatusNotifierHostUnregistered"));
   ask();
@@ -75,14 +57,17 @@ void DesktopTrayHost::ask() {
                                            this);  // until it has been answered
   connect(call, &QDBusPendingCallWatcher::finished, this, [this, call] {
     const QDBusPendingReply<QDBusVariant> reply = *call;
-    set(reply.isValid() && reply.value().variant().toBool());
+    set(hasHost, reply.isValid() && reply.value().variant().toBool());
+    if (!reply.isValid()) {
+      set(expectsHost, false);
+    }
     call->deleteLater();
   });
 }
 
-void DesktopTrayHost::set(bool isThere) {
+void DesktopTrayHost::set(bool& fact, bool value) {
   const bool before = isPresent();
-  hasHost = isThere;
+  fact = value;
   if (isPresent() != before) {
     changed(isPresent());
   }

@@ -2,9 +2,11 @@
 
 #include <QDBusServiceWatcher>
 #include <QObject>
+#include <QTimer>
 #include <functional>
 
 #include "OrvikApp/platform/TrayHost.h"
+#include "OrvikApp/platform/linux/EmbeddingTray.h"
 
 namespace orvik {
 
@@ -12,25 +14,31 @@ namespace orvik {
 ///
 /// The toolkit looks for a panel on the bus once, when the first icon is made, and never again: so
 /// no icon may be made before a panel has told the watcher of items that it is there, which after a
-/// login may take a while.
+/// login may take a while. One of the older kind counts at once only where there is no watcher.
 class DesktopTrayHost final : public QObject, public TrayHost {
   Q_OBJECT
  public:
   explicit DesktopTrayHost(std::function<void(bool isPresent)> changed);
 
-  [[nodiscard]] bool isPresent() const override { return hasHost || isEmbedding; }
+  [[nodiscard]] bool isPresent() const override {
+    return hasHost || (hasEmbedding && !expectsHost);
+  }
 
  private Q_SLOTS:
   void ask();
 
  private:
   void watch(const QString& signal);
-  void set(bool isThere);
+  void set(bool& fact, bool value);
 
   const std::function<void(bool isPresent)> changed;
   QDBusServiceWatcher owners;
+  EmbeddingTray embedding;
+  QTimer expectation;
   bool hasHost = false;
-  const bool isEmbedding;
+  bool hasEmbedding;
+  /// A panel on the bus may still come and would be the better one.
+  bool expectsHost = true;
 };
 
 }  // namespace orvik
