@@ -1,9 +1,8 @@
-#include "OrvikApp/StatusMenu.h"
-
 #include <gtest/gtest.h>
 
 #include <QDateTime>
 
+#include "OrvikApp/StatusMenu.h"
 #include "OrvikApp/Texts.h"
 
 namespace orvik {
