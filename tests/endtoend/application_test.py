@@ -68,13 +68,17 @@ def test():
     phone.forget()
     phone.payload()
 
+    def answer(key):
+        others = screen.windows()
+        panel.click("Disconnect all phones…")
+        await_that(lambda: screen.front() not in ["", *others], "the question is in front")
+        screen.press(key)
+
     # Disconnecting is asked about; the code in the window and the stored pairing change.
-    panel.click("Disconnect all phones…")
-    screen.press("Escape")
+    answer("Escape")
     await_that(lambda: len(screen.windows()) == 1, "the question is gone")
     check(read(path("link")).strip() == link, "cancelling changes nothing")
-    panel.click("Disconnect all phones…")
-    screen.press("Return")
+    answer("Return")
     await_that(lambda: read(path("link")).strip() != link, "there is a new link")
     panel.await_status("● Online")
     new_link = read(path("link")).strip()

@@ -151,9 +151,13 @@ class Screen:
     def await_no_window(self):
         await_that(lambda: not self.windows(), "the window closes")
 
+    def front(self):
+        """The window that gets what is typed; empty without one."""
+        return self.run("xdotool", "getactivewindow")
+
     def press(self, key):
         """In the window that is in front, once there is one."""
-        await_that(lambda: self.run("xdotool", "getactivewindow"), "a window is in front")
+        await_that(self.front, "a window is in front")
         self.run("xdotool", "key", "--clearmodifiers", key)
 
     def picture(self, file):
