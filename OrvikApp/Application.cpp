@@ -11,6 +11,7 @@
 #include "OrvikApp/OrvikApp.h"
 #include "OrvikApp/SingleInstance.h"
 #include "OrvikApp/platform/Display.h"
+#include "OrvikApp/platform/SystemRequests.h"
 #include "core/BuildConstants.h"
 
 namespace orvik {
@@ -53,6 +54,7 @@ int runApplication(int argc, char** argv) try {
   }
   const auto relay = RelayEndpoint::fromEnvironment();
   qInstallMessageHandler(takeStartMessage);
+  prepareForSystem();
   QApplication::setApplicationName(QStringLiteral("Orvik"));
   QApplication::setApplicationVersion(QString::fromUtf8(build::version));
   QGuiApplication::setDesktopFileName(QString::fromUtf8(build::applicationId));

@@ -1,12 +1,15 @@
 #include "OrvikApp/OrvikApp.h"
 
 #include <QGuiApplication>
+#include <QPointer>
 #include <chrono>
+#include <utility>
 
 #include "OrvikApp/CoreModelClock.h"
 #include "OrvikApp/PairingLinkFile.h"
 #include "OrvikApp/RelayClientLink.h"
 #include "OrvikApp/TerminationSignals.h"
+#include "OrvikApp/platform/SystemRequests.h"
 #include "core/platform/HostName.h"
 
 namespace orvik {
@@ -44,6 +47,9 @@ OrvikApp::OrvikApp(const RelayEndpoint& relay)
       window(model, menu, texts),
       trayHost(watchTrayHost([this](bool isPresent) { trayHostChanged(isPresent); })) {
   QGuiApplication::setLayoutDirection(texts.direction());
+  answerQuitQuestion([requests = QPointer(&quitRequests)](std::function<void()> allow) {
+    return requests ? requests->answer(std::move(allow)) : TerminateReply::now;
+  });
   onTerminationSignal(core.executor(), [this] { quitRequests.requestQuit(); });
   patience.setSingleShot(true);
   patience.setInterval(panelPatience);

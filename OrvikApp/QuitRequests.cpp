@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "OrvikApp/AppModel.h"
-#include "OrvikApp/QuitDelegate.h"
 
 namespace orvik {
 
@@ -34,6 +33,12 @@ void QuitRequests::requestQuit() {
   }
 }
 
+TerminateReply QuitRequests::answer(std::function<void()> whenAllowed) {
+  allow = std::move(whenAllowed);
+  isQuitting = true;
+  return sayGoodbye() ? TerminateReply::later : TerminateReply::now;
+}
+
 void QuitRequests::prepareForSessionEnd() {
   if (sayGoodbye()) {
     QEventLoop loop;
@@ -48,7 +53,7 @@ bool QuitRequests::eventFilter(QObject* watched, QEvent* event) {
   if (watched != qGuiApp || event->type() != QEvent::Quit) {
     return false;
   }
-  // Never refused, or macOS would call a logout off: it waits for the end of the event loop.
+  // Never refused: it would count as a wish of the application's to go on.
   event->accept();
   requestQuit();
   return true;
@@ -72,6 +77,9 @@ void QuitRequests::endGoodbye() {
   Q_EMIT goodbyeEnded();
   if (isQuitting) {
     terminate();
+  }
+  if (const auto waiting = std::exchange(allow, nullptr)) {
+    waiting();
   }
 }
 

@@ -5,6 +5,8 @@
 #include <chrono>
 #include <functional>
 
+#include "OrvikApp/QuitDelegate.h"
+
 namespace orvik {
 
 /// Takes every request to end the application, asks the quit delegate, and ends the event loop when
@@ -31,6 +33,9 @@ class QuitRequests final : public QObject {
   /// application ends when the relay knows.
   void requestQuit();
 
+  /// Answers a system that asks whether the application may end. `allow` is called after `later`.
+  [[nodiscard]] TerminateReply answer(std::function<void()> allow);
+
   /// What the end of a session does: returns when the relay knows, or after `sessionHold`. When
   /// the session goes on after all, the application does so too.
   void prepareForSessionEnd();
@@ -48,6 +53,8 @@ class QuitRequests final : public QObject {
 
   const std::function<void()> terminate;
   const Times times;
+  /// What a system waits for that has asked; empty where none has.
+  std::function<void()> allow;
   bool isQuitting = false;
   bool isSayingGoodbye = false;
   QTimer sessionGoesOn;

@@ -1,4 +1,5 @@
-# Third-party libraries. Boost is used header-only: its sources are compiled once, in core/boost.
+# Third-party libraries. Boost is used header-only where it can be: its sources are compiled once, in
+# core/boost.
 
 if(APPLE)
   # Homebrew keeps these out of its common folders, where the system has others of the same name.
@@ -13,6 +14,10 @@ find_package(Threads REQUIRED)
 find_package(OpenSSL 3.0 REQUIRED)
 find_package(ICU 67 REQUIRED COMPONENTS uc i18n)
 find_package(Boost 1.81 REQUIRED)
+# Newer versions bring this part compiled alone.
+if(NOT EXISTS ${Boost_INCLUDE_DIRS}/boost/url/src.hpp)
+  find_package(Boost 1.81 REQUIRED COMPONENTS url)
+endif()
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 if(NOT APPLE)

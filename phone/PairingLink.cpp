@@ -65,7 +65,7 @@ std::string percentDecoded(std::string_view text) {
 }
 
 void checkAddress(std::string_view address) {
-  const boost::urls::result<boost::urls::url_view> url = boost::urls::parse_uri(address);
+  const auto url = boost::urls::parse_uri(address);
   if (!url || url->scheme_id() != boost::urls::scheme::https || url->encoded_host().empty()) {
     throw PairingLinkError("A pairing link begins with https:// and a host.");
   }

@@ -176,9 +176,10 @@ void ChildProcess::terminate() const {
 }
 
 void ChildProcess::collect() {
-  if (process != 0 && reaped(process)) {
-    process = 0;
+  // The end may be told some microseconds before there is anything to wait for.
+  while (process != 0 && waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
   }
+  process = 0;
 }
 
 void ChildProcess::signal(int number) const {

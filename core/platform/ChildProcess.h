@@ -41,7 +41,8 @@ class ChildProcess {
 
   /// Asks the whole process group to end.
   void terminate() const;
-  /// Takes note that the process has ended by itself. What it left running goes on.
+  /// Takes note that the process has ended by itself, as `ended` has told: waits for it otherwise.
+  /// What it left running goes on.
   void collect();
 
  private:

@@ -3,6 +3,7 @@
 #include <spawn.h>
 #include <sys/types.h>
 
+#include <chrono>
 #include <optional>
 
 #include "core/platform/FileDescriptor.h"
@@ -25,6 +26,9 @@ struct Pipe {
 /// after those have been arranged. Returns whether the system agreed.
 [[nodiscard]] bool inheritStandardOnly(posix_spawnattr_t& attributes,
                                        posix_spawn_file_actions_t& actions);
+
+/// The time on a clock that stands still while the machine, and with it every process, sleeps.
+[[nodiscard]] std::chrono::nanoseconds timeAwake();
 
 /// The value of LC_CTYPE with which text is UTF-8, whatever the language.
 extern const char* const characterTypeUTF8;

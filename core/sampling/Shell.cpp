@@ -35,14 +35,14 @@ class Patience {
  public:
   /// `interruption` is polled too and ends the patience when it hangs up; -1 for none.
   Patience(CommandRunner::Seconds timeout, int interruption)
-      : deadline(Time::now() + bounded(timeout)), interruption(interruption) {}
+      : deadline(ProcessSystem::timeAwake() + bounded(timeout)), interruption(interruption) {}
 
   /// Whether the descriptor can be read, or has ended, before the patience does.
   [[nodiscard]] bool waitFor(const FileDescriptor& descriptor) const {
     for (;;) {
-      const auto remaining = deadline - Time::now();
+      const Time remaining = deadline - ProcessSystem::timeAwake();
       // Asked each time: a command that never stops writing is always ready.
-      if (remaining <= Time::duration::zero()) {
+      if (remaining <= Time::zero()) {
         return false;
       }
       std::array<pollfd, 2> watched{pollfd{descriptor.get(), POLLIN, 0},
@@ -59,17 +59,17 @@ class Patience {
   }
 
  private:
-  using Time = std::chrono::steady_clock;
+  using Time = std::chrono::nanoseconds;
 
-  static Time::duration bounded(CommandRunner::Seconds timeout) {
+  static Time bounded(CommandRunner::Seconds timeout) {
     constexpr CommandRunner::Seconds longest = std::chrono::hours(24);
     // False for what is not a number.
     return timeout > CommandRunner::Seconds::zero()
-               ? std::chrono::duration_cast<Time::duration>(std::min(timeout, longest))
-               : Time::duration::zero();
+               ? std::chrono::duration_cast<Time>(std::min(timeout, longest))
+               : Time::zero();
   }
 
-  Time::time_point deadline;
+  Time deadline;
   int interruption;
 };
 

@@ -1,6 +1,7 @@
 #include "core/values/JSONReader.h"
 
 #include <boost/json/basic_parser_impl.hpp>
+#include <boost/system/error_code.hpp>
 
 #include <string>
 
@@ -11,6 +12,7 @@ namespace orvik {
 namespace {
 
 namespace json = boost::json;
+using boost::system::error_code;
 
 /// Builds untyped values from parser events. Boost's own values are left out for one reason: its
 /// doubles may be off by one unit in the last place, and are read here from their text instead.
@@ -23,74 +25,74 @@ class Builder {
 
   UntypedValue root;
 
-  bool on_document_begin(json::error_code& /*error*/) {
+  bool on_document_begin(error_code& /*error*/) {
     open.push_back(&root);
     return true;
   }
-  bool on_document_end(json::error_code& /*error*/) { return true; }
+  bool on_document_end(error_code& /*error*/) { return true; }
 
-  bool on_array_begin(json::error_code& /*error*/) {
+  bool on_array_begin(error_code& /*error*/) {
     open.push_back(add(UntypedValue::List{}));
     return true;
   }
-  bool on_array_end(std::size_t /*count*/, json::error_code& /*error*/) { return close(); }
-  bool on_object_begin(json::error_code& /*error*/) {
+  bool on_array_end(std::size_t /*count*/, error_code& /*error*/) { return close(); }
+  bool on_object_begin(error_code& /*error*/) {
     open.push_back(add(UntypedValue::Map{}));
     keys.emplace_back();
     return true;
   }
-  bool on_object_end(std::size_t /*count*/, json::error_code& /*error*/) {
+  bool on_object_end(std::size_t /*count*/, error_code& /*error*/) {
     keys.pop_back();
     return close();
   }
 
-  bool on_key_part(json::string_view part, std::size_t /*size*/, json::error_code& /*error*/) {
+  bool on_key_part(json::string_view part, std::size_t /*size*/, error_code& /*error*/) {
     partial.append(part.data(), part.size());
     return true;
   }
-  bool on_key(json::string_view part, std::size_t /*size*/, json::error_code& /*error*/) {
+  bool on_key(json::string_view part, std::size_t /*size*/, error_code& /*error*/) {
     partial.append(part.data(), part.size());
     keys.back() = takePartial();
     return true;
   }
-  bool on_string_part(json::string_view part, std::size_t size, json::error_code& error) {
+  bool on_string_part(json::string_view part, std::size_t size, error_code& error) {
     return on_key_part(part, size, error);
   }
-  bool on_string(json::string_view part, std::size_t /*size*/, json::error_code& /*error*/) {
+  bool on_string(json::string_view part, std::size_t /*size*/, error_code& /*error*/) {
     partial.append(part.data(), part.size());
     add(takePartial());
     return true;
   }
 
-  bool on_number_part(json::string_view part, json::error_code& /*error*/) {
+  bool on_number_part(json::string_view part, error_code& /*error*/) {
     partial.append(part.data(), part.size());
     return true;
   }
-  bool on_int64(std::int64_t integer, json::string_view /*part*/, json::error_code& /*error*/) {
+  bool on_int64(std::int64_t integer, json::string_view /*part*/, error_code& /*error*/) {
     partial.clear();
     add(integer);
     return true;
   }
-  bool on_uint64(std::uint64_t integer, json::string_view /*part*/, json::error_code& /*error*/) {
+  bool on_uint64(std::uint64_t integer, json::string_view /*part*/, error_code& /*error*/) {
     partial.clear();
     add(static_cast<std::int64_t>(integer));
     return true;
   }
-  bool on_double(double approximate, json::string_view part, json::error_code& /*error*/) {
+  bool on_double(double approximate, json::string_view part, error_code& /*error*/) {
     partial.append(part.data(), part.size());
     add(parseDouble(takePartial()).value_or(approximate));
     return true;
   }
-  bool on_bool(bool boolean, json::error_code& /*error*/) {
+  bool on_bool(bool boolean, error_code& /*error*/) {
     add(boolean);
     return true;
   }
-  bool on_null(json::error_code& /*error*/) {
+  bool on_null(error_code& /*error*/) {
     add(UntypedValue());
     return true;
   }
-  bool on_comment_part(json::string_view /*part*/, json::error_code& /*error*/) { return true; }
-  bool on_comment(json::string_view /*part*/, json::error_code& /*error*/) { return true; }
+  bool on_comment_part(json::string_view /*part*/, error_code& /*error*/) { return true; }
+  bool on_comment(json::string_view /*part*/, error_code& /*error*/) { return true; }
 
  private:
   /// Puts a value where the document is now, and says where it stands. The place stays valid
@@ -127,7 +129,7 @@ UntypedValue readJSON(std::string_view text) {
   json::parse_options options;
   options.max_depth = maximumNesting;
   json::basic_parser<Builder> parser(options);
-  json::error_code error;
+  error_code error;
   const std::size_t read = parser.write_some(false, text.data(), text.size(), error);
   if (error) {
     throw JSONError(error.message());

@@ -57,7 +57,7 @@ endif()
 install(TARGETS orvik BUNDLE DESTINATION . COMPONENT application)
 # Qt and the other libraries go into the bundle, and all of it is signed: with the identity in the
 # environment, or for this machine alone.
-get_target_property(qmake Qt6::qmake IMPORTED_LOCATION)
+get_target_property(qmake Qt6::qmake LOCATION)
 cmake_path(GET qmake PARENT_PATH qt_programs)
 find_program(ORVIK_MACDEPLOYQT macdeployqt HINTS ${qt_programs} REQUIRED)
 # The pairing card is drawn without a display, with a plugin that applications rarely have.

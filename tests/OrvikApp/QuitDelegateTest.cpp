@@ -56,6 +56,19 @@ TEST_F(Quitting, EveryRequestWaitsForTheOneGoodbye) {
   EXPECT_EQ(ends, 2);
 }
 
+TEST_F(Quitting, ASystemThatAsksWaitsForTheGoodbye) {
+  int allowed = 0;
+  requests.requestQuit();
+  EXPECT_EQ(requests.answer([&] { ++allowed; }), TerminateReply::later);
+  EXPECT_EQ(goodbyes(), 1);
+  EXPECT_EQ(allowed + ends, 0);
+  finishGoodbye();
+  EXPECT_EQ(allowed, 1);
+  EXPECT_EQ(ends, 1);
+  EXPECT_EQ(requests.answer([&] { ++allowed; }), TerminateReply::now);
+  EXPECT_EQ(allowed, 1);
+}
+
 TEST_F(Quitting, EndsAtOnceWithoutALinkOrAModel) {
   model->pauseOneHour();
   requests.requestQuit();

@@ -2,11 +2,11 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/read.hpp>
 #include <boost/asio/ssl/host_name_verification.hpp>
+#include <boost/asio/ssl/stream.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/use_future.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/ssl/ssl_stream.hpp>
 #include <boost/beast/websocket/ssl.hpp>
 #include <boost/beast/websocket/stream.hpp>
 #include <gmock/gmock.h>
@@ -92,7 +92,7 @@ class RelayServerTest : public testing::Test {
   }
 
   std::string http(const std::string& request) {
-    beast::ssl_stream<tcp::socket> stream(connect(), trust);
+    asio::ssl::stream<tcp::socket> stream(connect(), trust);
     await(stream.async_handshake(asio::ssl::stream_base::client, asio::use_awaitable));
     return exchange(stream, request);
   }
@@ -141,7 +141,7 @@ class RelayServerTest : public testing::Test {
 
    private:
     RelayServerTest& test;
-    beast::websocket::stream<beast::ssl_stream<tcp::socket>> socket;
+    beast::websocket::stream<asio::ssl::stream<tcp::socket>> socket;
   };
 
   asio::io_context context;
@@ -199,7 +199,7 @@ TEST_F(RelayServerTest, ClosesWithTheReason) {
 
 TEST_F(RelayServerTest, EndsWhoeverTakesTooLong) {
   tcp::socket silent = connect();
-  beast::ssl_stream<tcp::socket> slow(connect(), trust);
+  asio::ssl::stream<tcp::socket> slow(connect(), trust);
   await(slow.async_handshake(asio::ssl::stream_base::client, asio::use_awaitable));
   clock->advance(limits.upgradeTime - 1s);
   Client mute(*this, "phone");

@@ -14,8 +14,9 @@ namespace orvik {
 namespace {
 
 constexpr CGFloat pointSize = 15;
-/// Pixels of a point on the displays that there are.
-constexpr std::array<int, 3> scales{1, 2, 3};
+/// Pixels of a point on a Mac's displays. The toolkit takes the largest picture that there is and
+/// fits it into the menu bar: a larger one would be shown larger, and blurred.
+constexpr std::array<int, 2> scales{1, 2};
 
 NSImage* symbol() {
   NSImage* image = [NSImage imageWithSystemSymbolName:@"laptopcomputer.and.iphone"

@@ -27,4 +27,6 @@ bool inheritStandardOnly(posix_spawnattr_t& /*attributes*/, posix_spawn_file_act
   return posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1) == 0;
 }
 
+std::chrono::nanoseconds timeAwake() { return std::chrono::steady_clock::now().time_since_epoch(); }
+
 }  // namespace orvik::ProcessSystem

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/event.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <array>
@@ -110,6 +111,12 @@ bool inheritStandardOnly(posix_spawnattr_t& attributes, posix_spawn_file_actions
   return posix_spawnattr_getflags(&attributes, &flags) == 0 &&
          posix_spawnattr_setflags(&attributes,
                                   static_cast<short>(flags | POSIX_SPAWN_CLOEXEC_DEFAULT)) == 0;
+}
+
+std::chrono::nanoseconds timeAwake() {
+  // Not std::chrono's steady clock, which goes on during sleep here.
+  return std::chrono::nanoseconds(
+      static_cast<std::int64_t>(clock_gettime_nsec_np(CLOCK_UPTIME_RAW)));
 }
 
 }  // namespace orvik::ProcessSystem
