@@ -2,7 +2,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "core/platform/linux/ReservedSecretStore.h"
 #include "core/platform/linux/SecretFile.h"
+#include "tests/support/MemorySecretStore.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace orvik {
@@ -105,6 +107,30 @@ TEST_F(SecretFileTest, WithoutAPlaceNothingIsStored) {
     EXPECT_EQ(without.find(key), std::nullopt);
   }
   EXPECT_FALSE(store.add({.service = "a", .account = "/../b"}, "Label", secret));
+}
+
+TEST_F(SecretFileTest, InReserveItHasWhatTheFirstStoreCannotKeep) {
+  const Bytes newer{1};
+  struct Case {
+    const char* name;
+    bool canRemove, canAdd;
+    std::optional<Bytes> inFirst, inFile;
+  };
+  for (const Case& first : {Case{"open", true, true, newer, std::nullopt},
+                            {"without a collection", true, false, std::nullopt, newer},
+                            {"locked", false, false, secret, std::nullopt}}) {
+    const auto keyring = std::make_shared<test::MemorySecretStore>();
+    ReservedSecretStore both(keyring, std::make_shared<SecretFile>(folder));
+    ASSERT_TRUE(store.add(key, "Label", secret));
+    EXPECT_EQ(both.find(key), secret) << "from before there was a keyring";
+    ASSERT_TRUE(keyring->add(key, "Label", secret));
+    keyring->canRemove = first.canRemove;
+    keyring->canAdd = first.canAdd;
+    EXPECT_EQ(both.remove(key), first.canRemove) << first.name;
+    EXPECT_EQ(both.add(key, "Label", newer), first.canRemove) << first.name;
+    EXPECT_EQ(keyring->find(key), first.inFirst) << first.name;
+    EXPECT_EQ(store.find(key), first.inFile) << first.name;
+  }
 }
 
 }  // namespace
