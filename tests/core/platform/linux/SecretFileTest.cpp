@@ -70,35 +70,6 @@ TEST_F(SecretFileTest, WhatOthersCouldHaveSeenOrMadeIsAbsent) {
   }
 }
 
-TEST_F(SecretFileTest, AFailedReplacementLeavesTheOldSecret) {
-  struct Failing : FileOperations {
-    ssize_t write(int file, const char* from, std::size_t count) override {
-      return step == 0 ? (errno = ENOSPC, -1) : FileOperations::write(file, from, count);
-    }
-    int sync(int file) override { return step == 1 ? -1 : FileOperations::sync(file); }
-    int rename(const std::string& from, const std::string& to) override {
-      return step == 2 ? -1 : FileOperations::rename(from, to);
-    }
-    int createTemporary(std::string& path) override {
-      return step == 3 ? (errno = EROFS, -1) : FileOperations::createTemporary(path);
-    }
-    int remove(const std::string& path) override {
-      return step == 3 ? (errno = EROFS, -1) : FileOperations::remove(path);
-    }
-    int step = 0;
-  };
-  ASSERT_TRUE(store.add(key, "Label", secret));
-  const auto failing = std::make_shared<Failing>();
-  SecretFile failingStore(folder, failing);
-  for (; failing->step < 4; ++failing->step) {
-    EXPECT_FALSE(failingStore.add(key, "Label", Bytes{1})) << failing->step;
-    EXPECT_EQ(store.find(key), secret) << failing->step;
-    EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1) << failing->step;
-  }
-  failing->step = 3;
-  EXPECT_FALSE(failingStore.remove(key));
-}
-
 TEST_F(SecretFileTest, WithoutAPlaceNothingIsStored) {
   home.write("file", "");
   for (const fs::path& nowhere : {fs::path(), home.path / "file" / "orvik", home.path / "file"}) {
