@@ -11,7 +11,6 @@
 
 #include "OrvikApp/Texts.h"
 #include "OrvikApp/platform/Activation.h"
-#include "core/BuildConstants.h"
 
 namespace orvik {
 
@@ -21,11 +20,6 @@ constexpr int iconSize = 64;
 /// In characters of the font: about what is pleasant to read.
 constexpr int textWidth = 46;
 constexpr int notesHeight = 10;
-
-QIcon applicationIcon() {
-  const QIcon icon = QGuiApplication::windowIcon();
-  return icon.isNull() ? QIcon::fromTheme(QString::fromUtf8(build::applicationId)) : icon;
-}
 
 struct Wording {
   QString headline;
@@ -70,7 +64,7 @@ QPlainTextEdit* notesView(const QString& notes, QWidget* parent) {
 UpdateDialog::UpdateDialog(const Texts& texts, const UpdateOutcome& outcome,
                            const QString& currentVersion) {
   setWindowTitle(QStringLiteral("Orvik"));
-  setWindowIcon(applicationIcon());
+  setLayoutDirection(texts.direction());
   // The application lives in the menu bar and goes on without windows.
   setAttribute(Qt::WA_QuitOnClose, false);
 
@@ -78,7 +72,7 @@ UpdateDialog::UpdateDialog(const Texts& texts, const UpdateOutcome& outcome,
   grid->setHorizontalSpacing(2 * grid->horizontalSpacing());
   grid->setColumnStretch(1, 1);
   auto* const picture = new QLabel(this);
-  picture->setPixmap(windowIcon().pixmap(iconSize));
+  picture->setPixmap(QGuiApplication::windowIcon().pixmap(iconSize));
   grid->addWidget(picture, 0, 0, 2, 1, Qt::AlignTop);
 
   const Wording words = wording(texts, outcome, currentVersion);

@@ -10,6 +10,7 @@ constexpr std::size_t longestVersion = 64;
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool isOfVersion(char c) { return isDigit(c) || isLetter(c) || c == '.' || c == '-' || c == '+'; }
 char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 /// Takes the characters that belong together from the front of a text.
@@ -48,7 +49,8 @@ std::strong_ordering compareParts(const std::vector<std::string>& left,
 }  // namespace
 
 std::optional<VersionNumber> VersionNumber::parse(std::string_view text) {
-  if (text.size() > longestVersion || text.empty() || !isDigit(text.front())) {
+  if (text.size() > longestVersion || text.empty() || !isDigit(text.front()) ||
+      !std::ranges::all_of(text, isOfVersion)) {
     return std::nullopt;
   }
   text = text.substr(0, text.find('+'));
@@ -67,10 +69,8 @@ std::optional<VersionNumber> VersionNumber::parse(std::string_view text) {
     } else if (isLetter(text.front())) {
       version.suffix.push_back(takeWhile(text, isLetter));
       std::ranges::transform(version.suffix.back(), version.suffix.back().begin(), lower);
-    } else if (text.front() == '.' || text.front() == '-') {
-      text.remove_prefix(1);
     } else {
-      return std::nullopt;
+      text.remove_prefix(1);
     }
   }
   return version;

@@ -13,8 +13,8 @@ namespace orvik {
 class VersionNumber {
  public:
   /// Nothing for a text that does not begin with a number, has other characters than ASCII
-  /// letters, digits, dots and hyphens before a "+", or is longer than 64 bytes. What follows a
-  /// "+" tells builds of one version apart and does not count.
+  /// letters, digits, dots, hyphens and plus signs, or is longer than 64 bytes. What follows a "+"
+  /// tells builds of one version apart and does not count.
   [[nodiscard]] static std::optional<VersionNumber> parse(std::string_view text);
 
   friend std::strong_ordering operator<=>(const VersionNumber& left, const VersionNumber& right);

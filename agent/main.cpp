@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <stdexcept>
 
 #include "agent/AgentCommandLine.h"
 #include "agent/FileSampleSource.h"
@@ -43,13 +44,18 @@ int report(const std::exception& error, int status) {
 }
 
 /// The pairing of this computer, which further runs will find again where it can be stored.
-Pairing lastingPairing(bool isNew) {
+Pairing lastingPairing(const AgentCommandLine& line) {
   const auto store = openSecretStore();
-  Pairing pairing = isNew ? Pairing::generate() : PairingStore::loadOrCreate(*store);
-  if (isNew) {
+  Pairing pairing = line.newPairing ? Pairing::generate() : PairingStore::loadOrCreate(*store);
+  if (line.newPairing) {
     PairingStore::save(*store, pairing);
   }
   if (PairingStore::load(*store) != pairing) {
+    // One that nobody sees either is of no use to any phone. The keyring may only be locked still,
+    // and another start find the real one.
+    if (line.hidesLink && !line.linkFile) {
+      throw std::runtime_error("the pairing can be neither read nor stored, and is not shown");
+    }
     say("the pairing could not be stored: it lasts until this program ends");
   }
   return pairing;
@@ -102,7 +108,7 @@ asio::awaitable<void> emitAlerts(std::shared_ptr<RelayClient> client, std::share
 int run(const AgentCommandLine& line) {
   const auto clock = std::make_shared<SystemClock>();
   const auto session = std::make_shared<BeastWebSocketSession>(clock, line.trust);
-  const Pairing pairing = lastingPairing(line.newPairing);
+  const Pairing pairing = lastingPairing(line);
   const std::string link = pairing.link(line.name);
   if (!line.hidesLink) {
     showLink(link);

@@ -38,7 +38,7 @@ TEST(VersionNumber, FollowsTheOrderOfReleases) {
   }
   EXPECT_EQ(VersionNumber::parse("01.2.0+5"), VersionNumber::parse("1.2"));
   EXPECT_EQ(VersionNumber::parse("1.2b3"), VersionNumber::parse("1.2-B.03"));
-  for (const char* bad : {"", "v1", ".1", "-1", "1 2", "1.2/3", "1.é", "1\n"}) {
+  for (const char* bad : {"", "v1", ".1", "-1", "1 2", "1.2/3", "1.é", "1\n", "1+\u202e"}) {
     EXPECT_EQ(VersionNumber::parse(bad), std::nullopt) << bad;
   }
   EXPECT_TRUE(VersionNumber::parse(std::string(64, '1')));

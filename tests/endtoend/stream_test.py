@@ -109,6 +109,9 @@ def test():
     renewed = link_at_start([*options, "--new-pairing"])
     check(renewed.split(".")[-3:-1] != [macId, secret], "both values of a new pairing are new")
     check(link_at_start(options) == renewed, "the new pairing lasts")
+    # What can be neither kept nor seen pairs nobody: a service is to try again.
+    Program("orvik-agent", *options, "--no-link",
+            environment={"XDG_DATA_HOME": "/dev/null"}).ends(signum=None, status=1)
     relay.ends()
 
 

@@ -124,7 +124,7 @@ class AutostartLoginItem final : public LoginItem {
     }
     AutostartEntry entry = read(file).entry.value_or(AutostartEntry());
     for (const auto& [key, value] : {std::pair{"Name", "Orvik"},
-                                     {"Icon", build::applicationId},
+                                     {"Icon", "orvik"},
                                      {"Terminal", "false"},
                                      {"StartupNotify", "false"}}) {
       if (!entry.value(key)) {

@@ -48,8 +48,7 @@ bool closeToOthers(const std::filesystem::path& folder) {
 
 }  // namespace
 
-SecretFile::SecretFile(std::filesystem::path folder, std::shared_ptr<FileOperations> operations)
-    : folder(std::move(folder)), operations(std::move(operations)) {}
+SecretFile::SecretFile(std::filesystem::path folder) : folder(std::move(folder)) {}
 
 std::filesystem::path SecretFile::fileOf(const Key& key) const {
   const std::string name = key.service + "." + key.account;
@@ -69,13 +68,14 @@ std::optional<Bytes> SecretFile::find(const Key& key) {
 }
 
 bool SecretFile::remove(const Key& key) {
-  return operations->remove(fileOf(key).string()) == 0 || errno == ENOENT;
+  return unlink(fileOf(key).c_str()) == 0 || errno == ENOENT;
 }
 
 bool SecretFile::add(const Key& key, std::string_view /*label*/, ByteView data) {
+  FileOperations operations;
   const std::filesystem::path file = fileOf(key);
-  return !file.empty() && data.size() <= longestSecret && makeFolders(folder, *operations) &&
-         closeToOthers(folder) && replaceFile(file, textOf(data), *operations);
+  return !file.empty() && data.size() <= longestSecret && makeFolders(folder, operations) &&
+         closeToOthers(folder) && replaceFile(file, textOf(data), operations);
 }
 
 }  // namespace orvik

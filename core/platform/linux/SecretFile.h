@@ -2,7 +2,6 @@
 
 #include <filesystem>
 
-#include "core/platform/FileOperations.h"
 #include "core/platform/SecretStore.h"
 
 namespace orvik {
@@ -14,8 +13,7 @@ class SecretFile final : public SecretStore {
  public:
   /// Files in `folder`, which is created with the first. An empty folder means that there is no
   /// place for secrets: nothing is found and nothing can be added.
-  explicit SecretFile(std::filesystem::path folder, std::shared_ptr<FileOperations> operations =
-                                                        std::make_shared<FileOperations>());
+  explicit SecretFile(std::filesystem::path folder);
 
   [[nodiscard]] std::optional<Bytes> find(const Key& key) override;
   bool remove(const Key& key) override;
@@ -26,7 +24,6 @@ class SecretFile final : public SecretStore {
   [[nodiscard]] std::filesystem::path fileOf(const Key& key) const;
 
   std::filesystem::path folder;
-  std::shared_ptr<FileOperations> operations;
 };
 
 }  // namespace orvik

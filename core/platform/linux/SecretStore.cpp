@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "core/platform/linux/BaseFolder.h"
+#include "core/platform/linux/ReservedSecretStore.h"
 #include "core/platform/linux/SecretFile.h"
 #include "core/platform/linux/SecretServiceStore.h"
 #include "core/platform/linux/SystemBus.h"
@@ -54,11 +55,12 @@ bool hasSecretService(const std::string& address) {
 }  // namespace
 
 std::shared_ptr<SecretStore> openSecretStore() {
-  if (hasSecretService(sessionBusAddress())) {
-    return std::make_shared<SecretServiceStore>();
-  }
   const std::filesystem::path data = baseFolder("XDG_DATA_HOME", ".local/share");
-  return std::make_shared<SecretFile>(data.empty() ? data : data / "orvik");
+  auto file = std::make_shared<SecretFile>(data.empty() ? data : data / "orvik");
+  if (!hasSecretService(sessionBusAddress())) {
+    return file;
+  }
+  return std::make_shared<ReservedSecretStore>(std::make_shared<SecretServiceStore>(), file);
 }
 
 }  // namespace orvik

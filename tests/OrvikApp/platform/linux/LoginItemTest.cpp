@@ -105,8 +105,8 @@ TEST_F(LoginItemTest, WhatTheUserAddedStays) {
   EXPECT_TRUE(openLoginItem()->setRegistered(true));
   const std::string program = fs::read_symlink("/proc/self/exe").string();
   EXPECT_EQ(ours(), "# mine\n" + start + "Exec=" + program +
-                        "\nName[de]=Meins\nX-GNOME-Autostart-Delay=9\n\nName=Orvik\nIcon=" +
-                        build::applicationId + "\nTerminal=false\nStartupNotify=false\nTryExec=" +
+                        "\nName[de]=Meins\nX-GNOME-Autostart-Delay=9\n\nName=Orvik\nIcon=orvik"
+                        "\nTerminal=false\nStartupNotify=false\nTryExec=" +
                         program + "\nX-GNOME-Autostart-enabled=true\n[Other]\na=b\n");
 }
 

@@ -2,7 +2,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "core/platform/linux/ReservedSecretStore.h"
 #include "core/platform/linux/SecretFile.h"
+#include "tests/support/MemorySecretStore.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace orvik {
@@ -68,35 +70,6 @@ TEST_F(SecretFileTest, WhatOthersCouldHaveSeenOrMadeIsAbsent) {
   }
 }
 
-TEST_F(SecretFileTest, AFailedReplacementLeavesTheOldSecret) {
-  struct Failing : FileOperations {
-    ssize_t write(int file, const char* from, std::size_t count) override {
-      return step == 0 ? (errno = ENOSPC, -1) : FileOperations::write(file, from, count);
-    }
-    int sync(int file) override { return step == 1 ? -1 : FileOperations::sync(file); }
-    int rename(const std::string& from, const std::string& to) override {
-      return step == 2 ? -1 : FileOperations::rename(from, to);
-    }
-    int createTemporary(std::string& path) override {
-      return step == 3 ? (errno = EROFS, -1) : FileOperations::createTemporary(path);
-    }
-    int remove(const std::string& path) override {
-      return step == 3 ? (errno = EROFS, -1) : FileOperations::remove(path);
-    }
-    int step = 0;
-  };
-  ASSERT_TRUE(store.add(key, "Label", secret));
-  const auto failing = std::make_shared<Failing>();
-  SecretFile failingStore(folder, failing);
-  for (; failing->step < 4; ++failing->step) {
-    EXPECT_FALSE(failingStore.add(key, "Label", Bytes{1})) << failing->step;
-    EXPECT_EQ(store.find(key), secret) << failing->step;
-    EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1) << failing->step;
-  }
-  failing->step = 3;
-  EXPECT_FALSE(failingStore.remove(key));
-}
-
 TEST_F(SecretFileTest, WithoutAPlaceNothingIsStored) {
   home.write("file", "");
   for (const fs::path& nowhere : {fs::path(), home.path / "file" / "orvik", home.path / "file"}) {
@@ -105,6 +78,30 @@ TEST_F(SecretFileTest, WithoutAPlaceNothingIsStored) {
     EXPECT_EQ(without.find(key), std::nullopt);
   }
   EXPECT_FALSE(store.add({.service = "a", .account = "/../b"}, "Label", secret));
+}
+
+TEST_F(SecretFileTest, InReserveItHasWhatTheFirstStoreCannotKeep) {
+  const Bytes newer{1};
+  struct Case {
+    const char* name;
+    bool canRemove, canAdd;
+    std::optional<Bytes> inFirst, inFile;
+  };
+  for (const Case& first : {Case{"open", true, true, newer, std::nullopt},
+                            {"without a collection", true, false, std::nullopt, newer},
+                            {"locked", false, false, secret, std::nullopt}}) {
+    const auto keyring = std::make_shared<test::MemorySecretStore>();
+    ReservedSecretStore both(keyring, std::make_shared<SecretFile>(folder));
+    ASSERT_TRUE(store.add(key, "Label", secret));
+    EXPECT_EQ(both.find(key), secret) << "from before there was a keyring";
+    ASSERT_TRUE(keyring->add(key, "Label", secret));
+    keyring->canRemove = first.canRemove;
+    keyring->canAdd = first.canAdd;
+    EXPECT_EQ(both.remove(key), first.canRemove) << first.name;
+    EXPECT_EQ(both.add(key, "Label", newer), first.canRemove) << first.name;
+    EXPECT_EQ(keyring->find(key), first.inFirst) << first.name;
+    EXPECT_EQ(store.find(key), first.inFile) << first.name;
+  }
 }
 
 }  // namespace
