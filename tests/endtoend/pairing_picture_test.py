@@ -6,18 +6,21 @@ Without a display or a session, and in surroundings that would lead Qt astray.""
 import os
 import struct
 import subprocess
+import sys
 
 from programs import PATIENCE, build, check, path, run
 
 ASTRAY = {"LC_ALL": "C", "QT_QPA_PLATFORM": "xcb", "QT_QPA_PLATFORMTHEME": "gtk3",
           "QT_STYLE_OVERRIDE": "missing", "QT_SCALE_FACTOR": "3", "QT_FONT_DPI": "300",
           "DBUS_SESSION_BUS_ADDRESS": "unix:path=/nonexistent"}
+# A bundle on a Mac.
+PROGRAM = os.path.join(build, "OrvikApp", *(
+    ["Orvik.app", "Contents", "MacOS", "Orvik"] if sys.platform == "darwin" else ["orvik"]))
 
 
 def draw(*arguments, status=0):
-    ended = subprocess.run(
-        [os.path.join(build, "OrvikApp", "orvik"), *arguments], env=ASTRAY, timeout=PATIENCE,
-        stdin=subprocess.DEVNULL, capture_output=True, check=False)
+    ended = subprocess.run([PROGRAM, *arguments], env=ASTRAY, timeout=PATIENCE,
+                           stdin=subprocess.DEVNULL, capture_output=True, check=False)
     check(ended.returncode == status, f"{arguments} ended with {ended.returncode}")
     check(ended.stdout + ended.stderr == b"", f"{arguments} printed {ended.stdout + ended.stderr}")
 

@@ -69,7 +69,9 @@ TEST_F(MacCalls, AKeychainItemIsFoundByServiceAndAccountAlone) {
   EXPECT_TRUE(machine.asked.empty());
   machine.status = -128;
   EXPECT_EQ(store->find({"example.orvik", "other"}), std::nullopt);
-  EXPECT_FALSE(store->remove(key) || store->add(key, "", secret));
+  EXPECT_FALSE(store->remove({"example.orvik", "other"}) || store->add(key, "", secret));
+  machine.status = 0;
+  EXPECT_FALSE(store->add({"example.orvik", "other"}, "", secret)) << "never two under one key";
 }
 
 TEST_F(MacCalls, PreferencesOfEachDomain) {

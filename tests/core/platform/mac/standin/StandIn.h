@@ -98,6 +98,7 @@ constexpr int kCFNumberSInt64Type = 4;
 inline const int kCFTypeDictionaryKeyCallBacks = 0;
 inline const int kCFTypeDictionaryValueCallBacks = 0;
 constexpr OSStatus errSecSuccess = 0;
+constexpr OSStatus errSecDuplicateItem = -25299;
 constexpr OSStatus errSecItemNotFound = -25300;
 constexpr int kIOMainPortDefault = 0;
 constexpr io_registry_entry_t IO_OBJECT_NULL = 0;
@@ -234,16 +235,22 @@ inline OSStatus SecItemCopyMatching(CFDictionaryRef query, CFTypeRef* result) {
                                                             : standin::machine.status;
 }
 inline OSStatus SecItemDelete(CFDictionaryRef query) {
-  const auto count =
-      std::erase_if(standin::machine.keychain, standin::answers(standin::asked("delete", query)));
-  return count == 0 && standin::machine.status == 0 ? errSecItemNotFound : standin::machine.status;
+  const auto answers = standin::answers(standin::asked("delete", query));
+  if (standin::machine.status != 0) {
+    return standin::machine.status;
+  }
+  return std::erase_if(standin::machine.keychain, answers) == 0 ? errSecItemNotFound : 0;
 }
 inline OSStatus SecItemAdd(CFDictionaryRef item, CFTypeRef* /*result*/) {
   const standin::Item added = standin::asked("add", item);
-  if (standin::machine.status == 0) {
-    standin::machine.keychain.push_back(added);
+  if (standin::machine.status != 0) {
+    return standin::machine.status;
   }
-  return standin::machine.status;
+  if (std::ranges::any_of(standin::machine.keychain, standin::answers(added))) {
+    return errSecDuplicateItem;
+  }
+  standin::machine.keychain.push_back(added);
+  return 0;
 }
 inline OSStatus SecTrustCopyAnchorCertificates(CFArrayRef* anchors) {
   standin::Object all{standin::array, ""};
