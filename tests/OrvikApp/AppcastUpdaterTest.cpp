@@ -2,12 +2,15 @@
 
 #include <QApplication>
 #include <QDesktopServices>
+#include <QDir>
+#include <QFile>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSslKey>
 #include <QSslServer>
 #include <QSslSocket>
+#include <algorithm>
 
 #include "OrvikApp/AppcastUpdater.h"
 #include "OrvikApp/Texts.h"
@@ -20,6 +23,16 @@ namespace {
 
 using namespace std::chrono_literals;
 using test::eventually;
+
+/// Qt does not wait for the thread that it downloads on. What that has still to free would count as
+/// leaked when the program ends first.
+bool isDownloadThreadThere() {
+  const QDir threads(QStringLiteral("/proc/self/task"));
+  return std::ranges::any_of(threads.entryList(QDir::Dirs), [&threads](const QString& thread) {
+    QFile name(threads.filePath(thread + QStringLiteral("/comm")));
+    return name.open(QIODevice::ReadOnly) && name.readAll().startsWith("QNetworkAccess");
+  });
+}
 
 /// Gives prepared answers on the loopback interface, by the path that is asked for: over https
 /// unless it is told not to.
@@ -41,6 +54,12 @@ class FeedServer {
     });
     EXPECT_TRUE(server.listen(QHostAddress::LocalHost));
     port = server.serverPort();
+  }
+
+  FeedServer(const FeedServer&) = delete;
+  FeedServer& operator=(const FeedServer&) = delete;
+  ~FeedServer() {
+    EXPECT_TRUE(eventually([] { return !isDownloadThreadThere(); }));
   }
 
   [[nodiscard]] QUrl url(const QString& path) const {
