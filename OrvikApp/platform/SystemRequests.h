@@ -15,6 +15,6 @@ void prepareForSystem();
 
 /// Sets who answers when a system asks before it ends the application; others only tell. Until then
 /// it ends at once. Main thread only.
-void answerQuitQuestion(QuitAnswer answer);
+void answerQuitQuestion(const QuitAnswer& answer);
 
 }  // namespace orvik

@@ -5,6 +5,6 @@ namespace orvik {
 void prepareForSystem() {}
 
 // A desktop tells of the end of a session, and waits.
-void answerQuitQuestion(QuitAnswer /*answer*/) {}
+void answerQuitQuestion(const QuitAnswer& /*answer*/) {}
 
 }  // namespace orvik

@@ -3,7 +3,6 @@
 #import <AppKit/AppKit.h>
 
 #include <cstdlib>
-#include <utility>
 
 namespace {
 
@@ -47,6 +46,6 @@ void prepareForSystem() {
   NSApplication.sharedApplication.delegate = delegate;
 }
 
-void answerQuitQuestion(QuitAnswer answer) { quitAnswer() = std::move(answer); }
+void answerQuitQuestion(const QuitAnswer& answer) { quitAnswer() = answer; }
 
 }  // namespace orvik
