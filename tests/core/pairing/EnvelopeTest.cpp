@@ -3,18 +3,13 @@
 #include "core/pairing/Envelope.h"
 #include "core/values/Base64URL.h"
 #include "core/values/JSONReader.h"
-#include "tests/support/Corpus.h"
-#include "tests/support/Hex.h"
 
 namespace orvik {
 namespace {
 
-using test::hex;
 using Kind = Envelope::Kind;
 
 const Pairing pairing(Bytes(16, 7), Bytes(32, 9));
-
-SymmetricKey keyFrom(const Bytes& bytes) { return SymmetricKey(ByteView(bytes).first<32>()); }
 
 std::string envelope(const std::string& c, const std::string& n, const std::string& t = R"("s")",
                      const std::string& v = "1") {
@@ -103,79 +98,6 @@ TEST(Envelope, FailuresAreToldApart) {
   more.insert(1, R"("extra":[1],)");
   EXPECT_EQ(Envelope::open(more, pairing).plaintext, "x");
 }
-
-TEST(AES256GCM, MatchesNIST) {
-  const struct {
-    const char* key;
-    const char* nonce;
-    const char* additional;
-    const char* plaintext;
-    const char* sealed;
-  } cases[] = {
-      {"0000000000000000000000000000000000000000000000000000000000000000",
-       "000000000000000000000000", "", "", "530f8afbc74536b9a963b4f1c4cb738b"},
-      {"0000000000000000000000000000000000000000000000000000000000000000",
-       "000000000000000000000000", "", "00000000000000000000000000000000",
-       "cea7403d4d606b6e074ec5d3baf39d18d0d1c8a799996bf0265b98b5d48ab919"},
-      {"feffe9928665731c6d6a8f9467308308feffe9928665731c6d6a8f9467308308",
-       "cafebabefacedbaddecaf888", "feedfacedeadbeeffeedfacedeadbeefabaddad2",
-       "d9313225f88406e5a55909c5aff5269a86a7a9531534f7da2e4c303d8a318a721c3c0c95956809532fcf0e2449"
-       "a6b525b16aedf5aa0de657ba637b39",
-       "522dc1f099567d07f47f37a32a84427d643a8cdcbfe5c0c97598a2bd2555d1aa8cb08e48590dbb3da7b08b1056"
-       "828838c5f61e6393ba7a0abcc9f66276fc6ece0f4e1768cddf8853bb2d551b"},
-  };
-  for (const auto& vector : cases) {
-    const Bytes plaintext = hex(vector.plaintext);
-    const Bytes nonce = hex(vector.nonce);
-    Bytes sealed(plaintext.size() + Envelope::tagSize);
-    sealAES256GCM(keyFrom(hex(vector.key)), ByteView(nonce).first<12>(), hex(vector.additional),
-                  plaintext, sealed);
-    EXPECT_EQ(sealed, hex(vector.sealed));
-    EXPECT_EQ(openAES256GCM(keyFrom(hex(vector.key)), ByteView(nonce).first<12>(),
-                            hex(vector.additional), sealed),
-              textOf(plaintext));
-  }
-}
-
-#ifdef ORVIK_HAS_CORPUS
-TEST(CorpusAESGCM, MatchesWycheproof) {
-  const auto file =
-      readJSON(test::contentsOf(test::corpus() / "vectors/wycheproof/aes_gcm_test.json"));
-  int count = 0;
-  for (const auto& group : *file.find("testGroups")->get<UntypedValue::List>()) {
-    const auto number = [&group](const char* key) { return *group.find(key)->get<std::int64_t>(); };
-    if (number("keySize") != 256 || number("ivSize") != 96 || number("tagSize") != 128) {
-      continue;
-    }
-    for (const auto& vector : *group.find("tests")->get<UntypedValue::List>()) {
-      const auto field = [&vector](const char* key) {
-        return hex(*vector.find(key)->get<std::string>());
-      };
-      const Bytes nonce = field("iv");
-      const SymmetricKey key = keyFrom(field("key"));
-      Bytes sealed = field("ct");
-      const Bytes tag = field("tag");
-      sealed.insert(sealed.end(), tag.begin(), tag.end());
-      const auto id = *vector.find("tcId")->get<std::int64_t>();
-      if (*vector.find("result")->get<std::string>() == "valid") {
-        const Bytes message = field("msg");
-        Bytes output(message.size() + Envelope::tagSize);
-        sealAES256GCM(key, ByteView(nonce).first<12>(), field("aad"), message, output);
-        EXPECT_EQ(output, sealed) << id;
-        EXPECT_EQ(openAES256GCM(key, ByteView(nonce).first<12>(), field("aad"), sealed),
-                  textOf(message))
-            << id;
-      } else {
-        EXPECT_THROW((void)openAES256GCM(key, ByteView(nonce).first<12>(), field("aad"), sealed),
-                     Envelope::CipherError)
-            << id;
-      }
-      ++count;
-    }
-  }
-  EXPECT_EQ(count, 66);
-}
-#endif
 
 }  // namespace
 }  // namespace orvik
