@@ -2,11 +2,9 @@
 
 #include <cmath>
 #include <limits>
-#include <regex>
 
 #include "core/sampling/SamplerParsing.h"
 #include "core/values/JSONReader.h"
-#include "tests/support/Corpus.h"
 
 namespace orvik {
 namespace {
@@ -61,47 +59,6 @@ TEST(Macmon, ReadsEveryVersionsNamesAndNothingElse) {
     EXPECT_EQ(keysOf(line), keys) << line;
   }
 }
-
-#ifdef ORVIK_HAS_CORPUS
-TEST(Macmon, ReadsTheRecordings) {
-  const std::string readme =
-      R"("cpu_power_w":0.2,"ecpu_mhz":1181,"gpu_off":false,"gpu_pct":2.1,"gpu_power_w":0.02,)"
-      R"("pcpu_mhz":1974,"power_w":0.22,"ram_pct":81.4,"ram_total_gb":24.0,"ram_used_gb":19.5,)"
-      R"("swap_gb":2.42,"sys_power_w":5.88,"temp_cpu":43.7,"temp_gpu":37.0})";
-  const std::string otherFrequencies = std::regex_replace(
-      std::regex_replace(readme, std::regex("1181"), "1100"), std::regex("1974"), "1800");
-  const struct {
-    const char* file;
-    std::string keys;
-  } cases[] = {
-      {"pipe-v0.7-m4-line-rounded.jsonl",
-       R"({"cpu_pct":99.5,"cpu_power_w":14.02,"ecpu_mhz":2892,"gpu_off":false,"gpu_pct":1.0,)"
-       R"("gpu_power_w":0.03,"pcpu_mhz":4424,"power_w":14.05,"ram_pct":82.9,"ram_total_gb":16.0,)"
-       R"("ram_used_gb":13.3,"swap_gb":16.88,"sys_power_w":35.68,"temp_cpu":82.9,"temp_gpu":73.5})"},
-      {"pipe-v0.8.1-m5max-fans-percore-aliases.json",
-       R"({"cpu_pct":12.5,"cpu_power_w":10.17,"ecpu_mhz":1344,"gpu_off":false,"gpu_pct":2.1,)"
-       R"("gpu_power_w":0.03,"pcpu_mhz":4608,"power_w":10.2,"ram_pct":25.5,"ram_total_gb":48.0,)"
-       R"("ram_used_gb":12.2,"swap_gb":0.0,"sys_power_w":20.02,"temp_cpu":52.2,"temp_gpu":48.6})"},
-      {"readme-v0.6-2025-02.jsonc.txt", R"({"cpu_pct":0.0,)" + readme},
-      {"readme-dev-2026-06-fans-percore.jsonc.txt", R"({"cpu_pct":3.7,)" + readme},
-      {"readme-v0.8.0-2026-07-usage_ratio.jsonc.txt", R"({"cpu_pct":3.7,)" + readme},
-      {"readme-v0.8.1-2026-07-scaled_ratio.jsonc.txt", R"({"cpu_pct":3.7,)" + otherFrequencies},
-  };
-  const std::filesystem::path folder = test::corpus() / "recorded/macmon";
-  for (const auto& [file, keys] : cases) {
-    std::string text = test::contentsOf(folder / file);
-    if (std::string_view(file).ends_with(".txt")) {
-      // Documentation: commented, and with commas at the ends of lists.
-      EXPECT_THROW(readJSON(text), JSONError) << file;
-      text = std::regex_replace(text, std::regex("//[^\n]*"), "");
-      text = std::regex_replace(text, std::regex(",(\\s*[}\\]])"), "$1");
-    }
-    EXPECT_EQ(keysOf(text), keys) << file;
-  }
-  EXPECT_THROW(readJSON(test::contentsOf(folder / "issue51-m4air-soc-info-zero-cores.partial.txt")),
-               JSONError);
-}
-#endif
 
 TEST(PowerGuard, ReplacesASpikeByTheLastGoodReading) {
   constexpr double infinity = std::numeric_limits<double>::infinity();

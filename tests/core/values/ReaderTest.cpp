@@ -4,7 +4,6 @@
 #include "core/values/JSONValue.h"
 #include "core/values/PropertyList.h"
 #include "core/values/PropertyListMeasure.h"
-#include "tests/support/Corpus.h"
 
 namespace orvik {
 namespace {
@@ -170,32 +169,6 @@ TEST(PropertyList, RefusesDamageDepthAndBombs) {
     }
   }
 }
-
-#ifdef ORVIK_HAS_CORPUS
-TEST(CorpusJSON, AcceptedFilesReadBackTheSame) {
-  int count = 0;
-  for (const auto& entry :
-       std::filesystem::directory_iterator(test::corpus() / "vectors/json/test_parsing")) {
-    const std::string name = entry.path().filename().string();
-    const std::string text = test::contentsOf(entry.path());
-    if (name.starts_with("n_")) {
-      EXPECT_THROW((void)readJSON(text), JSONError) << name;
-    } else if (name.starts_with("y_")) {
-      const JSONValue first = JSONValue::any(readJSON(text));
-      const JSONValue second = JSONValue::any(readJSON(first.text()));
-      EXPECT_EQ(first, second) << name;
-      EXPECT_EQ(first.text(), second.text()) << name;
-      ++count;
-    } else {
-      try {
-        (void)rewritten(text);
-      } catch (const JSONError&) {  // either answer is right for these
-      }
-    }
-  }
-  EXPECT_EQ(count, 95);
-}
-#endif
 
 }  // namespace
 }  // namespace orvik
