@@ -19,7 +19,6 @@ namespace {
 using namespace std::chrono_literals;
 using relayState::Connecting;
 using relayState::Online;
-using relayState::Rejected;
 using relayState::Stopped;
 using relayState::Waiting;
 using test::TestRelay;
@@ -75,18 +74,6 @@ class RealLink : public testing::Test {
   std::shared_ptr<RelayClient> client;
   std::vector<RelayState> states;
 };
-
-TEST_F(RealLink, ARelayThatKnowsNoPairingEndsTheAttempts) {
-  TestRelay relay([](TestRelay::Connection& connection) {
-    connection.read();
-    connection.close(closeCode::pairingRejected);
-  });
-  start(relay.url());
-  waitForState(Rejected{});
-  clock->advance(100s);
-  EXPECT_THAT(states, ElementsAre(Connecting{}, Rejected{}));
-  EXPECT_EQ(relay.connectionCount(), 1);
-}
 
 TEST_F(RealLink, StoppingIsAnsweredOrTakesTwoSeconds) {
   for (const bool answers : {true, false}) {
