@@ -118,7 +118,7 @@ TEST_F(PhoneClientTest, IntroducesItselfAndOpensWhatIsSealedForIt) {
   EXPECT_THAT(socket().closedWith, ElementsAre(closeCode::normal));
 }
 
-TEST_F(PhoneClientTest, SaysWhyItComesBackLater) {
+TEST_F(PhoneClientTest, SaysWhyItComesBackLaterOrNever) {
   session->onNew = [](ScriptedSocket& fresh) {
     fresh.connecting = ScriptedSocket::Behaviour::fails;
   };
@@ -143,6 +143,13 @@ TEST_F(PhoneClientTest, SaysWhyItComesBackLater) {
   clock->settle();
   EXPECT_THAT(diary.take(),
               ElementsAre("offline, next attempt after 2 s (closed by the relay, code 1001)"));
+  clock->advance(seconds(2));
+  diary.take();
+  socket().ends(closeCode::pairingRejected);
+  clock->advance(seconds(600));
+  EXPECT_EQ(end, PhoneClient::End::rejected);
+  EXPECT_EQ(session->sockets.size(), 5U);
+  EXPECT_THAT(diary.take(), IsEmpty());
 }
 
 TEST_F(PhoneClientTest, GivesUpADeadLink) {
@@ -173,16 +180,6 @@ TEST_F(PhoneClientTest, GivesUpADeadLink) {
   socket().sending = ScriptedSocket::Behaviour::hangs;
   clock->advance(seconds(30 + 20));
   EXPECT_EQ(diary.take().back(), "offline, next attempt after 4 s (Connection timed out)");
-}
-
-TEST_F(PhoneClientTest, NeverComesBackAfterARejection) {
-  start();
-  diary.take();
-  socket().ends(closeCode::pairingRejected);
-  clock->advance(seconds(600));
-  EXPECT_EQ(end, PhoneClient::End::rejected);
-  EXPECT_EQ(session->sockets.size(), 1U);
-  EXPECT_THAT(diary.take(), IsEmpty());
 }
 
 TEST_F(PhoneClientTest, EndsAtOnceAndLeavesWithinTwoSeconds) {

@@ -63,7 +63,6 @@ class BeastConnection final : public TestRelay::Connection {
     stream.text(isText);
     stream.write(asio::buffer(message));
   }
-  void close(std::uint16_t code) override { stream.close(beast::websocket::close_reason(code)); }
   void hang() override { waitForEnd(); }
 
  private:
