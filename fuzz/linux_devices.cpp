@@ -1,12 +1,18 @@
+#include <algorithm>
 #include <cstdlib>
+#include <functional>
 
 #include "core/platform/linux/BrowsableMounts.h"
 #include "core/platform/linux/ChipName.h"
+#include "core/platform/linux/CoreTypes.h"
 #include "core/platform/linux/EDID.h"
+#include "core/platform/linux/KernelText.h"
 #include "core/platform/linux/RouteTable.h"
 #include "core/values/Text.h"
 
 namespace {
+
+using namespace orvik;
 
 void require(bool holds) {
   if (!holds) {
@@ -14,12 +20,23 @@ void require(bool holds) {
   }
 }
 
+void readKernelText(std::string_view text) {
+  (void)KernelText::processorTimes(text);
+  const auto process = KernelText::processTimes(text);
+  require(!process || process->name.size() <= text.size());
+  const auto memory = KernelText::memory(text);
+  require(!memory || (memory->used >= 0 && memory->used <= memory->total));
+  require(KernelText::averageMHz(text).value_or(1) > 0);
+  const std::vector<int> cpus = parseCPUList(text);
+  require(cpus.size() <= 8192 &&
+          std::ranges::adjacent_find(cpus, std::greater_equal<>()) == cpus.end());
+}
+
 }  // namespace
 
-/// What displays and the kernel's tables say may be shown, whatever it is. The first byte chooses
-/// the reader.
+/// What displays and the kernel's tables say may be shown and is within its bounds, whatever it is.
+/// The first byte chooses the reader.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using namespace orvik;
   if (size == 0) {
     return 0;
   }
@@ -31,6 +48,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         require(isValidUTF8(edid->name.value_or("") + edid->product));
         require(!edid->preferred || edid->preferred->refreshHz >= 0);
       }
+      break;
+    case 'k':
+      readKernelText(text);
       break;
     case 'm': {
       const auto mounts = parseMountInfo(text);

@@ -1,54 +1,43 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <array>
-#include <csignal>
 #include <utility>
 
+#include "core/platform/FileDescriptor.h"
 #include "core/values/JSONReader.h"
 #include "phone/LinePrinter.h"
+#include "tests/support/Corpus.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace orvik {
 namespace {
 
 using Phase = ConnectionState::Phase;
 
-/// A pipe whose reading end collects what was written.
-class Pipe {
+/// A file that is read as it grows.
+class Paper {
  public:
-  Pipe() = default;
-  Pipe(const Pipe&) = delete;
-  Pipe& operator=(const Pipe&) = delete;
-  ~Pipe() {
-    closeReader();
-    close(ends[1]);
-  }
-  void closeReader() { close(std::exchange(ends[0], -1)); }
-  [[nodiscard]] std::string read() const {
-    // The marker keeps an empty pipe from blocking.
-    EXPECT_EQ(::write(ends[1], "$", 1), 1);
-    std::array<char, 4096> buffer{};
-    const ssize_t size = ::read(ends[0], buffer.data(), buffer.size());
-    return {buffer.data(), static_cast<std::size_t>(size - 1)};
+  /// What was written since the last call.
+  [[nodiscard]] std::string read() {
+    return test::contentsOf(path).substr(std::exchange(size, std::filesystem::file_size(path)));
   }
 
  private:
-  static std::array<int, 2> opened() {
-    std::array<int, 2> ends{};
-    EXPECT_EQ(pipe(ends.data()), 0);
-    return ends;
-  }
-  std::array<int, 2> ends = opened();
+  const test::TemporaryFolder folder;
+  const std::filesystem::path path = folder.write("paper", "");
+  const FileDescriptor file{open(path.c_str(), O_WRONLY | O_CLOEXEC)};
+  std::size_t size = 0;
 
  public:
-  Output output{ends[1]};
+  Output output{file.get()};
 };
 
 Payload payload(Envelope::Kind kind, const char* text) { return {kind, text, readJSON(text)}; }
 
 TEST(LinePrinter, PrintsPayloadsAndNothingElse) {
-  Pipe out;
-  Pipe notes;
+  Paper out;
+  Paper notes;
   LinePrinter printer(LinePrinter::Format::json, out.output, notes.output, PayloadLimit(2));
   EXPECT_TRUE(printer.opened(payload(Envelope::Kind::control, "{}")));
   EXPECT_TRUE(printer.opened(payload(Envelope::Kind::sample, "{\"b\":1.50,\r\n \"a\":\"é\"}")));
@@ -95,8 +84,8 @@ TEST(LinePrinter, SaysAlertsInWordsAndOnce) {
       std::pair(R"("time_machine","state":"cleared")", "Backed up again"),
       std::pair(R"("reactor_leak","state":"raised")", ""),
       std::pair(R"("on_battery")", "")};
-  Pipe out;
-  Pipe notes;
+  Paper out;
+  Paper notes;
   LinePrinter printer(LinePrinter::Format::summary, out.output, notes.output,
                       PayloadLimit(alerts.size()));
   for (const auto& [members, words] : alerts) {
@@ -110,9 +99,8 @@ TEST(LinePrinter, SaysAlertsInWordsAndOnce) {
 }
 
 TEST(LinePrinter, EndsWhenNobodyReadsItsSummaries) {
-  std::signal(SIGPIPE, SIG_IGN);
-  Pipe out;
-  Pipe notes;
+  Paper out;
+  Paper notes;
   LinePrinter printer(LinePrinter::Format::summary, out.output, notes.output,
                       PayloadLimit(std::nullopt));
   printer.connectionChanged({Phase::live, {}, {}});
@@ -120,8 +108,10 @@ TEST(LinePrinter, EndsWhenNobodyReadsItsSummaries) {
   EXPECT_TRUE(printer.opened(sample));
   EXPECT_TRUE(printer.opened(payload(Envelope::Kind::alert, "{}")));
   EXPECT_EQ(out.read(), "08:00:00  live  CPU 7.0 %\n");
-  out.closeReader();
-  EXPECT_FALSE(printer.opened(sample));
+  Output nobody(-1);
+  EXPECT_FALSE(
+      LinePrinter(LinePrinter::Format::summary, nobody, notes.output, PayloadLimit(std::nullopt))
+          .opened(sample));
 }
 
 }  // namespace

@@ -35,16 +35,15 @@ struct TestRelay::State {
   std::mutex lock;
   std::condition_variable ended;
   bool isEnding = false;
-  /// Open sockets by descriptor, to be shut down at the end.
-  std::list<int> descriptors;
+  /// To be shut down at the end, as far as they are open.
+  std::list<Stream> streams;
   std::list<std::thread> threads;
 
   void waitForEnd() {
     std::unique_lock guard(lock);
     ended.wait(guard, [this] { return isEnding; });
   }
-  class Listing;
-  void serve(tcp::socket socket);
+  void serve(Stream& stream);
   void acceptAll();
 };
 
@@ -64,7 +63,6 @@ class BeastConnection final : public TestRelay::Connection {
     stream.text(isText);
     stream.write(asio::buffer(message));
   }
-  void close(std::uint16_t code) override { stream.close(beast::websocket::close_reason(code)); }
   void hang() override { waitForEnd(); }
 
  private:
@@ -74,41 +72,21 @@ class BeastConnection final : public TestRelay::Connection {
 
 }  // namespace
 
-/// Lists a descriptor for as long as it is open.
-class TestRelay::State::Listing {
- public:
-  Listing(State& state, int descriptor) : state(state), descriptor(descriptor) {
-    const std::lock_guard guard(state.lock);
-    state.descriptors.push_back(descriptor);
-  }
-  Listing(const Listing&) = delete;
-  Listing& operator=(const Listing&) = delete;
-  ~Listing() {
-    const std::lock_guard guard(state.lock);
-    state.descriptors.remove(descriptor);
-  }
-
- private:
-  State& state;
-  int descriptor;
-};
-
-void TestRelay::State::serve(tcp::socket socket) {
-  Stream stream(std::move(socket), tls);
-  const Listing listing(*this, stream.next_layer().next_layer().native_handle());
+void TestRelay::State::serve(Stream& stream) {
   try {
     if (!options.isMute) {
       stream.next_layer().handshake(asio::ssl::stream_base::server);
     }
     if (options.isMute || options.isMuteAfterTLS) {
       waitForEnd();
-      return;
     }
     stream.accept();
     BeastConnection connection(stream, [this] { waitForEnd(); });
     script(connection);
   } catch (const std::exception&) {  // the client has left
   }
+  const std::lock_guard guard(lock);
+  beast::get_lowest_layer(stream).close();
 }
 
 void TestRelay::State::acceptAll() {
@@ -120,7 +98,8 @@ void TestRelay::State::acceptAll() {
       return;
     }
     ++connectionCount;
-    threads.emplace_back([this, moved = std::move(socket)]() mutable { serve(std::move(moved)); });
+    Stream& stream = streams.emplace_back(std::move(socket), tls);
+    threads.emplace_back([this, &stream] { serve(stream); });
   }
 }
 
@@ -137,8 +116,8 @@ TestRelay::~TestRelay() {
   {
     const std::lock_guard guard(state->lock);
     state->isEnding = true;
-    for (const int descriptor : state->descriptors) {
-      ::shutdown(descriptor, SHUT_RDWR);
+    for (Stream& stream : state->streams) {
+      ::shutdown(beast::get_lowest_layer(stream).native_handle(), SHUT_RDWR);
     }
     ::shutdown(state->acceptor.native_handle(), SHUT_RDWR);
   }

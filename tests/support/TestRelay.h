@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -19,8 +18,6 @@ class TestRelay {
     /// The next message from the client.
     virtual std::string read() = 0;
     virtual void write(const std::string& message, bool isText = true) = 0;
-    /// Closes with a code and waits for the client's answer.
-    virtual void close(std::uint16_t code) = 0;
     /// Does nothing, not even answer control frames, until the relay is destroyed.
     virtual void hang() = 0;
   };

@@ -4,13 +4,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 
 #include "core/BuildConstants.h"
 #include "core/alerts/AlertStateStore.h"
 #include "core/platform/ReplaceFile.h"
 #include "core/platform/UserDefaultsFile.h"
+#include "tests/support/Corpus.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace orvik {
@@ -74,11 +73,6 @@ class FailingFiles final : public FileOperations {
   }
 };
 
-std::string contentOf(const path& file) {
-  std::ifstream in(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
-
 bool isTemporary(const std::filesystem::directory_entry& entry) {
   const auto name = entry.path().filename();
   return entry.is_regular_file() && name != "state" && name != "standard.json";
@@ -111,7 +105,7 @@ TEST_F(AlertStateStoreTest, GivesBackWhatWasSaved) {
       EXPECT_EQ(store.load(), engine);
     }
   }
-  EXPECT_EQ(contentOf(folder.path / "state"),
+  EXPECT_EQ(test::contentsOf(folder.path / "state"),
             R"({"diskArmed":true,"lowBatteryArmed":true,"tempArmed":true})");
   const AlertStateStore memory = AlertStateStore::memory();
   memory.save(fullEngine());
@@ -213,7 +207,7 @@ TEST_F(AlertStateStoreTest, DamagedPreferencesStayUntilTheNextSave) {
         std::string(longestFile + 1, '[')}) {
     folder.write("config/orvik/standard.json", damaged);
     EXPECT_EQ(defaults().load(), std::nullopt);
-    EXPECT_EQ(contentOf(preferences / "standard.json"), damaged);
+    EXPECT_EQ(test::contentsOf(preferences / "standard.json"), damaged);
     defaults().save(fullEngine());
     EXPECT_EQ(defaults().load(), fullEngine());
   }

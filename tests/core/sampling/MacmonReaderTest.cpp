@@ -77,6 +77,13 @@ class MacmonReaderTest : public testing::Test {
                              launchLineProcess(executor, path, arguments), lines);
                        }});
   }
+  /// With a reader that has read the tool's first line.
+  void startTool(const std::string& script = "exec cat says") {
+    startReader(script);
+    latest(false);
+    runUntilStarted(1);
+    says("{}\n");
+  }
   std::string starts() { return test::contentsOf(folder.path / "starts"); }
 
   /// Has the tool say this; returns when the reader has read so many lines of it.
@@ -164,10 +171,7 @@ TEST_F(MacmonReaderTest, StartsOnDemandAndGivesTheLatestValidLine) {
 }
 
 TEST_F(MacmonReaderTest, StopsAMinuteAfterTheLastQuestion) {
-  startReader();
-  latest(false);
-  runUntilStarted(1);
-  says("{}\n");
+  startTool();
   EXPECT_EQ(latest(), "{}");
   for (int count = 0; count < 6; ++count) {
     clock->advance(9s);
@@ -188,10 +192,7 @@ TEST_F(MacmonReaderTest, StopsAMinuteAfterTheLastQuestion) {
 }
 
 TEST_F(MacmonReaderTest, StartsAToolAgainThatHasEnded) {
-  startReader();
-  latest(false);
-  runUntilStarted(1);
-  says("{}\n");
+  startTool();
   closeInput();
   runUntilStarted(2);
   openInput();
@@ -206,10 +207,7 @@ TEST_F(MacmonReaderTest, StartsAToolAgainThatHasEnded) {
 }
 
 TEST_F(MacmonReaderTest, EndsAToolThatStalls) {
-  startReader("trap '' TERM; cat says; sleep 1000");
-  latest(false);
-  runUntilStarted(1);
-  says("{}\n");
+  startTool("trap '' TERM; cat says; sleep 1000");
   clock->advance(10s - 1ns);
   runUntilStarted(1);
   clock->advance(1ns);
@@ -239,9 +237,7 @@ TEST_F(MacmonReaderTest, NothingComesFromAToolThatIsMissing) {
 }
 
 TEST_F(MacmonReaderTest, TheToolEndsWithTheReader) {
-  startReader();
-  latest(false);
-  runUntilStarted(1);
+  startTool();
   EXPECT_TRUE(test::hasChildren());
   asio::co_spawn(context, reader->latest(), [](const std::exception_ptr&, const Reading&) {});
   reader.reset();

@@ -62,6 +62,11 @@ const std::map<std::string, std::function<JSONValue(std::string_view)>> parsers{
                     orNull(NetworkParsing::interfaceName(text))};
      }},
     {"links", links},
+    {"macmon",
+     [](auto text) {
+       PowerGuard guard;
+       return JSONValue(macmon(*readJSON(text).template get<UntypedValue::Map>(), guard));
+     }},
     {"router", [](auto text) { return orNull(routerName(text)); }},
     {"cores", coreCounts},
     {"frequencies", [](auto text) {
@@ -86,10 +91,14 @@ void expectRows(const char* table, const std::function<std::string(const std::st
 }
 
 TEST(MacParsing, TakesOddOutputs) {
+  using namespace std::string_literals;
   expectRows("outputs.txt", [](const std::string& text) { return text; });
   EXPECT_EQ(processes("1 \xFF\xE2\x82z").text(), "[[1.0,\"��z\"]]");
   EXPECT_EQ(pmsetBattery("\xFF\xFE%; \xFF").find("battery_pct")->text(), "null");
   EXPECT_EQ(NetworkParsing::linkName("(1) a\n(Hardware Port: b, Device: e.*)", "e.*"), "a");
+  EXPECT_EQ(MacInfoParsing::deviceTreeString(" MacBook é\xFF\n\0rest"s), "MacBook é�");
+  EXPECT_EQ(MacInfoParsing::deviceTreeString(" \0x"s), std::nullopt);
+  EXPECT_EQ(MacInfoParsing::version(14, 0, 0), "14.0");
 }
 
 #ifdef ORVIK_HAS_CORPUS

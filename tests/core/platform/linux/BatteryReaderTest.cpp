@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "core/platform/linux/BatteryReader.h"
 #include "tests/support/FixtureTree.h"
 
@@ -48,69 +50,52 @@ TEST(BatteryReader, TakesAllPacksAsOneAndNoOtherDevices) {
   EXPECT_EQ(batteryText(now), battery(-1, -1, "paused", true));
 }
 
+/// A battery that is half full, with more properties as "name value name value …".
+void addBattery(const FixtureTree& tree, const char* status, const char* properties) {
+  const std::string folder = "sys/class/power_supply/BATC/";
+  tree.write(folder + "type", "Battery\n");
+  tree.write(folder + "capacity", "50\n");
+  tree.write(folder + "status", std::string(status) + "\n");
+  std::istringstream words(properties);
+  for (std::string name, value; words >> name >> value;) {
+    tree.write(folder + name, value + "\n");
+  }
+}
+
 TEST(BatteryReader, OneBatteryInEveryState) {
   const struct {
     const char* status;
     int online;
-    std::vector<std::pair<std::string, std::string>> properties;
+    const char* properties;
     std::string expected;
-    const char* estimate;
+    const char* estimate = "null";
   } cases[] = {
-      {"Discharging",
-       0,
-       {{"energy_now", "20000000"}, {"power_now", "10000000"}},
-       battery(120, 50, "discharging", false),
-       "120"},
+      {"Discharging", 0, "energy_now 20000000 power_now 10000000",
+       battery(120, 50, "discharging", false), "120"},
       // A charger that is too weak, and a fuel gauge with estimates of its own.
-      {"Discharging",
-       1,
-       {{"time_to_empty_now", "3600"}, {"time_to_empty_avg", "5400"}},
-       battery(60, 50, "discharging", true),
-       "90"},
-      {"Charging", 1, {{"time_to_full_now", "1800"}}, battery(30, 50, "charging", true), "null"},
-      {"Charging",
-       1,
-       {{"energy_now", "30"}, {"energy_full", "20"}, {"power_now", "1"}},
-       battery(-1, 50, "charging", true),
-       "null"},
-      {"Charging", 1, {{"capacity", "100"}}, battery(-1, 100, "finishing", true), "null"},
-      {"Not charging", 1, {}, battery(-1, 50, "paused", true), "null"},
-      {"Not charging", 1, {{"capacity", "100"}}, battery(-1, 100, "charged", true), "null"},
-      {"Unknown", 0, {}, battery(-1, 50, "discharging", false), "null"},
+      {"Discharging", 1, "time_to_empty_now 3600 time_to_empty_avg 5400",
+       battery(60, 50, "discharging", true), "90"},
+      {"Charging", 1, "time_to_full_now 1800", battery(30, 50, "charging", true)},
+      {"Charging", 1, "energy_now 30 energy_full 20 power_now 1",
+       battery(-1, 50, "charging", true)},
+      {"Charging", 1, "capacity 100", battery(-1, 100, "finishing", true)},
+      {"Not charging", 1, "", battery(-1, 50, "paused", true)},
+      {"Not charging", 1, "capacity 100", battery(-1, 100, "charged", true)},
+      {"Unknown", 0, "", battery(-1, 50, "discharging", false)},
       // A current of all bits set, no current, and one with which it would last for years.
-      {"Discharging",
-       0,
-       {{"energy_now", "20000000"}, {"power_now", "4294967295000"}},
-       battery(-1, 50, "discharging", false),
-       "null"},
-      {"Discharging",
-       0,
-       {{"energy_now", "20000000"}, {"power_now", "0"}},
-       battery(-1, 50, "discharging", false),
-       "null"},
-      {"Discharging",
-       0,
-       {{"energy_now", "20000000"}, {"power_now", "1000"}},
-       battery(-1, 50, "discharging", false),
-       "null"},
-      {"\xff garbage",
-       1,
-       {{"capacity", "9999999999999999999999"}},
-       battery(-1, -1, "paused", true),
-       "null"},
-      {"Discharging", 0, {{"present", "0"}}, battery(-1, -1, "paused", true), "null"},
+      {"Discharging", 0, "energy_now 20000000 power_now 4294967295000",
+       battery(-1, 50, "discharging", false)},
+      {"Discharging", 0, "energy_now 20000000 power_now 0", battery(-1, 50, "discharging", false)},
+      {"Discharging", 0, "energy_now 20000000 power_now 1000",
+       battery(-1, 50, "discharging", false)},
+      {"\xff garbage", 1, "capacity 9999999999999999999999", battery(-1, -1, "paused", true)},
+      {"Discharging", 0, "present 0", battery(-1, -1, "paused", true)},
   };
   for (const auto& [status, online, properties, expected, estimate] : cases) {
     const FixtureTree tree{};
-    const std::string folder = "sys/class/power_supply/BATC/";
+    addBattery(tree, status, properties);
     tree.write("sys/class/power_supply/usb/type", "USB\n");
     tree.write("sys/class/power_supply/usb/online", std::to_string(online));
-    tree.write(folder + "type", "Battery\n");
-    tree.write(folder + "capacity", "50\n");
-    tree.write(folder + "status", std::string(status) + "\n");
-    for (const auto& [name, value] : properties) {
-      tree.write(folder + name, value + "\n");
-    }
     BatteryReader reader(tree.root());
     EXPECT_EQ(JSONValue(reader.battery(Instant(1h))).text(), expected) << status;
     EXPECT_EQ(reader.batteryExtras(Instant(1h)).find("battery_est_min")->text(), estimate);
@@ -118,28 +103,21 @@ TEST(BatteryReader, OneBatteryInEveryState) {
 }
 
 TEST(BatteryReader, SaysWhenABatteryIsWorn) {
-  const struct {
-    const char* full;
-    const char* design;
-    const char* health;
-    const char* expected;
-  } cases[] = {
-      {"8000", "10000", "Good", R"({"battery_condition":"Normal","battery_max_capacity_pct":80})"},
-      {"7949", "10000", "Good",
-       R"({"battery_condition":"Service Recommended","battery_max_capacity_pct":79})"},
-      {"11000", "10000", "Dead",
-       R"({"battery_condition":"Service Recommended","battery_max_capacity_pct":100})"},
-      {"8000", "0", "Unknown", R"({"battery_condition":null,"battery_max_capacity_pct":null})"},
+  const std::string serviced = R"({"battery_condition":"Service Recommended",)";
+  const std::pair<const char*, std::string> cases[] = {
+      {"energy_full 8000 energy_full_design 10000 health Good",
+       R"({"battery_condition":"Normal","battery_max_capacity_pct":80})"},
+      {"energy_full 7949 energy_full_design 10000 health Good",
+       serviced + R"("battery_max_capacity_pct":79})"},
+      {"energy_full 11000 energy_full_design 10000 health Dead",
+       serviced + R"("battery_max_capacity_pct":100})"},
+      {"energy_full 8000 energy_full_design 0 health Unknown",
+       R"({"battery_condition":null,"battery_max_capacity_pct":null})"},
   };
-  for (const auto& [full, design, health, expected] : cases) {
+  for (const auto& [properties, expected] : cases) {
     const FixtureTree tree{};
-    const std::string folder = "sys/class/power_supply/BAT0/";
-    tree.write(folder + "type", "Battery\n");
-    tree.write(folder + "energy_full", full);
-    tree.write(folder + "energy_full_design", design);
-    tree.write(folder + "health", health);
-    BatteryReader reader(tree.root());
-    EXPECT_EQ(JSONValue(reader.batteryHealth(Instant(1h))).text(), expected);
+    addBattery(tree, "Full", properties);
+    EXPECT_EQ(JSONValue(BatteryReader(tree.root()).batteryHealth(Instant(1h))).text(), expected);
   }
 }
 
