@@ -68,18 +68,16 @@ def test():
     phone.forget()
     phone.payload()
 
-    def answer(key):
+    def answer(key, until, message):
         others = screen.windows()
         panel.click("Disconnect all phones…")
         await_that(lambda: screen.front() not in ["", *others], "the question is in front")
-        screen.press(key)
+        screen.press(key, until, message)
 
     # Disconnecting is asked about; the code in the window and the stored pairing change.
-    answer("Escape")
-    await_that(lambda: len(screen.windows()) == 1, "the question is gone")
+    answer("Escape", lambda: len(screen.windows()) == 1, "the question is gone")
     check(read(path("link")).strip() == link, "cancelling changes nothing")
-    answer("Return")
-    await_that(lambda: read(path("link")).strip() != link, "there is a new link")
+    answer("Return", lambda: read(path("link")).strip() != link, "there is a new link")
     panel.await_status("● Online")
     new_link = read(path("link")).strip()
     await_that(lambda: screen.code() == new_link, "the window shows the new code")
@@ -89,8 +87,7 @@ def test():
 
     # The window closes and comes back: from the menu, and when the application is started again.
     for ask in (lambda: panel.click("Add a phone…"), lambda: start_application().ends(None)):
-        screen.press("ctrl+w")
-        screen.await_no_window()
+        screen.press("ctrl+w", lambda: not screen.windows(), "the window closes")
         ask()
         screen.await_window()
 
@@ -107,12 +104,11 @@ def test():
     # Without a panel the window comes and has the menu; with one it is an ordinary window again.
     panel.vanish()
     screen.await_window()
-    screen.press("ctrl+q")
+    screen.press("ctrl+q", lambda: application.process.poll() is not None, "Ctrl-Q quits")
     application.ends(None)
     application = start_application()
     screen.await_window()
-    screen.press("ctrl+w")
-    screen.await_no_window()
+    screen.press("ctrl+w", lambda: not screen.windows(), "the window closes")
     panel.appear()
     panel.await_item()
     check(not screen.windows(), "a window that was put away does not come back with the panel")

@@ -3,6 +3,7 @@
 import os
 import subprocess
 import tempfile
+import time
 
 import dbus
 import dbus.mainloop.glib
@@ -148,17 +149,25 @@ class Screen:
     def await_window(self):
         return await_that(self.windows, "a window opens")[0]
 
-    def await_no_window(self):
-        await_that(lambda: not self.windows(), "the window closes")
-
     def front(self):
         """The window that gets what is typed; empty without one."""
         return self.run("xdotool", "getactivewindow")
 
-    def press(self, key):
-        """In the window that is in front, once there is one."""
-        await_that(self.front, "a window is in front")
-        self.run("xdotool", "key", "--clearmodifiers", key)
+    def press(self, key, until, message):
+        """In the window that is in front, again and again until it has had its effect: the window
+        manager takes its time to hand over the keyboard."""
+        last = -1.0
+
+        def attempt():
+            nonlocal last
+            if until():
+                return True
+            if self.front() and time.monotonic() - last > 1:
+                last = time.monotonic()
+                self.run("xdotool", "key", "--clearmodifiers", key)
+            return False
+
+        await_that(attempt, message)
 
     def picture(self, file):
         self.run("import", "-window", "root", file)

@@ -61,12 +61,12 @@ def take():
             panel.click("Disconnect all phones…")
             dialog = await_that(lambda: (set(screen.windows()) - {window}), "the question comes")
             picture("dialog.png", dialog.pop())
-            screen.press("Escape")
+            screen.press("Escape", lambda: len(screen.windows()) == 1, "the question is gone")
             screen.run("xdotool", "mousemove", "20", "20")
             item = panel.bus.get_object(panel.items[-1], "/StatusNotifierItem", introspect=False)
             item.Activate(dbus.Int32(20), dbus.Int32(20), dbus_interface=ITEM)
             picture("menu.png", "root", "-crop", "221x180+19+19")
-            screen.press("Escape")
+            screen.run("xdotool", "key", "Escape")
         application.ends()
 
 
