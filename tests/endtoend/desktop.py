@@ -10,7 +10,7 @@ import dbus.mainloop.glib
 import dbus.service
 from gi.repository import GLib
 
-from programs import PATIENCE, check, path, running
+from programs import PATIENCE, Program, check, path, running
 
 dbus.mainloop.glib.DBusGMainLoop(set_as_default=True)
 WATCHER = "org.kde.StatusNotifierWatcher"
@@ -58,6 +58,15 @@ def start_display():
     name = ":" + server.stdout.readline().strip()
     start("openbox", env={**os.environ, "DISPLAY": name}, stderr=subprocess.DEVNULL)
     return name
+
+
+def start_application(bus, display, relay, trust, **more):
+    """The application on such a desktop, with the relay of the test; without a system bus unless
+    `more` names one."""
+    return Program("orvik", folder="OrvikApp", environment={
+        "DBUS_SESSION_BUS_ADDRESS": bus, "DBUS_SYSTEM_BUS_ADDRESS": "unix:path=/nonexistent",
+        "DISPLAY": display, "QT_QPA_PLATFORM": "xcb", "LC_ALL": "C.UTF-8",
+        "XDG_RUNTIME_DIR": path(""), "ORVIK_RELAY": relay, "ORVIK_TRUST": trust, **more})
 
 
 class Panel(dbus.service.Object):

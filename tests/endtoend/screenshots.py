@@ -7,8 +7,8 @@ import time
 
 import dbus
 
-from desktop import ITEM, Panel, Screen, await_that, start_bus, start_display
-from programs import Program, path, run, start_relay
+from desktop import ITEM, Panel, Screen, await_that, start_application, start_bus, start_display
+from programs import path, run, start_relay
 
 # Background and text of windows, fields and buttons.
 COLOURS = {
@@ -17,20 +17,18 @@ COLOURS = {
 TEXT = {"light": "35,38,41", "dark": "252,252,252"}
 
 
-def start_application(display, bus, options, locale, shade):
+def launch(bus, display, options, locale, shade):
     config = path(shade)
     os.makedirs(config, exist_ok=True)
     with open(os.path.join(config, "kdeglobals"), "w", encoding="utf-8") as file:
         for part, background in COLOURS[shade]:
             file.write(f"[Colors:{part}]\nBackgroundNormal={background}\n"
                        f"ForegroundNormal={TEXT[shade]}\n")
-    return Program("orvik", folder="OrvikApp", environment={
-        "DBUS_SESSION_BUS_ADDRESS": bus, "DISPLAY": display, "QT_QPA_PLATFORM": "xcb",
-        "LANG": f"{locale}.UTF-8", "LC_ALL": f"{locale}.UTF-8", "LANGUAGE": "",
-        "XDG_RUNTIME_DIR": path(""), "XDG_CONFIG_HOME": config,
+    return start_application(
+        bus, display, options[1], options[3], LANG=f"{locale}.UTF-8", LC_ALL=f"{locale}.UTF-8",
+        LANGUAGE="", XDG_CONFIG_HOME=config,
         # Whose colours the toolkit reads out of a file.
-        "XDG_CURRENT_DESKTOP": "KDE", "KDE_FULL_SESSION": "true", "KDE_SESSION_VERSION": "5",
-        "ORVIK_RELAY": options[1], "ORVIK_TRUST": options[3]})
+        XDG_CURRENT_DESKTOP="KDE", KDE_FULL_SESSION="true", KDE_SESSION_VERSION="5")
 
 
 def take():
@@ -50,7 +48,7 @@ def take():
                                 ("window-dark", "en_US", "dark"),
                                 ("window-arabic", "ar_EG", "light")):
         panel.items.clear()
-        application = start_application(display, bus, options, locale, shade)
+        application = launch(bus, display, options, locale, shade)
         panel.await_item()
         if not screen.windows():
             panel.click(panel.texts()[3])

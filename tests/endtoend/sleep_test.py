@@ -20,8 +20,8 @@ import time
 import dbus
 import dbus.service
 
-from desktop import Panel, await_that, start_bus, start_display
-from programs import Program, check, path, run
+from desktop import Panel, await_that, start_application, start_bus, start_display
+from programs import check, run
 
 MANAGER = "org.freedesktop.login1.Manager"
 
@@ -114,12 +114,9 @@ def test():
     manager = LoginManager(system_bus)
     bus = start_bus("session")
     panel = Panel(bus)
-    application = Program("orvik", folder="OrvikApp", environment={
-        "DBUS_SESSION_BUS_ADDRESS": bus,
-        "DBUS_SYSTEM_BUS_ADDRESS": system_bus,
-        "DISPLAY": start_display(), "QT_QPA_PLATFORM": "xcb", "LC_ALL": "C.UTF-8",
-        "XDG_RUNTIME_DIR": path(""), "ORVIK_RELAY": relay.url,
-        "ORVIK_TRUST": f"{sys.argv[2]}/localhost.pem"})
+    application = start_application(bus, start_display(), relay.url,
+                                    f"{sys.argv[2]}/localhost.pem",
+                                    DBUS_SYSTEM_BUS_ADDRESS=system_bus)
     panel.await_item()
     panel.await_status("● Online")
     await_that(manager.is_held, "sleep is held back")

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <initializer_list>
 
+#include "core/platform/linux/TextFields.h"
 #include "core/values/Text.h"
 
 namespace orvik {
@@ -13,16 +14,6 @@ namespace {
 constexpr std::string_view header = "[Desktop Entry]";
 
 bool isControl(char byte) { return static_cast<unsigned char>(byte) < 0x20 || byte == '\x7f'; }
-
-std::vector<std::string_view> split(std::string_view text, char separator) {
-  std::vector<std::string_view> parts;
-  for (std::size_t start = 0; start <= text.size();) {
-    const std::size_t end = std::min(text.find(separator, start), text.size());
-    parts.push_back(text.substr(start, end - start));
-    start = end + 1;
-  }
-  return parts;
-}
 
 bool isComment(std::string_view line) {
   const std::string_view content = trimmed(line);
@@ -88,7 +79,7 @@ std::string unescaped(std::string_view value) {
 }
 
 bool contains(const std::optional<std::string>& list, std::string_view name) {
-  return list && !name.empty() && std::ranges::count(split(*list, ';'), name) != 0;
+  return list && !name.empty() && std::ranges::count(splitAt(*list, ';'), name) != 0;
 }
 
 bool isTrue(const std::string& value) { return value == "true" || value == "1"; }
@@ -109,7 +100,7 @@ std::optional<AutostartEntry> AutostartEntry::parse(std::string_view text) {
   if (text.ends_with('\n')) {
     text.remove_suffix(1);
   }
-  for (const std::string_view line : split(text, '\n')) {
+  for (const std::string_view line : splitAt(text, '\n')) {
     if (isHeader(line)) {
       const bool isOurs = part == &entry.before && trimmed(line) == header;
       isInGroup = true;
@@ -152,7 +143,7 @@ void AutostartEntry::remove(std::string_view key) {
 bool AutostartEntry::isShownIn(std::string_view desktops) const {
   const auto only = value("OnlyShowIn");
   const auto except = value("NotShowIn");
-  for (const std::string_view desktop : split(desktops, ':')) {
+  for (const std::string_view desktop : splitAt(desktops, ':')) {
     if (contains(only, desktop)) {
       return true;
     }
