@@ -6,7 +6,7 @@
 #include <memory>
 #include <optional>
 
-#include "core/platform/Notifier.h"
+#include "core/async/Notifier.h"
 #include "relay/Exchange.h"
 #include "relay/OutboundQueue.h"
 #include "relay/Session.h"

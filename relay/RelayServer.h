@@ -7,8 +7,8 @@
 #include <memory>
 #include <set>
 
-#include "core/platform/Clock.h"
-#include "core/platform/Notifier.h"
+#include "core/async/Clock.h"
+#include "core/async/Notifier.h"
 #include "relay/Certificate.h"
 #include "relay/Limits.h"
 
