@@ -19,10 +19,10 @@ namespace {
 using namespace std::chrono_literals;
 
 /// A panel may start after the application, or again after a crash.
-constexpr auto panelPatience = 5s;
+constexpr auto panelTimeout = 5s;
 
-AppModel::Surroundings surroundings(const asio::any_io_executor& executor,
-                                    const RelayEndpoint& relay) {
+AppModel::Dependencies dependenciesOf(const asio::any_io_executor& executor,
+                                      const RelayEndpoint& relay) {
   const auto clock = std::make_shared<SystemClock>();
   return {
       .makeRelayLink = RelayClientLink::ofThisMachine(executor, clock, relay),
@@ -40,7 +40,7 @@ OrvikApp::OrvikApp(const RelayEndpoint& relay)
     : texts(Texts::userLocale(), QLocale::system()),
       quitRequests([] { QGuiApplication::exit(); }),
       updater(startUpdater(texts)),
-      model(surroundings(core.executor(), relay)),
+      model(dependenciesOf(core.executor(), relay)),
       menu(model, *updater, texts,
            {.showPairing = [this] { showPairing(); },
             .quit = [this] { quitRequests.requestQuit(); }}),
@@ -51,9 +51,9 @@ OrvikApp::OrvikApp(const RelayEndpoint& relay)
     return requests ? requests->answer(std::move(allow)) : TerminateReply::now;
   });
   onTerminationSignal(core.executor(), [this] { quitRequests.requestQuit(); });
-  patience.setSingleShot(true);
-  patience.setInterval(panelPatience);
-  connect(&patience, &QTimer::timeout, this, &OrvikApp::showWithoutIcon);
+  panelTimer.setSingleShot(true);
+  panelTimer.setInterval(panelTimeout);
+  connect(&panelTimer, &QTimer::timeout, this, &OrvikApp::showWithoutIcon);
   keepPairingLinkFile(model);
   trayHostChanged(trayHost->isPresent());
   if (model.isFirstLaunch()) {
@@ -63,10 +63,10 @@ OrvikApp::OrvikApp(const RelayEndpoint& relay)
 
 void OrvikApp::trayHostChanged(bool isPresent) {
   if (!isPresent) {
-    patience.start();
+    panelTimer.start();
     return;
   }
-  patience.stop();
+  panelTimer.stop();
   window.setHoldsMenu(false);
   if (!icon) {
     icon.emplace(model, menu.menu());

@@ -11,7 +11,7 @@
 namespace orvik::test {
 
 /// Time that stands still until a test moves it.
-class PaperClock final : public ModelClock {
+class FakeClock final : public ModelClock {
  public:
   [[nodiscard]] Clock::UnixTime now() const override { return time; }
   [[nodiscard]] std::shared_ptr<Task> after(Clock::Duration duration,
@@ -43,7 +43,7 @@ class PaperClock final : public ModelClock {
 };
 
 /// A login item, a store with room for one secret, and the power events of a machine.
-struct PaperSystem final : LoginItem, SecretStore, PowerEvents {
+struct FakeSystem final : LoginItem, SecretStore, PowerEvents {
   [[nodiscard]] Status status() const override { return loginStatus; }
   bool setRegistered(bool registered) override {
     ++registrations;
@@ -90,8 +90,8 @@ struct PaperSystem final : LoginItem, SecretStore, PowerEvents {
 };
 
 /// A link that does what a test says, and remembers what was asked of it.
-struct PaperLink final : RelayLink {
-  explicit PaperLink(const Pairing& pairing) : pairing(pairing) {}
+struct FakeLink final : RelayLink {
+  explicit FakeLink(const Pairing& pairing) : pairing(pairing) {}
   void start() override { isStarted = true; }
   void stop(std::function<void()> stopped) override {
     ++stops;
@@ -107,11 +107,11 @@ struct PaperLink final : RelayLink {
 };
 
 /// All that a model needs.
-struct PaperDesktop {
+struct FakeDesktop {
   [[nodiscard]] std::unique_ptr<AppModel> model() {
     return std::make_unique<AppModel>(
-        AppModel::Surroundings{[this](const Pairing& pairing, auto onState) {
-                                 links.push_back(std::make_shared<PaperLink>(pairing));
+        AppModel::Dependencies{[this](const Pairing& pairing, auto onState) {
+                                 links.push_back(std::make_shared<FakeLink>(pairing));
                                  links.back()->report = std::move(onState);
                                  return links.back();
                                },
@@ -120,10 +120,10 @@ struct PaperDesktop {
   /// The newest link runs.
   [[nodiscard]] bool isConnected() const { return links.back()->isRunning(); }
 
-  std::shared_ptr<PaperClock> clock = std::make_shared<PaperClock>();
-  std::shared_ptr<PaperSystem> system = std::make_shared<PaperSystem>();
+  std::shared_ptr<FakeClock> clock = std::make_shared<FakeClock>();
+  std::shared_ptr<FakeSystem> system = std::make_shared<FakeSystem>();
   std::optional<std::string> hostName;
-  std::vector<std::shared_ptr<PaperLink>> links;
+  std::vector<std::shared_ptr<FakeLink>> links;
 };
 
 }  // namespace orvik::test
