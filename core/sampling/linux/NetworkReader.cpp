@@ -7,7 +7,7 @@
 #include <memory>
 #include <string_view>
 
-#include "core/sampling/linux/TextFields.h"
+#include "core/sampling/linux/KernelText.h"
 #include "core/system/linux/TextFile.h"
 #include "core/values/Record.h"
 #include "core/values/Text.h"

@@ -8,7 +8,7 @@
 
 #include "core/async/SlowQuestions.h"
 #include "core/sampling/linux/MountTable.h"
-#include "core/sampling/linux/VolumeCapacity.h"
+#include "core/sampling/linux/DiskReader.h"
 #include "core/sampling/mac/ConnectionsParsing.h"
 #include "core/values/JSONValue.h"
 
