@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "core/sampling/DiskFields.h"
+#include "core/sampling/Volume.h"
 
 namespace orvik {
 
