@@ -9,7 +9,7 @@
 
 #include <stdexcept>
 
-#include "core/async/Race.h"
+#include "core/async/Timeout.h"
 #include "relay/Connection.h"
 
 namespace orvik::relay {
