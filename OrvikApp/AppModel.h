@@ -12,9 +12,9 @@
 #include "OrvikApp/RelayLink.h"
 #include "OrvikApp/platform/LoginItem.h"
 #include "OrvikApp/platform/PowerEvents.h"
+#include "core/client/RelayState.h"
 #include "core/pairing/Pairing.h"
-#include "core/platform/SecretStore.h"
-#include "core/relay/RelayState.h"
+#include "core/system/SecretStore.h"
 
 namespace orvik {
 

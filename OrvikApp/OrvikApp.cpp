@@ -10,7 +10,7 @@
 #include "OrvikApp/RelayClientLink.h"
 #include "OrvikApp/TerminationSignals.h"
 #include "OrvikApp/platform/SystemRequests.h"
-#include "core/platform/HostName.h"
+#include "core/system/HostName.h"
 
 namespace orvik {
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "OrvikApp/AppModel.h"
-#include "core/platform/ReplaceFile.h"
+#include "core/system/ReplaceFile.h"
 
 namespace orvik {
 

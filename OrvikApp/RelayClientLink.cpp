@@ -7,9 +7,9 @@
 
 #include "OrvikApp/MainThread.h"
 #include "OrvikApp/platform/ComputerIcon.h"
-#include "core/platform/ThisMachine.h"
-#include "core/relay/BeastWebSocket.h"
+#include "core/connection/BeastWebSocket.h"
 #include "core/sampling/SystemSampleSource.h"
+#include "core/sampling/ThisMachine.h"
 
 namespace orvik {
 

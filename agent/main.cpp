@@ -16,12 +16,12 @@
 #include "agent/FileSampleSource.h"
 #include "agent/MadeUpAlert.h"
 #include "agent/TerminalQR.h"
+#include "core/client/RelayClient.h"
+#include "core/connection/BeastWebSocket.h"
 #include "core/pairing/PairingStore.h"
-#include "core/platform/ReplaceFile.h"
-#include "core/platform/ThisMachine.h"
-#include "core/relay/BeastWebSocket.h"
-#include "core/relay/RelayClient.h"
 #include "core/sampling/SystemSampleSource.h"
+#include "core/sampling/ThisMachine.h"
+#include "core/system/ReplaceFile.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>
 
-#include "core/sampling/ConnectionsParsing.h"
+#include "core/sampling/mac/ConnectionsParsing.h"
 
 namespace orvik::bench {
 namespace {

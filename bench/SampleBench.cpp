@@ -5,8 +5,8 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
 
-#include "core/sampling/MacReadings.h"
 #include "core/sampling/SystemSampleSource.h"
+#include "core/sampling/mac/MacReadings.h"
 #include "tests/support/PaperMac.h"
 
 namespace orvik {

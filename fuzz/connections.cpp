@@ -1,6 +1,6 @@
 #include <cstdlib>
 
-#include "core/sampling/ConnectionsParsing.h"
+#include "core/sampling/mac/ConnectionsParsing.h"
 #include "core/values/Text.h"
 
 namespace {

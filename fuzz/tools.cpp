@@ -2,10 +2,10 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "core/sampling/MacInfoParsing.h"
-#include "core/sampling/NetworkParsing.h"
-#include "core/sampling/RegularExpression.h"
-#include "core/sampling/SamplerParsing.h"
+#include "core/sampling/mac/MacInfoParsing.h"
+#include "core/sampling/mac/NetworkParsing.h"
+#include "core/sampling/mac/RegularExpression.h"
+#include "core/sampling/mac/SamplerParsing.h"
 #include "core/values/Text.h"
 
 namespace {

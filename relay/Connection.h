@@ -6,7 +6,7 @@
 #include <memory>
 #include <optional>
 
-#include "core/platform/Notifier.h"
+#include "core/async/Notifier.h"
 #include "relay/ClientStream.h"
 #include "relay/Exchange.h"
 #include "relay/HTTPAnswer.h"

@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "core/platform/Clock.h"
+#include "core/async/Clock.h"
 #include "relay/Admission.h"
 #include "relay/Page.h"
 #include "relay/Switchboard.h"

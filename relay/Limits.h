@@ -3,7 +3,7 @@
 #include <chrono>
 #include <cstddef>
 
-#include "core/platform/Clock.h"
+#include "core/async/Clock.h"
 #include "relay/RateLimit.h"
 
 namespace orvik::relay {

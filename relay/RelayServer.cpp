@@ -9,7 +9,7 @@
 
 #include <stdexcept>
 
-#include "core/platform/Race.h"
+#include "core/async/Race.h"
 #include "relay/Connection.h"
 
 namespace orvik::relay {

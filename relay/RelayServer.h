@@ -8,8 +8,8 @@
 #include <optional>
 #include <set>
 
-#include "core/platform/Clock.h"
-#include "core/platform/Notifier.h"
+#include "core/async/Clock.h"
+#include "core/async/Notifier.h"
 #include "relay/Certificate.h"
 #include "relay/Limits.h"
 #include "relay/Page.h"

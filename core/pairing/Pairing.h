@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "core/pairing/SecretBytes.h"
 #include "core/values/Bytes.h"
+#include "core/values/SecretBytes.h"
 
 namespace orvik {
 

@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "core/platform/Clock.h"
-#include "core/platform/MachineLoad.h"
+#include "core/async/Clock.h"
+#include "core/sampling/MachineLoad.h"
 #include "core/sampling/SampleSource.h"
 
 namespace orvik {

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <ctime>
 
-#include "core/platform/RunOn.h"
+#include "core/async/RunOn.h"
 #include "core/sampling/SampleBounds.h"
 #include "core/values/NumberText.h"
 

@@ -5,8 +5,8 @@
 #include <memory>
 #include <optional>
 
-#include "core/platform/Clock.h"
-#include "core/platform/Turn.h"
+#include "core/async/Clock.h"
+#include "core/async/Turn.h"
 #include "core/sampling/Cadence.h"
 #include "core/sampling/LoadNow.h"
 #include "core/sampling/MachineReadings.h"

@@ -8,7 +8,7 @@
 #include "OrvikApp/CoreModelClock.h"
 #include "OrvikApp/CoreThread.h"
 #include "OrvikApp/RelayClientLink.h"
-#include "core/relay/BeastWebSocket.h"
+#include "core/connection/BeastWebSocket.h"
 #include "core/sampling/BasicSampleSource.h"
 #include "tests/support/EventLoop.h"
 #include "tests/support/ManualClock.h"

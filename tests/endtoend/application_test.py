@@ -126,7 +126,7 @@ def test():
         check((done.returncode, done.stdout, done.stderr) == (status, b"", b""),
               f"rendering to {place} gives {done}")
     # Its link opens: what the phone then complains about is that no relay is there.
-    with subprocess.Popen([os.path.join(build, "phone/orvik-phone"), "-", "--relay",
+    with subprocess.Popen([os.path.join(build, "phone/terminal/orvik-phone"), "-", "--relay",
                            "wss://localhost:1"], stdin=subprocess.PIPE, stderr=subprocess.PIPE,
                           stdout=subprocess.DEVNULL, text=True) as picture:
         picture.stdin.write(decode(path("card.png")))

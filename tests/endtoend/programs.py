@@ -77,7 +77,7 @@ def start_relay(port=0):
 
 
 def start_phone(link, options):
-    return Program("orvik-phone", "-", "--json", *options, stdin=link)
+    return Program("orvik-phone", "-", "--json", *options, stdin=link, folder="phone/terminal")
 
 
 def run(test):

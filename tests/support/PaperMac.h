@@ -7,10 +7,10 @@
 #include <set>
 #include <string>
 
-#include "core/platform/Clock.h"
-#include "core/sampling/CommandRunner.h"
-#include "core/sampling/LineProcess.h"
-#include "core/sampling/MacSystem.h"
+#include "core/async/Clock.h"
+#include "core/sampling/mac/CommandRunner.h"
+#include "core/sampling/mac/LineProcess.h"
+#include "core/sampling/mac/MacSystem.h"
 
 // A whole Mac on paper.
 

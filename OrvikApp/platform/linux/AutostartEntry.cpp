@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <initializer_list>
 
-#include "core/platform/linux/TextFields.h"
+#include "core/sampling/linux/TextFields.h"
 #include "core/values/Text.h"
 
 namespace orvik {

@@ -12,8 +12,8 @@
 
 #include "OrvikApp/platform/linux/AutostartEntry.h"
 #include "core/BuildConstants.h"
-#include "core/platform/ReplaceFile.h"
-#include "core/platform/linux/BaseFolder.h"
+#include "core/system/ReplaceFile.h"
+#include "core/system/linux/BaseFolder.h"
 
 namespace orvik {
 

@@ -7,7 +7,7 @@
 #include <array>
 #include <cmath>
 
-#include "core/platform/mac/Owned.h"
+#include "core/system/mac/Owned.h"
 
 namespace orvik {
 

@@ -9,8 +9,8 @@
 #include <set>
 
 #include "core/sampling/DiskFields.h"
-#include "core/sampling/MacReadings.h"
 #include "core/sampling/SystemSampleSource.h"
+#include "core/sampling/mac/MacReadings.h"
 #include "core/values/JSONReader.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/PaperMac.h"
