@@ -143,6 +143,9 @@ Page Page::read(const fs::path& folder) {
   Page page;
   std::string origin;
   std::size_t left = mostBytes;
+  if (!fs::is_directory(folder)) {
+    throw Unusable(folder.string() + " is no folder");
+  }
   for (auto entry = fs::recursive_directory_iterator(folder); entry != fs::end(entry); ++entry) {
     if (entry->path().filename().string().starts_with('.')) {
       entry.disable_recursion_pending();

@@ -122,6 +122,10 @@ void serve(const Options& options) {
   const asio::ip::tcp::endpoint endpoint = endpointOf("--listen", options.listen);
   const auto clock = std::make_shared<SystemClock>();
   const relay::Certificate certificate = certificateFor(options, *clock);
+  std::optional<relay::Page> page;
+  if (!options.page.empty()) {
+    page = relay::Page::read(options.page);
+  }
   const relay::Limits limits;
   // Besides the connections: the standard streams, the acceptors, the event queue and timers.
   raiseFileLimit(limits.connections + 64);
@@ -141,8 +145,8 @@ void serve(const Options& options) {
   } catch (const std::invalid_argument& error) {
     throw std::runtime_error("--listen-plain " + address + ": " + error.what());
   }
-  if (!options.page.empty()) {
-    server->serve(relay::Page::read(options.page));
+  if (page) {
+    server->serve(*std::move(page));
   }
   asio::signal_set signals(context, SIGINT, SIGTERM);
   signals.async_wait([&server](const boost::system::error_code& error, int) {
