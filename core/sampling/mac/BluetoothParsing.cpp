@@ -8,7 +8,7 @@
 
 #include "core/sampling/mac/ConnectionsParsing.h"
 #include "core/sampling/mac/DocumentMembers.h"
-#include "core/values/Record.h"
+#include "core/values/JSONMembers.h"
 #include "core/values/Text.h"
 
 namespace orvik::ConnectionsParsing {

@@ -5,8 +5,8 @@
 #include "core/sampling/mac/ConnectionsParsing.h"
 #include "core/sampling/mac/NetworkParsing.h"
 #include "core/sampling/mac/SamplerParsing.h"
+#include "core/values/JSONMembers.h"
 #include "core/values/JSONReader.h"
-#include "core/values/Record.h"
 
 namespace orvik {
 
