@@ -7,7 +7,7 @@
 #include <array>
 #include <fstream>
 
-#include "core/values/Base64URL.h"
+#include "core/values/Base64.h"
 #include "core/values/JSONReader.h"
 
 namespace orvik::relay {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "core/values/Record.h"
+#include "core/values/JSONMembers.h"
 
 namespace orvik::ConnectionsParsing {
 

@@ -1,7 +1,7 @@
 #include "core/sampling/Volume.h"
 
+#include "core/values/JSONMembers.h"
 #include "core/values/NumberText.h"
-#include "core/values/Record.h"
 
 namespace orvik {
 

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "core/sampling/mac/ProfilerDocument.h"
-#include "core/values/Record.h"
+#include "core/values/JSONMembers.h"
 #include "core/values/Text.h"
 
 namespace orvik::ConnectionsParsing {

@@ -4,8 +4,8 @@
 #include <string_view>
 
 #include "core/sampling/mac/ProfilerDocument.h"
+#include "core/values/JSONMembers.h"
 #include "core/values/NumberText.h"
-#include "core/values/Record.h"
 #include "core/values/Text.h"
 
 namespace orvik::ConnectionsParsing {

@@ -4,13 +4,13 @@
 #include "core/sampling/Volume.h"
 #include "core/sampling/mac/BluetoothParsing.h"
 #include "core/sampling/mac/DisplayParsing.h"
-#include "core/sampling/mac/ProfilerDocument.h"
 #include "core/sampling/mac/MacmonParsing.h"
+#include "core/sampling/mac/ProfilerDocument.h"
 #include "core/sampling/mac/SamplerParsing.h"
 #include "core/sampling/mac/USBParsing.h"
 #include "core/sampling/mac/VolumeParsing.h"
+#include "core/values/JSONMembers.h"
 #include "core/values/JSONReader.h"
-#include "core/values/Record.h"
 
 namespace orvik {
 

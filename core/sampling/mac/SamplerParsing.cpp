@@ -8,9 +8,9 @@
 #include <utility>
 
 #include "core/sampling/mac/RegularExpression.h"
+#include "core/values/JSONMembers.h"
 #include "core/values/NumberText.h"
 #include "core/values/PropertyList.h"
-#include "core/values/Record.h"
 #include "core/values/Text.h"
 #include "core/values/UntypedValue.h"
 

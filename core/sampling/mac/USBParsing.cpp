@@ -5,9 +5,9 @@
 #include <span>
 
 #include "core/sampling/mac/ProfilerDocument.h"
+#include "core/values/JSONMembers.h"
 #include "core/values/NumberText.h"
 #include "core/values/PropertyList.h"
-#include "core/values/Record.h"
 #include "core/values/Text.h"
 
 namespace orvik::ConnectionsParsing {
