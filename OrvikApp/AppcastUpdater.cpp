@@ -13,7 +13,7 @@
 #include <utility>
 
 #include "OrvikApp/Texts.h"
-#include "OrvikApp/platform/Activation.h"
+#include "OrvikApp/platform/Windows.h"
 #include "core/BuildConstants.h"
 
 namespace orvik {
