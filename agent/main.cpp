@@ -132,7 +132,7 @@ int run(const AgentCommandLine& line) {
           context.stop();
         }
       },
-      RelayClient::Surroundings{context.get_executor(), clock, session});
+      RelayClient::Dependencies{context.get_executor(), clock, session});
   signals.async_wait([&](const boost::system::error_code& error, int /*signal*/) {
     if (!error) {
       asio::co_spawn(context, client->stop(),

@@ -33,7 +33,7 @@ struct Machine {
   std::shared_ptr<test::Replay> replay = std::make_shared<test::Replay>("laptop.txt");
   std::shared_ptr<MacmonReader> macmon = std::make_shared<MacmonReader>(
       std::vector<std::filesystem::path>{"/bin/sh"},
-      MacmonReader::Surroundings{
+      MacmonReader::Dependencies{
           context.get_executor(), clock, replay,
           [this](const auto& /*executor*/, const auto& /*path*/, const auto& /*arguments*/) {
             return std::make_unique<test::PrintingTool>(replay->outputs["stream"], clock);

@@ -29,6 +29,8 @@ endif()
 
 if(NOT ORVIK_CORE_ONLY)
   find_package(CLI11 REQUIRED)
+  # The relay packs the page.
+  find_package(ZLIB REQUIRED)
   pkg_check_modules(QRENCODE REQUIRED IMPORTED_TARGET libqrencode)
 endif()
 

@@ -11,8 +11,8 @@
 #include <utility>
 
 #include "core/BuildConstants.h"
-#include "core/async/Race.h"
 #include "core/async/RunOn.h"
+#include "core/async/Timeout.h"
 #include "core/connection/BackOff.h"
 #include "core/connection/WebSocketURL.h"
 #include "core/values/Base64URL.h"
@@ -49,14 +49,14 @@ const std::string& RelayClient::defaultRelay() {
 
 RelayClient::RelayClient(Pairing pairing, std::string relay, std::shared_ptr<SampleSource> source,
                          AlertStateStore alertState, StateCallback onState,
-                         Surroundings surroundings)
+                         Dependencies dependencies)
     : pairing(std::move(pairing)),
       relay(std::move(relay)),
       source(std::move(source)),
       onState(std::move(onState)),
-      clock(std::move(surroundings.clock)),
-      session(std::move(surroundings.session)),
-      strand(asio::make_strand(surroundings.executor)),
+      clock(std::move(dependencies.clock)),
+      session(std::move(dependencies.session)),
+      strand(asio::make_strand(dependencies.executor)),
       alertState(std::move(alertState)),
       engine(this->alertState.load().value_or(AlertEngine())),
       presenceChanged(strand),

@@ -36,7 +36,7 @@ class RelayClient : public std::enable_shared_from_this<RelayClient> {
   using StateCallback = std::function<void(const RelayState&)>;
 
   /// What the client runs on and connects with.
-  struct Surroundings {
+  struct Dependencies {
     asio::any_io_executor executor;
     std::shared_ptr<Clock> clock;
     std::shared_ptr<WebSocketSession> session;
@@ -49,7 +49,7 @@ class RelayClient : public std::enable_shared_from_this<RelayClient> {
   /// program last ran. `relay` is the base URL, without "v1/mac/". Owned by a std::shared_ptr: what
   /// it has begun keeps it alive.
   RelayClient(Pairing pairing, std::string relay, std::shared_ptr<SampleSource> source,
-              AlertStateStore alertState, StateCallback onState, Surroundings surroundings);
+              AlertStateStore alertState, StateCallback onState, Dependencies dependencies);
   RelayClient(const RelayClient&) = delete;
   RelayClient& operator=(const RelayClient&) = delete;
 

@@ -2,7 +2,7 @@
 
 #include <boost/asio/experimental/awaitable_operators.hpp>
 
-#include "core/async/Race.h"
+#include "core/async/Timeout.h"
 #include "core/client/RelayClient.h"
 #include "core/connection/DeadLinkWatch.h"
 #include "core/pairing/Envelope.h"
@@ -66,7 +66,7 @@ asio::awaitable<void> RelayClient::pingLoop(Socket task) {
     co_await clock->sleepFor(DeadLinkWatch::pingInterval);
     watch.pinged(clock->now());
     // A link that takes nothing any more must not hold up the question whether it is dead.
-    co_await withLimit(*clock, DeadLinkWatch::answerLimit, task->send("ping"));
+    co_await withTimeout(*clock, DeadLinkWatch::answerLimit, task->send("ping"));
     co_await clock->sleepFor(DeadLinkWatch::answerLimit);
     if (watch.isDead(lastInbound)) {
       throwConnectionLost();

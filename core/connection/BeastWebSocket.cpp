@@ -23,7 +23,7 @@
 
 #include "core/BuildConstants.h"
 #include "core/async/Notifier.h"
-#include "core/async/Race.h"
+#include "core/async/Timeout.h"
 #include "core/connection/NameLookup.h"
 #include "core/connection/WebSocketURL.h"
 #include "core/system/TrustedRoots.h"
@@ -116,7 +116,7 @@ asio::awaitable<void> BeastWebSocketTask::connect() {
     phase = Phase::connecting;
     std::exception_ptr failure;
     try {
-      co_await withLimit(*clock, connectLimit, establish());
+      co_await withTimeout(*clock, connectLimit, establish());
     } catch (...) {
       failure = std::current_exception();
     }
@@ -156,7 +156,7 @@ asio::awaitable<void> BeastWebSocketTask::connectToHost() {
     boost::system::error_code ignored;
     socket.close(ignored);
     failure = co_await failureOf(
-        withLimit(*clock, addressLimit, socket.async_connect(endpoint, asio::use_awaitable)));
+        withTimeout(*clock, addressLimit, socket.async_connect(endpoint, asio::use_awaitable)));
     if (!failure) {
       socket.set_option(asio::ip::tcp::no_delay(true), ignored);
       co_return;

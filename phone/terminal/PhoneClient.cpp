@@ -3,7 +3,7 @@
 #include <boost/asio/experimental/awaitable_operators.hpp>
 #include <boost/asio/this_coro.hpp>
 
-#include "core/async/Race.h"
+#include "core/async/Timeout.h"
 #include "core/connection/BackOff.h"
 #include "core/connection/WebSocketURL.h"
 #include "core/values/Base64URL.h"
@@ -109,8 +109,8 @@ asio::awaitable<void> PhoneClient::connectOnce() {
 
 asio::awaitable<void> PhoneClient::converse() {
   co_await task->connect();
-  co_await withLimit(*clock, answerLimit, task->send(authMessage(pairing)));
-  co_await withLimit(*clock, answerLimit, task->send(activeMessage));
+  co_await withTimeout(*clock, answerLimit, task->send(authMessage(pairing)));
+  co_await withTimeout(*clock, answerLimit, task->send(activeMessage));
   lastInbound = clock->now();
   observer.connectionChanged({Phase::held, {}, {}});
   // The first loop to end, with a failure or without, ends the other.
@@ -135,7 +135,7 @@ asio::awaitable<void> PhoneClient::watchLink() {
   co_await clock->sleepFor(pingInterval);
   for (;;) {
     const Instant pinged = clock->now();
-    co_await withLimit(*clock, answerLimit, task->send("ping"));
+    co_await withTimeout(*clock, answerLimit, task->send("ping"));
     co_await clock->sleepFor(answerLimit);
     if (lastInbound < pinged) {
       throw boost::system::system_error(asio::error::timed_out);

@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "core/async/Race.h"
+#include "core/async/Timeout.h"
 #include "core/connection/BeastWebSocket.h"
 #include "phone/terminal/DisplayText.h"
 #include "phone/terminal/LinePrinter.h"

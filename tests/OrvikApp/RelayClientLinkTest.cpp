@@ -46,7 +46,7 @@ TEST(RelayClientLink, GoesOnlineAndSaysGoodbye) {
         return std::make_shared<RelayClient>(
             Pairing::generate(), relay.url(), std::make_shared<BasicSampleSource>(clock),
             AlertStateStore::memory(), std::move(onState),
-            RelayClient::Surroundings{thread.executor(), clock, session});
+            RelayClient::Dependencies{thread.executor(), clock, session});
       },
       [&](const RelayState& state) {
         EXPECT_EQ(QThread::currentThread(), qApp->thread());

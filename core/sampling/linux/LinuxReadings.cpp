@@ -25,19 +25,19 @@ using std::chrono::seconds;
 
 /// How long a sample waits for a group, and how old the group's last answer may
 /// be to stand in for one that does not come.
-struct Patience {
-  Clock::Duration limit;
+struct Limits {
+  Clock::Duration wait;
   Clock::Duration oldest;
 };
 /// Files of the kernel answer within milliseconds; sensors may have to be asked
 /// over a slow bus.
-constexpr Patience kernelPatience{seconds(2), seconds(10)};
-constexpr Patience batteryPatience{seconds(2), seconds(60)};
+constexpr Limits kernelLimits{seconds(2), seconds(10)};
+constexpr Limits batteryLimits{seconds(2), seconds(60)};
 /// A disk may have to spin up first.
-constexpr Patience diskPatience{seconds(5), seconds(300)};
-constexpr Patience devicesPatience{seconds(2), seconds(60)};
+constexpr Limits diskLimits{seconds(5), seconds(300)};
+constexpr Limits devicesLimits{seconds(2), seconds(60)};
 /// Read once, beside a sample.
-constexpr Patience infoPatience{seconds(10), seconds(0)};
+constexpr Limits infoLimits{seconds(10), seconds(0)};
 
 /// Between the two looks that a first rate takes.
 constexpr milliseconds firstInterval{500};
@@ -79,7 +79,7 @@ struct Group {
 
   const std::shared_ptr<Clock> clock;
   const std::shared_ptr<Reader> reader;
-  BoundedWork work;
+  BlockingWork work;
 };
 
 /// One of the questions that a group answers.
@@ -88,14 +88,14 @@ struct Question {
   /// The answer; when it does not come in time, the last one if it is not too
   /// old. An answer that comes too late is there for the next time.
   template <typename Reader, typename Read>
-  asio::awaitable<std::optional<Result>> ask(Group<Reader>& group, Patience patience, Read read) {
+  asio::awaitable<std::optional<Result>> ask(Group<Reader>& group, Limits limits, Read read) {
     auto work = [reader = group.reader, clock = group.clock, last = last, read = std::move(read)] {
       Result result = read(*reader);
       last->set(result, clock->now());
       return result;
     };
-    auto answer = co_await group.work.run(patience.limit, std::move(work));
-    co_return answer ? std::move(answer) : last->get(patience.oldest, group.clock->now());
+    auto answer = co_await group.work.run(limits.wait, std::move(work));
+    co_return answer ? std::move(answer) : last->get(limits.oldest, group.clock->now());
   }
 
   const std::shared_ptr<LastAnswer<Result>> last = std::make_shared<LastAnswer<Result>>();
@@ -159,9 +159,9 @@ std::int64_t LinuxReadings::readBootEpoch() {
 asio::awaitable<JSONObject> LinuxReadings::freshProcessor() {
   using namespace asio::experimental::awaitable_operators;
   auto [use, measured] =
-      co_await (groups->use.ask(groups->processor, kernelPatience, [](ProcessorReader& reader) {
+      co_await (groups->use.ask(groups->processor, kernelLimits, [](ProcessorReader& reader) {
         return reader.read();
-      }) && groups->measured.ask(groups->sensors, kernelPatience, [](SensorReader& reader) {
+      }) && groups->measured.ask(groups->sensors, kernelLimits, [](SensorReader& reader) {
         return reader.read();
       }));
   JSONObject fields = std::move(use).value_or(JSONObject());
@@ -183,38 +183,38 @@ asio::awaitable<JSONObject> LinuxReadings::processor() {
 
 asio::awaitable<JSONObject> LinuxReadings::battery() {
   auto fields = co_await groups->charge.ask(
-      groups->battery, batteryPatience,
+      groups->battery, batteryLimits,
       [now = clock->now()](BatteryReader& reader) { return reader.battery(now); });
   co_return std::move(fields).value_or(JSONObject());
 }
 
 asio::awaitable<JSONValue> LinuxReadings::processes() {
   const auto read = [](ProcessReader& reader) { return reader.read(); };
-  auto busiest = co_await groups->busiest.ask(groups->processes, kernelPatience, read);
+  auto busiest = co_await groups->busiest.ask(groups->processes, kernelLimits, read);
   if (busiest && !*busiest) {
     // There was nothing to compare with.
     co_await clock->sleepFor(firstInterval);
-    busiest = co_await groups->busiest.ask(groups->processes, kernelPatience, read);
+    busiest = co_await groups->busiest.ask(groups->processes, kernelLimits, read);
   }
   co_return busiest.value_or(std::nullopt).value_or(JSONValue::Array());
 }
 
 asio::awaitable<JSONObject> LinuxReadings::disk() {
   auto fields = co_await groups->diskUse.ask(
-      groups->disk, diskPatience, [](const DiskReader& reader) { return reader.read(); });
+      groups->disk, diskLimits, [](const DiskReader& reader) { return reader.read(); });
   co_return std::move(fields).value_or(JSONObject());
 }
 
 asio::awaitable<JSONObject> LinuxReadings::batteryExtras() {
   auto fields = co_await groups->batteryExtras.ask(
-      groups->battery, batteryPatience,
+      groups->battery, batteryLimits,
       [now = clock->now()](BatteryReader& reader) { return reader.batteryExtras(now); });
   co_return std::move(fields).value_or(JSONObject());
 }
 
 asio::awaitable<JSONObject> LinuxReadings::batteryHealth() {
   auto fields = co_await groups->batteryHealth.ask(
-      groups->battery, batteryPatience,
+      groups->battery, batteryLimits,
       [now = clock->now()](BatteryReader& reader) { return reader.batteryHealth(now); });
   co_return std::move(fields).value_or(JSONObject());
 }
@@ -223,10 +223,10 @@ asio::awaitable<JSONObject> LinuxReadings::timeMachine() { co_return JSONObject(
 
 asio::awaitable<JSONObject> LinuxReadings::connections(std::optional<std::string> timeMachineDisk) {
   const auto mounted = co_await groups->mounted.ask(
-      groups->volumes, devicesPatience, [](VolumeReader& reader) { return reader.read(); });
+      groups->volumes, devicesLimits, [](VolumeReader& reader) { return reader.read(); });
   auto read = [volumes = mounted.value_or(std::vector<MountedVolume>()),
                now = clock->now()](DevicesReader& reader) { return reader.read(volumes, now); };
-  auto fields = co_await groups->connected.ask(groups->devices, devicesPatience, std::move(read));
+  auto fields = co_await groups->connected.ask(groups->devices, devicesLimits, std::move(read));
   JSONObject connections = std::move(fields).value_or(JSONObject());
   if (mounted) {
     connections.set("volumes", volumesJSON(*mounted, timeMachineDisk));
@@ -235,7 +235,7 @@ asio::awaitable<JSONObject> LinuxReadings::connections(std::optional<std::string
 }
 
 asio::awaitable<JSONObject> LinuxReadings::macInfo() {
-  auto fields = co_await groups->info.ask(groups->machineInfo, infoPatience,
+  auto fields = co_await groups->info.ask(groups->machineInfo, infoLimits,
                                           [](MachineInfoReader& reader) { return reader.read(); });
   co_return std::move(fields).value_or(JSONObject());
 }

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "core/async/BoundedWork.h"
+#include "core/async/BlockingWork.h"
 #include "core/sampling/MachineReadings.h"
 
 namespace orvik {

@@ -90,12 +90,12 @@ asio::awaitable<void> endPolitely(LineProcess& tool, Clock& clock) {
 /// Lives until the last coroutine that uses it has ended. All but `locate` is for the strand.
 class MacmonReader::State : public std::enable_shared_from_this<State> {
  public:
-  State(std::vector<Path> places, Surroundings surroundings)
-      : strand(asio::make_strand(surroundings.executor)),
+  State(std::vector<Path> places, Dependencies dependencies)
+      : strand(asio::make_strand(dependencies.executor)),
         places(std::move(places)),
-        clock(std::move(surroundings.clock)),
-        runner(std::move(surroundings.runner)),
-        launch(std::move(surroundings.launch)) {}
+        clock(std::move(dependencies.clock)),
+        runner(std::move(dependencies.runner)),
+        launch(std::move(dependencies.launch)) {}
 
   [[nodiscard]] std::optional<Path> locate() const {
     const auto place = std::ranges::find_if(places, isExecutableFile);
@@ -207,8 +207,8 @@ std::vector<MacmonReader::Path> MacmonReader::usualPlaces(
   return places;
 }
 
-MacmonReader::MacmonReader(std::vector<Path> places, Surroundings surroundings)
-    : state(std::make_shared<State>(std::move(places), std::move(surroundings))) {}
+MacmonReader::MacmonReader(std::vector<Path> places, Dependencies dependencies)
+    : state(std::make_shared<State>(std::move(places), std::move(dependencies))) {}
 
 MacmonReader::~MacmonReader() {
   asio::dispatch(state->strand, [state = state] { state->close(); });

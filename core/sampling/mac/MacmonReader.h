@@ -22,7 +22,7 @@ namespace orvik {
 class MacmonReader {
  public:
   /// What the reader runs on, and what it starts the tool with.
-  struct Surroundings {
+  struct Dependencies {
     asio::any_io_executor executor;
     std::shared_ptr<Clock> clock;
     /// For single readings.
@@ -36,7 +36,7 @@ class MacmonReader {
   [[nodiscard]] static std::vector<Path> usualPlaces(const std::optional<Path>& bundleResources);
 
   /// Starts nothing.
-  MacmonReader(std::vector<Path> places, Surroundings surroundings);
+  MacmonReader(std::vector<Path> places, Dependencies dependencies);
   MacmonReader(const MacmonReader&) = delete;
   MacmonReader& operator=(const MacmonReader&) = delete;
   /// Ends the tool. Operations that are still awaited come to their end.

@@ -31,16 +31,16 @@ constexpr std::size_t chunkSize = std::size_t{64} << 10;
 
 /// How long to wait for a command, on a clock that stands still with the command while the machine
 /// sleeps.
-class Patience {
+class Deadline {
  public:
-  /// `interruption` is polled too and ends the patience when it hangs up; -1 for none.
-  Patience(CommandRunner::Seconds timeout, int interruption)
-      : deadline(ProcessSystem::timeAwake() + bounded(timeout)), interruption(interruption) {}
+  /// `interruption` is polled too and ends the wait when it hangs up; -1 for none.
+  Deadline(CommandRunner::Seconds timeout, int interruption)
+      : end(ProcessSystem::timeAwake() + bounded(timeout)), interruption(interruption) {}
 
-  /// Whether the descriptor can be read, or has ended, before the patience does.
+  /// Whether the descriptor can be read, or has ended, before the time is over.
   [[nodiscard]] bool waitFor(const FileDescriptor& descriptor) const {
     for (;;) {
-      const Time remaining = deadline - ProcessSystem::timeAwake();
+      const Time remaining = end - ProcessSystem::timeAwake();
       // Asked each time: a command that never stops writing is always ready.
       if (remaining <= Time::zero()) {
         return false;
@@ -69,15 +69,15 @@ class Patience {
                : Time::zero();
   }
 
-  Time deadline;
+  Time end;
   int interruption;
 };
 
-/// Everything that comes out of the pipe; nothing when the patience or the room ends first.
-std::optional<std::string> readToEnd(const FileDescriptor& pipe, const Patience& patience) {
+/// Everything that comes out of the pipe; nothing when the time or the room ends first.
+std::optional<std::string> readToEnd(const FileDescriptor& pipe, const Deadline& deadline) {
   std::string bytes;
   std::array<char, chunkSize> chunk;
-  while (patience.waitFor(pipe)) {
+  while (deadline.waitFor(pipe)) {
     const ssize_t count = read(pipe.get(), chunk.data(), chunk.size());
     if (count == 0) {
       return bytes;
@@ -100,14 +100,14 @@ std::string runInterruptible(const std::string& path, const std::vector<std::str
   if (!child) {
     return "";
   }
-  const Patience patience(timeout, interruption);
-  std::optional<std::string> bytes = readToEnd(child->output, patience);
-  if (bytes && patience.waitFor(child->ended())) {
+  const Deadline deadline(timeout, interruption);
+  std::optional<std::string> bytes = readToEnd(child->output, deadline);
+  if (bytes && deadline.waitFor(child->ended())) {
     child->collect();
     return isValidUTF8(*bytes) ? std::move(*bytes) : repairedUTF8(*bytes);
   }
   child->terminate();
-  static_cast<void>(Patience(politeWait, -1).waitFor(child->ended()));
+  static_cast<void>(Deadline(politeWait, -1).waitFor(child->ended()));
   return "";
 }
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "core/async/BoundedWork.h"
+#include "core/async/BlockingWork.h"
 #include "core/sampling/mac/MacSystem.h"
 
 namespace orvik {
@@ -25,7 +25,7 @@ class ThisMac final : public MacSystem {
   [[nodiscard]] std::optional<std::string> iconPNG() override;
 
  private:
-  BoundedWork questions;
+  BlockingWork questions;
   const std::optional<std::string> icon;
 };
 

@@ -16,7 +16,7 @@ std::shared_ptr<MachineReadings> readingsOfThisMachine(
   const auto shell = std::make_shared<Shell>();
   const auto macmon =
       std::make_shared<MacmonReader>(MacmonReader::usualPlaces(bundleResources()),
-                                     MacmonReader::Surroundings{executor, clock, shell});
+                                     MacmonReader::Dependencies{executor, clock, shell});
   return std::make_shared<MacReadings>(shell, macmon,
                                        std::make_shared<ThisMac>(std::move(clock), computerIcon));
 }

@@ -65,7 +65,7 @@ class RelaySession : public testing::Test {
     return std::make_shared<RelayClient>(
         pairing, "wss://relay.example/base", source, alertState,
         [this](const RelayState& state) { states.push_back(state); },
-        RelayClient::Surroundings{context.get_executor(), clock, session});
+        RelayClient::Dependencies{context.get_executor(), clock, session});
   }
 
   /// Notes what the client sends, as "seconds kind".

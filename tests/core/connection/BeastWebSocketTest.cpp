@@ -25,7 +25,7 @@ using test::TestRelay;
 using testing::ElementsAre;
 
 /// Real seconds after which a test gives up waiting for the network.
-constexpr auto patience = 20s;
+constexpr auto timeout = 20s;
 
 class RealLink : public testing::Test {
  protected:
@@ -40,11 +40,11 @@ class RealLink : public testing::Test {
     client = std::make_shared<RelayClient>(
         Pairing(Bytes(16, 1), Bytes(32, 2)), url, std::make_shared<BasicSampleSource>(clock),
         AlertStateStore::memory(), [this](const RelayState& state) { states.push_back(state); },
-        RelayClient::Surroundings{context.get_executor(), clock, session});
+        RelayClient::Dependencies{context.get_executor(), clock, session});
     client->start();
   }
   void waitUntil(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
     while (!condition()) {
       ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "waited in vain";
       context.restart();

@@ -63,7 +63,7 @@ class PaperMac : public testing::Test {
   std::filesystem::path tool = "/bin/sh";
   std::shared_ptr<MacmonReader> macmon = std::make_shared<MacmonReader>(
       std::vector{tool},
-      MacmonReader::Surroundings{
+      MacmonReader::Dependencies{
           context.get_executor(), clock, replay,
           [this](const auto& /*executor*/, const auto& /*path*/, const auto& /*arguments*/) {
             return std::make_unique<PrintingTool>(replay->outputs["stream"], clock);
@@ -162,7 +162,7 @@ TEST_F(PaperMac, WithoutAnythingToRead) {
   tool = "/nowhere";
   system->volume = std::nullopt;
   macmon = std::make_shared<MacmonReader>(
-      std::vector{tool}, MacmonReader::Surroundings{context.get_executor(), clock, replay, {}});
+      std::vector{tool}, MacmonReader::Dependencies{context.get_executor(), clock, replay, {}});
   source = makeSource();
   EXPECT_EQ(fieldsOf(taken(source->sample(false))),
             R"({"battery_condition":null,"battery_cycles":null,"battery_design_cycles":null,)"

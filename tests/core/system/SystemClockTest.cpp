@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "core/async/Clock.h"
-#include "core/async/Race.h"
+#include "core/async/Timeout.h"
 
 namespace orvik {
 namespace {
@@ -38,7 +38,7 @@ TEST(SystemClock, ASleepCanBeCancelledAndBounded) {
   std::exception_ptr timedOut;
   const auto race = [&]() -> asio::awaitable<void> {
     co_await (clock.sleepFor(1h) || clock.sleepFor(1ms));
-    timedOut = co_await failureOf(withLimit(clock, 1ms, clock.sleepFor(1h)));
+    timedOut = co_await failureOf(withTimeout(clock, 1ms, clock.sleepFor(1h)));
   };
   bool done = false;
   asio::co_spawn(context, race(), [&](const std::exception_ptr& failure) { done = !failure; });

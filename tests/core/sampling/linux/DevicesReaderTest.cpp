@@ -13,7 +13,7 @@ namespace {
 
 using test::FixtureTree;
 
-constexpr std::chrono::hours patience{1};
+constexpr std::chrono::hours timeout{1};
 constexpr const char* noBus = "unix:path=/nonexistent/bus";
 
 /// The start-up volume has 1000 bytes and the others 500.
@@ -27,11 +27,11 @@ std::optional<VolumeCapacity> capacityOnPaper(const std::string& place) {
 /// All that is connected to a machine whose services are not there.
 JSONObject connectionsOf(const std::string& root, const VolumeReader::CapacityOf& capacityOf,
                          const std::optional<std::string>& timeMachineDisk = {}) {
-  const auto volumes = VolumeReader(root, capacityOf, patience).read();
+  const auto volumes = VolumeReader(root, capacityOf, timeout).read();
   const DevicesReader::Outside outside{
       .reverseName = [](const std::string&) { return "router.lan..\nother"; },
       .busAddress = noBus,
-      .networkLimits = {.routerName = patience}};
+      .networkLimits = {.routerName = timeout}};
   JSONObject connections = DevicesReader(root, outside).read(volumes, Instant());
   connections.set("volumes", volumesJSON(volumes, timeMachineDisk));
   return connections;
@@ -164,7 +164,7 @@ TEST(DevicesReader, AsksForTheRoutersNameOnceInFiveMinutes) {
     static constexpr const char* answers[] = {"first.", "_gateway", ".", "last"};
     return answers[asked->fetch_add(1)];
   };
-  NetworkReader network(tree.root().string(), nameOf, {.routerName = patience});
+  NetworkReader network(tree.root().string(), nameOf, {.routerName = timeout});
   SystemBus bus(noBus);
   struct Step {
     int seconds;

@@ -70,7 +70,7 @@ class MacmonReaderTest : public testing::Test {
   }
   void startReader(const std::string& script = "exec cat says") {
     reader.emplace(std::vector<std::filesystem::path>{"/nonexistent/macmon", install(script)},
-                   MacmonReader::Surroundings{
+                   MacmonReader::Dependencies{
                        context.get_executor(), clock, single,
                        [this](const auto& executor, const auto& path, const auto& arguments) {
                          return std::make_unique<CountedLines>(

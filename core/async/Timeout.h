@@ -14,7 +14,7 @@ asio::awaitable<std::exception_ptr> failureOf(asio::awaitable<void> operation);
 
 /// Runs an operation for at most `limit`, then cancels it and throws
 /// boost::system::system_error with timed_out. Its own failure is passed on.
-asio::awaitable<void> withLimit(Clock& clock, Clock::Duration limit,
-                                asio::awaitable<void> operation);
+asio::awaitable<void> withTimeout(Clock& clock, Clock::Duration limit,
+                                  asio::awaitable<void> operation);
 
 }  // namespace orvik

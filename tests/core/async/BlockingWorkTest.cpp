@@ -7,7 +7,7 @@
 #include <future>
 #include <thread>
 
-#include "core/async/BoundedWork.h"
+#include "core/async/BlockingWork.h"
 #include "tests/support/ManualClock.h"
 
 namespace orvik {
@@ -30,7 +30,7 @@ struct Gate {
   }
 };
 
-class BoundedWorkTest : public testing::Test {
+class BlockingWorkTest : public testing::Test {
  protected:
   struct Outcome {
     bool isOver = false;
@@ -78,10 +78,10 @@ class BoundedWorkTest : public testing::Test {
 
   asio::io_context context;
   std::shared_ptr<test::ManualClock> clock = std::make_shared<test::ManualClock>(context);
-  std::unique_ptr<BoundedWork> work = std::make_unique<BoundedWork>(clock);
+  std::unique_ptr<BlockingWork> work = std::make_unique<BlockingWork>(clock);
 };
 
-TEST_F(BoundedWorkTest, GivesResultsInTurnOnTheCallersThread) {
+TEST_F(BlockingWorkTest, GivesResultsInTurnOnTheCallersThread) {
   const auto owned = std::make_shared<int>(1);
   const auto first = start(1s, [owned] { return *owned; });
   const auto failing = start(1s, []() -> int { throw std::runtime_error("no"); });
@@ -93,7 +93,7 @@ TEST_F(BoundedWorkTest, GivesResultsInTurnOnTheCallersThread) {
   EXPECT_EQ(owned.use_count(), 1);
 }
 
-TEST_F(BoundedWorkTest, AStuckFunctionCostsItsThreadAndNothingElse) {
+TEST_F(BlockingWorkTest, AStuckFunctionCostsItsThreadAndNothingElse) {
   Gate gate;
   const auto stuck = start(2s, gate.function(1));
   const auto behind = start(5s, [] { return 2; });
@@ -127,7 +127,7 @@ TEST_F(BoundedWorkTest, AStuckFunctionCostsItsThreadAndNothingElse) {
   }
 }
 
-TEST_F(BoundedWorkTest, WhoIsCancelledLeavesAtOnce) {
+TEST_F(BlockingWorkTest, WhoIsCancelledLeavesAtOnce) {
   Gate gate;
   const auto running = start(1h, gate.function(1));
   gate.begun->get_future().wait();

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/async/Turn.h"
+#include "core/async/AsyncMutex.h"
 
 namespace orvik {
 namespace {
@@ -29,7 +29,7 @@ struct Takers {
 
   void start(char name) {
     asio::co_spawn(
-        context, turn.take(operation(name)),
+        context, mutex.withLock(operation(name)),
         asio::bind_cancellation_slot(cancellations[name].slot(),
                                      [this](const std::exception_ptr& failure, char ended) {
                                        ends += failure ? '-' : ended;
@@ -58,7 +58,7 @@ struct Takers {
 
   asio::io_context context;
   std::map<char, asio::cancellation_signal> cancellations;
-  Turn turn{context.get_executor()};
+  AsyncMutex mutex{context.get_executor()};
   Notifier gate{context.get_executor()};
   bool isOpen = false;
   bool isSuccessorCancelled = false;
@@ -66,10 +66,10 @@ struct Takers {
   std::string ends;
 };
 
-/// A capital takes a turn, its small letter is cancelled, at "o" operations may end, at "!" B is
-/// cancelled the moment that another one has ended; a space runs what is ready. Whatever happens,
-/// one operation runs at a time, and Z gets its turn at last.
-TEST(Turn, GoesOnToTheNextWhoeverIsCancelled) {
+/// A capital asks for the lock, its small letter is cancelled, at "o" operations may end, at "!" B
+/// is cancelled the moment that another one has ended; a space runs what is ready. Whatever
+/// happens, one operation runs at a time, and Z gets the lock at last.
+TEST(AsyncMutex, GoesOnToTheNextWhoeverIsCancelled) {
   const std::pair<std::string_view, std::string> cases[] = {
       {"A B C o Z ", "ABCZ"},  {"Aa oZ ", "-Z"},      {"A a oZ ", "-Z"},
       {"A ao Z ", "-Z"},       {"A oa Z ", "AZ"},     {"A o aZ ", "AZ"},

@@ -1,4 +1,4 @@
-#include "core/async/Race.h"
+#include "core/async/Timeout.h"
 
 #include <boost/asio/experimental/awaitable_operators.hpp>
 #include <boost/asio/this_coro.hpp>
@@ -14,8 +14,8 @@ asio::awaitable<std::exception_ptr> failureOf(asio::awaitable<void> operation) {
   co_return nullptr;
 }
 
-asio::awaitable<void> withLimit(Clock& clock, Clock::Duration limit,
-                                asio::awaitable<void> operation) {
+asio::awaitable<void> withTimeout(Clock& clock, Clock::Duration limit,
+                                  asio::awaitable<void> operation) {
   using namespace asio::experimental::awaitable_operators;
   const auto winner = co_await (failureOf(std::move(operation)) || clock.sleepFor(limit));
   if (const auto* failure = std::get_if<std::exception_ptr>(&winner)) {

@@ -1,4 +1,4 @@
-#include "core/async/BoundedWork.h"
+#include "core/async/BlockingWork.h"
 
 #include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/error.hpp>
@@ -12,7 +12,7 @@
 #include <thread>
 
 #include "core/async/Announcement.h"
-#include "core/async/Race.h"
+#include "core/async/Timeout.h"
 
 namespace orvik {
 
@@ -28,7 +28,7 @@ struct Job {
 }  // namespace
 
 /// What the thread and its users share; one lock for all of it.
-class BoundedWork::Worker : public std::enable_shared_from_this<Worker> {
+class BlockingWork::Worker : public std::enable_shared_from_this<Worker> {
  public:
   /// Nothing when a stuck job is in the way, or there is no thread to be had.
   std::shared_ptr<Job> add(std::function<void()> work, Announcement::Announcer done) {
@@ -105,12 +105,12 @@ class BoundedWork::Worker : public std::enable_shared_from_this<Worker> {
   std::shared_ptr<Job> running;
 };
 
-BoundedWork::BoundedWork(std::shared_ptr<Clock> clock)
+BlockingWork::BlockingWork(std::shared_ptr<Clock> clock)
     : clock(std::move(clock)), worker(std::make_shared<Worker>()) {}
 
-BoundedWork::~BoundedWork() { worker->end(); }
+BlockingWork::~BlockingWork() { worker->end(); }
 
-asio::awaitable<bool> BoundedWork::runWithin(Clock::Duration limit, std::function<void()> work) {
+asio::awaitable<bool> BlockingWork::runWithin(Clock::Duration limit, std::function<void()> work) {
   const auto time = clock;
   const auto shared = worker;
   const asio::any_io_executor executor = co_await asio::this_coro::executor;
@@ -127,7 +127,7 @@ asio::awaitable<bool> BoundedWork::runWithin(Clock::Duration limit, std::functio
   } waiting{shared, job};
 
   try {
-    co_await withLimit(*time, limit, done.heard());
+    co_await withTimeout(*time, limit, done.heard());
   } catch (const boost::system::system_error& error) {
     if (error.code() != asio::error::timed_out) {
       throw;

@@ -20,12 +20,12 @@ namespace asio = boost::asio;
 /// nothing can end that. A function that is stuck costs this one thread: until it returns, further
 /// ones are refused at once. May be used and destroyed on any thread; destroying waits for nothing,
 /// a function that still runs is left to end for itself.
-class BoundedWork {
+class BlockingWork {
  public:
-  explicit BoundedWork(std::shared_ptr<Clock> clock);
-  BoundedWork(const BoundedWork&) = delete;
-  BoundedWork& operator=(const BoundedWork&) = delete;
-  ~BoundedWork();
+  explicit BlockingWork(std::shared_ptr<Clock> clock);
+  BlockingWork(const BlockingWork&) = delete;
+  BlockingWork& operator=(const BlockingWork&) = delete;
+  ~BlockingWork();
 
   /// What the function returns. Nothing when it has not returned within `limit` (waiting for its
   /// turn included) or has thrown, or when another one is stuck. Resumes on the caller's executor.
