@@ -5,8 +5,8 @@
 
 #include <utility>
 
-#include "OrvikApp/MainThread.h"
-#include "OrvikApp/platform/ComputerIcon.h"
+#include "OrvikApp/CoreThread.h"
+#include "OrvikApp/platform/Icons.h"
 #include "core/connection/BeastWebSocket.h"
 #include "core/sampling/SystemSampleSource.h"
 #include "core/sampling/ThisMachine.h"

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <QIcon>
+#include <optional>
+#include <string>
 
 namespace orvik {
 
@@ -11,5 +13,10 @@ class MenuBarSymbol {
   /// `opacity` from 0 to 1.
   [[nodiscard]] static QIcon icon(double opacity);
 };
+
+/// The system's picture of a computer as it goes to the phone: a PNG of 128 x 128 pixels. Nothing
+/// when the system has none to give, or when the readings have a picture of their own. Main thread
+/// only.
+[[nodiscard]] std::optional<std::string> computerIcon();
 
 }  // namespace orvik

@@ -1,4 +1,4 @@
-#include "OrvikApp/platform/Activation.h"
+#include "OrvikApp/platform/Windows.h"
 
 #import <AppKit/AppKit.h>
 
@@ -12,6 +12,12 @@ void bringToFront(QWidget* window) {
     window->raise();
     window->activateWindow();
   }
+}
+
+void hideTitleBar(QWidget& window) {
+  NSView* const view = (__bridge NSView*)reinterpret_cast<void*>(window.winId());
+  view.window.titleVisibility = NSWindowTitleHidden;
+  view.window.titlebarAppearsTransparent = YES;
 }
 
 }  // namespace orvik

@@ -1,4 +1,4 @@
-#include "OrvikApp/platform/MenuBarSymbol.h"
+#include "OrvikApp/platform/Icons.h"
 
 #include <QGuiApplication>
 #include <QPainter>
@@ -51,5 +51,8 @@ QIcon MenuBarSymbol::icon(double opacity) {
   }
   return icon;
 }
+
+// The readings bring one, for programs without a display too.
+std::optional<std::string> computerIcon() { return std::nullopt; }
 
 }  // namespace orvik
