@@ -3,6 +3,7 @@
 #include <boost/asio/write.hpp>
 #include <gmock/gmock.h>
 
+#include "relay/HTTPAnswer.h"
 #include "relay/RelayServer.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/TemporaryFolder.h"
@@ -183,6 +184,25 @@ TEST_F(PageTest, RelaysWithoutTLSUnderTheSameRules) {
   phone.send(pings);
   clock->advance(limits.checkInterval);
   phone.read("\x03\xF0too many bytes");
+}
+
+TEST(Page, IsProtectedAlikeByTheExamplesForOtherServers) {
+  const test::TemporaryFolder folder;
+  folder.write("index.html", "");
+  const Page page = Page::read(folder.path);
+  for (const std::string name : {"Caddyfile", "nginx.conf"}) {
+    std::stringstream example;
+    example << std::ifstream(ORVIK_DOCS "/../packaging/web/" + name).rdbuf();
+    const HTTPAnswer answer = answerTo({http::verb::get, "/missing", 11}, &page, true);
+    EXPECT_EQ(std::distance(answer.begin(), answer.end()), 9);
+    for (const auto& field : answer) {
+      const std::string text =
+          std::string(field.name_string()) + " \"" + std::string(field.value()) + '"';
+      if (!text.starts_with("Content-Type ") && !text.starts_with("Content-Length ")) {
+        EXPECT_THAT(example.str(), HasSubstr(text)) << name;
+      }
+    }
+  }
 }
 
 TEST(Page, IsReadFromAFolderThatHoldsNothingElse) {
