@@ -15,7 +15,7 @@
 #include "core/async/Timeout.h"
 #include "core/connection/BackOff.h"
 #include "core/connection/WebSocketURL.h"
-#include "core/values/Base64URL.h"
+#include "core/values/Base64.h"
 
 namespace orvik {
 
@@ -147,7 +147,7 @@ asio::awaitable<RelayClient::Outcome> RelayClient::connectOnce() {
 }
 
 std::string RelayClient::connectionURL() const {
-  return appendingPath(relay, "v1/mac/" + base64URL(pairing.macId));
+  return appendingPath(relay, "v1/mac/" + base64URL(pairing.macId()));
 }
 
 std::string RelayClient::authentication() const {

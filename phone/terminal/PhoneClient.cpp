@@ -6,7 +6,7 @@
 #include "core/async/Timeout.h"
 #include "core/connection/BackOff.h"
 #include "core/connection/WebSocketURL.h"
-#include "core/values/Base64URL.h"
+#include "core/values/Base64.h"
 #include "core/values/JSONReader.h"
 #include "core/values/JSONValue.h"
 #include "phone/terminal/DisplayText.h"
@@ -56,7 +56,7 @@ PhoneClient::PhoneClient(Pairing phonePairing, std::string_view relay,
                          std::shared_ptr<WebSocketSession> webSocketSession,
                          std::shared_ptr<Clock> clientClock, PhoneObserver& phoneObserver)
     : pairing(std::move(phonePairing)),
-      url(appendingPath(relay, "v1/phone/" + base64URL(pairing.macId))),
+      url(appendingPath(relay, "v1/phone/" + base64URL(pairing.macId()))),
       session(std::move(webSocketSession)),
       clock(std::move(clientClock)),
       observer(phoneObserver) {}

@@ -11,7 +11,7 @@
 #include <boost/beast/websocket/stream.hpp>
 #include <gmock/gmock.h>
 
-#include "core/values/Base64URL.h"
+#include "core/values/Base64.h"
 #include "relay/RelayServer.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/TemporaryFolder.h"

@@ -14,8 +14,7 @@ namespace orvik {
 /// The member when it is there and has this case, otherwise nothing.
 template <typename Case>
 [[nodiscard]] std::optional<Case> member(const JSONObject& object, std::string_view key) {
-  const JSONValue* value = object.find(key);
-  const Case* found = value == nullptr ? nullptr : value->get<Case>();
+  const Case* found = object.get<Case>(key);
   return found == nullptr ? std::nullopt : std::optional<Case>(*found);
 }
 

@@ -21,4 +21,12 @@ namespace orvik {
 [[nodiscard]] std::optional<std::int64_t> integerMember(const UntypedValue& map,
                                                         std::string_view key);
 
+namespace ConnectionsParsing {
+
+/// What `system_profiler -json` printed, also when it has printed lines of its log before or after
+/// the document. Null when there is no document.
+[[nodiscard]] UntypedValue profilerDocument(std::string_view text);
+
+}  // namespace ConnectionsParsing
+
 }  // namespace orvik

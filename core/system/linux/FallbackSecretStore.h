@@ -9,9 +9,9 @@ namespace orvik {
 /// A store of secrets with another in reserve. What is in the reserve is found until the first
 /// store has it, since a service for secrets may come later than the first secret; and what the
 /// first cannot keep goes there.
-class ReservedSecretStore final : public SecretStore {
+class FallbackSecretStore final : public SecretStore {
  public:
-  ReservedSecretStore(std::shared_ptr<SecretStore> first, std::shared_ptr<SecretStore> reserve);
+  FallbackSecretStore(std::shared_ptr<SecretStore> first, std::shared_ptr<SecretStore> reserve);
 
   [[nodiscard]] std::optional<Bytes> find(const Key& key) override;
   bool remove(const Key& key) override;

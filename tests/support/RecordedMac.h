@@ -67,7 +67,7 @@ class PrintingTool final : public LineProcess {
 };
 
 /// What only a Mac tells.
-class PaperSystem final : public MacSystem {
+class RecordedSystem final : public MacSystem {
  public:
   std::int64_t bootEpoch() override { return 1'800'000'000 - 143 * 3600 - 2520; }
   asio::awaitable<std::optional<Capacity>> dataVolume() override { co_return volume; }
