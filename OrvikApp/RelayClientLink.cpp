@@ -3,11 +3,12 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/post.hpp>
 
+#include <array>
 #include <optional>
 #include <utility>
 
-#include "OrvikApp/MainThread.h"
-#include "OrvikApp/platform/ComputerIcon.h"
+#include "OrvikApp/CoreThread.h"
+#include "OrvikApp/platform/Icons.h"
 #include "core/connection/BeastWebSocket.h"
 #include "core/sampling/SystemSampleSource.h"
 #include "core/sampling/ThisMachine.h"
@@ -21,15 +22,15 @@ namespace {
 class WaitingAlerts {
  public:
   std::shared_ptr<AlertQueue> of(const Pairing& pairing) {
-    if (pairing != owner) {
-      owner = pairing;
+    if (pairing.macId() != owner) {
+      owner = pairing.macId();
       queue = std::make_shared<AlertQueue>();
     }
     return queue;
   }
 
  private:
-  std::optional<Pairing> owner;
+  std::optional<std::array<std::uint8_t, Pairing::macIdSize>> owner;
   std::shared_ptr<AlertQueue> queue;
 };
 

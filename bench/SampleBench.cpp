@@ -7,7 +7,7 @@
 
 #include "core/sampling/SystemSampleSource.h"
 #include "core/sampling/mac/MacReadings.h"
-#include "tests/support/PaperMac.h"
+#include "tests/support/RecordedMac.h"
 
 namespace orvik {
 namespace {
@@ -39,7 +39,7 @@ struct Machine {
             return std::make_unique<test::PrintingTool>(replay->outputs["stream"], clock);
           }});
   std::shared_ptr<MacReadings> readings =
-      std::make_shared<MacReadings>(replay, macmon, std::make_shared<test::PaperSystem>());
+      std::make_shared<MacReadings>(replay, macmon, std::make_shared<test::RecordedSystem>());
 };
 
 /// What is taken every two seconds; the slower groups come from memory.

@@ -2,8 +2,8 @@
 #include <cstdlib>
 #include <functional>
 
-#include "core/sampling/linux/BrowsableMounts.h"
-#include "core/sampling/linux/ChipName.h"
+#include "core/sampling/linux/MountTable.h"
+#include "core/sampling/linux/MachineNames.h"
 #include "core/sampling/linux/CoreTypes.h"
 #include "core/sampling/linux/EDID.h"
 #include "core/sampling/linux/KernelText.h"

@@ -16,7 +16,7 @@
 #include "core/async/Timeout.h"
 #include "core/connection/WebSocketURL.h"
 #include "core/pairing/Envelope.h"
-#include "core/values/Base64URL.h"
+#include "core/values/Base64.h"
 #include "core/values/JSONReader.h"
 
 namespace orvik {
@@ -64,7 +64,7 @@ RelayClient::RelayClient(Pairing pairing, std::string relay, std::shared_ptr<Sam
       onState(std::move(onState)),
       clock(std::move(dependencies.clock)),
       strand(asio::make_strand(dependencies.executor)),
-      connection(appendingPath(relay, "v1/mac/" + base64URL(this->pairing.macId)),
+      connection(appendingPath(relay, "v1/mac/" + base64URL(this->pairing.macId())),
                  std::move(dependencies.session), clock, pingPause, *this),
       alertState(std::move(alertState)),
       engine(this->alertState.load().value_or(AlertEngine())),

@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "core/async/Clock.h"
-#include "core/sampling/MachineLoad.h"
 #include "core/sampling/SampleSource.h"
+#include "core/sampling/ThisMachine.h"
 
 namespace orvik {
 

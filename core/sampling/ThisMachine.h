@@ -2,6 +2,7 @@
 
 #include <boost/asio/any_io_executor.hpp>
 
+#include <array>
 #include <memory>
 #include <optional>
 #include <string>
@@ -10,6 +11,17 @@
 #include "core/sampling/MachineReadings.h"
 
 namespace orvik {
+
+/// How busy the machine is, and for how long it has been up.
+struct MachineLoad {
+  /// Over 1, 5 and 15 minutes; 0 where the system tells nothing.
+  std::array<double, 3> loadAverages{};
+  /// Seconds.
+  double uptime = 0;
+};
+
+/// Reads both from the system. May be called from any thread.
+[[nodiscard]] MachineLoad readMachineLoad();
 
 /// The readings of the machine that the program runs on. They may be awaited on any executor; what
 /// goes on between two readings runs on `executor`. `computerIcon` is the system's picture of a

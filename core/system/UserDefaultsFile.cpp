@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "core/system/ReplaceFile.h"
-#include "core/values/Base64URL.h"
+#include "core/values/Base64.h"
 #include "core/values/JSONReader.h"
 #include "core/values/JSONValue.h"
 
@@ -45,8 +45,7 @@ std::optional<std::string> UserDefaultsFile::data(std::string_view key) const {
     return std::nullopt;
   }
   const JSONObject object = objectIn(*read.content);
-  const JSONValue* value = object.find(key);
-  const auto* text = value == nullptr ? nullptr : value->get<std::string>();
+  const auto* text = object.get<std::string>(key);
   const auto bytes = text == nullptr ? std::nullopt : bytesFromBase64URL(*text);
   return bytes ? std::optional(std::string(bytes->begin(), bytes->end())) : std::nullopt;
 }

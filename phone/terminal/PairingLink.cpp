@@ -2,7 +2,7 @@
 
 #include <boost/url/parse.hpp>
 
-#include "core/values/Base64URL.h"
+#include "core/values/Base64.h"
 #include "phone/terminal/DisplayText.h"
 
 namespace orvik {

@@ -1,7 +1,7 @@
 #include "phone/terminal/PhoneClient.h"
 
 #include "core/connection/WebSocketURL.h"
-#include "core/values/Base64URL.h"
+#include "core/values/Base64.h"
 #include "core/values/JSONReader.h"
 #include "core/values/JSONValue.h"
 #include "phone/terminal/DisplayText.h"
@@ -53,7 +53,7 @@ PhoneClient::PhoneClient(Pairing phonePairing, std::string_view relay,
                          PhoneObserver& phoneObserver)
     : pairing(std::move(phonePairing)),
       observer(phoneObserver),
-      connection(appendingPath(relay, "v1/phone/" + base64URL(pairing.macId)), std::move(session),
+      connection(appendingPath(relay, "v1/phone/" + base64URL(pairing.macId())), std::move(session),
                  std::move(clock), pingPause, *this) {}
 
 void PhoneClient::connecting() { observer.connectionChanged({Phase::connecting, {}, {}}); }

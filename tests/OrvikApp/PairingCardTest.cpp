@@ -6,7 +6,6 @@
 #include <set>
 #include <vector>
 
-#include "OrvikApp/OffscreenApplication.h"
 #include "OrvikApp/PairingCard.h"
 #include "OrvikApp/PairingCardRendering.h"
 #include "OrvikApp/Texts.h"

@@ -8,7 +8,7 @@ import signal
 import subprocess
 
 from desktop import Panel, Screen, await_that, start_application, start_bus, start_display
-from programs import PATIENCE, build, check, path, run, start_phone, start_relay
+from programs import TIMEOUT, build, check, path, run, start_phone, start_relay
 
 ONLINE = ["Orvik", "● Online", "-", "Add a phone…", "Pause for 1 hour", "Disconnect all phones…",
           "-", "Check for Updates…", "Quit Orvik"]
@@ -113,7 +113,7 @@ def test():
     def run_without_session(*arguments, **variables):
         return subprocess.run(
             [os.path.join(build, "OrvikApp/orvik"), *arguments], check=False, capture_output=True,
-            env={"HOME": path(""), "PATH": os.environ["PATH"], **variables}, timeout=PATIENCE)
+            env={"HOME": path(""), "PATH": os.environ["PATH"], **variables}, timeout=TIMEOUT)
 
     for variables in ({}, {"DISPLAY": ":none"}):
         done = run_without_session(**variables)

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "core/values/Record.h"
+#include "core/values/JSONMembers.h"
 #include "core/values/Text.h"
 
 namespace orvik {

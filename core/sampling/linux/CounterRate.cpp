@@ -1,9 +1,16 @@
 #include "core/sampling/linux/CounterRate.h"
 
 #include <chrono>
+#include <ctime>
 #include <utility>
 
 namespace orvik {
+
+Instant monotonicNow() {
+  timespec time{};
+  clock_gettime(CLOCK_MONOTONIC, &time);
+  return Instant(std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec));
+}
 
 namespace {
 

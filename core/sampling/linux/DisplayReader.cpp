@@ -9,7 +9,7 @@
 
 #include "core/sampling/linux/EDID.h"
 #include "core/system/linux/TextFile.h"
-#include "core/values/Record.h"
+#include "core/values/JSONMembers.h"
 #include "core/values/Text.h"
 
 namespace orvik {

@@ -6,7 +6,6 @@
 
 #include "core/sampling/linux/CounterRate.h"
 #include "core/sampling/linux/HardwareMonitor.h"
-#include "core/sampling/linux/MonotonicTime.h"
 
 namespace orvik {
 

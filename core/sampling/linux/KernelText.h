@@ -3,10 +3,19 @@
 #include <cstdint>
 #include <optional>
 #include <string_view>
+#include <vector>
+
+namespace orvik {
+
+/// What stands between single separators, empty pieces included; views of the text.
+[[nodiscard]] std::vector<std::string_view> splitAt(std::string_view text, char separator);
+
+/// The fields of a line, however many blanks stand between them; views of the line.
+[[nodiscard]] std::vector<std::string_view> fieldsOf(std::string_view line);
 
 /// The kernel's tables of proc, as text to values. Pure functions that take any text; what is not
 /// of the documented form gives nothing.
-namespace orvik::KernelText {
+namespace KernelText {
 
 /// The first line of /proc/stat: what all CPUs have spent their time with since the start, in
 /// ticks. The time of guests is part of `user` and `nice`, and not counted again.
@@ -48,4 +57,6 @@ struct Memory {
 /// The mean of the frequencies in /proc/cpuinfo, in MHz; not every kind of processor has them.
 [[nodiscard]] std::optional<double> averageMHz(std::string_view cpuinfo);
 
-}  // namespace orvik::KernelText
+}  // namespace KernelText
+
+}  // namespace orvik

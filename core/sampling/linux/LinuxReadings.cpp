@@ -6,7 +6,7 @@
 #include <mutex>
 #include <utility>
 
-#include "core/sampling/MachineLoad.h"
+#include "core/sampling/ThisMachine.h"
 #include "core/sampling/linux/BatteryReader.h"
 #include "core/sampling/linux/DevicesReader.h"
 #include "core/sampling/linux/DiskReader.h"

@@ -10,11 +10,9 @@
 #include <string_view>
 #include <vector>
 
-#include "core/sampling/linux/ChipName.h"
+#include "core/sampling/linux/MachineNames.h"
 #include "core/sampling/linux/CoreTypes.h"
 #include "core/sampling/linux/KernelText.h"
-#include "core/sampling/linux/ProductName.h"
-#include "core/sampling/linux/TextFields.h"
 #include "core/system/linux/TextFile.h"
 #include "core/values/Text.h"
 

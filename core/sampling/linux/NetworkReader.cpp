@@ -7,9 +7,9 @@
 #include <memory>
 #include <string_view>
 
-#include "core/sampling/linux/TextFields.h"
+#include "core/sampling/linux/KernelText.h"
 #include "core/system/linux/TextFile.h"
-#include "core/values/Record.h"
+#include "core/values/JSONMembers.h"
 #include "core/values/Text.h"
 
 namespace orvik {

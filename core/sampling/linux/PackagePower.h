@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "core/sampling/linux/CounterRate.h"
-#include "core/sampling/linux/MonotonicTime.h"
 #include "core/system/linux/TextFile.h"
 
 namespace orvik {

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "core/sampling/linux/KernelText.h"
-#include "core/sampling/linux/MonotonicTime.h"
+#include "core/sampling/linux/CounterRate.h"
 #include "core/system/linux/TextFile.h"
 #include "core/values/JSONValue.h"
 

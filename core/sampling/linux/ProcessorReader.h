@@ -3,12 +3,26 @@
 #include <optional>
 #include <string>
 
-#include "core/sampling/linux/MonotonicTime.h"
-#include "core/sampling/linux/ProcessorUse.h"
+#include "core/sampling/linux/KernelText.h"
+#include "core/sampling/linux/CounterRate.h"
 #include "core/system/linux/TextFile.h"
 #include "core/values/JSONValue.h"
 
 namespace orvik {
+
+/// How busy the processor was between two readings of what it has spent its time with.
+class ProcessorUse {
+ public:
+  /// Per cent (0 to 100) of the time that was counted since the reading before; waiting for a disk
+  /// is not use. Nothing at the first reading; the last answer when nothing was counted since.
+  /// A counter that has gone backwards, as those of idle time do when a CPU goes off-line, counts
+  /// as one that stood still.
+  [[nodiscard]] std::optional<double> update(const KernelText::ProcessorTimes& now);
+
+ private:
+  std::optional<KernelText::ProcessorTimes> previous;
+  std::optional<double> last;
+};
 
 /// The processor's use and the memory, from two tables of the kernel that it always answers at
 /// once. What has to ask a device is SensorReader's.

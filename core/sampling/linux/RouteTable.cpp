@@ -8,7 +8,7 @@
 #include <charconv>
 #include <cstdint>
 
-#include "core/sampling/linux/TextFields.h"
+#include "core/sampling/linux/KernelText.h"
 
 namespace orvik {
 

@@ -6,7 +6,7 @@
 #include "core/sampling/PowerGuard.h"
 #include "core/sampling/linux/CoreFrequencies.h"
 #include "core/sampling/linux/GraphicsReader.h"
-#include "core/sampling/linux/MonotonicTime.h"
+#include "core/sampling/linux/CounterRate.h"
 #include "core/sampling/linux/PackagePower.h"
 #include "core/sampling/linux/PowerSupply.h"
 #include "core/sampling/linux/ProcessorTemperature.h"

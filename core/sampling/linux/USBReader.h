@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "core/sampling/USBDevice.h"
 #include "core/sampling/linux/VolumeReader.h"
-#include "core/sampling/mac/ConnectionsParsing.h"
 
 namespace orvik {
 

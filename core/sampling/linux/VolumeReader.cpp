@@ -5,7 +5,7 @@
 #include <map>
 
 #include "core/sampling/linux/BlockDevice.h"
-#include "core/sampling/linux/BrowsableMounts.h"
+#include "core/sampling/linux/MountTable.h"
 #include "core/system/linux/TextFile.h"
 #include "core/values/Text.h"
 

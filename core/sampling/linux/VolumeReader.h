@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "core/async/SlowQuestions.h"
+#include "core/sampling/Volume.h"
+#include "core/sampling/linux/DiskReader.h"
 #include "core/sampling/linux/MountTable.h"
-#include "core/sampling/linux/VolumeCapacity.h"
-#include "core/sampling/mac/ConnectionsParsing.h"
 #include "core/values/JSONValue.h"
 
 namespace orvik {

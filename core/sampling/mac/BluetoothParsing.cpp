@@ -1,3 +1,5 @@
+#include "core/sampling/mac/BluetoothParsing.h"
+
 #include <unicode/uchar.h>
 #include <unicode/utf8.h>
 
@@ -6,9 +8,8 @@
 #include <cmath>
 #include <utility>
 
-#include "core/sampling/mac/ConnectionsParsing.h"
-#include "core/sampling/mac/DocumentMembers.h"
-#include "core/values/Record.h"
+#include "core/sampling/mac/ProfilerDocument.h"
+#include "core/values/JSONMembers.h"
 #include "core/values/Text.h"
 
 namespace orvik::ConnectionsParsing {

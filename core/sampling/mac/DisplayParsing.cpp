@@ -1,10 +1,11 @@
+#include "core/sampling/mac/DisplayParsing.h"
+
 #include <charconv>
 #include <string_view>
 
-#include "core/sampling/mac/ConnectionsParsing.h"
-#include "core/sampling/mac/DocumentMembers.h"
+#include "core/sampling/mac/ProfilerDocument.h"
+#include "core/values/JSONMembers.h"
 #include "core/values/NumberText.h"
-#include "core/values/Record.h"
 #include "core/values/Text.h"
 
 namespace orvik::ConnectionsParsing {

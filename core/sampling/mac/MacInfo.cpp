@@ -5,7 +5,7 @@
 
 #include "core/sampling/mac/MacInfoParsing.h"
 #include "core/values/Base64.h"
-#include "core/values/Record.h"
+#include "core/values/JSONMembers.h"
 
 namespace orvik {
 

@@ -1,12 +1,16 @@
 #include "core/sampling/mac/MacReadings.h"
 
-#include "core/sampling/DiskFields.h"
-#include "core/sampling/MachineLoad.h"
-#include "core/sampling/mac/ConnectionsParsing.h"
-#include "core/sampling/mac/NetworkParsing.h"
+#include "core/sampling/ThisMachine.h"
+#include "core/sampling/Volume.h"
+#include "core/sampling/mac/BluetoothParsing.h"
+#include "core/sampling/mac/DisplayParsing.h"
+#include "core/sampling/mac/MacmonParsing.h"
+#include "core/sampling/mac/ProfilerDocument.h"
 #include "core/sampling/mac/SamplerParsing.h"
+#include "core/sampling/mac/USBParsing.h"
+#include "core/sampling/mac/VolumeParsing.h"
+#include "core/values/JSONMembers.h"
 #include "core/values/JSONReader.h"
-#include "core/values/Record.h"
 
 namespace orvik {
 
@@ -135,13 +139,13 @@ asio::awaitable<JSONValue> MacReadings::network() {
   static const Command route = {"/sbin/route", {"-n", "get", "default"}, 4};
   static const Command services = {"/usr/sbin/networksetup", {"-listnetworkserviceorder"}, 6};
   const std::string way = co_await run(route);
-  const auto gateway = NetworkParsing::gateway(way);
+  const auto gateway = SamplerParsing::gateway(way);
   if (!gateway) {
     co_return nullptr;
   }
   std::optional<std::string> link;
-  if (const auto interface = NetworkParsing::interfaceName(way)) {
-    link = NetworkParsing::linkName(co_await run(services), *interface);
+  if (const auto interface = SamplerParsing::interfaceName(way)) {
+    link = SamplerParsing::linkName(co_await run(services), *interface);
   }
   const Command lookup = {"/usr/bin/dig", {"+short", "-x", *gateway, "+time=1", "+tries=1"}, 4};
   const auto router = SamplerParsing::routerName(co_await run(lookup));

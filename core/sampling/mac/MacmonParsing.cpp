@@ -1,8 +1,9 @@
+#include "core/sampling/mac/MacmonParsing.h"
+
 #include <algorithm>
 #include <cmath>
 #include <initializer_list>
 
-#include "core/sampling/mac/SamplerParsing.h"
 #include "core/values/NumberText.h"
 
 namespace orvik::SamplerParsing {

@@ -8,10 +8,11 @@
 #include <utility>
 
 #include "core/sampling/mac/RegularExpression.h"
+#include "core/values/JSONMembers.h"
 #include "core/values/NumberText.h"
 #include "core/values/PropertyList.h"
-#include "core/values/Record.h"
 #include "core/values/Text.h"
+#include "core/values/UntypedValue.h"
 
 namespace orvik::SamplerParsing {
 
@@ -179,6 +180,23 @@ JSONObject timeMachine(std::int64_t lastBackup, std::string_view status,
           {"tm_disk_connected", contains(destinationInfo, "Mount Point")},
           {"tm_disk_name", orNull(trimmedGroup(destinationInfo, R"(^Name\s*:\s*(.+)$)",
                                                RegexOptions::anchorsMatchLines))}};
+}
+
+std::optional<std::string> gateway(std::string_view route) {
+  return firstGroup(route, R"(gateway:\s*(\S+))");
+}
+
+std::optional<std::string> interfaceName(std::string_view route) {
+  return firstGroup(route, R"(interface:\s*(\S+))");
+}
+
+std::optional<std::string> linkName(std::string_view serviceOrder, std::string_view interfaceName) {
+  auto name = firstGroup(serviceOrder, R"(\(\d+\)\s*([^\n]+)\n\(Hardware Port: [^,]+, Device: )" +
+                                           escapedForPattern(interfaceName) + R"(\))");
+  if (name && name->ends_with('\r')) {
+    name->pop_back();
+  }
+  return name;
 }
 
 std::optional<std::string> routerName(std::string_view text) {

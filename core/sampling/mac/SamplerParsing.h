@@ -5,17 +5,11 @@
 #include <string>
 #include <string_view>
 
-#include "core/sampling/PowerGuard.h"
 #include "core/values/JSONValue.h"
-#include "core/values/UntypedValue.h"
 
 /// From the output of the Mac's tools to sample keys. Pure functions that take any text, empty and
 /// broken text included, and give null or leave out what they do not find.
 namespace orvik::SamplerParsing {
-
-/// One line of macmon: the fifteen processor keys. A missing number counts as 0. Power passes the
-/// guard. Knows the names that the members have had in the tool's versions.
-[[nodiscard]] JSONObject macmon(const UntypedValue::Map& line, PowerGuard& guard);
 
 /// `pmset -g batt`: "battery_pct", "battery_state" ("discharging", "charging", "finishing",
 /// "charged", else "paused"), "on_ac", "battery_min" (minutes until empty or full). Of several
@@ -42,6 +36,18 @@ namespace orvik::SamplerParsing {
 /// "tm_disk_connected", "tm_disk_name".
 [[nodiscard]] JSONObject timeMachine(std::int64_t lastBackup, std::string_view status,
                                      std::string_view destinationInfo);
+
+/// `route -n get default`: the address of the gateway; nothing when there is no default route or it
+/// has none.
+[[nodiscard]] std::optional<std::string> gateway(std::string_view route);
+
+/// The same output: the interface that leads there ("en0").
+[[nodiscard]] std::optional<std::string> interfaceName(std::string_view route);
+
+/// `networksetup -listnetworkserviceorder`: the name of the service on an interface ("Wi-Fi");
+/// nothing when there is none or it is disabled.
+[[nodiscard]] std::optional<std::string> linkName(std::string_view serviceOrder,
+                                                  std::string_view interfaceName);
 
 /// `dig +short -x`: the name of the router, without the final point; nothing when it has none.
 [[nodiscard]] std::optional<std::string> routerName(std::string_view text);

@@ -1,14 +1,28 @@
 #include "core/sampling/ThisMachine.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <utility>
 
 #include "core/sampling/mac/MacReadings.h"
 #include "core/sampling/mac/MacmonReader.h"
 #include "core/sampling/mac/Shell.h"
+#include "core/sampling/mac/Sysctl.h"
 #include "core/sampling/mac/ThisMac.h"
 #include "core/system/mac/BundleResources.h"
 
 namespace orvik {
+
+MachineLoad readMachineLoad() {
+  MachineLoad load;
+  getloadavg(load.loadAverages.data(), static_cast<int>(load.loadAverages.size()));
+  if (const auto boot = Sysctl::bootTime()) {
+    const std::chrono::duration<double> time = SystemClock().unixNow() - *boot;
+    // The clock may be set back between the two.
+    load.uptime = std::max(time.count(), 0.0);
+  }
+  return load;
+}
 
 std::shared_ptr<MachineReadings> readingsOfThisMachine(
     const asio::any_io_executor& executor, std::shared_ptr<Clock> clock,

@@ -1,12 +1,13 @@
+#include "core/sampling/mac/USBParsing.h"
+
 #include <algorithm>
 #include <set>
 #include <span>
 
-#include "core/sampling/mac/ConnectionsParsing.h"
-#include "core/sampling/mac/DocumentMembers.h"
+#include "core/sampling/mac/ProfilerDocument.h"
+#include "core/values/JSONMembers.h"
 #include "core/values/NumberText.h"
 #include "core/values/PropertyList.h"
-#include "core/values/Record.h"
 #include "core/values/Text.h"
 
 namespace orvik::ConnectionsParsing {
@@ -77,16 +78,6 @@ USBDevice described(const UntypedValue& entry) {
 }
 
 }  // namespace
-
-JSONValue USBDevice::json() const {
-  return JSONObject{{"name", name}, {"maker", orNull(maker)}, {"speed", orNull(speed)},
-                    {"kind", kind}, {"storage", storage},     {"volume", orNull(volume)}};
-}
-
-std::optional<std::string_view> kindOfUSBClass(std::optional<std::int64_t> code) {
-  const auto* const known = std::ranges::find(usbKinds, code, &USBKind::classCode);
-  return known == usbKinds.end() ? std::nullopt : std::optional(known->kind);
-}
 
 std::string usbKind(const UntypedValue& device) {
   auto kind = kindOfUSBClass(integerMember(device, "bDeviceClass"));

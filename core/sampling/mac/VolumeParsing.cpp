@@ -1,11 +1,12 @@
+#include "core/sampling/mac/VolumeParsing.h"
+
 #include <algorithm>
 #include <array>
 #include <tuple>
 #include <utility>
 
-#include "core/sampling/mac/ConnectionsParsing.h"
-#include "core/sampling/mac/DocumentMembers.h"
-#include "core/values/Record.h"
+#include "core/sampling/mac/ProfilerDocument.h"
+#include "core/values/JSONMembers.h"
 #include "core/values/Text.h"
 
 namespace orvik::ConnectionsParsing {
@@ -90,14 +91,6 @@ std::optional<Volume> described(const UntypedValue& entry) {
 }
 
 }  // namespace
-
-JSONValue Volume::json() const {
-  return JSONObject{{"name", name},
-                    {"size_bytes", sizeBytes},
-                    {"free_bytes", freeBytes},
-                    {"protocol", orNull(protocol)},
-                    {"is_time_machine", isTimeMachine}};
-}
 
 bool isBrowsable(const UntypedValue& entry) {
   if (isStartUp(entry)) {

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <array>
 
-#include "core/system/linux/PrettyHostName.h"
+#include "core/system/linux/HostName.h"
 #include "core/system/linux/TextFile.h"
 #include "core/values/Text.h"
 

@@ -7,7 +7,7 @@
 #include <cstdlib>
 
 #include "core/system/linux/BaseFolder.h"
-#include "core/system/linux/ReservedSecretStore.h"
+#include "core/system/linux/FallbackSecretStore.h"
 #include "core/system/linux/SecretFile.h"
 #include "core/system/linux/SecretServiceStore.h"
 #include "core/system/linux/SystemBus.h"
@@ -60,7 +60,7 @@ std::shared_ptr<SecretStore> openSecretStore() {
   if (!hasSecretService(sessionBusAddress())) {
     return file;
   }
-  return std::make_shared<ReservedSecretStore>(std::make_shared<SecretServiceStore>(), file);
+  return std::make_shared<FallbackSecretStore>(std::make_shared<SecretServiceStore>(), file);
 }
 
 }  // namespace orvik

@@ -8,7 +8,7 @@
 
 #include "core/client/RelayClient.h"
 #include "core/pairing/Envelope.h"
-#include "core/values/Base64URL.h"
+#include "core/values/Base64.h"
 #include "core/values/JSONReader.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/ScriptedSocket.h"

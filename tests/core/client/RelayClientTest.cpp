@@ -43,7 +43,7 @@ TEST_F(RelayClientFixture, SamplesGoOutAsPhonesComeLookAndGo) {
   for (const auto& [sampling, steps] : cases) {
     source->duration = sampling;
     connect();
-    EXPECT_EQ(session->socket().url, "wss://relay.example/base/v1/mac/" + base64URL(pairing.macId));
+    EXPECT_EQ(session->socket().url, "wss://relay.example/base/v1/mac/" + base64URL(pairing.macId()));
     for (const auto& [viewers, active, time, sent] : steps) {
       presence(viewers, active);
       clock->advance(time);

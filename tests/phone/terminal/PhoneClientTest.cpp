@@ -3,7 +3,7 @@
 #include <boost/asio/co_spawn.hpp>
 #include <gmock/gmock.h>
 
-#include "core/values/Base64URL.h"
+#include "core/values/Base64.h"
 #include "phone/terminal/PhoneClient.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/ScriptedSocket.h"
@@ -77,7 +77,7 @@ class PhoneClientTest : public testing::Test {
 
 TEST_F(PhoneClientTest, IntroducesItselfAndOpensWhatIsSealedForIt) {
   start();
-  EXPECT_EQ(socket().url, "wss://relay.example/at/home/v1/phone/" + base64URL(pairing.macId));
+  EXPECT_EQ(socket().url, "wss://relay.example/at/home/v1/phone/" + base64URL(pairing.macId()));
   const std::string token = base64URL(pairing.authKey().data());
   EXPECT_THAT(socket().sent, ElementsAre("{\"auth\":\"" + token + "\"}", "{\"active\":true}"));
   EXPECT_THAT(diary.take(), ElementsAre("connecting…", "waiting for the computer…"));

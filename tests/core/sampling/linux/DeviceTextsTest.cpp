@@ -5,10 +5,9 @@
 #include <thread>
 
 #include "core/async/SlowQuestions.h"
-#include "core/sampling/linux/ChipName.h"
+#include "core/sampling/linux/MachineNames.h"
 #include "core/sampling/linux/EDID.h"
 #include "core/sampling/linux/MachineInfoReader.h"
-#include "core/sampling/linux/ProductName.h"
 #include "core/sampling/linux/RouteTable.h"
 #include "tests/support/Corpus.h"
 #include "tests/support/FixtureTree.h"

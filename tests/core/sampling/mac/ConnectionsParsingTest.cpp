@@ -2,7 +2,11 @@
 
 #include <map>
 
-#include "core/sampling/mac/ConnectionsParsing.h"
+#include "core/sampling/mac/BluetoothParsing.h"
+#include "core/sampling/mac/DisplayParsing.h"
+#include "core/sampling/mac/ProfilerDocument.h"
+#include "core/sampling/mac/USBParsing.h"
+#include "core/sampling/mac/VolumeParsing.h"
 #include "tests/support/Corpus.h"
 
 namespace orvik {

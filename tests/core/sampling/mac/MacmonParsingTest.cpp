@@ -4,7 +4,7 @@
 #include <limits>
 #include <regex>
 
-#include "core/sampling/mac/SamplerParsing.h"
+#include "core/sampling/mac/MacmonParsing.h"
 #include "core/values/JSONReader.h"
 #include "tests/support/Corpus.h"
 

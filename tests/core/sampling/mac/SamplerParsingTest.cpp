@@ -6,8 +6,8 @@
 #include <thread>
 
 #include "core/sampling/mac/MacInfoParsing.h"
-#include "core/sampling/mac/NetworkParsing.h"
 #include "core/sampling/mac/RegularExpression.h"
+#include "core/sampling/mac/MacmonParsing.h"
 #include "core/sampling/mac/SamplerParsing.h"
 #include "core/values/JSONReader.h"
 #include "core/values/NumberText.h"
@@ -32,7 +32,7 @@ JSONValue busiest(std::string_view text) {
 JSONValue links(std::string_view text) {
   Array names;
   for (const char* interface : {"en0", "en5", "en7", "en11", "bridge0"}) {
-    names.push_back(orNull(NetworkParsing::linkName(text, interface)));
+    names.push_back(orNull(SamplerParsing::linkName(text, interface)));
   }
   return names;
 }
@@ -58,8 +58,8 @@ const std::map<std::string, std::function<JSONValue(std::string_view)>> parsers{
     {"processes", busiest},
     {"route",
      [](auto text) {
-       return Array{orNull(NetworkParsing::gateway(text)),
-                    orNull(NetworkParsing::interfaceName(text))};
+       return Array{orNull(SamplerParsing::gateway(text)),
+                    orNull(SamplerParsing::interfaceName(text))};
      }},
     {"links", links},
     {"macmon",
@@ -95,7 +95,7 @@ TEST(MacParsing, TakesOddOutputs) {
   expectRows("outputs.txt", [](const std::string& text) { return text; });
   EXPECT_EQ(processes("1 \xFF\xE2\x82z").text(), "[[1.0,\"��z\"]]");
   EXPECT_EQ(pmsetBattery("\xFF\xFE%; \xFF").find("battery_pct")->text(), "null");
-  EXPECT_EQ(NetworkParsing::linkName("(1) a\n(Hardware Port: b, Device: e.*)", "e.*"), "a");
+  EXPECT_EQ(SamplerParsing::linkName("(1) a\n(Hardware Port: b, Device: e.*)", "e.*"), "a");
   EXPECT_EQ(MacInfoParsing::deviceTreeString(" MacBook é\xFF\n\0rest"s), "MacBook é�");
   EXPECT_EQ(MacInfoParsing::deviceTreeString(" \0x"s), std::nullopt);
   EXPECT_EQ(MacInfoParsing::version(14, 0, 0), "14.0");

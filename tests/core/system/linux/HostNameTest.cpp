@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "core/system/HostName.h"
-#include "core/system/linux/PrettyHostName.h"
+#include "core/system/linux/HostName.h"
 
 namespace orvik {
 namespace {

@@ -2,7 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "core/system/linux/ReservedSecretStore.h"
+#include "core/system/linux/FallbackSecretStore.h"
 #include "core/system/linux/SecretFile.h"
 #include "tests/support/MemorySecretStore.h"
 #include "tests/support/TemporaryFolder.h"
@@ -91,7 +91,7 @@ TEST_F(SecretFileTest, InReserveItHasWhatTheFirstStoreCannotKeep) {
                             {"without a collection", true, false, std::nullopt, newer},
                             {"locked", false, false, secret, std::nullopt}}) {
     const auto keyring = std::make_shared<test::MemorySecretStore>();
-    ReservedSecretStore both(keyring, std::make_shared<SecretFile>(folder));
+    FallbackSecretStore both(keyring, std::make_shared<SecretFile>(folder));
     ASSERT_TRUE(store.add(key, "Label", secret));
     EXPECT_EQ(both.find(key), secret) << "from before there was a keyring";
     ASSERT_TRUE(keyring->add(key, "Label", secret));

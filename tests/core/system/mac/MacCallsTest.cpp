@@ -11,7 +11,7 @@
 
 #include <memory>
 
-#include "core/sampling/MachineLoad.h"
+#include "core/sampling/ThisMachine.h"
 #include "core/sampling/mac/ThisMac.h"
 #include "core/system/SecretStore.h"
 #include "core/system/TrustedRoots.h"
