@@ -1,6 +1,7 @@
 #include "core/sampling/mac/MacInfoParsing.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "core/values/JSONReader.h"
 #include "core/values/NumberText.h"
@@ -30,6 +31,14 @@ std::optional<std::int64_t> top(const UntypedValue& chip, std::string_view key) 
     }
   }
   return top;
+}
+
+/// Up to the largest number: whatever the system counts, it is nothing to fail at.
+void add(std::int64_t count, std::int64_t& sum) {
+  using Limits = std::numeric_limits<std::int64_t>;
+  if (__builtin_add_overflow(sum, count, &sum)) {
+    sum = count > 0 ? Limits::max() : Limits::min();
+  }
 }
 
 std::string lowerCased(std::string text) {
@@ -68,9 +77,9 @@ Cores cores(const std::vector<PerformanceLevel>& levels) {
     };
     // Systems before macOS 13 do not name the levels; some chips have no level of this name.
     if (isNamed("efficiency") || (i == 1 && name.empty())) {
-      cores.efficiency += levels[i].physicalCPUs;
+      add(levels[i].physicalCPUs, cores.efficiency);
     } else if (i == 0 || isNamed("performance")) {
-      cores.performance += levels[i].physicalCPUs;
+      add(levels[i].physicalCPUs, cores.performance);
     }
   }
   return cores;

@@ -22,8 +22,6 @@ namespace orvik {
 
 namespace {
 
-/// One sample, the alerts' sample and the machine's description are read side by side.
-constexpr std::size_t threadCount = 4;
 constexpr std::chrono::milliseconds politeWait{500};
 constexpr std::size_t chunkSize = std::size_t{64} << 10;
 
@@ -170,7 +168,7 @@ struct Caller {
 
 }  // namespace
 
-Shell::Shell() : pool(threadCount) {}
+Shell::Shell() : pool(mostAtOnce) {}
 
 Shell::~Shell() {
   pool.stop();
