@@ -24,8 +24,7 @@ std::optional<std::int64_t> wholeFrequency(const UntypedValue& value) {
 
 /// The largest frequency under this key that is at least 1 MHz.
 std::optional<std::int64_t> top(const UntypedValue& chip, std::string_view key) {
-  const UntypedValue* member = chip.find(key);
-  const auto* list = member == nullptr ? nullptr : member->get<UntypedValue::List>();
+  const auto* list = chip.get<UntypedValue::List>(key);
   std::optional<std::int64_t> top;
   for (std::size_t i = 0; list != nullptr && i < list->size(); ++i) {
     if (const auto frequency = wholeFrequency((*list)[i]); frequency && *frequency >= 1) {
