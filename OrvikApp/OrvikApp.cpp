@@ -3,14 +3,16 @@
 #include <QGuiApplication>
 #include <QPointer>
 #include <chrono>
+#include <cstdio>
+#include <string>
 #include <utility>
 
 #include "OrvikApp/CoreModelClock.h"
-#include "OrvikApp/PairingLinkFile.h"
 #include "OrvikApp/RelayClientLink.h"
 #include "OrvikApp/TerminationSignals.h"
 #include "OrvikApp/platform/SystemRequests.h"
 #include "core/system/HostName.h"
+#include "core/system/ReplaceFile.h"
 
 namespace orvik {
 
@@ -32,6 +34,24 @@ AppModel::Dependencies dependenciesOf(const asio::any_io_executor& executor,
       .clock = std::make_shared<CoreModelClock>(executor, clock),
       .hostName = localizedHostName(),
   };
+}
+
+/// For developers who pair a phone without a camera: where the environment variable
+/// ORVIK_LINK_FILE names a file, it holds the present pairing's link for as long as the model
+/// lives, readable by the user alone.
+void keepPairingLinkFile(AppModel& model) {
+  const std::string path = qgetenv("ORVIK_LINK_FILE").toStdString();
+  if (path.empty()) {
+    return;
+  }
+  const auto write = [&model, path] {
+    FileOperations operations;
+    if (!replaceFile(path, model.pairing().link(model.macName()) + "\n", operations)) {
+      std::fprintf(stderr, "orvik: the link cannot be written to %s\n", path.c_str());
+    }
+  };
+  QObject::connect(&model, &AppModel::pairingChanged, &model, write);
+  write();
 }
 
 }  // namespace

@@ -2,7 +2,7 @@
 
 #include <boost/beast/http/rfc7230.hpp>
 
-#include <array>
+#include <algorithm>
 
 namespace orvik::relay {
 
@@ -15,13 +15,14 @@ std::string_view viewOf(boost::beast::string_view text) { return {text.data(), t
 
 boost::beast::span<const char> bodyOf(std::string_view text) { return {text.data(), text.size()}; }
 
-/// Whether the client takes gzip, and prefers it to nothing.
 bool takesGzip(const http::request<http::empty_body>& request) {
   for (const auto& [coding, parameters] : http::ext_list(request[field::accept_encoding])) {
     if (boost::beast::iequals(coding, "gzip")) {
-      const auto weight = *parameters.begin();
-      return parameters.begin() == parameters.end() ||
-             !(weight.first == "q" && weight.second.find_first_not_of("0.") == std::string::npos);
+      // A weight of nothing forbids it.
+      return std::none_of(parameters.begin(), parameters.end(), [](const auto& parameter) {
+        return parameter.first == "q" &&
+               parameter.second.find_first_not_of("0.") == boost::beast::string_view::npos;
+      });
     }
   }
   return false;
@@ -34,8 +35,8 @@ bool has(const http::request<http::empty_body>& request, const Page::Content& co
   return known == "*" || known.find(content.tag) != std::string_view::npos;
 }
 
-void protect(HTTPAnswer& answer, const Page& page, bool overTLS) {
-  answer.set("Content-Security-Policy", page.policy());
+void protect(HTTPAnswer& answer, const std::string& policy, bool overTLS) {
+  answer.set("Content-Security-Policy", policy);
   answer.set("X-Content-Type-Options", "nosniff");
   answer.set("Referrer-Policy", "no-referrer");
   answer.set(
@@ -92,7 +93,7 @@ HTTPAnswer answerTo(const http::request<http::empty_body>& request, const Page* 
                     bool overTLS) {
   HTTPAnswer answer = chosen(request, page);
   if (page != nullptr) {
-    protect(answer, *page, overTLS);
+    protect(answer, page->policy(viewOf(request[field::host])), overTLS);
   }
   answer.prepare_payload();
   if (request.method() == http::verb::head) {

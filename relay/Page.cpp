@@ -53,6 +53,14 @@ bool isPlainName(std::string_view name) {
   });
 }
 
+/// A host, perhaps with a port, that can stand in a header: it neither ends it nor adds to it.
+bool isHost(std::string_view text) {
+  constexpr std::size_t longest = 256;
+  return !text.empty() && text.size() < longest && std::ranges::all_of(text, [](char c) {
+    return (isPlainName({&c, 1}) && c != '/') || c == ':' || c == '[' || c == ']';
+  });
+}
+
 std::string contentOf(const fs::path& file, std::size_t most) {
   std::ifstream stream(file, std::ios::binary);
   std::string content(most + 1, '\0');
@@ -96,7 +104,7 @@ std::optional<Page::Content> packed(const std::string& text) {
 
 /// The origin of the relay that the configuration names: nothing where it names none, which means
 /// the page's own.
-std::string relayOrigin(const std::string& configuration) {
+std::string originIn(const std::string& configuration) {
   const auto refuse = [](const char* what) {
     throw Page::Unusable(std::string("config.json ") + what);
   };
@@ -119,29 +127,16 @@ std::string relayOrigin(const std::string& configuration) {
   const bool isWebSocket = relay.starts_with("wss://") || relay.starts_with("ws://");
   const std::string_view rest = isWebSocket ? std::string_view(relay).substr(scheme + 3) : "";
   const std::string_view host = rest.substr(0, rest.find('/'));
-  // What stands in a header must not end it or add to it.
-  const bool isHost = !host.empty() && std::ranges::all_of(host, [](char c) {
-    return isPlainName({&c, 1}) || c == ':' || c == '[' || c == ']';
-  });
-  if (!isHost) {
+  if (!isHost(host)) {
     refuse("names no relay of the form wss://HOST[:PORT]");
   }
   return relay.substr(0, scheme + 3) + std::string(host);
-}
-
-std::string policyFor(const std::string& origin) {
-  return "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data: blob:; "
-         "connect-src 'self'" +
-         (origin.empty() ? "" : " " + origin) +
-         "; manifest-src 'self'; worker-src 'self'; base-uri 'none'; form-action 'none'; "
-         "frame-ancestors 'none'; require-trusted-types-for 'script'; trusted-types orvik";
 }
 
 }  // namespace
 
 Page Page::read(const fs::path& folder) {
   Page page;
-  std::string origin;
   std::size_t left = mostBytes;
   if (!fs::is_directory(folder)) {
     throw Unusable(folder.string() + " is no folder");
@@ -164,7 +159,7 @@ Page Page::read(const fs::path& folder) {
     }
     left -= bytes.size();
     if (name == "config.json") {
-      origin = relayOrigin(bytes);
+      page.relayOrigin = originIn(bytes);
     }
     const Type& type = typeOf(name);
     File file{
@@ -180,13 +175,27 @@ Page Page::read(const fs::path& folder) {
   if (page.find(pagePath) == nullptr) {
     throw Unusable(folder.string() + " has no index.html: is it the built page?");
   }
-  page.contentPolicy = policyFor(origin);
   return page;
 }
 
 const Page::File* Page::find(std::string_view target) const {
   const auto found = files.find(target.substr(0, target.find('?')));
   return found == files.end() ? nullptr : &found->second;
+}
+
+std::string Page::policy(std::string_view host) const {
+  std::string sources = "'self'";
+  if (!relayOrigin.empty()) {
+    sources += " " + relayOrigin;
+  } else if (isHost(host)) {
+    // Older browsers do not take 'self' for WebSockets too.
+    sources += " ws://" + std::string(host) + " wss://" + std::string(host);
+  }
+  return "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data: blob:; "
+         "connect-src " +
+         sources +
+         "; manifest-src 'self'; worker-src 'self'; base-uri 'none'; form-action 'none'; "
+         "frame-ancestors 'none'; require-trusted-types-for 'script'; trusted-types orvik";
 }
 
 }  // namespace orvik::relay

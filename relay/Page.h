@@ -45,12 +45,14 @@ class Page {
   /// byte: nothing is decoded, and no path leads anywhere else.
   [[nodiscard]] const File* find(std::string_view target) const;
 
-  /// What browsers may load for the page, as Content-Security-Policy says it.
-  [[nodiscard]] const std::string& policy() const noexcept { return contentPolicy; }
+  /// What browsers may load for the page, as Content-Security-Policy says it. `host` is what the
+  /// request says that it asks, and is left out where it is no host.
+  [[nodiscard]] std::string policy(std::string_view host) const;
 
  private:
   std::map<std::string, File, std::less<>> files;
-  std::string contentPolicy;
+  /// Empty where the relay has the page's own origin.
+  std::string relayOrigin;
 };
 
 }  // namespace orvik::relay

@@ -3,6 +3,7 @@
 #include <boost/asio/write.hpp>
 #include <gmock/gmock.h>
 
+#include "relay/HTTPAnswer.h"
 #include "relay/RelayServer.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/TemporaryFolder.h"
@@ -112,11 +113,12 @@ TEST_F(PageTest, AnswersEachRequestAsItShould) {
   for (const Row& row : std::initializer_list<Row>{
            {"GET /orvik/p", "200", "Content-Type: text/html; charset=utf-8", html},
            {"HEAD /orvik/p", "200", "Content-Length: " + std::to_string(html.size()), ""},
+           {"GET /orvik/p HTTP/1.1\r\nAccept-Encoding: gzip", "200", "Content-Encoding: gzip",
+            packedBody},
            {"GET /orvik/p?x=1", "200", "Cache-Control: no-cache", html},
            {"GET /orvik/p HTTP/1.1\r\nAccept-Encoding: gzip;q=0.0", "200", "Vary: Accept-E", html},
            {"GET /orvik/p HTTP/1.1" + known, "304", "Cache-Control: no-cache", ""},
-           {"GET /orvik/p HTTP/1.1\r\nAccept-Encoding: gzip" + known, "200",
-            "Content-Encoding: gzip", packedBody},
+           {"GET /orvik/p HTTP/1.1\r\nAccept-Encoding: gzip" + known, "200", "ETag: ", packedBody},
            {"GET /orvik/a/main-1.js", "200", "Cache-Control: public, max-age=31536000, immutable",
             "run()"},
            {"POST /orvik/p HTTP/1.1\r\nContent-Length: 9", "405", "Allow: GET, HEAD",
@@ -185,6 +187,30 @@ TEST_F(PageTest, RelaysWithoutTLSUnderTheSameRules) {
   phone.read("\x03\xF0too many bytes");
 }
 
+TEST(Page, IsProtectedAlikeByTheExamplesForOtherServers) {
+  const test::TemporaryFolder folder;
+  folder.write("index.html", "");
+  const Page page = Page::read(folder.path);
+  for (const auto& [name, host] :
+       {std::pair{"Caddyfile", "{http.request.hostport}"}, {"nginx.conf", "$http_host"}}) {
+    std::stringstream example;
+    example << std::ifstream(std::string(ORVIK_DOCS "/../packaging/web/") + name).rdbuf();
+    const std::string own = std::string("connect-src 'self' wss://") + host;
+    std::string text = example.str();
+    ASSERT_THAT(text, HasSubstr(own));
+    text.replace(text.find(own), own.size(), "connect-src 'self'");
+    const HTTPAnswer answer = answerTo({http::verb::get, "/missing", 11}, &page, true);
+    EXPECT_EQ(std::distance(answer.begin(), answer.end()), 9);
+    for (const auto& field : answer) {
+      const std::string line =
+          std::string(field.name_string()) + " \"" + std::string(field.value()) + '"';
+      if (!line.starts_with("Content-Type ") && !line.starts_with("Content-Length ")) {
+        EXPECT_THAT(text, HasSubstr(line)) << name;
+      }
+    }
+  }
+}
+
 TEST(Page, IsReadFromAFolderThatHoldsNothingElse) {
   const test::TemporaryFolder folder;
   const auto refusal = [&folder] {
@@ -204,7 +230,17 @@ TEST(Page, IsReadFromAFolderThatHoldsNothingElse) {
     EXPECT_THAT(refusal(), StartsWith("config.json ")) << relay;
   }
   folder.write("config.json", R"({"relay":"ws://[::1]:47480"})");
-  EXPECT_THAT(Page::read(folder.path).policy(), HasSubstr("'self' ws://[::1]:47480;"));
+  EXPECT_THAT(Page::read(folder.path).policy("a"), HasSubstr("'self' ws://[::1]:47480;"));
+  folder.write("config.json", R"({"relay":""})");
+  for (const auto& [host, sources] :
+       {std::pair{"a.example:1", " ws://a.example:1 wss://a.example:1;"},
+        {"", ";"},
+        {"a b", ";"},
+        {"a;script-src *", ";"},
+        {"a/b", ";"}}) {
+    EXPECT_THAT(Page::read(folder.path).policy(host),
+                HasSubstr(std::string("connect-src 'self'") + sources));
+  }
   folder.write("a b", "");
   EXPECT_THAT(refusal(), HasSubstr("name"));
   std::filesystem::remove(folder.path / "a b");

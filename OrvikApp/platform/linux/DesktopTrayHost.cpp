@@ -73,4 +73,8 @@ void DesktopTrayHost::set(bool& fact, bool value) {
   }
 }
 
+std::unique_ptr<TrayHost> watchTrayHost(std::function<void(bool isPresent)> changed) {
+  return std::make_unique<DesktopTrayHost>(std::move(changed));
+}
+
 }  // namespace orvik

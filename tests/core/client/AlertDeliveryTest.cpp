@@ -1,6 +1,6 @@
 // Alerts on their way from the machine to the relay.
 
-#include "tests/core/client/RelaySession.h"
+#include "tests/core/client/RelayClientFixture.h"
 
 namespace orvik {
 namespace {
@@ -12,7 +12,7 @@ using testing::IsEmpty;
 
 /// The machine is plugged in and unplugged, which always is an alert. Alerts are told apart by the
 /// second at which they happened.
-class AlertDelivery : public test::RelaySession {
+class AlertDelivery : public test::RelayClientFixture {
  protected:
   AlertDelivery() {
     prepare = [this](ScriptedSocket& socket) {
@@ -61,10 +61,11 @@ class AlertDelivery : public test::RelaySession {
   }
   std::vector<int> takeArrived() { return std::exchange(arrived, {}); }
 
-  void emit(Alert::Kind kind) {
+  void emit(Alert::Kind kind, std::optional<double> value = {}) {
     asio::co_spawn(context,
                    client->emitForTesting({.kind = kind,
                                            .state = Alert::State::raised,
+                                           .value = value,
                                            .epochMs = epochMilliseconds(clock->unixNow())}),
                    [this](const std::exception_ptr&) { ++emitted; });
     clock->settle();
@@ -144,6 +145,24 @@ TEST_F(AlertDelivery, OneFlushAtATime) {
   clock->settle();
   presence(0, 0);
   EXPECT_THAT(takeArrived(), ElementsAre(60)) << "a flush that was cancelled is over";
+}
+
+TEST_F(AlertDelivery, AValueThatIsNoNumberIsSentOnce) {
+  presence(0, 0);
+  for (const double value : {std::nan(""), std::numeric_limits<double>::infinity(), 91.5}) {
+    emit(Alert::Kind::diskFull, value);
+    EXPECT_EQ(takeArrived().size(), 1U) << value;
+  }
+}
+
+TEST_F(AlertDelivery, TheNextClientSendsWhatWaits) {
+  raise(2);
+  stop();
+  client = makeClient();
+  client->start();
+  clock->settle();
+  presence(0, 0);
+  EXPECT_THAT(takeArrived(), ElementsAre(30, 60));
 }
 
 TEST_F(AlertDelivery, TheStateIsSavedWhenItChangesAndGoesOnInTheNextRun) {
