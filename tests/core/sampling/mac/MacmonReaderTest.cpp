@@ -41,12 +41,12 @@ struct Tool {
   bool isPolite = true;
 };
 
-struct Run final : LineProcess {
-  explicit Run(std::shared_ptr<Tool> started) : tool(std::move(started)) {
+struct ToolRun final : LineProcess {
+  explicit ToolRun(std::shared_ptr<Tool> started) : tool(std::move(started)) {
     tool->running++;
     tool->isToEnd = false;
   }
-  ~Run() override { tool->running--; }
+  ~ToolRun() override { tool->running--; }
   asio::awaitable<Reading> nextLine() override {
     const std::function<bool()> isOver = [this] { return !tool->lines.empty() || tool->isToEnd; };
     co_await tool->changed.until(isOver);
@@ -72,7 +72,7 @@ class MacmonReaderTest : public testing::Test {
                    MacmonReader::Dependencies{context.get_executor(), clock, single,
                                               [this](const auto&, const auto&, const auto& given) {
                                                 tool->starts.push_back(given.at(2));
-                                                return std::make_unique<Run>(tool);
+                                                return std::make_unique<ToolRun>(tool);
                                               }});
   }
   void says(const std::string& line) {
