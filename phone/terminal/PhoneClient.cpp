@@ -24,8 +24,7 @@ std::string authMessage(const Pairing& pairing) {
 
 /// "mac" of a relay's {"mac":true|false}; nothing for any other message.
 std::optional<bool> macPresence(const UntypedValue& message) {
-  const UntypedValue* mac = message.find("mac");
-  const auto* isOnline = mac == nullptr ? nullptr : mac->get<bool>();
+  const auto* isOnline = message.get<bool>("mac");
   return isOnline == nullptr ? std::nullopt : std::optional(*isOnline);
 }
 
