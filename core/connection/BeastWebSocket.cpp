@@ -146,7 +146,7 @@ asio::awaitable<void> BeastWebSocketTask::establish() {
 
 asio::awaitable<void> BeastWebSocketTask::connectToHost() {
   auto& socket = beast::get_lowest_layer(stream);
-  const auto endpoints = co_await lookUp(url->host, url->port);
+  const auto endpoints = co_await lookUp(clock, connectLimit, url->host, url->port);
   std::exception_ptr failure =
       std::make_exception_ptr(boost::system::system_error(asio::error::host_not_found));
   for (const auto& endpoint : endpoints) {
@@ -188,6 +188,7 @@ void BeastWebSocketTask::configureWebSocket() {
   stream.control_callback([this](websocket::frame_type kind, beast::string_view /*payload*/) {
     if (kind == websocket::frame_type::close) {
       receivedCode = stream.reason().code;
+      changed.notify();
       boundClosing();
     }
   });
@@ -195,7 +196,7 @@ void BeastWebSocketTask::configureWebSocket() {
 
 asio::awaitable<void> BeastWebSocketTask::send(std::string text) {
   const auto self = shared_from_this();
-  if (phase != Phase::open || requestedCode) {
+  if (phase != Phase::open || requestedCode || receivedCode) {
     throw boost::system::system_error(asio::error::not_connected);
   }
   const auto message = std::make_shared<Outbound>(Outbound{std::move(text), {}, {}});
@@ -222,9 +223,13 @@ asio::awaitable<void> BeastWebSocketTask::send(std::string text) {
 
 asio::awaitable<WebSocketMessage> BeastWebSocketTask::receive() {
   const auto self = shared_from_this();
-  co_await changed.until([this] { return !inbox.empty() || phase == Phase::ended; });
+  // Nothing follows a close frame, and what it says does not wait for the end of the handshake,
+  // for which the other side takes its time.
+  co_await changed.until(
+      [this] { return !inbox.empty() || receivedCode || phase == Phase::ended; });
   if (inbox.empty()) {
-    throw boost::system::system_error(endReason);
+    throw boost::system::system_error(
+        phase == Phase::ended ? endReason : boost::system::error_code(websocket::error::closed));
   }
   WebSocketMessage message = std::move(inbox.front());
   inbox.pop_front();
@@ -280,8 +285,8 @@ asio::awaitable<void> BeastWebSocketTask::writeMessages() {
   for (;;) {
     co_await changed.until(
         [this] { return !outbox.empty() || requestedCode || phase == Phase::ended; });
-    if (phase == Phase::ended) {
-      co_return;
+    if (phase == Phase::ended || receivedCode) {
+      co_return;  // a close frame is answered by the library
     }
     if (requestedCode) {
       const websocket::close_reason reason(*requestedCode);

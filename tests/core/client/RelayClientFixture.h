@@ -23,7 +23,6 @@ class ScriptedSource final : public SampleSource {
   explicit ScriptedSource(ManualClock& clock) : clock(clock) {}
   asio::awaitable<std::string> sample() override { return sample(false); }
   asio::awaitable<std::string> sample(bool withMacInfo) override {
-    ++taken;
     co_await clock.sleepFor(duration);
     co_return withMacInfo ? R"({"kind":"full"})" : R"({"kind":"plain"})";
   }
@@ -43,13 +42,12 @@ class ScriptedSource final : public SampleSource {
   std::string alertText;
   bool fails = false;
   std::vector<Instant> checks;
-  int taken = 0;
 };
 
 /// A relay client on manual time and scripted connections.
-class RelaySession : public testing::Test {
+class RelayClientFixture : public testing::Test {
  protected:
-  RelaySession() {
+  RelayClientFixture() {
     session->onNew = [this](ScriptedSocket& socket) {
       socket.onSend = [this](const std::string& text) { note(text); };
       if (prepare) {
@@ -57,15 +55,20 @@ class RelaySession : public testing::Test {
       }
     };
   }
-  ~RelaySession() override { stop(); }
-  RelaySession(const RelaySession&) = delete;
-  RelaySession& operator=(const RelaySession&) = delete;
+  ~RelayClientFixture() override { stop(); }
+  RelayClientFixture(const RelayClientFixture&) = delete;
+  RelayClientFixture& operator=(const RelayClientFixture&) = delete;
 
   std::shared_ptr<RelayClient> makeClient() {
     return std::make_shared<RelayClient>(
         pairing, "wss://relay.example/base", source, alertState,
-        [this](const RelayState& state) { states.push_back(state); },
-        RelayClient::Dependencies{context.get_executor(), clock, session});
+        [this](const RelayState& state) {
+          states.push_back(state);
+          if (onState) {
+            onState(state);
+          }
+        },
+        RelayClient::Dependencies{context.get_executor(), clock, session, alerts});
   }
 
   /// Notes what the client sends, as "seconds kind".
@@ -92,10 +95,13 @@ class RelaySession : public testing::Test {
     timeline.clear();
     zero = clock->now();
   }
-  void stop() {
-    bool stopped = false;
+  void beginToStop() {
+    stopped = false;
     asio::co_spawn(context, client->stop(), [&](const std::exception_ptr&) { stopped = true; });
     clock->settle();
+  }
+  void stop() {
+    beginToStop();
     if (!stopped) {
       clock->advance(2s);
     }
@@ -115,9 +121,12 @@ class RelaySession : public testing::Test {
   std::shared_ptr<ScriptedSource> source = std::make_shared<ScriptedSource>(*clock);
   Pairing pairing = Pairing(Bytes(16, 1), Bytes(32, 2));
   std::function<void(ScriptedSocket&)> prepare;
+  std::function<void(const RelayState&)> onState;
   std::vector<std::string> timeline;
   std::vector<RelayState> states;
+  bool stopped = false;
   Instant zero;
+  std::shared_ptr<AlertQueue> alerts = std::make_shared<AlertQueue>();
   AlertStateStore alertState = AlertStateStore::memory();
   std::shared_ptr<RelayClient> client = makeClient();
 };
