@@ -1,4 +1,4 @@
-import type { ReadonlySignal } from "@preact/signals";
+import type { ReadonlySignal } from "@preact/signals-core";
 import type { Alert } from "../protocol/alert.js";
 import type { MacInfo, Sample } from "../protocol/sample.js";
 
