@@ -155,10 +155,11 @@ export class Connection {
   }
 
   private failed(): void {
+    const next = this.state === "accepted" || this.state === "held" ? "connecting" : "failing";
     this.drop();
     this.stopTimers();
-    this.turn("failing");
-    this.after("retry", this.backOff.nextSeconds() * 1000, () => { this.connect("failing"); });
+    this.turn(next);
+    this.after("retry", this.backOff.nextSeconds() * 1000, () => { this.connect(next); });
   }
 
   private refused(): void {
