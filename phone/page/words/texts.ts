@@ -1,11 +1,11 @@
-// Words with values put in: numbers, times, durations, amounts, all in the digits and the order of the phone's locale.
+// Words with values put in: numbers, times, durations, amounts, all in the digits and the order of the phone"s locale.
 
-import type { Forms, Words } from './en.js';
-import type { Language } from './languages.js';
+import type { Forms, Words } from "./en.js";
+import type { Language } from "./languages.js";
 
-const firstStrongIsolate = '\u2068';
-const popIsolate = '\u2069';
-const noBreakSpace = '\u00a0';
+const firstStrongIsolate = "\u2068";
+const popIsolate = "\u2069";
+const noBreakSpace = "\u00a0";
 
 /** One run of a number with its unit, in the order of the locale: Turkish writes %12. */
 export interface Part {
@@ -21,6 +21,8 @@ export interface Texts extends Formats {
   fill(text: string, ...values: readonly string[]): string;
   /** The text of the plural category of `count`, filled with it and with `more`. */
   count(forms: Forms, count: number, ...more: readonly string[]): string;
+  /** The plural category of a number. */
+  category(count: number): Intl.LDMLPluralRule;
   /** A text with a time of day as its last value; the hour 01 may have a form of its own. */
   timed(forms: Forms, epochMs: number, ...before: readonly string[]): string;
   /** Facts side by side. */
@@ -55,21 +57,22 @@ interface Formats {
 /** Writes with these words. Formatters are made when first needed: each costs a slow phone a millisecond. */
 export function createTexts(words: Words, language: Language): Texts {
   const fill = (text: string, ...values: readonly string[]): string =>
-    text.replace(/\{(\d)\}/g, (_, index: string) => isolate(values[Number(index)] ?? '', language));
-  const formats = createFormats(words, language, fill);
+    text.replace(/\{(\d)\}/g, (_, index: string) => isolate(values[Number(index)] ?? "", language));
+  const formats = createFormats(words, language);
   const plural = lazy(() => new Intl.PluralRules(language.locale));
   return {
     ...formats,
     w: words,
     language,
     fill,
+    category: (count) => plural().select(count),
     count: (forms, count, ...more) =>
       fill(forms[plural().select(count)] ?? forms.other, formats.number(count), ...more),
     timed: (forms, epochMs, ...before) =>
       fill((new Date(epochMs).getHours() === 1 ? forms.one : undefined) ?? forms.other, ...before, formats.time(epochMs)),
     list: (facts) =>
       facts
-        .filter((fact): fact is string => fact !== undefined && fact !== '')
+        .filter((fact): fact is string => fact !== undefined && fact !== "")
         .map((fact) => isolate(fact, language))
         .join(words.listSeparator),
   };
@@ -83,26 +86,26 @@ function isolate(value: string, language: Language): string {
     : value;
 }
 
-function createFormats(words: Words, language: Language, fill: Texts['fill']): Formats {
+function createFormats(words: Words, language: Language): Formats {
   const { locale } = language;
   const { units } = words;
   const numbers = cached((options: string) => {
-    const [style = 'decimal', unit = '', digits = '0', width = '1'] = options.split(' ');
+    const [style = "decimal", unit = "", digits = "0", width = "1"] = options.split(" ");
     return new Intl.NumberFormat(locale, {
-      style: style === 'percent' ? 'percent' : style === 'unit' ? 'unit' : 'decimal',
-      ...(unit !== '' && { unit, unitDisplay: 'short' }),
+      style: style === "percent" ? "percent" : style === "unit" ? "unit" : "decimal",
+      ...(unit !== "" && { unit, unitDisplay: "short" }),
       minimumFractionDigits: Number(digits),
       maximumFractionDigits: Number(digits),
       minimumIntegerDigits: Number(width),
     });
   });
-  const days = lazy(() => new Intl.DateTimeFormat(locale, { day: 'numeric', month: 'long' }));
-  const relativeDays = lazy(() => new Intl.RelativeTimeFormat(locale, { numeric: 'auto' }));
+  const days = lazy(() => new Intl.DateTimeFormat(locale, { day: "numeric", month: "long" }));
+  const relativeDays = lazy(() => new Intl.RelativeTimeFormat(locale, { numeric: "auto" }));
 
   const number = (value: number, digits = 0): string => numbers(`decimal  ${digits}`).format(withoutMinusZero(value, digits));
-  const twoDigits = (value: number): string => numbers('decimal  0 2').format(value);
-  // Not `fill`: number and unit are one run, isolated as a whole where they are put in.
-  const measure = (unit: string, text: string): string => unit.replace('{0}', text).replace(' ', noBreakSpace);
+  const twoDigits = (value: number): string => numbers("decimal  0 2").format(value);
+  // Number and unit are one run, which is isolated as a whole where it is put in.
+  const measure = (unit: string, text: string): string => unit.replace("{0}", text).replace(" ", noBreakSpace);
   const clock = (epochMs: number): string => {
     const at = new Date(epochMs);
     return `${twoDigits(at.getHours())}:${twoDigits(at.getMinutes())}`;
@@ -117,7 +120,7 @@ function createFormats(words: Words, language: Language, fill: Texts['fill']): F
       hours < 48
         ? [units.hour, units.minute, hours, minutes % 60]
         : [units.day, units.hour, Math.floor(hours / 24), hours % 24];
-    return measure(big, number(count)) + (rest === 0 ? '' : noBreakSpace + measure(small, number(rest)));
+    return measure(big, number(count)) + (rest === 0 ? "" : noBreakSpace + measure(small, number(rest)));
   };
   const date = (epochMs: number): string => days().format(epochMs);
 
@@ -126,9 +129,9 @@ function createFormats(words: Words, language: Language, fill: Texts['fill']): F
     percent: (value, digits = 0) => numbers(`percent  ${digits}`).format(withoutMinusZero(value, digits) / 100),
     percentParts: (value) => {
       const parts: Part[] = [];
-      for (const { type, value: text } of numbers('percent  0').formatToParts(Math.round(value) / 100)) {
-        if (type === 'literal') continue; // the gap between the two sizes belongs to the style
-        const unit = type === 'percentSign';
+      for (const { type, value: text } of numbers("percent  0").formatToParts(Math.round(value) / 100)) {
+        if (type === "literal") continue; // the gap between the two sizes belongs to the style
+        const unit = type === "percentSign";
         const last = parts.at(-1);
         if (last !== undefined && last.unit === unit) parts[parts.length - 1] = { unit, text: last.text + text };
         else parts.push({ unit, text });
@@ -138,7 +141,7 @@ function createFormats(words: Words, language: Language, fill: Texts['fill']): F
     celsius: (value, digits = 0) => measure(units.celsius, number(value, digits)),
     celsiusParts: (value) => [
       { unit: false, text: number(value) },
-      { unit: true, text: units.celsius.replace('{0}', '').trim() },
+      { unit: true, text: units.celsius.replace("{0}", "").trim() },
     ],
     watts: (value) => measure(units.watt, number(value, 1)),
     gibibytes: (value, digits = 1) => measure(units.gibibyte, number(value, Number.isInteger(value) ? 0 : digits)),
@@ -146,11 +149,11 @@ function createFormats(words: Words, language: Language, fill: Texts['fill']): F
     hertz: (value) => measure(units.hertz, number(value, Number.isInteger(value) ? 0 : 1)),
     bytes: (value) => {
       const [size, unit, digits] =
-        value >= 1e12 ? [value / 1e12, 'terabyte', 2] : value >= 1e9 ? [value / 1e9, 'gigabyte', 0] : [value / 1e6, 'megabyte', 0];
+        value >= 1e12 ? [value / 1e12, "terabyte", 2] : value >= 1e9 ? [value / 1e9, "gigabyte", 0] : [value / 1e6, "megabyte", 0];
       // The Arabic short forms are whole words in another script; the readings beside them keep their Latin units.
-      return language.tag === 'ar'
+      return language.tag === "ar"
         ? `${number(size, digits)}${noBreakSpace}${unit.charAt(0).toUpperCase()}B`
-        : numbers(`unit ${unit} ${digits}`).format(size).replace(' ', noBreakSpace);
+        : numbers(`unit ${unit} ${digits}`).format(size).replace(" ", noBreakSpace);
     },
     duration,
     time: clock,
@@ -160,7 +163,7 @@ function createFormats(words: Words, language: Language, fill: Texts['fill']): F
     day: (epochMs, nowMs) => {
       const ago = Math.round((startOfDay(nowMs) - startOfDay(epochMs)) / 86_400_000);
       if (ago !== 0 && ago !== 1) return date(epochMs);
-      const word = relativeDays().format(-ago, 'day');
+      const word = relativeDays().format(-ago, "day");
       return word.charAt(0).toLocaleUpperCase(locale) + word.slice(1);
     },
   };
