@@ -21,9 +21,9 @@ QPointer<AppModel>& currentModel() {
 
 AppModel* AppModel::current() { return currentModel(); }
 
-AppModel::AppModel(Surroundings given)
-    : surroundings(std::move(given)),
-      name(surroundings.hostName.value_or("Mac")),
+AppModel::AppModel(Dependencies given)
+    : dependencies(std::move(given)),
+      name(dependencies.hostName.value_or("Mac")),
       published{.pairing = pairingAtStart()} {
   if (firstLaunch) {
     registerLoginItem(true);
@@ -35,11 +35,11 @@ AppModel::AppModel(Surroundings given)
 }
 
 Pairing AppModel::pairingAtStart() {
-  if (auto stored = PairingStore::load(*surroundings.secretStore)) {
+  if (auto stored = PairingStore::load(*dependencies.secretStore)) {
     return *std::move(stored);
   }
   firstLaunch = true;
-  return PairingStore::loadOrCreate(*surroundings.secretStore);
+  return PairingStore::loadOrCreate(*dependencies.secretStore);
 }
 
 template <typename Value>
@@ -54,7 +54,7 @@ void AppModel::connect() {
   if (client || isPaused()) {
     return;
   }
-  client = surroundings.makeRelayLink(
+  client = dependencies.makeRelayLink(
       pairing(), [model = QPointer(this), link = ++linkCount](const RelayState& state) {
         if (model) {
           model->linkReported(link, state);
@@ -84,10 +84,10 @@ void AppModel::disconnect(const PowerEvents::SleepHold& hold) {
 
 void AppModel::pauseOneHour() {
   disconnect();
-  publish(&Published::pausedUntil, std::optional(surroundings.clock->now() + pauseLength),
+  publish(&Published::pausedUntil, std::optional(dependencies.clock->now() + pauseLength),
           &AppModel::pausedUntilChanged);
   // A task from an earlier pause is let go of, not cancelled: its hour runs out at its own time.
-  resumeTask = surroundings.clock->after(pauseLength, [model = QPointer(this)] {
+  resumeTask = dependencies.clock->after(pauseLength, [model = QPointer(this)] {
     if (model) {
       model->resume();
     }
@@ -106,7 +106,7 @@ void AppModel::disconnectAllPhones() {
   disconnect();
   publish(&Published::pairing, Pairing::generate(), &AppModel::pairingChanged);
   // A pairing that cannot be stored still does for this run.
-  PairingStore::save(*surroundings.secretStore, pairing());
+  PairingStore::save(*dependencies.secretStore, pairing());
   connect();
 }
 
@@ -126,25 +126,25 @@ void AppModel::setLaunchAtLogin(bool on) {
 }
 
 bool AppModel::isRegistered() const {
-  const LoginItem::Status status = surroundings.loginItem->status();
+  const LoginItem::Status status = dependencies.loginItem->status();
   return status == LoginItem::Status::enabled || status == LoginItem::Status::requiresApproval;
 }
 
 void AppModel::registerLoginItem(bool on) {
   if (on != isRegistered()) {
     // What the system refuses shows in the switch.
-    surroundings.loginItem->setRegistered(on);
+    dependencies.loginItem->setRegistered(on);
   }
 }
 
 void AppModel::observeSleep() {
-  observers.push_back(surroundings.powerEvents->onWillSleep(
+  observers.push_back(dependencies.powerEvents->onWillSleep(
       [model = QPointer(this)](const PowerEvents::SleepHold& hold) {
         if (model) {
           model->disconnect(hold);
         }
       }));
-  observers.push_back(surroundings.powerEvents->onDidWake([model = QPointer(this)] {
+  observers.push_back(dependencies.powerEvents->onDidWake([model = QPointer(this)] {
     if (model) {
       model->connect();
     }

@@ -12,9 +12,9 @@
 #include "OrvikApp/RelayLink.h"
 #include "OrvikApp/platform/LoginItem.h"
 #include "OrvikApp/platform/PowerEvents.h"
+#include "core/client/RelayState.h"
 #include "core/pairing/Pairing.h"
-#include "core/platform/SecretStore.h"
-#include "core/relay/RelayState.h"
+#include "core/system/SecretStore.h"
 
 namespace orvik {
 
@@ -26,7 +26,7 @@ class AppModel final : public QObject {
 
  public:
   /// What the model acts through. Nothing in it is null.
-  struct Surroundings {
+  struct Dependencies {
     RelayLinkFactory makeRelayLink;
     std::shared_ptr<SecretStore> secretStore;
     std::shared_ptr<LoginItem> loginItem;
@@ -41,7 +41,7 @@ class AppModel final : public QObject {
 
   /// Loads the pairing or makes one, then connects. Where no pairing was stored, this is the first
   /// launch: the application then makes itself a login item.
-  explicit AppModel(Surroundings surroundings);
+  explicit AppModel(Dependencies dependencies);
 
   /// What the link to the relay last reported.
   [[nodiscard]] const RelayState& state() const { return published.state; }
@@ -101,7 +101,7 @@ class AppModel final : public QObject {
   void registerLoginItem(bool on);
   void observeSleep();
 
-  const Surroundings surroundings;
+  const Dependencies dependencies;
   const std::string name;
   bool firstLaunch = false;
   Published published;

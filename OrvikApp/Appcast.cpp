@@ -1,9 +1,13 @@
 #include "OrvikApp/Appcast.h"
 
+#include <QCollator>
+#include <QHash>
+#include <QRegularExpression>
+#include <QTextDocumentFragment>
 #include <QXmlStreamReader>
 #include <algorithm>
+#include <optional>
 
-#include "OrvikApp/ReleaseNotes.h"
 #include "core/values/Text.h"
 
 namespace orvik {
@@ -16,214 +20,202 @@ const QString versions = QStringLiteral("http://www.andymatuschak.org/xml-namesp
 constexpr int deepest = 32;
 /// An element has a handful. The reader's search for double ones takes the square of their number.
 constexpr int mostAttributes = 1000;
-constexpr int mostItems = 1000;
-constexpr qsizetype longestText = 65'536;
-constexpr qsizetype longestLink = 2048;
+/// Far more than one reads before an update.
+constexpr qsizetype longestNotes = 8192;
 
-/// Whether no element can have too many attributes: each has its equals sign, and none of an
-/// element's is behind the next "<".
-bool hasFewAttributes(const QByteArray& xml) {
-  int count = 0;
-  for (const char c : xml) {
-    count = c == '<' ? 0 : c == '=' ? count + 1 : count;
-    if (count > mostAttributes) {
-      return false;
-    }
-  }
-  return true;
+QRegularExpression pattern(const char* text) {
+  return QRegularExpression(
+      QString::fromUtf8(text),
+      QRegularExpression::CaseInsensitiveOption | QRegularExpression::DotMatchesEverythingOption);
 }
 
-std::optional<VersionNumber> versionNumber(const QString& text) {
-  return VersionNumber::parse(text.trimmed().toStdString());
+struct Version {
+  /// Nothing for a text that cannot be one. What follows a "+" tells builds of one version apart
+  /// and does not count.
+  static std::optional<Version> parse(const QString& text) {
+    static const QRegularExpression form = pattern(R"(\A\d[a-z\d.+-]{0,63}\z)");
+    qsizetype end = 0;
+    const auto numbers = QVersionNumber::fromString(text, &end).normalized();
+    return form.match(text).hasMatch() && end > 0
+               ? std::optional(
+                     Version{text, numbers, text.mid(end).section(QLatin1Char('+'), 0, 0)})
+               : std::nullopt;
+  }
+
+  [[nodiscard]] bool isNewerThan(const Version& other) const {
+    if (numbers != other.numbers || suffix.isEmpty() || other.suffix.isEmpty()) {
+      return numbers > other.numbers ||
+             (numbers == other.numbers && suffix.isEmpty() && !other.suffix.isEmpty());
+    }
+    QCollator order{QLocale(QLocale::English)};
+    order.setNumericMode(true);
+    order.setIgnorePunctuation(true);
+    order.setCaseSensitivity(Qt::CaseInsensitive);
+    return order.compare(suffix, other.suffix) > 0;
+  }
+
+  QString text;
+  QVersionNumber numbers;
+  QString suffix;
+};
+
+/// What an item says, as it says it.
+struct Item {
+  /// By the names of its elements; those of `versions` begin with a colon.
+  QHash<QString, QString> texts;
+  QList<QXmlStreamAttributes> files;
+};
+
+/// The items of the feed; nothing when it is none.
+std::optional<QList<Item>> itemsOf(const QByteArray& feed) {
+  const QStringList channelPath{QStringLiteral("rss"), QStringLiteral("channel")};
+  const QStringList itemPath = channelPath + QStringList(QStringLiteral("item"));
+  QXmlStreamReader xml(QString::fromUtf8(feed));
+  QStringList path;
+  bool hasChannel = false;
+  QList<Item> items;
+  QString text;
+  while (!xml.atEnd()) {
+    switch (xml.readNext()) {
+      case QXmlStreamReader::DTD:
+        return std::nullopt;
+      case QXmlStreamReader::StartElement: {
+        const bool isOfVersions = xml.namespaceUri() == versions;
+        path += isOfVersions                   ? QLatin1Char(':') + xml.name().toString()
+                : xml.namespaceUri().isEmpty() ? xml.name().toString()
+                                               : QString();
+        if (path.size() > deepest) {
+          return std::nullopt;
+        }
+        hasChannel = hasChannel || path == channelPath;
+        if (path == itemPath) {
+          items += Item();
+        } else if (path.size() == 4 && path.back() == QStringLiteral("enclosure") &&
+                   path.first(3) == itemPath) {
+          items.back().files += xml.attributes();
+        }
+        if (path.size() == 4) {
+          text.clear();
+        }
+        break;
+      }
+      case QXmlStreamReader::Characters:
+        text += xml.text();
+        break;
+      case QXmlStreamReader::EndElement:
+        if (path.size() == 4 && path.first(3) == itemPath) {
+          items.back().texts[path.back()] = text.trimmed();
+        }
+        path.removeLast();
+        break;
+      default:
+        break;
+    }
+  }
+  return xml.hasError() || !hasChannel ? std::nullopt : std::optional(items);
 }
 
 QUrl secureLink(const QString& text) {
   const QUrl url(text.trimmed(), QUrl::StrictMode);
-  const bool isSecure = text.size() <= longestLink && url.isValid() && !url.host().isEmpty() &&
-                        url.scheme() == QStringLiteral("https");
+  const bool isSecure =
+      url.isValid() && !url.host().isEmpty() && url.scheme() == QStringLiteral("https");
   return isSecure ? url : QUrl();
 }
 
-/// What an item says, as it says it.
-struct Item {
-  QString version;
+/// A version that can be had, and its notes as they were written.
+struct Offer {
+  Version version;
   QString shownVersion;
-  QString minimumSystemVersion;
-  QString channel;
-  QString link;
-  QString description;
-  /// The file for this system, or for any.
-  QString file;
-  bool hasFile = false;
-  bool isForOthers = false;
-  bool isForThisSystem = false;
+  QUrl link;
+  QString notes;
 };
 
-class AppcastReader {
- public:
-  AppcastReader(const QByteArray& feed, const UpdateTarget& target)
-      : xml(QString::fromUtf8(feed)), target(target) {}
-
-  /// False when it is no feed.
-  bool read() {
-    while (!xml.atEnd()) {
-      switch (xml.readNext()) {
-        case QXmlStreamReader::DTD:
-          return false;
-        case QXmlStreamReader::StartElement:
-          if (++depth > deepest || !enter()) {
-            return false;
-          }
-          break;
-        case QXmlStreamReader::Characters:
-          if (field != nullptr && field->size() < longestText) {
-            field->append(xml.text().left(longestText - field->size()));
-          }
-          break;
-        case QXmlStreamReader::EndElement:
-          leave(depth--);
-          break;
-        default:
-          break;
-      }
-    }
-    return !xml.hasError() && hasChannel;
+/// What an item offers to this system.
+std::optional<Offer> offerOf(const Item& item, const UpdateTarget& target) {
+  const auto fileFor = [&item](const QString& system) {
+    return std::ranges::find_if(item.files, [&system](const QXmlStreamAttributes& file) {
+      return file.value(versions, QStringLiteral("os")) == system;
+    });
+  };
+  auto file = fileFor(target.system);
+  const bool isForThisSystem = file != item.files.end();
+  if (!isForThisSystem) {
+    file = fileFor({});
   }
-
-  /// The newest of the items that count.
-  std::optional<VersionNumber> newest;
-  UpdateOutcome outcome{.kind = UpdateOutcome::Kind::newVersion};
-
- private:
-  [[nodiscard]] bool is(const char* name) const {
-    return xml.namespaceUri().isEmpty() && xml.name() == QLatin1String(name);
+  const bool isForOthers = file == item.files.end() && !item.files.isEmpty();
+  const auto attributes = file == item.files.end() ? QXmlStreamAttributes() : *file;
+  const auto said = [&](const QString& name) {
+    const auto value = attributes.value(versions, name);
+    return value.isEmpty() ? item.texts.value(QLatin1Char(':') + name) : value.trimmed().toString();
+  };
+  const auto version = Version::parse(said(QStringLiteral("version")));
+  if (!version || isForOthers || !item.texts.value(QStringLiteral(":channel")).isEmpty()) {
+    return std::nullopt;
   }
-
-  bool enter() {
-    if (depth == 1) {
-      return is("rss");
-    }
-    if (depth == 2) {
-      isInChannel = is("channel");
-      hasChannel = hasChannel || isInChannel;
-    } else if (depth == 3) {
-      isInItem = isInChannel && is("item") && ++items <= mostItems;
-      item = {};
-    } else if (depth == 4 && isInItem) {
-      if (is("enclosure")) {
-        enterFile();
-      } else {
-        field = fieldOf(xml.namespaceUri(), xml.name());
-      }
-    }
-    return true;
+  const auto shown = Version::parse(said(QStringLiteral("shortVersionString")));
+  const QUrl page = secureLink(item.texts.value(QStringLiteral("link")));
+  const QUrl link =
+      page.isEmpty() ? secureLink(attributes.value(QStringLiteral("url")).toString()) : page;
+  // The lowest version of an item for any system is that of one of the others.
+  const bool isForNewerSystem =
+      isForThisSystem && !target.systemVersion.isNull() &&
+      target.systemVersion <
+          QVersionNumber::fromString(item.texts.value(QStringLiteral(":minimumSystemVersion")));
+  if (link.isEmpty() || isForNewerSystem) {
+    return std::nullopt;
   }
+  return Offer{*version, shown.value_or(*version).text, link,
+               item.texts.value(QStringLiteral("description"))};
+}
 
-  void leave(int left) {
-    if (left == 4) {
-      field = nullptr;
-    } else if (left == 3 && isInItem) {
-      isInItem = false;
-      weigh();
+/// Notes, HTML or not, as plain text: paragraphs and list items on lines of their own. Of the tags
+/// none is left that has attributes, through which documents load and tables grow, or that nests.
+QString plainText(QString text) {
+  static const QRegularExpression markup = pattern(R"(</?[a-z][a-z0-9]*(\s[^>]*)?/?>|&#?\w+;)");
+  static const std::pair<QRegularExpression, QString> simplified[] = {
+      {pattern(R"(<!--.*?(-->|\z)|<(script|style|head)\b.*?(</\2[^>]*(>|\z)|\z))"), {}},
+      {pattern(R"(<li\b[^>]*(>|\z))"), QStringLiteral("<p>• ")},
+      {pattern(R"(</?(br|p|div|ul|ol|li|h\d|tr|pre)\b[^>]*(>|\z))"), QStringLiteral("<p>")},
+      {pattern(R"(</?(?!p>)[a-z][^>]*(>|\z))"), {}}};
+  static const QRegularExpression controls = pattern(R"([^\P{Cc}\n\t]|\x{fffc})");
+  static const QRegularExpression emptyLines = pattern(R"(\s*\n\s*\n\s*)");
+  text.truncate(longestNotes);
+  if (text.contains(markup)) {
+    for (const auto& [tag, replacement] : simplified) {
+      text.replace(tag, replacement);
     }
+    text = QTextDocumentFragment::fromHtml(text).toPlainText();
   }
-
-  /// Where the text of an element of an item belongs; null for one that does not matter.
-  QString* fieldOf(QStringView space, QStringView name) {
-    struct Element {
-      bool isOfVersions;
-      const char* name;
-      QString* field;
-    };
-    for (const Element& element :
-         {Element{false, "link", &item.link}, Element{false, "description", &item.description},
-          Element{true, "version", &item.version},
-          Element{true, "shortVersionString", &item.shownVersion},
-          Element{true, "minimumSystemVersion", &item.minimumSystemVersion},
-          Element{true, "channel", &item.channel}}) {
-      if (name == QLatin1String(element.name) &&
-          space == (element.isOfVersions ? versions : QString())) {
-        element.field->clear();
-        return element.field;
-      }
-    }
-    return nullptr;
-  }
-
-  void enterFile() {
-    const QXmlStreamAttributes attributes = xml.attributes();
-    const auto system = attributes.value(versions, QStringLiteral("os"));
-    if (!system.isEmpty() && system != target.system) {
-      item.isForOthers = true;
-      return;
-    }
-    if (item.hasFile && system.isEmpty()) {
-      return;
-    }
-    item.hasFile = true;
-    item.isForThisSystem = !system.isEmpty();
-    item.file = attributes.value(QStringLiteral("url")).toString();
-    const auto take = [&](QString& to, const QString& name) {
-      if (const auto value = attributes.value(versions, name); !value.isEmpty()) {
-        to = value.toString();
-      }
-    };
-    take(item.version, QStringLiteral("version"));
-    take(item.shownVersion, QStringLiteral("shortVersionString"));
-  }
-
-  /// Takes the item that has ended, when it counts and is newer than those before.
-  void weigh() {
-    const auto number = versionNumber(item.version);
-    const QUrl page = secureLink(item.link);
-    const QUrl link = page.isEmpty() ? secureLink(item.file) : page;
-    const bool isForThis = item.hasFile || !item.isForOthers;
-    if (!number || (newest && *number <= *newest) || link.isEmpty() || !isForThis ||
-        !item.channel.trimmed().isEmpty() || isForNewerSystem()) {
-      return;
-    }
-    newest = number;
-    outcome.version =
-        (versionNumber(item.shownVersion) ? item.shownVersion : item.version).trimmed();
-    outcome.link = link;
-    outcome.notes = item.description;
-  }
-
-  /// The lowest version of an item for any system is that of one of the others.
-  [[nodiscard]] bool isForNewerSystem() const {
-    const auto least = versionNumber(item.minimumSystemVersion);
-    return item.isForThisSystem && least && target.systemVersion && *target.systemVersion < *least;
-  }
-
-  QXmlStreamReader xml;
-  const UpdateTarget& target;
-  int depth = 0;
-  int items = 0;
-  bool hasChannel = false;
-  bool isInChannel = false;
-  bool isInItem = false;
-  Item item;
-  QString* field = nullptr;
-};
+  return text.remove(controls).replace(emptyLines, QStringLiteral("\n\n")).trimmed();
+}
 
 }  // namespace
 
-UpdateOutcome decideUpdate(const QByteArray& feed, const VersionNumber& current,
+UpdateOutcome decideUpdate(const QByteArray& feed, const QString& currentVersion,
                            const UpdateTarget& target) {
-  const std::string_view bytes(feed.constData(), static_cast<std::size_t>(feed.size()));
-  if (!isValidUTF8(bytes) || !hasFewAttributes(feed)) {
+  const bool isText = isValidUTF8({feed.constData(), static_cast<std::size_t>(feed.size())});
+  const auto tags = feed.split('<');
+  const bool isOdd = std::ranges::any_of(
+      tags, [](const QByteArray& tag) { return tag.count('=') > mostAttributes; });
+  const auto current = Version::parse(currentVersion);
+  const auto items = isText && !isOdd ? itemsOf(feed) : std::nullopt;
+  if (!items || !current) {
     return {};
   }
-  AppcastReader reader(feed, target);
-  if (!reader.read()) {
-    return {};
+  std::optional<Offer> newest;
+  for (const Item& item : *items) {
+    auto offer = offerOf(item, target);
+    if (offer && offer->version.isNewerThan(newest ? newest->version : *current)) {
+      newest = std::move(offer);
+    }
   }
-  if (!reader.newest || *reader.newest <= current) {
+  if (!newest) {
     return {.kind = UpdateOutcome::Kind::upToDate};
   }
-  UpdateOutcome outcome = std::move(reader.outcome);
-  outcome.notes = releaseNotes(outcome.notes);
-  return outcome;
+  return {.kind = UpdateOutcome::Kind::newVersion,
+          .version = newest->shownVersion,
+          .link = newest->link,
+          .notes = plainText(newest->notes)};
 }
 
 }  // namespace orvik

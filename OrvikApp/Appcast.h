@@ -3,8 +3,7 @@
 #include <QByteArray>
 #include <QString>
 #include <QUrl>
-
-#include "OrvikApp/VersionNumber.h"
+#include <QVersionNumber>
 
 namespace orvik {
 
@@ -25,15 +24,17 @@ struct UpdateOutcome {
 struct UpdateTarget {
   /// As feeds name it, such as "linux" or "macos".
   QString system;
-  std::optional<VersionNumber> systemVersion;
+  /// Null when it is not known.
+  QVersionNumber systemVersion;
 };
 
 /// Reads an appcast: RSS 2.0 whose items name versions with the elements and attributes of
 /// http://www.andymatuschak.org/xml-namespaces/sparkle. Of the items for this system the one with
-/// the highest version counts, wherever in the feed it stands. Items without a version or without
-/// an https link, and those of a channel that one has to choose, are passed over. Unreadable is
-/// what is not such a feed in UTF-8, has a document type, or is far from what a feed looks like.
-[[nodiscard]] UpdateOutcome decideUpdate(const QByteArray& feed, const VersionNumber& current,
+/// the highest version counts, wherever in the feed it stands; "2.0-beta.3" comes before "2.0".
+/// Items without a version or without an https link, and those of a channel that one has to choose,
+/// are passed over. Unreadable is what is not such a feed in UTF-8, has a document type, or is far
+/// from what a feed looks like.
+[[nodiscard]] UpdateOutcome decideUpdate(const QByteArray& feed, const QString& currentVersion,
                                          const UpdateTarget& target);
 
 }  // namespace orvik

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <QSslConfiguration>
+#include <QDialog>
+#include <QNetworkAccessManager>
 #include <QUrl>
+#include <chrono>
 #include <memory>
 
 #include "OrvikApp/Appcast.h"
-#include "OrvikApp/FeedDownload.h"
-#include "OrvikApp/UpdateDialog.h"
 #include "OrvikApp/platform/Updater.h"
 
 namespace orvik {
@@ -15,16 +15,10 @@ namespace orvik {
 /// got in the browser.
 class AppcastUpdater final : public Updater {
  public:
-  struct Source {
-    /// https, or there is nothing to read.
-    QUrl feed;
-    UpdateTarget target;
-    QSslConfiguration encryption = QSslConfiguration::defaultConfiguration();
-    FeedDownload::Limits limits = {};
-  };
-
-  /// `texts` must outlive it.
-  AppcastUpdater(const Texts& texts, Source source);
+  /// `texts` must outlive it. The feed is read over https or not at all, and has to be there after
+  /// `timeout`.
+  AppcastUpdater(const Texts& texts, QUrl feed, UpdateTarget target,
+                 std::chrono::milliseconds timeout = std::chrono::seconds(20));
 
   void checkForUpdates() override;
 
@@ -32,9 +26,12 @@ class AppcastUpdater final : public Updater {
   void show(const UpdateOutcome& outcome);
 
   const Texts& texts;
-  Source source;
-  FeedDownload download;
-  std::unique_ptr<UpdateDialog> dialog;
+  const QUrl feed;
+  const UpdateTarget target;
+  const std::chrono::milliseconds timeout;
+  QNetworkAccessManager network;
+  bool isUnderWay = false;
+  std::unique_ptr<QDialog> dialog;
 };
 
 }  // namespace orvik

@@ -7,7 +7,7 @@
 
 #include <utility>
 
-#include "OrvikApp/MainThread.h"
+#include "OrvikApp/CoreThread.h"
 
 namespace orvik {
 

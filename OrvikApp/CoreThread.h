@@ -4,6 +4,7 @@
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 
+#include <functional>
 #include <thread>
 
 namespace orvik {
@@ -27,5 +28,10 @@ class CoreThread {
   asio::executor_work_guard<asio::io_context::executor_type> work{context.get_executor()};
   std::thread thread;
 };
+
+/// Calls `action` on the main thread, from its event loop, after what was handed over before it.
+/// May be called from any thread while the QCoreApplication lives; what is still waiting when that
+/// ends is dropped.
+void onMainThread(std::function<void()> action);
 
 }  // namespace orvik

@@ -1,14 +1,21 @@
 #include "OrvikApp/Launcher.h"
 
-#include <QtGlobal>
+#include <QApplication>
+#include <QIcon>
 #include <algorithm>
+#include <csignal>
+#include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <span>
+#include <string>
 #include <string_view>
 
-#include "OrvikApp/Application.h"
-#include "OrvikApp/OffscreenApplication.h"
+#include "OrvikApp/OrvikApp.h"
 #include "OrvikApp/PairingCardRendering.h"
+#include "OrvikApp/SingleInstance.h"
+#include "OrvikApp/platform/SystemRequests.h"
+#include "core/BuildConstants.h"
 
 namespace orvik {
 
@@ -25,6 +32,66 @@ bool isDrawn(const Launcher::PairingPicture& picture) {
   qInstallMessageHandler(keepSilent);
   const OffscreenApplication application;
   return renderPNG(picture.path, QString::fromStdString(picture.locale));
+}
+
+int report(const std::string& problem) {
+  std::fprintf(stderr, "orvik: %s\n", problem.c_str());
+  return EXIT_FAILURE;
+}
+
+/// Keeps what the toolkit says while it starts: it tries several ways to a display, tells of each
+/// one that fails, and then ends the program by itself, with a core dump.
+void takeStartMessage(QtMsgType type, const QMessageLogContext& /*context*/,
+                      const QString& message) {
+  thread_local QStringList said;
+  if (type == QtFatalMsg) {
+    const QString problem = said.isEmpty() ? message : said.join(QStringLiteral("; "));
+    report("no windows can be shown: " + problem.simplified().toStdString());
+    std::_Exit(EXIT_FAILURE);
+  }
+  said += message;
+}
+
+void takeMessage(QtMsgType type, const QMessageLogContext& context, const QString& message) {
+  if (type != QtFatalMsg) {
+    std::fprintf(stderr, "%s\n", qPrintable(qFormatLogMessage(type, context, message)));
+    return;
+  }
+  report(message.simplified().toStdString());
+  std::_Exit(EXIT_FAILURE);
+}
+
+/// Runs the menu-bar application until it is quit.
+int runApplication(int argc, char** argv) try {
+  std::signal(SIGPIPE, SIG_IGN);
+  if (const auto problem = missingDisplay()) {
+    return report(*problem);
+  }
+  const auto relay = RelayEndpoint::fromEnvironment();
+  qInstallMessageHandler(takeStartMessage);
+  prepareForSystem();
+  QApplication::setApplicationName(QStringLiteral("Orvik"));
+  QApplication::setApplicationVersion(QString::fromUtf8(build::version));
+  QGuiApplication::setDesktopFileName(QString::fromUtf8(build::applicationId));
+  QApplication application(argc, argv);
+  qInstallMessageHandler(takeMessage);
+  QApplication::setQuitOnLastWindowClosed(false);
+  QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/orvik-128.png")));
+
+  SingleInstance instance(SingleInstance::sessionFolder());
+  switch (instance.standing()) {
+    case SingleInstance::Standing::later:
+      return EXIT_SUCCESS;
+    case SingleInstance::Standing::unanswered:
+      return report("it runs already, but does not answer");
+    case SingleInstance::Standing::first:
+      break;
+  }
+  OrvikApp orvik(relay);
+  QObject::connect(&instance, &SingleInstance::showRequested, &orvik, &OrvikApp::showPairing);
+  return QApplication::exec();
+} catch (const std::exception& error) {
+  return report(error.what());
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include <QGuiApplication>
 
 #include "OrvikApp/AppModel.h"
-#include "OrvikApp/platform/MenuBarSymbol.h"
+#include "OrvikApp/platform/Icons.h"
 
 namespace orvik {
 

@@ -3,7 +3,7 @@
 #include <functional>
 #include <memory>
 
-#include "core/platform/Clock.h"
+#include "core/async/Clock.h"
 
 namespace orvik {
 

@@ -3,14 +3,16 @@
 #include <QGuiApplication>
 #include <QPointer>
 #include <chrono>
+#include <cstdio>
+#include <string>
 #include <utility>
 
 #include "OrvikApp/CoreModelClock.h"
-#include "OrvikApp/PairingLinkFile.h"
 #include "OrvikApp/RelayClientLink.h"
 #include "OrvikApp/TerminationSignals.h"
 #include "OrvikApp/platform/SystemRequests.h"
-#include "core/platform/HostName.h"
+#include "core/system/HostName.h"
+#include "core/system/ReplaceFile.h"
 
 namespace orvik {
 
@@ -19,10 +21,10 @@ namespace {
 using namespace std::chrono_literals;
 
 /// A panel may start after the application, or again after a crash.
-constexpr auto panelPatience = 5s;
+constexpr auto panelTimeout = 5s;
 
-AppModel::Surroundings surroundings(const asio::any_io_executor& executor,
-                                    const RelayEndpoint& relay) {
+AppModel::Dependencies dependenciesOf(const asio::any_io_executor& executor,
+                                      const RelayEndpoint& relay) {
   const auto clock = std::make_shared<SystemClock>();
   return {
       .makeRelayLink = RelayClientLink::ofThisMachine(executor, clock, relay),
@@ -34,13 +36,31 @@ AppModel::Surroundings surroundings(const asio::any_io_executor& executor,
   };
 }
 
+/// For developers who pair a phone without a camera: where the environment variable
+/// ORVIK_LINK_FILE names a file, it holds the present pairing's link for as long as the model
+/// lives, readable by the user alone.
+void keepPairingLinkFile(AppModel& model) {
+  const std::string path = qgetenv("ORVIK_LINK_FILE").toStdString();
+  if (path.empty()) {
+    return;
+  }
+  const auto write = [&model, path] {
+    FileOperations operations;
+    if (!replaceFile(path, model.pairing().link(model.macName()) + "\n", operations)) {
+      std::fprintf(stderr, "orvik: the link cannot be written to %s\n", path.c_str());
+    }
+  };
+  QObject::connect(&model, &AppModel::pairingChanged, &model, write);
+  write();
+}
+
 }  // namespace
 
 OrvikApp::OrvikApp(const RelayEndpoint& relay)
     : texts(Texts::userLocale(), QLocale::system()),
       quitRequests([] { QGuiApplication::exit(); }),
       updater(startUpdater(texts)),
-      model(surroundings(core.executor(), relay)),
+      model(dependenciesOf(core.executor(), relay)),
       menu(model, *updater, texts,
            {.showPairing = [this] { showPairing(); },
             .quit = [this] { quitRequests.requestQuit(); }}),
@@ -51,9 +71,9 @@ OrvikApp::OrvikApp(const RelayEndpoint& relay)
     return requests ? requests->answer(std::move(allow)) : TerminateReply::now;
   });
   onTerminationSignal(core.executor(), [this] { quitRequests.requestQuit(); });
-  patience.setSingleShot(true);
-  patience.setInterval(panelPatience);
-  connect(&patience, &QTimer::timeout, this, &OrvikApp::showWithoutIcon);
+  panelTimer.setSingleShot(true);
+  panelTimer.setInterval(panelTimeout);
+  connect(&panelTimer, &QTimer::timeout, this, &OrvikApp::showWithoutIcon);
   keepPairingLinkFile(model);
   trayHostChanged(trayHost->isPresent());
   if (model.isFirstLaunch()) {
@@ -63,10 +83,10 @@ OrvikApp::OrvikApp(const RelayEndpoint& relay)
 
 void OrvikApp::trayHostChanged(bool isPresent) {
   if (!isPresent) {
-    patience.start();
+    panelTimer.start();
     return;
   }
-  patience.stop();
+  panelTimer.stop();
   window.setHoldsMenu(false);
   if (!icon) {
     icon.emplace(model, menu.menu());

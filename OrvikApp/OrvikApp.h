@@ -41,7 +41,7 @@ class OrvikApp : public QObject {
   StatusMenu menu;
   PairingWindow window;
   /// Runs while the desktop has no place for the icon.
-  QTimer patience;
+  QTimer panelTimer;
   const std::unique_ptr<TrayHost> trayHost;
   std::optional<MenuBarIcon> icon;
 };

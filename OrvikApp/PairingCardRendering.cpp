@@ -1,7 +1,9 @@
 #include "OrvikApp/PairingCardRendering.h"
 
 #include <QBuffer>
+#include <QFont>
 #include <QImage>
+#include <QStyleFactory>
 #include <fstream>
 
 #include "OrvikApp/PairingCard.h"
@@ -30,6 +32,27 @@ QByteArray encodedPNG(const QImage& image) {
 }
 
 }  // namespace
+
+OffscreenApplication::Environment::Environment() {
+  // Each would load a theme or input method, or change sizes.
+  for (const char* const name :
+       {"QT_QPA_PLATFORMTHEME", "QT_STYLE_OVERRIDE", "QT_IM_MODULE", "QT_IM_MODULES",
+        "QT_SCALE_FACTOR", "QT_SCREEN_SCALE_FACTORS", "QT_AUTO_SCREEN_SCALE_FACTOR",
+        "QT_ENABLE_HIGHDPI_SCALING", "QT_FONT_DPI", "QT_USE_PHYSICAL_DPI"}) {
+    qunsetenv(name);
+  }
+}
+
+OffscreenApplication::OffscreenApplication() : application(argumentCount, arguments) {
+  QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+  // The usual body text of a desktop, in points.
+  constexpr int bodySize = 13;
+  QFont font = QApplication::font();
+  font.setPixelSize(bodySize);
+  // Letters stand where they belong at every scale, not on whole points.
+  font.setHintingPreference(QFont::PreferNoHinting);
+  QApplication::setFont(font);
+}
 
 bool renderPNG(const std::filesystem::path& to, const QString& locale) {
   const std::string link = Pairing::generate().link("MacBook Air");

@@ -6,8 +6,7 @@
 #include "OrvikApp/AppModel.h"
 #include "OrvikApp/StatusMenu.h"
 #include "OrvikApp/Texts.h"
-#include "OrvikApp/platform/Activation.h"
-#include "OrvikApp/platform/TitleBar.h"
+#include "OrvikApp/platform/Windows.h"
 
 namespace orvik {
 

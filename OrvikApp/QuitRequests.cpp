@@ -11,6 +11,12 @@
 
 namespace orvik {
 
+TerminateReply QuitDelegate::applicationShouldTerminate(std::function<void()> terminate) {
+  AppModel* const model = AppModel::current();
+  const bool isLeaving = model != nullptr && model->sayGoodbye(std::move(terminate));
+  return isLeaving ? TerminateReply::later : TerminateReply::now;
+}
+
 QuitRequests::QuitRequests(std::function<void()> terminate, Times times)
     : terminate(std::move(terminate)), times(times) {
   qGuiApp->installEventFilter(this);

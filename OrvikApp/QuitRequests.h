@@ -5,9 +5,16 @@
 #include <chrono>
 #include <functional>
 
-#include "OrvikApp/QuitDelegate.h"
-
 namespace orvik {
+
+enum class TerminateReply { now, later };
+
+/// Answers whether the application may end. Keeps no state. Main thread only.
+struct QuitDelegate {
+  /// `now` when there is no relay to say goodbye to. Otherwise says goodbye and answers `later`:
+  /// `terminate` is called on the main thread once that is done.
+  [[nodiscard]] static TerminateReply applicationShouldTerminate(std::function<void()> terminate);
+};
 
 /// Takes every request to end the application, asks the quit delegate, and ends the event loop when
 /// it allows. While a goodbye is under way, further requests neither start another one nor cut it

@@ -5,11 +5,11 @@
 
 #include <utility>
 
-#include "OrvikApp/MainThread.h"
-#include "OrvikApp/platform/ComputerIcon.h"
-#include "core/platform/ThisMachine.h"
-#include "core/relay/BeastWebSocket.h"
+#include "OrvikApp/CoreThread.h"
+#include "OrvikApp/platform/Icons.h"
+#include "core/connection/BeastWebSocket.h"
 #include "core/sampling/SystemSampleSource.h"
+#include "core/sampling/ThisMachine.h"
 
 namespace orvik {
 
@@ -33,7 +33,7 @@ RelayLinkFactory RelayClientLink::ofThisMachine(const asio::any_io_executor& exe
           pairing, url,
           std::make_shared<SystemSampleSource>(executor, clock,
                                                readingsOfThisMachine(executor, clock, icon)),
-          alertState, std::move(report), RelayClient::Surroundings{executor, clock, session});
+          alertState, std::move(report), RelayClient::Dependencies{executor, clock, session});
     };
     return std::make_shared<RelayClientLink>(executor, std::move(makeClient), std::move(onState));
   };

@@ -4,7 +4,7 @@
 
 #include "OrvikApp/RelayEndpoint.h"
 #include "OrvikApp/RelayLink.h"
-#include "core/relay/RelayClient.h"
+#include "core/client/RelayClient.h"
 
 namespace orvik {
 

@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <stdexcept>
 
-#include "core/relay/RelayClient.h"
-#include "core/relay/WebSocketURL.h"
+#include "core/client/RelayClient.h"
+#include "core/connection/WebSocketURL.h"
 
 namespace orvik {
 

@@ -3,8 +3,8 @@
 #include <functional>
 #include <memory>
 
+#include "core/client/RelayState.h"
 #include "core/pairing/Pairing.h"
-#include "core/relay/RelayState.h"
 
 namespace orvik {
 

@@ -16,7 +16,7 @@ namespace {
 using namespace std::chrono_literals;
 
 /// The first may still be starting, or be busy.
-constexpr auto patience = 5s;
+constexpr auto answerTimeout = 5s;
 constexpr auto betweenAttempts = 50ms;
 
 QString inFolder(const QString& folder, const char* suffix) {
@@ -44,7 +44,7 @@ SingleInstance::SingleInstance(const QString& folder) : lock(inFolder(folder, ".
 }
 
 bool SingleInstance::ask(const QString& address) const {
-  const QDeadlineTimer deadline(patience);
+  const QDeadlineTimer deadline(answerTimeout);
   while (!deadline.hasExpired()) {
     QLocalSocket socket;
     socket.connectToServer(address);

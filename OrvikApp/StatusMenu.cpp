@@ -6,8 +6,8 @@
 
 #include "OrvikApp/AppModel.h"
 #include "OrvikApp/Texts.h"
-#include "OrvikApp/platform/Activation.h"
 #include "OrvikApp/platform/Updater.h"
+#include "OrvikApp/platform/Windows.h"
 
 namespace orvik {
 

@@ -8,8 +8,8 @@
 #include <memory>
 #include <optional>
 
-#include "core/platform/Clock.h"
-#include "core/relay/RelayState.h"
+#include "core/async/Clock.h"
+#include "core/client/RelayState.h"
 
 namespace orvik {
 

@@ -10,7 +10,7 @@
 #include <memory>
 #include <utility>
 
-#include "OrvikApp/MainThread.h"
+#include "OrvikApp/CoreThread.h"
 
 namespace orvik {
 

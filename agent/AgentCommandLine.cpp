@@ -6,8 +6,8 @@
 #include <unistd.h>
 
 #include "core/BuildConstants.h"
-#include "core/platform/HostName.h"
-#include "core/relay/WebSocketURL.h"
+#include "core/connection/WebSocketURL.h"
+#include "core/system/HostName.h"
 #include "core/values/Text.h"
 
 namespace orvik {

@@ -1,6 +1,6 @@
 #include "agent/FileSampleSource.h"
 
-#include "core/platform/ReplaceFile.h"
+#include "core/system/ReplaceFile.h"
 #include "core/values/JSONReader.h"
 
 namespace orvik {

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <memory>
 
-#include "core/platform/Clock.h"
+#include "core/async/Clock.h"
 #include "core/sampling/SampleSource.h"
 #include "core/values/JSONValue.h"
 

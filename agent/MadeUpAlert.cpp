@@ -1,7 +1,5 @@
 #include "agent/MadeUpAlert.h"
 
-#include "core/alerts/AlertSettings.h"
-
 namespace orvik {
 
 Alert madeUpAlert(Alert::Kind kind, std::int64_t epochMs) {

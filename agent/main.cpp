@@ -16,12 +16,12 @@
 #include "agent/FileSampleSource.h"
 #include "agent/MadeUpAlert.h"
 #include "agent/TerminalQR.h"
+#include "core/client/RelayClient.h"
+#include "core/connection/BeastWebSocket.h"
 #include "core/pairing/PairingStore.h"
-#include "core/platform/ReplaceFile.h"
-#include "core/platform/ThisMachine.h"
-#include "core/relay/BeastWebSocket.h"
-#include "core/relay/RelayClient.h"
 #include "core/sampling/SystemSampleSource.h"
+#include "core/sampling/ThisMachine.h"
+#include "core/system/ReplaceFile.h"
 
 namespace {
 
@@ -132,7 +132,7 @@ int run(const AgentCommandLine& line) {
           context.stop();
         }
       },
-      RelayClient::Surroundings{context.get_executor(), clock, session});
+      RelayClient::Dependencies{context.get_executor(), clock, session});
   signals.async_wait([&](const boost::system::error_code& error, int /*signal*/) {
     if (!error) {
       asio::co_spawn(context, client->stop(),

@@ -3,7 +3,11 @@
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>
 
-#include "core/sampling/ConnectionsParsing.h"
+#include "core/sampling/mac/BluetoothParsing.h"
+#include "core/sampling/mac/DisplayParsing.h"
+#include "core/sampling/mac/ProfilerDocument.h"
+#include "core/sampling/mac/USBParsing.h"
+#include "core/sampling/mac/VolumeParsing.h"
 
 namespace orvik::bench {
 namespace {

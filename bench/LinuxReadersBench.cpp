@@ -4,10 +4,10 @@
 
 #include <algorithm>
 
-#include "core/platform/linux/BatteryReader.h"
-#include "core/platform/linux/ProcessReader.h"
-#include "core/platform/linux/ProcessorReader.h"
-#include "core/platform/linux/SensorReader.h"
+#include "core/sampling/linux/BatteryReader.h"
+#include "core/sampling/linux/ProcessReader.h"
+#include "core/sampling/linux/ProcessorReader.h"
+#include "core/sampling/linux/SensorReader.h"
 
 namespace orvik::bench {
 namespace {

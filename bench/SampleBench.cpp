@@ -5,9 +5,9 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
 
-#include "core/sampling/MacReadings.h"
 #include "core/sampling/SystemSampleSource.h"
-#include "tests/support/PaperMac.h"
+#include "core/sampling/mac/MacReadings.h"
+#include "tests/support/RecordedMac.h"
 
 namespace orvik {
 namespace {
@@ -33,13 +33,13 @@ struct Machine {
   std::shared_ptr<test::Replay> replay = std::make_shared<test::Replay>("laptop.txt");
   std::shared_ptr<MacmonReader> macmon = std::make_shared<MacmonReader>(
       std::vector<std::filesystem::path>{"/bin/sh"},
-      MacmonReader::Surroundings{
+      MacmonReader::Dependencies{
           context.get_executor(), clock, replay,
           [this](const auto& /*executor*/, const auto& /*path*/, const auto& /*arguments*/) {
             return std::make_unique<test::PrintingTool>(replay->outputs["stream"], clock);
           }});
   std::shared_ptr<MacReadings> readings =
-      std::make_shared<MacReadings>(replay, macmon, std::make_shared<test::PaperSystem>());
+      std::make_shared<MacReadings>(replay, macmon, std::make_shared<test::RecordedSystem>());
 };
 
 /// What is taken every two seconds; the slower groups come from memory.

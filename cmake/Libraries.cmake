@@ -29,6 +29,8 @@ endif()
 
 if(NOT ORVIK_CORE_ONLY)
   find_package(CLI11 REQUIRED)
+  # The relay packs the page.
+  find_package(ZLIB REQUIRED)
   pkg_check_modules(QRENCODE REQUIRED IMPORTED_TARGET libqrencode)
 endif()
 
@@ -36,6 +38,8 @@ if(ORVIK_APP AND NOT ORVIK_CORE_ONLY)
   find_package(Qt6 6.4 REQUIRED COMPONENTS LinguistTools Network Svg Widgets)
   if(NOT APPLE)
     find_package(Qt6 6.4 REQUIRED COMPONENTS DBus)
+    # Reads and writes desktop entries.
+    pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-unix-2.0)
     # Tell whether an X display has a tray.
     pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb xcb-xfixes)
   endif()

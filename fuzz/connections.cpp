@@ -1,6 +1,10 @@
 #include <cstdlib>
 
-#include "core/sampling/ConnectionsParsing.h"
+#include "core/sampling/mac/BluetoothParsing.h"
+#include "core/sampling/mac/DisplayParsing.h"
+#include "core/sampling/mac/ProfilerDocument.h"
+#include "core/sampling/mac/USBParsing.h"
+#include "core/sampling/mac/VolumeParsing.h"
 #include "core/values/Text.h"
 
 namespace {

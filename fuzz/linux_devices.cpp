@@ -2,12 +2,12 @@
 #include <cstdlib>
 #include <functional>
 
-#include "core/platform/linux/BrowsableMounts.h"
-#include "core/platform/linux/ChipName.h"
-#include "core/platform/linux/CoreTypes.h"
-#include "core/platform/linux/EDID.h"
-#include "core/platform/linux/KernelText.h"
-#include "core/platform/linux/RouteTable.h"
+#include "core/sampling/linux/MountTable.h"
+#include "core/sampling/linux/MachineNames.h"
+#include "core/sampling/linux/CoreTypes.h"
+#include "core/sampling/linux/EDID.h"
+#include "core/sampling/linux/KernelText.h"
+#include "core/sampling/linux/RouteTable.h"
 #include "core/values/Text.h"
 
 namespace {

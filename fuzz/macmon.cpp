@@ -1,6 +1,6 @@
 #include <cstdlib>
 
-#include "core/sampling/SamplerParsing.h"
+#include "core/sampling/mac/MacmonParsing.h"
 #include "core/values/JSONReader.h"
 #include "core/values/Text.h"
 

@@ -1,4 +1,4 @@
-#include "core/relay/Presence.h"
+#include "core/client/Presence.h"
 
 #include <cstdlib>
 

@@ -2,10 +2,9 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "core/sampling/MacInfoParsing.h"
-#include "core/sampling/NetworkParsing.h"
-#include "core/sampling/RegularExpression.h"
-#include "core/sampling/SamplerParsing.h"
+#include "core/sampling/mac/MacInfoParsing.h"
+#include "core/sampling/mac/RegularExpression.h"
+#include "core/sampling/mac/SamplerParsing.h"
 #include "core/values/Text.h"
 
 namespace {
@@ -27,7 +26,7 @@ JSONValue link(std::string_view text) {
       (!found || found->front() != interface)) {
     std::abort();
   }
-  return orNull(NetworkParsing::linkName(text, interface));
+  return orNull(SamplerParsing::linkName(text, interface));
 }
 
 using Parser = JSONValue (*)(std::string_view);
@@ -41,7 +40,7 @@ constexpr std::array<Parser, 11> parsers{
     [](auto text) -> JSONValue { return orNull(SamplerParsing::routerName(text)); },
     frequencies,
     [](auto text) -> JSONValue { return orNull(MacInfoParsing::deviceTreeString(text)); },
-    [](auto text) -> JSONValue { return orNull(NetworkParsing::gateway(text)); },
+    [](auto text) -> JSONValue { return orNull(SamplerParsing::gateway(text)); },
     link};
 
 }  // namespace

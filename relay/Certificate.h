@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "core/platform/Clock.h"
+#include "core/async/Clock.h"
 
 namespace orvik::relay {
 

@@ -1,6 +1,6 @@
 #include "relay/ClientMessage.h"
 
-#include "core/values/Base64URL.h"
+#include "core/values/Base64.h"
 #include "core/values/JSONReader.h"
 
 namespace orvik::relay {

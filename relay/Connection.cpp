@@ -8,7 +8,6 @@
 #include <boost/beast/http/empty_body.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/read.hpp>
-#include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
 
 #include <array>
@@ -16,7 +15,6 @@
 namespace orvik::relay {
 
 namespace beast = boost::beast;
-namespace http = beast::http;
 namespace websocket = beast::websocket;
 
 namespace {
@@ -28,11 +26,11 @@ std::string_view viewOf(beast::string_view text) { return {text.data(), text.siz
 
 }  // namespace
 
-Connection::Connection(asio::ip::tcp::socket socket, const asio::ip::address& address,
+Connection::Connection(asio::ip::tcp::socket socket, const asio::ip::address& address, bool overTLS,
                        std::shared_ptr<Exchange> exchangeUsed)
     : exchange(std::move(exchangeUsed)),
       address(address),
-      webSocket(std::move(socket), exchange->tls),
+      webSocket(std::move(socket), overTLS ? &exchange->tls : nullptr),
       changed(webSocket.get_executor()),
       outbound(exchange->limits),
       inboundBytes(exchange->limits.phoneBytes, now()),
@@ -48,36 +46,48 @@ asio::awaitable<void> Connection::run() {
 }
 
 asio::awaitable<bool> Connection::establish() {
-  const auto [handshakeError] =
-      co_await stream().async_handshake(asio::ssl::stream_base::server, asTuple);
-  if (handshakeError) {
-    cut();
-    co_return false;
+  if (ClientStream::TLS* const tls = stream().tls()) {
+    const auto [handshakeError] =
+        co_await tls->async_handshake(asio::ssl::stream_base::server, asTuple);
+    if (handshakeError) {
+      cut();
+      co_return false;
+    }
   }
   beast::flat_buffer buffer(exchange->limits.requestHeader);
-  http::request_parser<http::empty_body> parser;
-  parser.header_limit(static_cast<std::uint32_t>(exchange->limits.requestHeader));
-  const auto [readError, size] =
-      co_await http::async_read_header(stream(), buffer, parser, asTuple);
-  // A client that talks on before the upgrade is answered does not speak this protocol.
-  if (readError || buffer.size() > 0) {
-    co_await answer(400, "bad request\n");
-    co_return false;
-  }
-  const auto& request = parser.get();
-  if (!websocket::is_upgrade(request)) {
-    const bool isHealthCheck =
-        request.method() == http::verb::get && request.target() == "/healthz";
-    if (isHealthCheck) {
-      co_await answer(200, "ok\n");
-    } else {
-      co_await answer(404, "not found\n");
+  for (std::size_t left = exchange->limits.requests; left > 0; --left) {
+    http::request_parser<http::empty_body> parser;
+    parser.header_limit(static_cast<std::uint32_t>(exchange->limits.requestHeader));
+    const auto [readError, size] =
+        co_await http::async_read_header(stream(), buffer, parser, asTuple);
+    const bool isUpgrade = !readError && websocket::is_upgrade(parser.get());
+    if (readError == http::error::end_of_stream) {
+      co_return false;
     }
-    co_return false;
+    // A client that talks on before the upgrade is answered does not speak this protocol.
+    if (readError || (isUpgrade && buffer.size() > 0)) {
+      co_await answer(lineOfText(http::status::bad_request, "bad request\n"));
+      co_return false;
+    }
+    if (isUpgrade) {
+      co_return co_await upgrade(parser.get());
+    }
+    HTTPAnswer response = answerTo(parser.get(), exchange->page.get(), stream().tls() != nullptr);
+    // A body, which no request here needs, is not waited for; nor is a client that goes wrong.
+    response.keep_alive(left > 1 && parser.get().keep_alive() && parser.is_done() &&
+                        response.result() < http::status::bad_request);
+    if (!co_await answer(std::move(response))) {
+      co_return false;
+    }
+    cutAt = now() + exchange->limits.requestWait;
   }
+  co_return false;
+}
+
+asio::awaitable<bool> Connection::upgrade(const Request& request) {
   const std::optional<Target> target = Target::of(viewOf(request.target()));
   if (!target) {
-    co_await answer(404, "not found\n");
+    co_await answer(lineOfText(http::status::not_found, "not found\n"));
     co_return false;
   }
   configureWebSocket();
@@ -91,15 +101,11 @@ asio::awaitable<bool> Connection::establish() {
   co_return true;
 }
 
-asio::awaitable<void> Connection::answer(unsigned status, std::string_view body) {
-  http::response<http::string_body> response(static_cast<http::status>(status), 11);
+asio::awaitable<bool> Connection::answer(HTTPAnswer response) {
   response.set(http::field::server, serverName);
-  response.set(http::field::content_type, "text/plain");
-  response.keep_alive(false);
-  response.body() = body;
-  response.prepare_payload();
-  // Whether it arrives is the client's affair: the connection ends either way.
-  co_await http::async_write(stream(), response, asTuple);
+  cutAt = now() + exchange->limits.answerTime;
+  const auto [error, size] = co_await http::async_write(stream(), response, asTuple);
+  co_return !error && response.keep_alive();
 }
 
 void Connection::configureWebSocket() {
@@ -183,9 +189,9 @@ asio::awaitable<void> Connection::transmit() {
 
 asio::awaitable<void> Connection::finish() {
   limitClosing();
-  asio::ip::tcp::socket& socket = stream().next_layer();
-  if (socket.is_open()) {
-    co_await stream().async_shutdown(asTuple);
+  asio::ip::tcp::socket& socket = stream().socket();
+  if (ClientStream::TLS* const tls = stream().tls(); tls != nullptr && socket.is_open()) {
+    co_await tls->async_shutdown(asTuple);
   }
   // Closing a socket with unread data resets the connection, and the reset overtakes the close
   // code that was sent: the client's data is read to its end first.
@@ -225,7 +231,7 @@ void Connection::close(std::uint16_t code, std::string_view reason) {
 
 void Connection::cut() {
   boost::system::error_code ignored;
-  stream().next_layer().close(ignored);
+  stream().socket().close(ignored);
 }
 
 void Connection::abandon() {

@@ -6,11 +6,12 @@
 #include <memory>
 #include <optional>
 
-#include "core/platform/Notifier.h"
+#include "core/async/Notifier.h"
+#include "relay/ClientStream.h"
 #include "relay/Exchange.h"
+#include "relay/HTTPAnswer.h"
 #include "relay/OutboundQueue.h"
 #include "relay/Session.h"
-#include "relay/TLSStream.h"
 
 namespace orvik::relay {
 
@@ -18,7 +19,7 @@ namespace orvik::relay {
 /// executor.
 class Connection final : public Peer, public std::enable_shared_from_this<Connection> {
  public:
-  Connection(asio::ip::tcp::socket socket, const asio::ip::address& address,
+  Connection(asio::ip::tcp::socket socket, const asio::ip::address& address, bool overTLS,
              std::shared_ptr<Exchange> exchange);
 
   /// Serves the client until the connection has ended. Called once; whoever calls it keeps the
@@ -39,11 +40,15 @@ class Connection final : public Peer, public std::enable_shared_from_this<Connec
   [[nodiscard]] bool isAuthenticated() const noexcept { return authenticated; }
 
  private:
-  using WebSocket = boost::beast::websocket::stream<TLSStream, false>;
+  using WebSocket = boost::beast::websocket::stream<ClientStream, false>;
 
   /// Everything up to the WebSocket. False when the connection is no WebSocket.
   asio::awaitable<bool> establish();
-  asio::awaitable<void> answer(unsigned status, std::string_view body);
+  using Request = http::request<http::empty_body>;
+  /// The WebSocket's part of `establish`.
+  asio::awaitable<bool> upgrade(const Request& request);
+  /// False when it could not be sent, or is the last.
+  asio::awaitable<bool> answer(HTTPAnswer response);
   asio::awaitable<void> receive();
   /// One whole message. False when the connection has ended instead.
   asio::awaitable<bool> receive(std::string& message);
@@ -56,7 +61,7 @@ class Connection final : public Peer, public std::enable_shared_from_this<Connec
   [[nodiscard]] Instant now() const { return exchange->clock->now(); }
   /// From here on the other side has little time.
   void limitClosing() { cutAt = std::min(cutAt, now() + exchange->limits.closingTime); }
-  [[nodiscard]] TLSStream& stream() { return webSocket.next_layer(); }
+  [[nodiscard]] ClientStream& stream() { return webSocket.next_layer(); }
 
   const std::shared_ptr<Exchange> exchange;
   const asio::ip::address address;

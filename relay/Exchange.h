@@ -4,8 +4,9 @@
 
 #include <memory>
 
-#include "core/platform/Clock.h"
+#include "core/async/Clock.h"
 #include "relay/Admission.h"
+#include "relay/Page.h"
 #include "relay/Switchboard.h"
 
 namespace orvik::relay {
@@ -20,6 +21,8 @@ struct Exchange {
   asio::ssl::context tls;
   Switchboard switchboard{limits};
   Admission admission{limits};
+  /// Null where none is served.
+  std::unique_ptr<const Page> page;
 };
 
 }  // namespace orvik::relay

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <cstddef>
 
-#include "core/platform/Clock.h"
+#include "core/async/Clock.h"
 #include "relay/RateLimit.h"
 
 namespace orvik::relay {
@@ -40,7 +40,8 @@ struct Limits {
   std::size_t connectionsPerAddress = 256;
   /// Connections that have not presented a token yet. They cost nothing to make.
   std::size_t unauthenticated = 256;
-  std::size_t unauthenticatedPerAddress = 16;
+  /// A browser that loads the page makes up to six at once, and a household has a few browsers.
+  std::size_t unauthenticatedPerAddress = 32;
 
   std::size_t phonesPerMac = 16;
   /// Phones that came before their Mac, for one identifier and in total. They are not counted as
@@ -65,6 +66,12 @@ struct Limits {
 
   /// From accepting a connection to the end of its upgrade.
   Clock::Duration upgradeTime = std::chrono::seconds(10);
+  /// For an answer to be taken: half a MiB on the slowest of telephone networks.
+  Clock::Duration answerTime = std::chrono::seconds(30);
+  /// From an answer to the end of the next request: browsers ask again at once or not soon.
+  Clock::Duration requestWait = std::chrono::seconds(5);
+  /// Requests on one connection before it is closed; the page has far fewer files.
+  std::size_t requests = 64;
   /// From the upgrade to the token.
   Clock::Duration authenticationTime = std::chrono::seconds(10);
   /// Without any message or control frame. A Mac pings every 80 s, a phone every 60 s.

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/relay/WebSocketTask.h"
+#include "core/connection/WebSocketTask.h"
 
 namespace orvik {
 

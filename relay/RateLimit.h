@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/platform/Clock.h"
+#include "core/async/Clock.h"
 
 namespace orvik::relay {
 

@@ -9,7 +9,7 @@
 
 #include <stdexcept>
 
-#include "core/platform/Race.h"
+#include "core/async/Timeout.h"
 #include "relay/Connection.h"
 
 namespace orvik::relay {
@@ -60,15 +60,30 @@ RelayServer::RelayServer(asio::io_context& context, const tcp::endpoint& endpoin
 
 RelayServer::~RelayServer() = default;
 
+tcp::endpoint RelayServer::listenPlain(const tcp::endpoint& endpoint) {
+  if (!endpoint.address().is_loopback()) {
+    throw std::invalid_argument("without TLS it listens on loopback only");
+  }
+  plainAcceptor = listenAt(context, endpoint);
+  return plainAcceptor->local_endpoint();
+}
+
+void RelayServer::serve(Page page) {
+  exchange->page = std::make_unique<const Page>(std::move(page));
+}
+
 tcp::endpoint RelayServer::endpoint() const { return acceptor.local_endpoint(); }
 
 asio::awaitable<void> RelayServer::run() {
   using namespace asio::experimental::awaitable_operators;
-  const auto outcome = co_await (failureOf(serve()) || changed.until([this] { return stopping; }));
+  auto serving = acceptAll(acceptor) && acceptPlain() && checkAll();
+  const auto outcome =
+      co_await (failureOf(std::move(serving)) || changed.until([this] { return stopping; }));
   if (const std::exception_ptr* const failure = std::get_if<0>(&outcome)) {
     std::rethrow_exception(*failure);
   }
   acceptor.close();
+  plainAcceptor.reset();
   for (const auto& connection : connections) {
     connection->close(closeCode::goingAway, "the relay is shutting down");
   }
@@ -85,16 +100,17 @@ void RelayServer::stop() {
   changed.notify();
 }
 
-asio::awaitable<void> RelayServer::serve() {
-  using namespace asio::experimental::awaitable_operators;
-  co_await (acceptAll() && checkAll());
+asio::awaitable<void> RelayServer::acceptPlain() {
+  if (plainAcceptor) {
+    co_await acceptAll(*plainAcceptor);
+  }
 }
 
-asio::awaitable<void> RelayServer::acceptAll() {
+asio::awaitable<void> RelayServer::acceptAll(tcp::acceptor& listener) {
   for (;;) {
-    auto [error, socket] = co_await acceptor.async_accept(asTuple);
+    auto [error, socket] = co_await listener.async_accept(asTuple);
     if (!error) {
-      admit(std::move(socket));
+      admit(std::move(socket), &listener == &acceptor);
     } else {
       // Out of file descriptors or memory: an immediate new attempt would fail alike, for ever.
       co_await pause(exchange->limits.checkInterval);
@@ -126,7 +142,7 @@ asio::awaitable<void> RelayServer::pause(Clock::Duration duration) {
   }
 }
 
-void RelayServer::admit(tcp::socket socket) {
+void RelayServer::admit(tcp::socket socket, bool overTLS) {
   boost::system::error_code error;
   const tcp::endpoint remote = socket.remote_endpoint(error);
   if (error || !exchange->admission.enter(remote.address())) {
@@ -135,7 +151,7 @@ void RelayServer::admit(tcp::socket socket) {
   // Messages are small and wanted now. A refusal costs speed only.
   socket.set_option(tcp::no_delay(true), error);
   const auto connection =
-      std::make_shared<Connection>(std::move(socket), remote.address(), exchange);
+      std::make_shared<Connection>(std::move(socket), remote.address(), overTLS, exchange);
   connections.insert(connection);
   asio::co_spawn(context, connection->run(), [this, connection](const std::exception_ptr&) {
     // However it ended, an exception for want of memory included, it is over.

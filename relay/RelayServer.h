@@ -5,12 +5,14 @@
 #include <boost/asio/ip/tcp.hpp>
 
 #include <memory>
+#include <optional>
 #include <set>
 
-#include "core/platform/Clock.h"
-#include "core/platform/Notifier.h"
+#include "core/async/Clock.h"
+#include "core/async/Notifier.h"
 #include "relay/Certificate.h"
 #include "relay/Limits.h"
+#include "relay/Page.h"
 
 namespace orvik::relay {
 
@@ -27,6 +29,13 @@ class RelayServer {
               const Limits& limits = {});
   ~RelayServer();
 
+  /// Listens there too, without TLS: for a browser on this machine, or a server on it that has the
+  /// TLS. Called before `run`. Gives where it listens. Throws std::invalid_argument for an address
+  /// that others can reach, otherwise like the constructor.
+  asio::ip::tcp::endpoint listenPlain(const asio::ip::tcp::endpoint& endpoint);
+  /// Serves the page to browsers. Called before `run`.
+  void serve(Page page);
+
   /// Where it listens, with the port that the system chose when none was asked for.
   [[nodiscard]] asio::ip::tcp::endpoint endpoint() const;
 
@@ -39,17 +48,18 @@ class RelayServer {
   void stop();
 
  private:
-  /// Never ends by itself.
-  asio::awaitable<void> serve();
-  asio::awaitable<void> acceptAll();
+  /// Neither ends by itself.
+  asio::awaitable<void> acceptAll(asio::ip::tcp::acceptor& listener);
+  asio::awaitable<void> acceptPlain();
   asio::awaitable<void> checkAll();
   /// Waits on the clock. Without room for another file descriptor, which the clock may need,
   /// waits on the timer that the context has anyway. Throws nothing.
   asio::awaitable<void> pause(Clock::Duration duration);
-  void admit(asio::ip::tcp::socket socket);
+  void admit(asio::ip::tcp::socket socket, bool overTLS);
 
   asio::io_context& context;
   asio::ip::tcp::acceptor acceptor;
+  std::optional<asio::ip::tcp::acceptor> plainAcceptor;
   const std::shared_ptr<Exchange> exchange;
   std::set<std::shared_ptr<Connection>> connections;
   Notifier changed;

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "core/values/Base64URL.h"
+#include "core/values/Base64.h"
 
 namespace orvik::relay {
 

@@ -22,6 +22,8 @@ using namespace orvik;
 
 struct Options {
   std::string listen = "127.0.0.1:47443";
+  std::string listenPlain;
+  std::string page;
   std::string certificate;
   std::string key;
   std::string state;
@@ -32,6 +34,12 @@ void declare(CLI::App& app, Options& options) {
   app.set_version_flag("--version", std::string("orvik-relay ") + build::version);
   app.add_option("--listen", options.listen, "Where to listen, as ADDRESS:PORT; port 0 picks one")
       ->capture_default_str();
+  app.add_option(
+      "--listen-plain", options.listenPlain,
+      "Listen there too, without TLS: for a browser on this machine or a server in front. "
+      "Loopback only");
+  app.add_option("--page", options.page,
+                 "Folder of the page that a scanned link opens, to serve it");
   CLI::Option* const certificate = app.add_option("--certificate", options.certificate,
                                                   "PEM file with the certificate chain to present");
   CLI::Option* const key = app.add_option("--key", options.key, "PEM file with its private key");
@@ -83,24 +91,62 @@ std::string textOf(const asio::ip::tcp::endpoint& endpoint) {
   return text.str();
 }
 
-void serve(const Options& options) {
-  const auto endpoint = relay::listenAddress(options.listen);
+asio::ip::tcp::endpoint endpointOf(const char* option, const std::string& text) {
+  const auto endpoint = relay::listenAddress(text);
   if (!endpoint) {
-    throw std::runtime_error("--listen: \"" + options.listen +
+    throw std::runtime_error(std::string(option) + ": \"" + text +
                              "\" is not of the form ADDRESS:PORT");
   }
+  return *endpoint;
+}
+
+/// Says where it listens, one line for each address: programs read them.
+void announce(const Options& options, const asio::ip::tcp::endpoint& endpoint,
+              const std::optional<asio::ip::tcp::endpoint>& plain,
+              const relay::Certificate& certificate) {
+  const char* const path = "/orvik/p";
+  std::printf("orvik-relay: listening on wss://%s\n", textOf(endpoint).c_str());
+  if (plain) {
+    std::printf("orvik-relay: listening on ws://%s, without TLS\n", textOf(*plain).c_str());
+  }
+  if (!options.page.empty()) {
+    std::printf("orvik-relay: page at %s://%s%s\n", plain ? "http" : "https",
+                textOf(plain ? *plain : endpoint).c_str(), path);
+  }
+  std::printf("orvik-relay: certificate %s, SHA-256 %s\n", certificate.file.c_str(),
+              certificate.fingerprint.c_str());
+  std::fflush(stdout);
+}
+
+void serve(const Options& options) {
+  const asio::ip::tcp::endpoint endpoint = endpointOf("--listen", options.listen);
   const auto clock = std::make_shared<SystemClock>();
   const relay::Certificate certificate = certificateFor(options, *clock);
+  std::optional<relay::Page> page;
+  if (!options.page.empty()) {
+    page = relay::Page::read(options.page);
+  }
   const relay::Limits limits;
-  // Besides the connections: the standard streams, the acceptor, the event queue and timers.
+  // Besides the connections: the standard streams, the acceptors, the event queue and timers.
   raiseFileLimit(limits.connections + 64);
 
   asio::io_context context(1);
   std::optional<relay::RelayServer> server;
+  std::optional<asio::ip::tcp::endpoint> plain;
+  std::string address = options.listen;
   try {
-    server.emplace(context, *endpoint, certificate, clock, limits);
+    server.emplace(context, endpoint, certificate, clock, limits);
+    if (!options.listenPlain.empty()) {
+      address = options.listenPlain;
+      plain = server->listenPlain(endpointOf("--listen-plain", address));
+    }
   } catch (const boost::system::system_error& error) {
-    throw std::runtime_error("cannot listen on " + options.listen + ": " + error.code().message());
+    throw std::runtime_error("cannot listen on " + address + ": " + error.code().message());
+  } catch (const std::invalid_argument& error) {
+    throw std::runtime_error("--listen-plain " + address + ": " + error.what());
+  }
+  if (page) {
+    server->serve(*std::move(page));
   }
   asio::signal_set signals(context, SIGINT, SIGTERM);
   signals.async_wait([&server](const boost::system::error_code& error, int) {
@@ -114,10 +160,7 @@ void serve(const Options& options) {
       std::rethrow_exception(failure);
     }
   });
-  std::printf("orvik-relay: listening on wss://%s\n", textOf(server->endpoint()).c_str());
-  std::printf("orvik-relay: certificate %s, SHA-256 %s\n", certificate.file.c_str(),
-              certificate.fingerprint.c_str());
-  std::fflush(stdout);
+  announce(options, server->endpoint(), plain, certificate);
   context.run();
 }
 

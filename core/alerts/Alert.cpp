@@ -4,7 +4,7 @@
 #include <cmath>
 #include <utility>
 
-#include "core/values/Record.h"
+#include "core/values/JSONMembers.h"
 
 namespace orvik {
 
@@ -90,6 +90,18 @@ std::optional<Alert> Alert::from(const JSONValue& json) {
   alert.kind = *readKind;
   alert.state = *readState;
   return alert;
+}
+
+JSONValue TimeMachineReminder::json() const { return JSONObject{{"at", at}, {"backup", backup}}; }
+
+std::optional<TimeMachineReminder> TimeMachineReminder::from(const JSONValue& json) {
+  const auto* object = json.get<JSONObject>();
+  TimeMachineReminder reminder;
+  if (object == nullptr || !readMember(*object, "at", reminder.at) ||
+      !readMember(*object, "backup", reminder.backup)) {
+    return std::nullopt;
+  }
+  return reminder;
 }
 
 }  // namespace orvik

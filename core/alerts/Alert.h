@@ -48,4 +48,34 @@ struct Alert {
   bool operator==(const Alert&) const = default;
 };
 
+/// When an alert is due, and which are wanted. Hot processors and full disks cannot be switched
+/// off.
+struct AlertSettings {
+  /// Processor temperature, °C.
+  std::int64_t tempC = 95;
+  /// Disk use, per cent.
+  std::int64_t diskPct = 90;
+  /// Whether to announce the change from mains to battery, a low battery, an overdue backup.
+  bool onBattery = true;
+  bool batteryLow = true;
+  bool timeMachine = true;
+
+  bool operator==(const AlertSettings&) const = default;
+};
+
+/// What is remembered of an alert about an overdue backup, so that the same backup is not
+/// announced again and again.
+struct TimeMachineReminder {
+  /// When the alert was raised, seconds since 1970.
+  std::int64_t at = 0;
+  /// The last backup that it was about, seconds since 1970.
+  std::int64_t backup = 0;
+
+  [[nodiscard]] JSONValue json() const;
+  /// Nothing when this is not an object with both members as integers.
+  [[nodiscard]] static std::optional<TimeMachineReminder> from(const JSONValue& json);
+
+  bool operator==(const TimeMachineReminder&) const = default;
+};
+
 }  // namespace orvik

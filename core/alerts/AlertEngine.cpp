@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "core/values/Record.h"
+#include "core/values/JSONMembers.h"
 
 namespace orvik {
 

@@ -8,8 +8,6 @@
 #include <vector>
 
 #include "core/alerts/Alert.h"
-#include "core/alerts/AlertSettings.h"
-#include "core/alerts/TimeMachineReminder.h"
 #include "core/values/JSONValue.h"
 
 namespace orvik {

@@ -6,7 +6,7 @@
 #include <tuple>
 #include <utility>
 
-#include "core/platform/ReplaceFile.h"
+#include "core/system/ReplaceFile.h"
 #include "core/values/JSONReader.h"
 
 namespace orvik {

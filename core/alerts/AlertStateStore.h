@@ -7,8 +7,8 @@
 #include <string>
 
 #include "core/alerts/AlertEngine.h"
-#include "core/platform/FileOperations.h"
-#include "core/platform/UserDefaults.h"
+#include "core/system/FileOperations.h"
+#include "core/system/UserDefaults.h"
 
 namespace orvik {
 

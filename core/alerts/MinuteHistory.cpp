@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "core/values/JSONMembers.h"
 #include "core/values/NumberText.h"
-#include "core/values/Record.h"
 
 namespace orvik {
 

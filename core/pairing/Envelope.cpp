@@ -7,7 +7,7 @@
 #include <climits>
 #include <memory>
 
-#include "core/values/Base64URL.h"
+#include "core/values/Base64.h"
 #include "core/values/JSONReader.h"
 
 namespace orvik {
@@ -43,7 +43,7 @@ using AdditionalData = std::array<std::uint8_t, 1 + Pairing::macIdSize>;
 /// What an envelope is bound to beside its content: the kind, then the identifier.
 AdditionalData aad(Envelope::Kind kind, const Pairing& pairing) {
   AdditionalData data{static_cast<std::uint8_t>(kind)};
-  std::ranges::copy(pairing.macId, data.begin() + 1);
+  std::ranges::copy(pairing.macId(), data.begin() + 1);
   return data;
 }
 
@@ -59,8 +59,7 @@ std::optional<Envelope::Kind> kindFrom(std::string_view text) {
 
 template <typename Case>
 const Case& member(const UntypedValue& object, std::string_view key) {
-  const UntypedValue* value = object.find(key);
-  const Case* content = value == nullptr ? nullptr : value->get<Case>();
+  const Case* content = object.get<Case>(key);
   if (content == nullptr) {
     throw Envelope::Malformed();
   }

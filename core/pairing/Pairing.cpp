@@ -12,7 +12,7 @@
 #include <memory>
 
 #include "core/BuildConstants.h"
-#include "core/values/Base64URL.h"
+#include "core/values/Base64.h"
 #include "core/values/Text.h"
 
 namespace orvik {
@@ -29,16 +29,13 @@ constexpr std::string_view urlUnreserved =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
 
 std::string percentEncoded(std::string_view text) {
-  constexpr std::string_view digits = "0123456789ABCDEF";
   std::string out;
   for (const char c : text) {
     if (urlUnreserved.find(c) != std::string_view::npos) {
       out.push_back(c);
     } else {
-      const auto byte = static_cast<unsigned char>(c);
       out.push_back('%');
-      out.push_back(digits[byte >> 4U]);
-      out.push_back(digits[byte & 0xFU]);
+      appendHex(static_cast<std::uint8_t>(c), out);
     }
   }
   return out;
@@ -157,12 +154,12 @@ Bytes randomBytes(std::size_t count) {
   return bytes;
 }
 
-Pairing::Pairing(ByteView id, ByteView sharedSecret) {
-  if (id.size() != macIdSize || sharedSecret.size() != secretSize) {
+Pairing::Pairing(ByteView macId, ByteView secret) {
+  if (macId.size() != macIdSize || secret.size() != secretSize) {
     stop("a pairing takes an identifier of 16 bytes and a secret of 32");
   }
-  std::ranges::copy(id, macId.begin());
-  secret = SecretBytes<secretSize>(sharedSecret.first<secretSize>());
+  std::ranges::copy(macId, id.begin());
+  shared = SecretBytes<secretSize>(secret.first<secretSize>());
 }
 
 Pairing Pairing::generate() {
@@ -175,7 +172,7 @@ Pairing Pairing::generate() {
 
 SymmetricKey Pairing::derive(std::string_view label) const {
   SymmetricKey key;
-  hkdfSHA256(secret.data(), macId, bytesOf(label), key.data());
+  hkdfSHA256(shared.data(), id, bytesOf(label), key.data());
   return key;
 }
 
@@ -186,9 +183,9 @@ std::string Pairing::link(std::string_view macName) const {
   std::string link = "https://";
   link += build::pairingHost;
   link += "/orvik/p#1.";
-  link += base64URL(macId);
+  link += base64URL(id);
   link += '.';
-  link += base64URL(secret.data());
+  link += base64URL(shared.data());
   link += '.';
   if (isValidUTF8(macName)) {
     link += percentEncoded(macName);

@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "core/pairing/SecretBytes.h"
 #include "core/values/Bytes.h"
+#include "core/values/SecretBytes.h"
 
 namespace orvik {
 
@@ -25,9 +25,9 @@ class Pairing {
   [[nodiscard]] static Pairing generate();
 
   /// Random identifier, also the salt of the key derivation.
-  std::array<std::uint8_t, macIdSize> macId{};
+  [[nodiscard]] const std::array<std::uint8_t, macIdSize>& macId() const noexcept { return id; }
   /// The shared secret, wiped with this object.
-  SecretBytes<secretSize> secret;
+  [[nodiscard]] const SecretBytes<secretSize>& secret() const noexcept { return shared; }
 
   /// Seals every payload. Derived on every call, never stored.
   [[nodiscard]] SymmetricKey encKey() const;
@@ -42,6 +42,9 @@ class Pairing {
 
  private:
   [[nodiscard]] SymmetricKey derive(std::string_view label) const;
+
+  std::array<std::uint8_t, macIdSize> id{};
+  SecretBytes<secretSize> shared;
 };
 
 /// Fills memory from the system's cryptographically secure generator. A generator that fails stops

@@ -40,8 +40,8 @@ std::optional<Pairing> PairingStore::load(SecretStore& store) {
 
 bool PairingStore::save(SecretStore& store, const Pairing& pairing) {
   WipedBytes stored{Bytes(storedSize)};
-  const auto rest = std::ranges::copy(pairing.macId, stored.bytes.begin()).out;
-  std::ranges::copy(pairing.secret.data(), rest);
+  const auto rest = std::ranges::copy(pairing.macId(), stored.bytes.begin()).out;
+  std::ranges::copy(pairing.secret().data(), rest);
   // Replaced, never changed in place. Whether there was one to remove does not matter.
   store.remove(itemKey());
   return store.add(itemKey(), "Orvik pairing", stored.bytes);

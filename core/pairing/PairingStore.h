@@ -3,7 +3,7 @@
 #include <optional>
 
 #include "core/pairing/Pairing.h"
-#include "core/platform/SecretStore.h"
+#include "core/system/SecretStore.h"
 
 namespace orvik {
 

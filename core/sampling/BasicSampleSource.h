@@ -2,9 +2,9 @@
 
 #include <memory>
 
-#include "core/platform/Clock.h"
-#include "core/platform/MachineLoad.h"
+#include "core/async/Clock.h"
 #include "core/sampling/SampleSource.h"
+#include "core/sampling/ThisMachine.h"
 
 namespace orvik {
 

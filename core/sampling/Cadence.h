@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <optional>
 
-#include "core/platform/Clock.h"
+#include "core/async/Clock.h"
 
 namespace orvik {
 

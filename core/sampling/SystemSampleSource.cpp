@@ -6,7 +6,7 @@
 #include <cmath>
 #include <ctime>
 
-#include "core/platform/RunOn.h"
+#include "core/async/RunOn.h"
 #include "core/sampling/SampleBounds.h"
 #include "core/values/NumberText.h"
 
@@ -76,14 +76,14 @@ SystemSampleSource::SystemSampleSource(const asio::any_io_executor& executor,
     : strand(asio::make_strand(executor)),
       clock(std::move(clock)),
       readings(std::move(readings)),
-      processor(strand),
-      freshProcessor(strand),
-      battery(strand),
-      processes(strand),
+      processorMutex(strand),
+      freshProcessorMutex(strand),
+      batteryMutex(strand),
+      processesMutex(strand),
       slow(strand, slowInterval),
       connections(strand, connectionsInterval),
       healthCadence(healthInterval),
-      macInfoTurn(strand) {}
+      macInfoMutex(strand) {}
 
 asio::awaitable<std::string> SystemSampleSource::sample() { return sample(false); }
 
@@ -101,7 +101,7 @@ asio::awaitable<std::string> SystemSampleSource::sampleOnStrand(bool withMacInfo
   using namespace asio::experimental::awaitable_operators;
   JSONObject fields;
   if (withMacInfo && macInfo.empty()) {
-    fields = co_await (sampleFields() && macInfoTurn.take(readMacInfo()));
+    fields = co_await (sampleFields() && macInfoMutex.withLock(readMacInfo()));
   } else {
     fields = co_await sampleFields();
   }
@@ -118,7 +118,7 @@ asio::awaitable<void> SystemSampleSource::readMacInfo() {
 }
 
 asio::awaitable<JSONObject> SystemSampleSource::sampleFields() {
-  JSONObject fields = co_await processor.take(readings->processor());
+  JSONObject fields = co_await processorMutex.withLock(readings->processor());
   co_await refreshSlow();
 
   const Clock::UnixTime now = clock->unixNow();
@@ -127,11 +127,11 @@ asio::awaitable<JSONObject> SystemSampleSource::sampleFields() {
   fields.set("load_now", loadNow.update(averages.front(), secondsSince1970(now)));
   fields.set("uptime_h", uptimeHours(readings->readBootEpoch(), now));
 
-  fields.merge(withinBounds(co_await battery.take(readings->battery())));
-  JSONValue busiest = co_await processes.take(readings->processes());
+  fields.merge(withinBounds(co_await batteryMutex.withLock(readings->battery())));
+  JSONValue busiest = co_await processesMutex.withLock(readings->processes());
   fields.merge(slow.cached);
   if (runsOnBatteryOfUnknownTime(fields)) {
-    const JSONObject extras = co_await battery.take(readings->batteryExtras());
+    const JSONObject extras = co_await batteryMutex.withLock(readings->batteryExtras());
     const JSONValue* estimate = extras.find("battery_est_min");
     fields.set("battery_min", estimate == nullptr ? JSONValue() : *estimate);
   }
@@ -143,7 +143,7 @@ asio::awaitable<JSONObject> SystemSampleSource::sampleFields() {
       timeMachineDisk = *name;
     }
   }
-  co_await connections.turn.take(currentConnections(std::move(timeMachineDisk)));
+  co_await connections.mutex.withLock(currentConnections(std::move(timeMachineDisk)));
   fields.set("connections", connections.cached);
 
   const Clock::UnixTime end = clock->unixNow();
@@ -153,7 +153,7 @@ asio::awaitable<JSONObject> SystemSampleSource::sampleFields() {
 }
 
 asio::awaitable<std::string> SystemSampleSource::alertSampleOnStrand() {
-  const JSONObject measured = co_await freshProcessor.take(readings->freshProcessor());
+  const JSONObject measured = co_await freshProcessorMutex.withLock(readings->freshProcessor());
   JSONObject fields;
   for (const char* key : {"temp_cpu", "cpu_pct", "power_w"}) {
     if (const JSONValue* value = measured.find(key)) {
@@ -161,14 +161,14 @@ asio::awaitable<std::string> SystemSampleSource::alertSampleOnStrand() {
     }
   }
   co_await refreshSlow();
-  fields.merge(withinBounds(co_await battery.take(readings->battery())));
+  fields.merge(withinBounds(co_await batteryMutex.withLock(readings->battery())));
   fields.merge(slow.cached);
   setEpoch(fields, clock->unixNow());
   co_return JSONValue(std::move(fields)).text();
 }
 
 asio::awaitable<void> SystemSampleSource::refreshSlow() {
-  return slow.turn.take(refreshSlowGroup());
+  return slow.mutex.withLock(refreshSlowGroup());
 }
 
 asio::awaitable<void> SystemSampleSource::refreshSlowGroup() {
@@ -177,7 +177,7 @@ asio::awaitable<void> SystemSampleSource::refreshSlowGroup() {
     co_return;
   }
   JSONObject fields = co_await readings->disk();
-  fields.merge(co_await battery.take(readings->batteryExtras()));
+  fields.merge(co_await batteryMutex.withLock(readings->batteryExtras()));
   fields.merge(co_await batteryHealth());
   fields.merge(co_await readings->timeMachine());
   slow.cached = withinBounds(fields);

@@ -5,8 +5,8 @@
 #include <memory>
 #include <optional>
 
-#include "core/platform/Clock.h"
-#include "core/platform/Turn.h"
+#include "core/async/AsyncMutex.h"
+#include "core/async/Clock.h"
 #include "core/sampling/Cadence.h"
 #include "core/sampling/LoadNow.h"
 #include "core/sampling/MachineReadings.h"
@@ -36,8 +36,8 @@ class SystemSampleSource final : public SampleSource,
   /// A group of readings that is kept between refreshes.
   struct Group {
     Group(const asio::any_io_executor& executor, Clock::Duration interval)
-        : turn(executor), cadence(interval) {}
-    Turn turn;
+        : mutex(executor), cadence(interval) {}
+    AsyncMutex mutex;
     Cadence cadence;
     JSONObject cached;
   };
@@ -55,16 +55,16 @@ class SystemSampleSource final : public SampleSource,
   const std::shared_ptr<Clock> clock;
   const std::shared_ptr<MachineReadings> readings;
   LoadNow loadNow;
-  Turn processor;
-  Turn freshProcessor;
-  Turn battery;
-  Turn processes;
+  AsyncMutex processorMutex;
+  AsyncMutex freshProcessorMutex;
+  AsyncMutex batteryMutex;
+  AsyncMutex processesMutex;
   Group slow;
   Group connections;
   /// Refreshed as part of the slow group, and more rarely.
   Cadence healthCadence;
   JSONObject health;
-  Turn macInfoTurn;
+  AsyncMutex macInfoMutex;
   JSONObject macInfo;
 };
 

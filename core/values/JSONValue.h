@@ -41,6 +41,9 @@ class JSONObject {
 
   /// The value under a key, or null when there is none. Valid until the object changes.
   [[nodiscard]] const JSONValue* find(std::string_view key) const;
+  /// The payload under a key when it is there and has this case, otherwise null.
+  template <typename Case>
+  [[nodiscard]] const Case* get(std::string_view key) const;
 
   [[nodiscard]] std::size_t size() const noexcept;
   [[nodiscard]] bool empty() const noexcept;
@@ -114,5 +117,11 @@ struct JSONObject::Member {
   std::string key;
   JSONValue value;
 };
+
+template <typename Case>
+const Case* JSONObject::get(std::string_view key) const {
+  const JSONValue* found = find(key);
+  return found == nullptr ? nullptr : found->get<Case>();
+}
 
 }  // namespace orvik

@@ -9,6 +9,7 @@
 #include <unicode/utf8.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
 #include <memory>
 
@@ -20,14 +21,6 @@ constexpr std::string_view replacementCharacter = "\xEF\xBF\xBD";
 
 bool isASCII(std::string_view text) noexcept {
   return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
-
-/// Decodes the code point at `position` and moves past it; negative when it is ill-formed.
-UChar32 nextCodePoint(std::string_view text, std::size_t& position) noexcept {
-  const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
-  UChar32 codePoint = 0;
-  U8_NEXT(bytes, position, text.size(), codePoint);
-  return codePoint;
 }
 
 icu::UnicodeString unicode(std::string_view text) {
@@ -46,6 +39,13 @@ icu::UnicodeString composed(const icu::UnicodeString& source) {
 }
 
 }  // namespace
+
+std::int32_t nextCodePoint(std::string_view text, std::size_t& position) noexcept {
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+  UChar32 codePoint = 0;
+  U8_NEXT(bytes, position, text.size(), codePoint);
+  return codePoint;
+}
 
 bool isValidUTF8(std::string_view text) noexcept {
   std::size_t position = 0;
@@ -136,6 +136,19 @@ int compareText(std::string_view left, std::string_view right) {
     return left < right ? -1 : 1;
   }
   return composed(unicode(left)).compareCodePointOrder(composed(unicode(right)));
+}
+
+void appendHex(std::uint8_t byte, std::string& out) {
+  constexpr std::string_view digits = "0123456789ABCDEF";
+  out += {digits[byte >> 4U], digits[byte & 0xFU]};
+}
+
+std::optional<std::uint8_t> byteFromHex(std::string_view digits) noexcept {
+  std::uint8_t byte = 0;
+  const char* const end = digits.data() + digits.size();
+  const auto [stop, error] = std::from_chars(digits.data(), end, byte, 16);
+  return digits.size() == 2 && error == std::errc{} && stop == end ? std::optional(byte)
+                                                                   : std::nullopt;
 }
 
 std::string lowercased(std::string_view text) {

@@ -1,10 +1,15 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
 namespace orvik {
+
+/// Decodes the code point at `position` and moves past it; negative when it is ill-formed.
+/// `position` is less than the size of `text`.
+[[nodiscard]] std::int32_t nextCodePoint(std::string_view text, std::size_t& position) noexcept;
 
 /// Whether the bytes are well-formed UTF-8.
 [[nodiscard]] bool isValidUTF8(std::string_view text) noexcept;
@@ -35,5 +40,11 @@ char* copyRepairedCodePoint(std::string_view text, std::size_t& position, char* 
 /// differ only in case or in how their accents are encoded give the same bytes. Names that people
 /// read are matched and sorted by it.
 [[nodiscard]] std::string lowercased(std::string_view text);
+
+/// Appends the two hexadecimal digits of a byte, letters in upper case.
+void appendHex(std::uint8_t byte, std::string& out);
+
+/// The byte that two hexadecimal digits of either case stand for; nothing for any other text.
+[[nodiscard]] std::optional<std::uint8_t> byteFromHex(std::string_view digits) noexcept;
 
 }  // namespace orvik

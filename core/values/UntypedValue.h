@@ -47,6 +47,12 @@ class UntypedValue {
 
   /// The member of a map, or null when this is no map or has no such member.
   [[nodiscard]] const UntypedValue* find(std::string_view key) const;
+  /// The member of a map when it is there and of this type, otherwise null.
+  template <typename Case>
+  [[nodiscard]] const Case* get(std::string_view key) const {
+    const UntypedValue* member = find(key);
+    return member == nullptr ? nullptr : member->get<Case>();
+  }
 
   bool operator==(const UntypedValue&) const = default;
 

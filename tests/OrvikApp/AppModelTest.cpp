@@ -2,7 +2,7 @@
 
 #include "OrvikApp/AppModel.h"
 #include "core/pairing/PairingStore.h"
-#include "tests/OrvikApp/PaperDesktop.h"
+#include "tests/OrvikApp/FakeDesktop.h"
 
 namespace orvik {
 namespace {
@@ -16,7 +16,7 @@ using testing::ElementsAre;
 using Login = LoginItem::Status;
 
 TEST(AppModel, RegistersItselfOnTheFirstLaunchOnly) {
-  test::PaperDesktop desktop;
+  test::FakeDesktop desktop;
   const auto first = desktop.model();
   EXPECT_TRUE(first->isFirstLaunch());
   EXPECT_TRUE(first->launchAtLogin());
@@ -36,7 +36,7 @@ TEST(AppModel, RegistersItselfOnTheFirstLaunchOnly) {
 }
 
 TEST(AppModel, ShowsTheStateOfTheNewestLinkAndOfNoOther) {
-  test::PaperDesktop desktop;
+  test::FakeDesktop desktop;
   const auto model = desktop.model();
   std::vector<RelayState> shown;
   QObject::connect(model.get(), &AppModel::stateChanged, [&] { shown.push_back(model->state()); });
@@ -61,11 +61,11 @@ TEST(AppModel, ShowsTheStateOfTheNewestLinkAndOfNoOther) {
 }
 
 TEST(AppModel, PausesForOneHour) {
-  using Action = void (*)(AppModel&, test::PaperSystem&);
-  const Action pause = [](AppModel& model, test::PaperSystem&) { model.pauseOneHour(); };
-  const Action resume = [](AppModel& model, test::PaperSystem&) { model.resume(); };
-  const Action connect = [](AppModel& model, test::PaperSystem&) { model.connect(); };
-  const Action wake = [](AppModel&, test::PaperSystem& system) { system.wake(); };
+  using Action = void (*)(AppModel&, test::FakeSystem&);
+  const Action pause = [](AppModel& model, test::FakeSystem&) { model.pauseOneHour(); };
+  const Action resume = [](AppModel& model, test::FakeSystem&) { model.resume(); };
+  const Action connect = [](AppModel& model, test::FakeSystem&) { model.connect(); };
+  const Action wake = [](AppModel&, test::FakeSystem& system) { system.wake(); };
   struct Case {
     const char* name;
     std::vector<std::pair<std::chrono::minutes, Action>> steps;
@@ -88,7 +88,7 @@ TEST(AppModel, PausesForOneHour) {
   };
   for (const Case& each : cases) {
     SCOPED_TRACE(each.name);
-    test::PaperDesktop desktop;
+    test::FakeDesktop desktop;
     const auto model = desktop.model();
     const auto start = desktop.clock->now();
     const auto advanceTo = [&](Clock::Duration time) {
@@ -111,7 +111,7 @@ TEST(AppModel, PausesForOneHour) {
 TEST(AppModel, ReplacesThePairingAndConnectsUnlessPaused) {
   for (const bool isPaused : {false, true}) {
     for (const bool refuses : {false, true}) {
-      test::PaperDesktop desktop;
+      test::FakeDesktop desktop;
       const auto model = desktop.model();
       const Pairing old = model->pairing();
       int changes = 0;
@@ -135,7 +135,7 @@ TEST(AppModel, ReplacesThePairingAndConnectsUnlessPaused) {
 }
 
 TEST(AppModel, SleepWaitsForTheGoodbyeAndWakingConnects) {
-  test::PaperDesktop desktop;
+  test::FakeDesktop desktop;
   const auto model = desktop.model();
   desktop.system->wake();
   ASSERT_EQ(desktop.links.size(), 1U) << "waking while connected";
@@ -153,7 +153,7 @@ TEST(AppModel, SleepWaitsForTheGoodbyeAndWakingConnects) {
 }
 
 TEST(AppModel, SaysGoodbyeOnceAndOnlyWhereThereIsALink) {
-  test::PaperDesktop desktop;
+  test::FakeDesktop desktop;
   const auto model = desktop.model();
   int goodbyes = 0;
   const auto count = [&] { ++goodbyes; };
@@ -166,7 +166,7 @@ TEST(AppModel, SaysGoodbyeOnceAndOnlyWhereThereIsALink) {
 }
 
 TEST(AppModel, WhatItBeganMayOutliveIt) {
-  test::PaperDesktop desktop;
+  test::FakeDesktop desktop;
   auto model = desktop.model();
   model->pauseOneHour();
   model->resume();
@@ -206,7 +206,7 @@ TEST(AppModel, ItsSwitchShowsWhatTheSystemDid) {
       {Login::requiresApproval, true, false, 0, {}},
   };
   for (const Case& each : cases) {
-    test::PaperDesktop desktop;
+    test::FakeDesktop desktop;
     ASSERT_TRUE(PairingStore::save(*desktop.system, Pairing::generate()));
     desktop.system->loginStatus = each.before;
     const auto model = desktop.model();

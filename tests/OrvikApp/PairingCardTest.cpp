@@ -6,11 +6,10 @@
 #include <set>
 #include <vector>
 
-#include "OrvikApp/OffscreenApplication.h"
 #include "OrvikApp/PairingCard.h"
 #include "OrvikApp/PairingCardRendering.h"
 #include "OrvikApp/Texts.h"
-#include "phone/PairingLink.h"
+#include "phone/terminal/PairingLink.h"
 #include "tests/OrvikApp/ScannedCode.h"
 #include "tests/support/TemporaryFolder.h"
 

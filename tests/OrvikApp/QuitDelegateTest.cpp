@@ -8,7 +8,7 @@
 #include "OrvikApp/CoreThread.h"
 #include "OrvikApp/QuitRequests.h"
 #include "OrvikApp/TerminationSignals.h"
-#include "tests/OrvikApp/PaperDesktop.h"
+#include "tests/OrvikApp/FakeDesktop.h"
 #include "tests/support/EventLoop.h"
 
 namespace orvik {
@@ -21,7 +21,7 @@ class Quitting : public testing::Test {
   void finishGoodbye() { desktop.links[0]->finishStop(); }
   [[nodiscard]] int goodbyes() const { return desktop.links[0]->stops; }
 
-  test::PaperDesktop desktop;
+  test::FakeDesktop desktop;
   std::unique_ptr<AppModel> model = desktop.model();
   int ends = 0;
   /// The hold is far longer than a test waits, the time until a session goes on is over at once.

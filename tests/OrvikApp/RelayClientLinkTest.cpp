@@ -8,7 +8,7 @@
 #include "OrvikApp/CoreModelClock.h"
 #include "OrvikApp/CoreThread.h"
 #include "OrvikApp/RelayClientLink.h"
-#include "core/relay/BeastWebSocket.h"
+#include "core/connection/BeastWebSocket.h"
 #include "core/sampling/BasicSampleSource.h"
 #include "tests/support/EventLoop.h"
 #include "tests/support/ManualClock.h"
@@ -46,7 +46,7 @@ TEST(RelayClientLink, GoesOnlineAndSaysGoodbye) {
         return std::make_shared<RelayClient>(
             Pairing::generate(), relay.url(), std::make_shared<BasicSampleSource>(clock),
             AlertStateStore::memory(), std::move(onState),
-            RelayClient::Surroundings{thread.executor(), clock, session});
+            RelayClient::Dependencies{thread.executor(), clock, session});
       },
       [&](const RelayState& state) {
         EXPECT_EQ(QThread::currentThread(), qApp->thread());

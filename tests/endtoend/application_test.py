@@ -8,7 +8,7 @@ import signal
 import subprocess
 
 from desktop import Panel, Screen, await_that, start_application, start_bus, start_display
-from programs import PATIENCE, build, check, path, run, start_phone, start_relay
+from programs import TIMEOUT, build, check, path, run, start_phone, start_relay
 
 ONLINE = ["Orvik", "● Online", "-", "Add a phone…", "Pause for 1 hour", "Disconnect all phones…",
           "-", "Check for Updates…", "Quit Orvik"]
@@ -113,7 +113,7 @@ def test():
     def run_without_session(*arguments, **variables):
         return subprocess.run(
             [os.path.join(build, "OrvikApp/orvik"), *arguments], check=False, capture_output=True,
-            env={"HOME": path(""), "PATH": os.environ["PATH"], **variables}, timeout=PATIENCE)
+            env={"HOME": path(""), "PATH": os.environ["PATH"], **variables}, timeout=TIMEOUT)
 
     for variables in ({}, {"DISPLAY": ":none"}):
         done = run_without_session(**variables)
@@ -126,7 +126,7 @@ def test():
         check((done.returncode, done.stdout, done.stderr) == (status, b"", b""),
               f"rendering to {place} gives {done}")
     # Its link opens: what the phone then complains about is that no relay is there.
-    with subprocess.Popen([os.path.join(build, "phone/orvik-phone"), "-", "--relay",
+    with subprocess.Popen([os.path.join(build, "phone/terminal/orvik-phone"), "-", "--relay",
                            "wss://localhost:1"], stdin=subprocess.PIPE, stderr=subprocess.PIPE,
                           stdout=subprocess.DEVNULL, text=True) as picture:
         picture.stdin.write(decode(path("card.png")))

@@ -10,7 +10,7 @@ import dbus.mainloop.glib
 import dbus.service
 from gi.repository import GLib
 
-from programs import PATIENCE, Program, check, path, running
+from programs import TIMEOUT, Program, check, path, running
 
 dbus.mainloop.glib.DBusGMainLoop(set_as_default=True)
 WATCHER = "org.kde.StatusNotifierWatcher"
@@ -26,7 +26,7 @@ BUS_CONFIGURATION = """<busconfig><type>{kind}</type><listen>unix:dir={folder}</
 def await_that(condition, message):
     """Lets the buses work until the condition gives something true, which is returned."""
     late = []
-    GLib.timeout_add_seconds(PATIENCE, lambda: late.append(True))
+    GLib.timeout_add_seconds(TIMEOUT, lambda: late.append(True))
     # The condition may change by what no bus tells.
     tick = GLib.timeout_add(20, lambda: True)
     while not (found := condition()):

@@ -8,7 +8,7 @@ import struct
 import subprocess
 import sys
 
-from programs import PATIENCE, build, check, path, run
+from programs import TIMEOUT, build, check, path, run
 
 ASTRAY = {"LC_ALL": "C", "QT_QPA_PLATFORM": "xcb", "QT_QPA_PLATFORMTHEME": "gtk3",
           "QT_STYLE_OVERRIDE": "missing", "QT_SCALE_FACTOR": "3", "QT_FONT_DPI": "300",
@@ -19,7 +19,7 @@ PROGRAM = os.path.join(build, "OrvikApp", *(
 
 
 def draw(*arguments, status=0):
-    ended = subprocess.run([PROGRAM, *arguments], env=ASTRAY, timeout=PATIENCE,
+    ended = subprocess.run([PROGRAM, *arguments], env=ASTRAY, timeout=TIMEOUT,
                            stdin=subprocess.DEVNULL, capture_output=True, check=False)
     check(ended.returncode == status, f"{arguments} ended with {ended.returncode}")
     check(ended.stdout + ended.stderr == b"", f"{arguments} printed {ended.stdout + ended.stderr}")

@@ -9,7 +9,7 @@ import sys
 import tempfile
 import threading
 
-PATIENCE = 30  # seconds after which something that has to happen is held not to happen
+TIMEOUT = 30  # seconds after which something that has to happen is held not to happen
 build = sys.argv[1]
 scratch = tempfile.TemporaryDirectory()
 running = []
@@ -41,7 +41,7 @@ class Program:
             self.lines.put(line.rstrip("\n"))
 
     def line(self):
-        return self.lines.get(timeout=PATIENCE)
+        return self.lines.get(timeout=TIMEOUT)
 
     def payload(self):
         return json.loads(self.line())
@@ -61,7 +61,7 @@ class Program:
     def ends(self, signum=signal.SIGTERM, status=0):
         if signum is not None:
             self.process.send_signal(signum)
-        check(self.process.wait(timeout=PATIENCE) == status,
+        check(self.process.wait(timeout=TIMEOUT) == status,
               f"{self.name} ended with {self.process.returncode}, not {status}")
 
 
@@ -77,7 +77,7 @@ def start_relay(port=0):
 
 
 def start_phone(link, options):
-    return Program("orvik-phone", "-", "--json", *options, stdin=link)
+    return Program("orvik-phone", "-", "--json", *options, stdin=link, folder="phone/terminal")
 
 
 def run(test):

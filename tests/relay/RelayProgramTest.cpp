@@ -28,7 +28,8 @@ TEST(RelayProgram, FailsWithOneLine) {
   for (const std::string& arguments :
        {std::string("--listen here"), std::string("--unknown"), certificate,
         certificate + " --key " + file, certificate + " --key " + file + " " + state,
-        "--state " + file, "--name '*' " + state, "--listen 192.0.2.1:1 " + state,
+        "--state " + file, "--name '*' " + state, "--listen-plain 0.0.0.0:0 " + state,
+        "--page " + file + " " + state, "--listen 192.0.2.1:1 " + state,
         std::string("--certificate /dev/zero --key /dev/zero")}) {
     const auto [text, code] = failure(arguments);
     EXPECT_EQ(code, 1) << arguments;

@@ -11,7 +11,7 @@
 #include <boost/beast/websocket/stream.hpp>
 #include <gmock/gmock.h>
 
-#include "core/values/Base64URL.h"
+#include "core/values/Base64.h"
 #include "relay/RelayServer.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/TemporaryFolder.h"
@@ -271,7 +271,7 @@ TEST_F(RelayServerTest, AnswersOrEndsWhatIsNoWebSocket) {
       "Connection: Upgrade\r\nUpgrade: websocket\r\nSec-WebSocket-Version: 13\r\n"
       "Sec-WebSocket-Key: AAAAAAAAAAAAAAAAAAAAAA==\r\n";
   const std::string mac = path("mac", 'a');
-  EXPECT_THAT(http("GET /healthz" + end + "\r\n"),
+  EXPECT_THAT(http("GET /healthz" + end + "Connection: close\r\n\r\n"),
               testing::AllOf(StartsWith("HTTP/1.1 200"), testing::EndsWith("\r\n\r\nok\n")));
   const std::string blank = "\r\n";
   const std::vector<std::pair<std::string, std::string>> answers = {

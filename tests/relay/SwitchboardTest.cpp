@@ -3,7 +3,7 @@
 #include <map>
 #include <sstream>
 
-#include "core/values/Base64URL.h"
+#include "core/values/Base64.h"
 #include "relay/Session.h"
 
 namespace orvik::relay {

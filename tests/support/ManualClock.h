@@ -5,8 +5,8 @@
 #include <map>
 #include <memory>
 
-#include "core/platform/Clock.h"
-#include "core/platform/Notifier.h"
+#include "core/async/Clock.h"
+#include "core/async/Notifier.h"
 
 namespace orvik::test {
 

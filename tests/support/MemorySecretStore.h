@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/platform/SecretStore.h"
+#include "core/system/SecretStore.h"
 
 namespace orvik::test {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "core/platform/Notifier.h"
-#include "core/relay/WebSocketTask.h"
+#include "core/async/Notifier.h"
+#include "core/connection/WebSocketTask.h"
 
 namespace orvik::test {
 

@@ -19,7 +19,7 @@ const QString watcherPath = QStringLiteral("/StatusNotifierWatcher");
 
 /// How long a panel on the bus may take to follow the watcher of its items. Desktops start both,
 /// and often a tray of the older kind as well, for applications that know no other.
-constexpr auto hostPatience = 3s;
+constexpr auto hostTimeout = 3s;
 
 }  // namespace
 
@@ -36,7 +36,7 @@ DesktopTrayHost::DesktopTrayHost(std::function<void(bool isPresent)> changed)
           [this] { set(hasHost, false); });
   connect(&expectation, &QTimer::timeout, this, [this] { set(expectsHost, false); });
   expectation.setSingleShot(true);
-  expectation.start(hostPatience);
+  expectation.start(hostTimeout);
   watch(QStringLiteral("StatusNotifierHostRegistered"));
   watch(QStringLiteral("StatusNotifierHostUnregistered"));
   ask();
@@ -71,6 +71,10 @@ void DesktopTrayHost::set(bool& fact, bool value) {
   if (isPresent() != before) {
     changed(isPresent());
   }
+}
+
+std::unique_ptr<TrayHost> watchTrayHost(std::function<void(bool isPresent)> changed) {
+  return std::make_unique<DesktopTrayHost>(std::move(changed));
 }
 
 }  // namespace orvik

@@ -99,4 +99,8 @@ void LogindPowerEvents::tellWake() {
   }
 }
 
+std::unique_ptr<PowerEvents> openPowerEvents() {
+  return std::make_unique<LogindPowerEvents>(QDBusConnection::systemBus());
+}
+
 }  // namespace orvik

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "OrvikApp/platform/PowerEvents.h"
-#include "core/platform/FileDescriptor.h"
+#include "core/system/FileDescriptor.h"
 
 namespace orvik {
 

@@ -38,6 +38,8 @@ orvik::QuitAnswer& quitAnswer() {
 
 namespace orvik {
 
+std::optional<std::string> missingDisplay() { return std::nullopt; }
+
 void prepareForSystem() {
   // The toolkit would come to the front at the start, from under whoever is typing at login.
   setenv("QT_MAC_DISABLE_FOREGROUND_APPLICATION_TRANSFORM", "1", 0);

@@ -9,11 +9,10 @@ namespace orvik {
 
 // For a build without the update framework.
 std::unique_ptr<Updater> startUpdater(const Texts& texts) {
-  AppcastUpdater::Source source{
-      .feed = QUrl(QString::fromUtf8(build::updateFeed)),
-      .target = {.system = QStringLiteral("macos"),
-                 .systemVersion = VersionNumber::parse(QSysInfo::productVersion().toStdString())}};
-  return std::make_unique<AppcastUpdater>(texts, std::move(source));
+  return std::make_unique<AppcastUpdater>(
+      texts, QUrl(QString::fromUtf8(build::updateFeed)),
+      UpdateTarget{QStringLiteral("macos"),
+                   QVersionNumber::fromString(QSysInfo::productVersion())});
 }
 
 }  // namespace orvik

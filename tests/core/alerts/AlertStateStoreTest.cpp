@@ -7,8 +7,8 @@
 
 #include "core/BuildConstants.h"
 #include "core/alerts/AlertStateStore.h"
-#include "core/platform/ReplaceFile.h"
-#include "core/platform/UserDefaultsFile.h"
+#include "core/system/ReplaceFile.h"
+#include "core/system/UserDefaultsFile.h"
 #include "tests/support/Corpus.h"
 #include "tests/support/TemporaryFolder.h"
 

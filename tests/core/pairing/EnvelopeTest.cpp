@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "core/pairing/Envelope.h"
-#include "core/values/Base64URL.h"
+#include "core/values/Base64.h"
 #include "core/values/JSONReader.h"
 #include "tests/support/Corpus.h"
 #include "tests/support/Hex.h"

@@ -4,7 +4,7 @@
 
 #include "core/BuildConstants.h"
 #include "core/pairing/Pairing.h"
-#include "core/values/Base64URL.h"
+#include "core/values/Base64.h"
 #include "core/values/JSONReader.h"
 #include "tests/support/Corpus.h"
 #include "tests/support/Hex.h"

@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include "core/pairing/Envelope.h"
-#include "core/values/Base64URL.h"
+#include "core/values/Base64.h"
 #include "tests/support/Corpus.h"
 #include "tests/support/Hex.h"
 

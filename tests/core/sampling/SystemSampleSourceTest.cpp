@@ -8,25 +8,25 @@
 
 #include <set>
 
-#include "core/sampling/DiskFields.h"
-#include "core/sampling/MacReadings.h"
 #include "core/sampling/SystemSampleSource.h"
+#include "core/sampling/Volume.h"
+#include "core/sampling/mac/MacReadings.h"
 #include "core/values/JSONReader.h"
 #include "tests/support/ManualClock.h"
-#include "tests/support/PaperMac.h"
+#include "tests/support/RecordedMac.h"
 
 namespace orvik {
 namespace {
 
 using namespace std::chrono_literals;
 
-using test::PaperSystem;
 using test::PrintingTool;
+using test::RecordedSystem;
 using test::Replay;
 
-class PaperMac : public testing::Test {
+class RecordedMac : public testing::Test {
  protected:
-  ~PaperMac() override {
+  ~RecordedMac() override {
     source.reset();
     macmon.reset();
     clock->advance(120s);
@@ -59,11 +59,11 @@ class PaperMac : public testing::Test {
   asio::io_context context;
   std::shared_ptr<test::ManualClock> clock = std::make_shared<test::ManualClock>(context);
   std::shared_ptr<Replay> replay = std::make_shared<Replay>("laptop.txt");
-  std::shared_ptr<PaperSystem> system = std::make_shared<PaperSystem>();
+  std::shared_ptr<RecordedSystem> system = std::make_shared<RecordedSystem>();
   std::filesystem::path tool = "/bin/sh";
   std::shared_ptr<MacmonReader> macmon = std::make_shared<MacmonReader>(
       std::vector{tool},
-      MacmonReader::Surroundings{
+      MacmonReader::Dependencies{
           context.get_executor(), clock, replay,
           [this](const auto& /*executor*/, const auto& /*path*/, const auto& /*arguments*/) {
             return std::make_unique<PrintingTool>(replay->outputs["stream"], clock);
@@ -95,7 +95,7 @@ constexpr const char* everything =
     R"("temp_cpu":52.3,"temp_gpu":45.1,"tm_disk_connected":true,"tm_disk_name":"Backup Disk",)"
     R"("tm_last_backup":1799985600,"tm_running":false,"uptime_h":144.7})";
 
-TEST_F(PaperMac, EveryKeyOfTheSample) {
+TEST_F(RecordedMac, EveryKeyOfTheSample) {
   EXPECT_EQ(fieldsOf(taken(source->sample())), everything);
   EXPECT_EQ(taken(source->alertSample()),
             R"({"battery_condition":"Normal","battery_cycles":312,"battery_design_cycles":1000,)"
@@ -116,7 +116,7 @@ TEST_F(PaperMac, EveryKeyOfTheSample) {
   EXPECT_EQ(replay->taken.count("10 s: /bin/sh pipe -s 1 -i 200 --soc-info"), 1U);
 }
 
-TEST_F(PaperMac, EveryGroupAtItsOwnPace) {
+TEST_F(RecordedMac, EveryGroupAtItsOwnPace) {
   const std::set<std::string> always = {"5 s: /usr/bin/pmset -g batt",
                                         "5 s: /bin/ps -Aceo pcpu,comm -r"};
   const std::set<std::string> connections = {
@@ -157,12 +157,12 @@ TEST_F(PaperMac, EveryGroupAtItsOwnPace) {
   }
 }
 
-TEST_F(PaperMac, WithoutAnythingToRead) {
+TEST_F(RecordedMac, WithoutAnythingToRead) {
   replay->isMute = true;
   tool = "/nowhere";
   system->volume = std::nullopt;
   macmon = std::make_shared<MacmonReader>(
-      std::vector{tool}, MacmonReader::Surroundings{context.get_executor(), clock, replay, {}});
+      std::vector{tool}, MacmonReader::Dependencies{context.get_executor(), clock, replay, {}});
   source = makeSource();
   EXPECT_EQ(fieldsOf(taken(source->sample(false))),
             R"({"battery_condition":null,"battery_cycles":null,"battery_design_cycles":null,)"
@@ -176,7 +176,7 @@ TEST_F(PaperMac, WithoutAnythingToRead) {
   EXPECT_EQ(replay->taken.count("4 s: /usr/bin/dig +short -x 192.0.2.1 +time=1 +tries=1"), 0U);
 }
 
-TEST_F(PaperMac, TheBatterysOwnEstimateStandsInForAMissingOne) {
+TEST_F(RecordedMac, TheBatterysOwnEstimateStandsInForAMissingOne) {
   replay->outputs["5 s: /usr/bin/pmset -g batt"] =
       "Now drawing from 'Battery Power'\n -InternalBattery-0 (id=1)\t50%; discharging; (no "
       "estimate) present: true\n";
@@ -187,7 +187,7 @@ TEST_F(PaperMac, TheBatterysOwnEstimateStandsInForAMissingOne) {
   EXPECT_EQ(replay->taken.count("5 s: /usr/sbin/ioreg -rn AppleSmartBattery"), 2U);
 }
 
-TEST_F(PaperMac, ASampleAndAnAlertSampleShareWhatTheyRead) {
+TEST_F(RecordedMac, ASampleAndAnAlertSampleShareWhatTheyRead) {
   int ended = 0;
   const auto count = [&](const std::exception_ptr& failure, const std::string& text) {
     EXPECT_FALSE(failure);
@@ -203,7 +203,7 @@ TEST_F(PaperMac, ASampleAndAnAlertSampleShareWhatTheyRead) {
             1U);
 }
 
-TEST_F(PaperMac, WhateverIsPluggedInTheRelayTakesTheSample) {
+TEST_F(RecordedMac, WhateverIsPluggedInTheRelayTakesTheSample) {
   std::string devices;
   for (int i = 0; i < 300; ++i) {
     devices +=
@@ -268,7 +268,7 @@ class HeldTool final : public CommandRunner {
   Notifier changed;
 };
 
-TEST_F(PaperMac, WhatACancelledSampleHasNotReadTheNextOneReads) {
+TEST_F(RecordedMac, WhatACancelledSampleHasNotReadTheNextOneReads) {
   const struct {
     const char* tool;
     const char* command;

@@ -1,0 +1,127 @@
+#pragma once
+
+#include <boost/asio/any_io_executor.hpp>
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/strand.hpp>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "core/alerts/AlertEngine.h"
+#include "core/alerts/AlertQueue.h"
+#include "core/alerts/AlertStateStore.h"
+#include "core/alerts/MinuteHistory.h"
+#include "core/async/Clock.h"
+#include "core/async/Notifier.h"
+#include "core/client/Presence.h"
+#include "core/client/RelayState.h"
+#include "core/client/SampleSchedule.h"
+#include "core/connection/CloseWatcher.h"
+#include "core/connection/WebSocketTask.h"
+#include "core/pairing/Pairing.h"
+#include "core/sampling/SampleSource.h"
+
+namespace orvik {
+
+/// Keeps one connection from this computer to the relay: authenticates it, sends sealed samples
+/// while phones watch, notices when it is dead, and connects again with a growing wait. Beside
+/// that, connected or not, watches the machine for what its user has to know and sends the alerts
+/// as soon as the relay takes them. Everything runs on its own strand; what is public may be called
+/// from any thread.
+class RelayClient : public std::enable_shared_from_this<RelayClient> {
+ public:
+  /// Told of every change of state, on the client's strand. Must not block.
+  using StateCallback = std::function<void(const RelayState&)>;
+
+  /// What the client runs on and connects with.
+  struct Dependencies {
+    asio::any_io_executor executor;
+    std::shared_ptr<Clock> clock;
+    std::shared_ptr<WebSocketSession> session;
+  };
+
+  /// The relay that this build connects to by default: a wss URL.
+  [[nodiscard]] static const std::string& defaultRelay();
+
+  /// Starts nothing, but reads what `alertState` has: the alerts go on where they were when the
+  /// program last ran. `relay` is the base URL, without "v1/mac/". Owned by a std::shared_ptr: what
+  /// it has begun keeps it alive.
+  RelayClient(Pairing pairing, std::string relay, std::shared_ptr<SampleSource> source,
+              AlertStateStore alertState, StateCallback onState, Dependencies dependencies);
+  RelayClient(const RelayClient&) = delete;
+  RelayClient& operator=(const RelayClient&) = delete;
+
+  /// Begins to connect and to watch the machine; nothing happens when it has begun already. After
+  /// `stop`, or once the relay has refused the pairing, starts afresh.
+  void start();
+
+  /// Ends both tasks and says goodbye to the relay by closing with code 1000. Resumes when the
+  /// relay has answered, or after 2 s.
+  asio::awaitable<void> stop();
+
+  /// Queues an alert as if the machine had raised it, and sends what is due.
+  asio::awaitable<void> emitForTesting(Alert alert);
+
+  /// The compact object `data` with one more member at its end. No parsing is done; what is empty
+  /// or does not end with "}" is returned as it is.
+  [[nodiscard]] static std::string adding(std::string_view key, const JSONValue& value,
+                                          std::string data);
+
+ private:
+  /// How one connection ended.
+  enum class Outcome { wasOnline, failed, rejected };
+  /// A coroutine that can be cancelled.
+  struct TaskHandle;
+  using Socket = std::shared_ptr<WebSocketTask>;
+
+  std::shared_ptr<TaskHandle> spawn(asio::awaitable<void> work);
+  asio::awaitable<void> stopOnStrand();
+
+  asio::awaitable<void> run();
+  asio::awaitable<Outcome> connectOnce();
+  asio::awaitable<void> runSession(Socket task);
+  asio::awaitable<void> receiveLoop(Socket task);
+  asio::awaitable<void> sampleLoop(Socket task);
+  asio::awaitable<void> pingLoop(Socket task);
+  asio::awaitable<void> sendSample(Socket task, SampleSchedule& schedule, SampleSchedule::Due due);
+  asio::awaitable<void> waitForDecision(const SampleSchedule& schedule, Presence seen);
+
+  asio::awaitable<void> alertLoop();
+  asio::awaitable<void> checkAlerts();
+  asio::awaitable<void> flushAlerts();
+  asio::awaitable<void> sendDueAlerts(Socket task);
+
+  [[nodiscard]] std::string connectionURL() const;
+  [[nodiscard]] std::string authentication() const;
+
+  const Pairing pairing;
+  const std::string relay;
+  const std::shared_ptr<SampleSource> source;
+  const StateCallback onState;
+  const std::shared_ptr<Clock> clock;
+  const std::shared_ptr<WebSocketSession> session;
+  const asio::strand<asio::any_io_executor> strand;
+  const std::shared_ptr<CloseWatcher> closures = std::make_shared<CloseWatcher>();
+
+  std::shared_ptr<TaskHandle> runTask;
+  std::shared_ptr<TaskHandle> alertTask;
+  const AlertStateStore alertState;
+  AlertEngine engine;
+  MinuteHistory history;
+  AlertQueue alerts;
+  std::optional<Instant> lastChecked;
+  /// Alerts are being sent.
+  bool flushing = false;
+  /// The live connection.
+  Socket socket;
+  Presence presence;
+  Notifier presenceChanged;
+  /// The relay has accepted the current connection.
+  bool online = false;
+  /// When anything was last received.
+  Instant lastInbound;
+};
+
+}  // namespace orvik

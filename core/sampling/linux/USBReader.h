@@ -1,0 +1,27 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "core/sampling/USBDevice.h"
+#include "core/sampling/linux/VolumeReader.h"
+
+namespace orvik {
+
+/// The devices on the machine's USB.
+class USBReader {
+ public:
+  /// Reads below `root`.
+  explicit USBReader(std::string root) : root(std::move(root)) {}
+
+  /// In the order of the bus: a device comes before those that are connected to it. Hubs are not
+  /// listed. A device that carries volumes is linked to the first of them.
+  [[nodiscard]] std::vector<ConnectionsParsing::USBDevice> read(
+      std::span<const MountedVolume> volumes) const;
+
+ private:
+  std::string root;
+};
+
+}  // namespace orvik

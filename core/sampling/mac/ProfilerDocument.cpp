@@ -1,0 +1,68 @@
+#include "core/sampling/mac/ProfilerDocument.h"
+
+#include "core/values/JSONReader.h"
+#include "core/values/Text.h"
+
+namespace orvik {
+
+namespace {
+
+template <typename Case>
+const Case* member(const UntypedValue& map, std::string_view key) {
+  const UntypedValue* value = map.find(key);
+  return value == nullptr ? nullptr : value->get<Case>();
+}
+
+}  // namespace
+
+const UntypedValue::List& listMember(const UntypedValue& map, std::string_view key) {
+  static const UntypedValue::List none;
+  const auto* list = member<UntypedValue::List>(map, key);
+  return list == nullptr ? none : *list;
+}
+
+std::optional<std::string> textMember(const UntypedValue& map, std::string_view key) {
+  const auto* text = member<std::string>(map, key);
+  return text == nullptr || trimmed(*text).empty() ? std::nullopt : std::optional(*text);
+}
+
+std::optional<std::int64_t> integerMember(const UntypedValue& map, std::string_view key) {
+  const auto* integer = member<std::int64_t>(map, key);
+  return integer == nullptr ? std::nullopt : std::optional(*integer);
+}
+
+namespace ConnectionsParsing {
+
+namespace {
+
+/// The tool indents everything inside of the document, so that it begins with the first line that
+/// begins with a brace.
+std::size_t documentStart(std::string_view text) {
+  if (text.starts_with('{')) {
+    return 0;
+  }
+  const std::size_t lineEnd = text.find("\n{");
+  return lineEnd == std::string_view::npos ? lineEnd : lineEnd + 1;
+}
+
+}  // namespace
+
+UntypedValue profilerDocument(std::string_view text) {
+  const std::size_t start = documentStart(text);
+  if (start == std::string_view::npos) {
+    return {};
+  }
+  const std::size_t last = text.find_last_of('}');
+  if (last == std::string_view::npos || last < start) {
+    return {};
+  }
+  try {
+    return readJSON(text.substr(start, last + 1 - start));
+  } catch (const JSONError&) {
+    return {};
+  }
+}
+
+}  // namespace ConnectionsParsing
+
+}  // namespace orvik

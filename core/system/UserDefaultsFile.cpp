@@ -1,0 +1,66 @@
+#include "core/system/UserDefaultsFile.h"
+
+#include <cerrno>
+#include <utility>
+
+#include "core/system/ReplaceFile.h"
+#include "core/values/Base64.h"
+#include "core/values/JSONReader.h"
+#include "core/values/JSONValue.h"
+
+namespace orvik {
+
+namespace {
+
+JSONObject objectIn(const std::string& text) {
+  try {
+    const JSONValue value = JSONValue::any(readJSON(text));
+    if (const auto* object = value.get<JSONObject>()) {
+      return *object;
+    }
+  } catch (const JSONError&) {
+    // Damaged: nothing in it can be had back.
+  }
+  return {};
+}
+
+}  // namespace
+
+UserDefaultsFile::UserDefaultsFile(const std::filesystem::path& folder, std::string_view domain,
+                                   std::shared_ptr<FileOperations> operations)
+    : operations(std::move(operations)) {
+  if (!folder.empty()) {
+    path = folder / (std::string(domain) + ".json");
+  }
+}
+
+bool UserDefaultsFile::isDomain(std::string_view name) {
+  return !name.empty() && name.find('/') == std::string_view::npos &&
+         name.find('\0') == std::string_view::npos;
+}
+
+std::optional<std::string> UserDefaultsFile::data(std::string_view key) const {
+  const FileRead read = readFile(path, *operations);
+  if (!read.content) {
+    return std::nullopt;
+  }
+  const JSONObject object = objectIn(*read.content);
+  const auto* text = object.get<std::string>(key);
+  const auto bytes = text == nullptr ? std::nullopt : bytesFromBase64URL(*text);
+  return bytes ? std::optional(std::string(bytes->begin(), bytes->end())) : std::nullopt;
+}
+
+bool UserDefaultsFile::set(std::string_view key, std::string_view bytes) {
+  const FileRead read = readFile(path, *operations);
+  if (!read.content && read.error != ENOENT && read.error != EFBIG) {
+    // Its other keys may come back with the next attempt; replacing it would lose them.
+    return false;
+  }
+  JSONObject object = objectIn(read.content.value_or(""));
+  object.set(key, base64URL(bytesOf(bytes)));
+  const std::string text = JSONValue(std::move(object)).text();
+  return !path.empty() && text.size() <= longestFile &&
+         makeFolders(path.parent_path(), *operations) && replaceFile(path, text, *operations);
+}
+
+}  // namespace orvik

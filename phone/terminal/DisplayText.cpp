@@ -1,0 +1,145 @@
+#include "phone/terminal/DisplayText.h"
+
+#include <unicode/uchar.h>
+#include <unicode/utf8.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <utility>
+
+#include "core/values/Text.h"
+
+namespace orvik {
+
+namespace {
+
+constexpr UChar32 escape = 0x1B;
+
+bool isPrintableASCII(char c) { return c >= ' ' && c <= '~'; }
+
+/// The code point at `position`, which moves past it; negative when it is ill-formed.
+UChar32 nextCodePoint(std::string_view text, std::size_t& position) {
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+  UChar32 codePoint = 0;
+  U8_NEXT(bytes, position, text.size(), codePoint);
+  return codePoint;
+}
+
+/// Moves past the rest of a control string such as a window title. One without an end is text.
+void skipControlString(std::string_view text, std::size_t& position) {
+  for (const std::string_view terminator : {"\a", "\x1B\\", "\xC2\x9C"}) {
+    const std::size_t end = text.find(terminator, position);
+    if (end != std::string_view::npos) {
+      position = end + terminator.size();
+      return;
+    }
+  }
+}
+
+/// Moves past the rest of an escape sequence (ECMA-48) whose first character has been read.
+void skipSequence(std::string_view text, std::size_t& position, UChar32 introducer) {
+  // A control of the second set, U+0080 to U+009F, stands for ESC and the letter 0x40 below it.
+  auto kind = static_cast<char>(introducer - 0x40);
+  if (introducer == escape) {
+    if (position >= text.size() || !isPrintableASCII(text[position])) {
+      return;
+    }
+    kind = text[position++];
+  }
+  if (std::string_view("]PX^_").find(kind) != std::string_view::npos) {
+    skipControlString(text, position);
+    return;
+  }
+  const bool hasParameters = kind == '[';
+  if (!hasParameters && !(kind >= ' ' && kind <= '/')) {
+    return;
+  }
+  // Parameters and intermediate characters, then the one that ends the sequence.
+  const char last = hasParameters ? '?' : '/';
+  while (position < text.size() && text[position] >= ' ' && text[position] <= last) {
+    ++position;
+  }
+  if (position < text.size() && isPrintableASCII(text[position])) {
+    ++position;
+  }
+}
+
+bool isInvisible(UChar32 codePoint) {
+  switch (u_charType(codePoint)) {
+    case U_CONTROL_CHAR:
+    case U_FORMAT_CHAR:
+    case U_SURROGATE:
+      return true;
+    default:
+      return false;
+  }
+}
+
+int columnsOfCodePoint(UChar32 codePoint) {
+  // The vowels and final consonants of decomposed Korean syllables join the cell before them.
+  const bool joinsSyllable = codePoint >= 0x1160 && codePoint <= 0x11FF;
+  const auto type = u_charType(codePoint);
+  if (joinsSyllable || type == U_NON_SPACING_MARK || type == U_ENCLOSING_MARK ||
+      isInvisible(codePoint)) {
+    return 0;
+  }
+  const int width = u_getIntPropertyValue(codePoint, UCHAR_EAST_ASIAN_WIDTH);
+  return width == U_EA_WIDE || width == U_EA_FULLWIDTH ? 2 : 1;
+}
+
+}  // namespace
+
+std::string displayText(std::string_view foreign) {
+  const std::string text = repairedUTF8(foreign);
+  std::string out;
+  bool blankPending = false;
+  for (std::size_t position = 0; position < text.size();) {
+    const std::size_t start = position;
+    const UChar32 codePoint = nextCodePoint(text, position);
+    if (u_isUWhiteSpace(codePoint)) {
+      blankPending = !out.empty();
+    } else if (codePoint == escape || (codePoint >= 0x80 && codePoint <= 0x9F)) {
+      skipSequence(text, position, codePoint);
+    } else if (!isInvisible(codePoint)) {
+      if (std::exchange(blankPending, false)) {
+        out.push_back(' ');
+      }
+      out.append(text, start, position - start);
+    }
+  }
+  return out;
+}
+
+int columnsOf(std::string_view text) {
+  int columns = 0;
+  for (std::size_t position = 0; position < text.size();) {
+    columns += columnsOfCodePoint(nextCodePoint(text, position));
+  }
+  return columns;
+}
+
+std::string clipped(std::string_view text, int columns) {
+  if (columnsOf(text) <= columns) {
+    return std::string(text);
+  }
+  if (columns < 1) {
+    return {};
+  }
+  std::size_t end = 0;
+  int used = 0;
+  for (std::size_t position = 0; position < text.size();) {
+    used += columnsOfCodePoint(nextCodePoint(text, position));
+    if (used > columns - 1) {
+      break;
+    }
+    end = position;
+  }
+  return std::string(text.substr(0, end)) + "…";
+}
+
+std::string padded(std::string_view text, int columns) {
+  const int missing = std::max(columns - columnsOf(text), 0);
+  return std::string(text) + std::string(static_cast<std::size_t>(missing), ' ');
+}
+
+}  // namespace orvik

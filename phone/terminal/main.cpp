@@ -1,0 +1,188 @@
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/experimental/awaitable_operators.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <boost/asio/this_coro.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <iostream>
+
+#include "core/async/Timeout.h"
+#include "core/connection/BeastWebSocket.h"
+#include "phone/terminal/DisplayText.h"
+#include "phone/terminal/LinePrinter.h"
+#include "phone/terminal/LiveViewer.h"
+#include "phone/terminal/PairingLink.h"
+#include "phone/terminal/PhoneClient.h"
+#include "phone/terminal/PhoneCommandLine.h"
+#include "phone/terminal/Terminal.h"
+
+namespace orvik {
+
+namespace {
+
+constexpr int usageStatus = 2;
+constexpr int rejectedStatus = 3;
+/// Bytes: what a relay lets a computer send. A sample with the machine's icon or a day's history
+/// has some 50 KiB.
+constexpr std::size_t largestEnvelope = 1024UL * 1024;
+
+/// The live page and the terminal that it is on; neither when lines are printed instead.
+struct Screen {
+  Terminal terminal{STDOUT_FILENO};
+  std::optional<LiveViewer> viewer;
+
+  void show() {
+    if (viewer) {
+      terminal.silence();
+      viewer->paint();
+    }
+  }
+  void leave() {
+    if (viewer) {
+      viewer->leave();
+      terminal.echo();
+    }
+  }
+};
+
+/// A descriptor that was closed when the program started would be given to the next socket, and
+/// what is printed would go out on the network. Open for reading only, it fails on writing.
+void fillStandardDescriptors() {
+  for (;;) {
+    const int descriptor = open("/dev/null", O_RDONLY);
+    if (descriptor > STDERR_FILENO || descriptor < 0) {
+      close(descriptor);
+      return;
+    }
+  }
+}
+
+/// A signal that whoever started the program had it ignore (nohup) stays ignored.
+void addUnlessIgnored(asio::signal_set& signals, int signal) {
+  struct sigaction current {};
+  if (sigaction(signal, nullptr, &current) == 0 && current.sa_handler != SIG_IGN) {
+    signals.add(signal);
+  }
+}
+
+/// Ends with the first signal that asks the program to end; until then the live page follows the
+/// size of its window, stopping and continuing.
+asio::awaitable<void> untilAskedToEnd(Screen& screen) {
+  asio::signal_set signals(co_await asio::this_coro::executor);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    addUnlessIgnored(signals, signal);
+  }
+  if (screen.viewer) {
+    signals.add(SIGWINCH);
+    signals.add(SIGCONT);
+    addUnlessIgnored(signals, SIGTSTP);
+  }
+  for (;;) {
+    const int signal = co_await signals.async_wait(asio::use_awaitable);
+    if (signal == SIGWINCH || signal == SIGCONT) {
+      screen.show();
+    } else if (signal == SIGTSTP) {
+      screen.leave();
+      // Without a handler the signal does what it is for: it stops the program, here.
+      signals.remove(SIGTSTP);
+      std::raise(SIGTSTP);
+      signals.add(SIGTSTP);
+    } else {
+      co_return;
+    }
+  }
+}
+
+asio::awaitable<PhoneClient::End> operate(PhoneClient& client, Screen& screen) {
+  using namespace asio::experimental::awaitable_operators;
+  screen.show();
+  const auto first = co_await (client.run() || failureOf(untilAskedToEnd(screen)));
+  screen.leave();
+  co_await client.stop();
+  const auto* end = std::get_if<PhoneClient::End>(&first);
+  co_return end == nullptr ? PhoneClient::End::finished : *end;
+}
+
+std::string firstInputLine() {
+  std::string line;
+  char c = 0;
+  while (line.size() <= PairingLink::maximumLength && std::cin.get(c) && c != '\n') {
+    line.push_back(c);
+  }
+  return line;
+}
+
+bool isColourWanted() {
+  const char* noColour = std::getenv("NO_COLOR");
+  return noColour == nullptr || *noColour == '\0';
+}
+
+int view(const PhoneCommandLine& line) {
+  const PairingLink link = PairingLink::read(line.link == "-" ? firstInputLine() : line.link);
+  const auto clock = std::make_shared<SystemClock>();
+  const auto session = std::make_shared<BeastWebSocketSession>(clock, line.trust, largestEnvelope);
+  const PayloadLimit limit(line.count);
+
+  Output out(STDOUT_FILENO);
+  Output notes(STDERR_FILENO);
+  using Format = LinePrinter::Format;
+  LinePrinter printer(line.json ? Format::json : Format::summary, out, notes, limit);
+  Screen screen;
+  if (!line.json && screen.terminal.canRepaint()) {
+    screen.viewer.emplace(
+        link.name, LiveScreen(isColourWanted()), out, [&screen] { return screen.terminal.size(); },
+        limit);
+  }
+  PhoneObserver& observer = screen.viewer ? static_cast<PhoneObserver&>(*screen.viewer) : printer;
+
+  asio::io_context context(1);
+  PhoneClient client(link.pairing, line.relay, session, clock, observer);
+  std::exception_ptr failure;
+  auto end = PhoneClient::End::finished;
+  asio::co_spawn(context, operate(client, screen),
+                 [&](const std::exception_ptr& problem, PhoneClient::End result) {
+                   failure = problem;
+                   end = result;
+                   // A closing handshake that the relay does not finish is not waited for.
+                   context.stop();
+                 });
+  context.run();
+  if (failure) {
+    std::rethrow_exception(failure);
+  }
+  if (end == PhoneClient::End::rejected) {
+    notes.write("orvik-phone: This link is no longer valid: scan the code again.\n");
+    return rejectedStatus;
+  }
+  return EXIT_SUCCESS;
+}
+
+int report(const std::exception& error, int status) {
+  Output(STDERR_FILENO).write("orvik-phone: " + displayText(error.what()) + "\n");
+  return status;
+}
+
+}  // namespace
+
+}  // namespace orvik
+
+int main(int argc, char** argv) {
+  using namespace orvik;
+  fillStandardDescriptors();
+  std::signal(SIGPIPE, SIG_IGN);
+  try {
+    const std::optional<PhoneCommandLine> line = PhoneCommandLine::parse(argc, argv);
+    return line ? view(*line) : EXIT_SUCCESS;
+  } catch (const UsageError& error) {
+    return report(error, usageStatus);
+  } catch (const PairingLinkError& error) {
+    return report(error, usageStatus);
+  } catch (const std::exception& error) {
+    return report(error, EXIT_FAILURE);
+  }
+}

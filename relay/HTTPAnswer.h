@@ -1,0 +1,24 @@
+#pragma once
+
+#include <boost/beast/http/empty_body.hpp>
+#include <boost/beast/http/message.hpp>
+#include <boost/beast/http/span_body.hpp>
+
+#include "relay/Page.h"
+
+namespace orvik::relay {
+
+namespace http = boost::beast::http;
+
+/// Its body belongs to the page, or lasts as long as the program.
+using HTTPAnswer = http::response<http::span_body<const char>>;
+
+/// What is answered to a request that asks for no WebSocket: "ok" to a health check, the page's
+/// files where there is a page, and otherwise a refusal. `overTLS` says how the request came.
+[[nodiscard]] HTTPAnswer answerTo(const http::request<http::empty_body>& request, const Page* page,
+                                  bool overTLS);
+
+/// An answer that is one line of text.
+[[nodiscard]] HTTPAnswer lineOfText(http::status status, std::string_view line);
+
+}  // namespace orvik::relay

@@ -1,2 +1,0 @@
-#pragma once
-#include "tests/core/platform/mac/standin/StandIn.h"

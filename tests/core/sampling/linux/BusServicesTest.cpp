@@ -1,0 +1,202 @@
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <systemd/sd-bus.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <functional>
+#include <thread>
+
+#include "core/sampling/linux/BluetoothReader.h"
+#include "core/sampling/linux/NetworkReader.h"
+#include "core/values/JSONReader.h"
+#include "tests/support/BusDaemon.h"
+#include "tests/support/FixtureTree.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace orvik {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// A bus of the test's own, and one program on it that has the names of the system's services.
+class PrivateBus : public test::BusDaemon {
+ public:
+  /// Answers a call by sending a reply, or does not.
+  using Service = std::function<void(sd_bus_message* call, const std::string& method)>;
+
+  explicit PrivateBus(Service answering) : service(std::move(answering)) {
+    EXPECT_GE(sd_bus_new(&bus), 0);
+    sd_bus_set_address(bus, address.c_str());
+    sd_bus_set_bus_client(bus, 1);
+    EXPECT_GE(sd_bus_start(bus), 0);
+    EXPECT_GE(sd_bus_request_name(bus, "org.bluez", 0), 0);
+    EXPECT_GE(sd_bus_request_name(bus, "org.freedesktop.NetworkManager", 0), 0);
+    sd_bus_add_filter(bus, nullptr, onMessage, this);
+    serving = std::thread([this] {
+      while (sd_bus_process(bus, nullptr) >= 0 && sd_bus_wait(bus, UINT64_MAX) >= 0) {
+      }
+    });
+  }
+  PrivateBus(const PrivateBus&) = delete;
+  PrivateBus& operator=(const PrivateBus&) = delete;
+  ~PrivateBus() {
+    // Without its bus the service ends.
+    end();
+    serving.join();
+    sd_bus_close_unref(bus);
+  }
+
+ private:
+  static int onMessage(sd_bus_message* message, void* self, sd_bus_error* /*error*/) {
+    if (sd_bus_message_is_method_call(message, nullptr, nullptr) > 0) {
+      static_cast<PrivateBus*>(self)->service(message, sd_bus_message_get_member(message));
+      return 1;
+    }
+    return 0;
+  }
+
+  Service service;
+  sd_bus* bus = nullptr;
+  std::thread serving;
+};
+
+/// Knows a device for one interface, and the name of its connection.
+void answerAsNetworkService(sd_bus_message* call, const std::string& method) {
+  const char* first = nullptr;
+  const char* second = nullptr;
+  sd_bus_message_read(call, "s", &first);
+  if (method == "GetDeviceByIpIface" && first == std::string("enp0s31f6")) {
+    sd_bus_reply_method_return(call, "o", "/device/3");
+  } else if (method == "Get" && sd_bus_message_read(call, "s", &second) > 0) {
+    const bool isDevice = sd_bus_message_get_path(call) == std::string("/device/3");
+    if (isDevice && second == std::string("ActiveConnection")) {
+      sd_bus_reply_method_return(call, "v", "o", "/active/1");
+    } else {
+      sd_bus_reply_method_return(call, "v", "s", second == std::string("Id") ? "Zu Hause" : "?");
+    }
+  } else {
+    sd_bus_reply_method_errorf(call, SD_BUS_ERROR_FAILED, "no device has it");
+  }
+}
+
+std::optional<std::string> noName(const std::string& /*address*/) { return std::nullopt; }
+
+std::string linked(const std::string& link, const std::string& gateway) {
+  return R"({"gateway":")" + gateway + R"(","link":")" + link + R"(","router":null})";
+}
+
+JSONObject readBluetooth(const std::string& address, std::chrono::milliseconds limit) {
+  SystemBus bus(address);
+  return BluetoothReader(limit).read(bus, Instant());
+}
+
+TEST(BusServices, ConnectedBluetoothDevicesAreListedByName) {
+  const PrivateBus bus([](sd_bus_message* call, const std::string&) {
+    sd_bus_message* reply = nullptr;
+    sd_bus_message_new_method_return(call, &reply);
+    const auto bytes = std::array<std::uint8_t, 2>{1, 2};
+    sd_bus_message_open_container(reply, 'a', "{oa{sa{sv}}}");
+    sd_bus_message_append(reply, "{oa{sa{sv}}}", "/org/bluez/hci0", 1, "org.bluez.Adapter1", 1,
+                          "Powered", "b", 1);
+    sd_bus_message_append(reply, "{oa{sa{sv}}}", "/org/bluez/hci0/dev_1", 2, "org.bluez.Device1", 5,
+                          "Alias", "s", "Zoë's buds", "Connected", "b", 1, "Icon", "s",
+                          "audio-headset", "RSSI", "n", -50, "ManufacturerData", "a{qv}", 1, 76,
+                          "ay", 2, bytes[0], bytes[1], "org.bluez.Battery1", 1, "Percentage", "y",
+                          87);
+    sd_bus_message_append(reply, "{oa{sa{sv}}}", "/org/bluez/hci0/dev_2", 2, "org.bluez.Device1", 3,
+                          "Alias", "s", "Left", "Connected", "b", 0, "UUIDs", "as", 2, "a", "b",
+                          "org.bluez.Battery1", 1, "Percentage", "y", 40);
+    sd_bus_message_append(reply, "{oa{sa{sv}}}", "/org/bluez/hci0/dev_3", 1, "org.bluez.Device1", 2,
+                          "Alias", "s", "Mouse", "Connected", "b", 1);
+    sd_bus_message_close_container(reply);
+    sd_bus_send(nullptr, reply, nullptr);
+    sd_bus_message_unref(reply);
+  });
+  EXPECT_EQ(JSONValue(readBluetooth(bus.address, 1h)).text(),
+            R"({"bluetooth":[{"battery":null,"kind":"other","name":"Mouse"},)"
+            R"({"battery":87,"kind":"headset","name":"Zoë's buds"}],"bluetooth_on":true})");
+}
+
+TEST(BusServices, OddBluetoothObjectsAreSkippedOneByOne) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"{}", R"({"bluetooth":[],"bluetooth_on":null})"},
+      {R"({"/a":{"org.bluez.Adapter1":{"Powered":1}},"/b":{"org.bluez.Adapter1":{}}})",
+       R"({"bluetooth":[],"bluetooth_on":false})"},
+      {R"({"/a":7,"/b":{"org.bluez.Device1":[]},"/c":{"org.bluez.Device1":{"Alias":3,"Connected":true}},
+          "/d":{"org.bluez.Device1":{"Alias":"D","Connected":true,"Icon":5},
+                "org.bluez.Battery1":{"Percentage":101}}})",
+       R"({"bluetooth":[{"battery":null,"kind":"other","name":"D"}],"bluetooth_on":null})"},
+      {"[]", "{}"},
+  };
+  for (const auto& [objects, members] : cases) {
+    EXPECT_EQ(JSONValue(bluetoothMembers(readJSON(objects))).text(), members);
+  }
+}
+
+TEST(BusServices, TheLinkHasTheNameOfItsConnectionWhichASilentServiceIsNotAskedFor) {
+  std::atomic<int> asked = 0;
+  std::atomic<bool> isSilent = false;
+  const PrivateBus services([&](sd_bus_message* call, const std::string& method) {
+    ++asked;
+    if (!isSilent) {
+      answerAsNetworkService(call, method);
+    }
+  });
+  const test::FixtureTree tree({"laptop-devices"});
+  NetworkReader network(tree.root().string(), noName, {.connectionName = 1s, .routerName = 1h});
+  SystemBus bus(services.address);
+  struct Step {
+    int second;
+    bool silent;
+    int asked;
+    const char* link;
+  };
+  // Three questions, of which a silent service hears only the first.
+  for (const Step& step : {Step{0, false, 3, "Zu Hause"},
+                           {40, true, 4, "Zu Hause"},
+                           {89, false, 4, "Zu Hause"},
+                           {90, false, 4, "enp0s31f6"},
+                           {99, false, 4, "enp0s31f6"},
+                           {100, false, 7, "Zu Hause"}}) {
+    isSilent = step.silent;
+    const std::string read = network.read(bus, Instant(std::chrono::seconds(step.second))).text();
+    EXPECT_EQ(read, linked(step.link, "192.168.1.254")) << step.second;
+    EXPECT_EQ(asked, step.asked) << step.second;
+  }
+  tree.write("proc/net/route", "wg0 00000000 0101A8C0 0003 0 0 0 00000000 0 0 0\n");
+  EXPECT_EQ(network.read(bus, Instant(110s)).text(), linked("wg0", "192.168.1.1"));
+}
+
+TEST(BusServices, SilenceIsNoReply) {
+  const PrivateBus silent([](sd_bus_message*, const std::string&) {});
+  SystemBus bus(silent.address);
+  BluetoothReader bluetooth(50ms);
+  EXPECT_TRUE(bluetooth.read(bus, Instant()).empty());
+  EXPECT_TRUE(bus.isLate());
+  bus.allow(1h);
+  EXPECT_TRUE(bluetooth.read(bus, Instant(59s)).empty());
+  EXPECT_FALSE(bus.isLate());
+  EXPECT_TRUE(bluetooth.read(bus, Instant(60s)).empty());
+  EXPECT_TRUE(bus.isLate());
+
+  // A bus that accepts connections and never says a word.
+  const test::TemporaryFolder folder;
+  const std::string path = (folder.path / "socket").string();
+  const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_un name{};
+  name.sun_family = AF_UNIX;
+  path.copy(name.sun_path, sizeof name.sun_path - 1);
+  ASSERT_EQ(bind(listener, reinterpret_cast<const sockaddr*>(&name), sizeof name), 0);
+  ASSERT_EQ(listen(listener, 4), 0);
+  EXPECT_TRUE(readBluetooth("unix:path=" + path, 50ms).empty());
+  close(listener);
+  for (const std::string& address : {"unix:path=" + path, std::string("nonsense")}) {
+    EXPECT_TRUE(readBluetooth(address, 1h).empty());
+  }
+}
+
+}  // namespace
+}  // namespace orvik

@@ -1,0 +1,269 @@
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <systemd/sd-bus.h>
+
+#include <fstream>
+#include <thread>
+
+#include "core/system/SecretStore.h"
+#include "core/system/linux/SecretServiceStore.h"
+#include "core/system/linux/SystemBus.h"
+#include "tests/support/BusDaemon.h"
+
+namespace orvik {
+namespace {
+
+using namespace std::chrono_literals;
+
+const SecretStore::Key key{.service = "example.Test", .account = "pairing"};
+const Bytes secret{'s', 0, 0xFF, 'x'};
+constexpr SecretServiceStore::Limits generous{.answer = 1min, .prompt = 1min, .rest = 0s};
+constexpr SecretServiceStore::Limits hasty{.answer = 200ms, .prompt = 200ms, .rest = 0s};
+
+/// While this lives, the session's bus is at this address.
+struct SessionBus {
+  explicit SessionBus(const std::string& address) {
+    if (const char* const value = std::getenv(variable)) {
+      former = value;
+    }
+    setenv(variable, address.c_str(), 1);
+  }
+  ~SessionBus() { former ? setenv(variable, former->c_str(), 1) : unsetenv(variable); }
+
+  static constexpr const char* variable = "DBUS_SESSION_BUS_ADDRESS";
+  std::optional<std::string> former;
+};
+
+/// A keyring as a desktop has it, unlocked, on a bus and in a home of its own.
+struct Keyring {
+  explicit Keyring(bool isUnlocked = true) {
+    daemon.folder.write("password", "open sesame");
+    start(isUnlocked);
+  }
+  ~Keyring() { end(); }
+
+  /// In the keyring's surroundings.
+  [[nodiscard]] std::string command(const std::string& line) const {
+    return "export X=" + daemon.folder.path.string() +
+           "; HOME=$X XDG_DATA_HOME=$X XDG_CACHE_HOME=$X XDG_CONFIG_HOME=$X XDG_RUNTIME_DIR=$X "
+           "exec " +
+           line;
+  }
+  void start(bool isUnlocked) {
+    std::string shell = "sh";
+    std::string option = "-c";
+    std::string line = command("gnome-keyring-daemon --foreground --components=secrets " +
+                               std::string(isUnlocked ? "--unlock <$X/password" : "</dev/null") +
+                               " >/dev/null 2>&1");
+    const std::array<char*, 4> words{shell.data(), option.data(), line.data(), nullptr};
+    ASSERT_EQ(posix_spawnp(&service, "sh", nullptr, nullptr, words.data(), environ), 0);
+    SystemBus bus(daemon.address);
+    bus.allow(1min);
+    // It is on the bus before its collections are, and those before they are unlocked.
+    const auto isThere = [&] {
+      const auto collections =
+          bus.property(SecretServiceStore::serviceName, "/org/freedesktop/secrets",
+                       "org.freedesktop.Secret.Service", "Collections");
+      const auto isLocked =
+          bus.property(SecretServiceStore::serviceName, "/org/freedesktop/secrets/aliases/default",
+                       "org.freedesktop.Secret.Collection", "Locked");
+      return isUnlocked ? isLocked == UntypedValue(false) : collections.has_value();
+    };
+    while (!bus.isLate() && !isThere()) {
+      std::this_thread::sleep_for(2ms);
+    }
+  }
+  void end() {
+    if (service > 0) {
+      kill(service, SIGKILL);
+      waitpid(std::exchange(service, 0), nullptr, 0);
+    }
+  }
+  /// What another client prints.
+  [[nodiscard]] std::string tool(const std::string& arguments) const {
+    const auto close = [](FILE* file) { pclose(file); };
+    const std::unique_ptr<FILE, decltype(close)> output(
+        popen(command("secret-tool " + arguments + " 2>&1").c_str(), "r"), close);
+    std::string text;
+    for (int c = 0; (c = std::getc(output.get())) != EOF;) {
+      text += static_cast<char>(c);
+    }
+    return text;
+  }
+  [[nodiscard]] SecretServiceStore store(
+      const SecretServiceStore::Limits& limits = generous) const {
+    return SecretServiceStore(limits);
+  }
+
+  test::BusDaemon daemon;
+  SessionBus session{daemon.address};
+  pid_t service = 0;
+};
+
+/// A program on the bus.
+struct Participant {
+  explicit Participant(const std::string& address) {
+    EXPECT_GE(sd_bus_new(&bus), 0);
+    sd_bus_set_address(bus, address.c_str());
+    sd_bus_set_bus_client(bus, 1);
+    EXPECT_GE(sd_bus_start(bus), 0);
+  }
+  ~Participant() { sd_bus_close_unref(bus); }
+
+  sd_bus* bus = nullptr;
+};
+
+/// Is there to ask the user for a password, but never comes back.
+struct SilentPrompter : Participant {
+  explicit SilentPrompter(const std::string& address) : Participant(address) {
+    EXPECT_GE(sd_bus_request_name(bus, "org.gnome.keyring.SystemPrompter", 0), 0);
+  }
+  void awaitPrompt() const {
+    for (bool isAsked = false; !isAsked;) {
+      sd_bus_message* message = nullptr;
+      if (sd_bus_process(bus, &message) == 0) {
+        sd_bus_wait(bus, UINT64_MAX);
+      }
+      isAsked = message != nullptr &&
+                sd_bus_message_is_method_call(message, nullptr, "BeginPrompting") > 0;
+      sd_bus_message_unref(message);
+    }
+  }
+};
+
+void lock(const Keyring& keyring) {
+  const Participant client(keyring.daemon.address);
+  EXPECT_GE(
+      sd_bus_call_method(client.bus, SecretServiceStore::serviceName, "/org/freedesktop/secrets",
+                         "org.freedesktop.Secret.Service", "Lock", nullptr, nullptr, "ao", 1,
+                         "/org/freedesktop/secrets/collection/login"),
+      0);
+}
+
+std::size_t occurrences(std::string_view text, std::string_view part) {
+  std::size_t count = 0;
+  for (auto at = text.find(part); at != text.npos; at = text.find(part, at + 1)) {
+    ++count;
+  }
+  return count;
+}
+
+TEST(SecretServiceStore, AnotherClientFindsTheOneItem) {
+  const Keyring keyring;
+  SecretServiceStore store = keyring.store();
+  EXPECT_EQ(store.find(key), std::nullopt);
+  EXPECT_TRUE(store.remove(key));
+  for (const Bytes& data : {Bytes{1, 2, 3}, secret}) {
+    EXPECT_TRUE(store.remove(key));
+    EXPECT_TRUE(store.add(key, "Orvik pairing", data));
+    EXPECT_EQ(store.find(key), data);
+  }
+  EXPECT_EQ(store.find({.service = key.service, .account = "other"}), std::nullopt);
+  const std::string query = " service example.Test account pairing";
+  const std::string found = keyring.tool("search --all" + query);
+  EXPECT_EQ(occurrences(found, "label = "), 1U) << found;
+  for (const char* line : {"label = Orvik pairing\n", "attribute.service = example.Test\n",
+                           "attribute.account = pairing\n"}) {
+    EXPECT_EQ(occurrences(found, line), 1U) << found;
+  }
+  EXPECT_EQ(occurrences(found, "attribute."), 2U) << found;
+  EXPECT_EQ(keyring.tool("lookup" + query), textOf(secret));
+  EXPECT_TRUE(store.remove(key));
+  EXPECT_EQ(keyring.tool("search --all" + query), "");
+}
+
+void expectNothingWorks(SecretServiceStore store) {
+  EXPECT_EQ(store.find(key), std::nullopt);
+  EXPECT_FALSE(store.remove(key));
+  EXPECT_FALSE(store.add(key, "Orvik pairing", Bytes{1}));
+}
+
+TEST(SecretServiceStore, ALockedItemIsAbsentAndStays) {
+  Keyring keyring;
+  ASSERT_TRUE(keyring.store().add(key, "Orvik pairing", secret));
+  lock(keyring);
+  // Nobody can ask the user.
+  expectNothingWorks(keyring.store());
+  {
+    // The service dies while the user is asked.
+    SilentPrompter prompter(keyring.daemon.address);
+    std::thread waiting([&] { EXPECT_EQ(keyring.store().find(key), std::nullopt); });
+    prompter.awaitPrompt();
+    keyring.end();
+    waiting.join();
+  }
+  keyring.start(true);
+  lock(keyring);
+  {
+    // The user does not answer.
+    const SilentPrompter prompter(keyring.daemon.address);
+    expectNothingWorks(keyring.store({.answer = 1min, .prompt = 100ms, .rest = 0s}));
+  }
+  keyring.end();
+  keyring.start(true);
+  EXPECT_EQ(keyring.store().find(key), secret);
+}
+
+TEST(SecretServiceStore, WhatCouldNotBeReadIsNotReplacedAtOnce) {
+  Keyring keyring;
+  ASSERT_TRUE(keyring.store().add(key, "Orvik pairing", secret));
+  lock(keyring);
+  SecretServiceStore store = keyring.store({.answer = 1min, .prompt = 1min, .rest = 1h});
+  EXPECT_EQ(store.find(key), std::nullopt);
+  keyring.end();
+  keyring.start(true);
+  expectNothingWorks(store);
+  EXPECT_EQ(keyring.store().find(key), secret);
+}
+
+TEST(SecretServiceStore, WithoutACollectionThereIsNothing) {
+  const Keyring empty(false);
+  SecretServiceStore store = empty.store();
+  EXPECT_EQ(store.find(key), std::nullopt);
+  EXPECT_TRUE(store.remove(key));
+  EXPECT_FALSE(store.add(key, "Orvik pairing", secret));
+}
+
+TEST(SecretServiceStore, AServiceThatDiesOrIsSilentIsNotWaitedFor) {
+  Keyring keyring;
+  ASSERT_TRUE(keyring.store().add(key, "Orvik pairing", secret));
+  kill(keyring.service, SIGSTOP);
+  SecretServiceStore store = keyring.store(hasty);
+  EXPECT_EQ(store.find(key), std::nullopt);
+  EXPECT_FALSE(store.remove(key));
+  EXPECT_FALSE(store.add(key, "Orvik pairing", Bytes{1}));
+  std::thread waiting([&] { EXPECT_EQ(keyring.store().find(key), std::nullopt); });
+  keyring.end();
+  waiting.join();
+  EXPECT_FALSE(keyring.store().add(key, "Orvik pairing", secret));
+  keyring.start(true);
+  EXPECT_EQ(keyring.store().find(key), secret);
+  // The bus itself, which the services do not survive.
+  kill(keyring.daemon.daemon, SIGSTOP);
+  EXPECT_EQ(store.find(key), std::nullopt);
+  kill(keyring.daemon.daemon, SIGCONT);
+  keyring.daemon.end();
+  EXPECT_EQ(keyring.store().find(key), std::nullopt);
+}
+
+TEST(SecretServiceStore, ABusThatSaysNothingIsNoBus) {
+  const test::TemporaryFolder folder;
+  const std::string path = (folder.path / "socket").string();
+  const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_un name{};
+  name.sun_family = AF_UNIX;
+  path.copy(name.sun_path, sizeof name.sun_path - 1);
+  ASSERT_EQ(bind(listener, reinterpret_cast<const sockaddr*>(&name), sizeof name), 0);
+  ASSERT_EQ(listen(listener, 4), 0);
+  for (const std::string& address : {"unix:path=" + path, std::string("nonsense"), std::string()}) {
+    const SessionBus bus(address);
+    SecretServiceStore store(hasty);
+    EXPECT_EQ(store.find(key), std::nullopt) << address;
+    EXPECT_FALSE(store.add(key, "Orvik pairing", secret)) << address;
+  }
+  close(listener);
+}
+
+}  // namespace
+}  // namespace orvik

@@ -1,0 +1,2 @@
+#pragma once
+#include "tests/core/system/mac/standin/StandIn.h"
