@@ -39,9 +39,6 @@ export function browserStorage(): Storage {
       const sealed = await seal.close(place(macId, part), plain);
       return sealed === undefined ? "blocked" : database.put("kept", place(macId, part), sealed);
     },
-    async persist() {
-      await navigator.storage?.persist?.().catch(() => false);
-    },
   };
 }
 

@@ -12,13 +12,12 @@ export class Database {
   }
 
   async get(store: Store, key: string): Promise<unknown> {
-    return this.read(store, (objects) => objects.get(key));
+    return this.read<unknown>(store, (objects) => objects.get(key));
   }
 
   /** Every value of a store; empty when there is none or it cannot be read. */
   async all(store: Store): Promise<readonly unknown[]> {
-    const values = await this.read(store, (objects) => objects.getAll());
-    return Array.isArray(values) ? values : [];
+    return (await this.read<unknown[]>(store, (objects) => objects.getAll())) ?? [];
   }
 
   async put(store: Store, key: string, value: unknown): Promise<Written> {
@@ -39,7 +38,9 @@ export class Database {
     return this.get(store, key);
   }
 
-  private async read(store: Store, ask: (objects: IDBObjectStore) => IDBRequest<unknown>): Promise<unknown> {
+  private async read<Result>(
+    store: Store, ask: (objects: IDBObjectStore) => IDBRequest<Result>,
+  ): Promise<Result | undefined> {
     const database = await this.opened;
     if (database === undefined) return undefined;
     return new Promise((resolve) => {

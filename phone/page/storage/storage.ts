@@ -38,6 +38,4 @@ export interface Storage {
   putSettings(settings: Settings): Promise<Written>;
   kept(macId: string, part: KeptPart): Promise<string | undefined>;
   keep(macId: string, part: KeptPart, text: string): Promise<Written>;
-  /** Asks that the browser does not empty the storage by itself. */
-  persist(): Promise<void>;
 }
