@@ -97,6 +97,8 @@ function createFormats(words: Words, language: Language): Formats {
       minimumFractionDigits: Number(digits),
       maximumFractionDigits: Number(digits),
       minimumIntegerDigits: Number(width),
+      // The few numbers of four digits are cycles and pixels.
+      useGrouping: false,
     });
   });
   const days = lazy(() => new Intl.DateTimeFormat(locale, { day: "numeric", month: "long" }));
