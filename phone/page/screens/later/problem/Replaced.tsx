@@ -32,7 +32,7 @@ export function Replaced() {
               <span class="dot out" />
               {w.notLive}
             </p>
-            <h1 class="verdict" role="status">
+            <h1 class="verdict">
               <span>{firstSentence(first, texts, name.value)}</span>{" "}
               {second !== undefined && <span class="activity">{secondSentence(second, texts, view.now.peek())}</span>}
             </h1>
@@ -41,7 +41,7 @@ export function Replaced() {
       </header>
       <main class="pad narrow problem-words">
         {phase.value === "replaced" && <p>{w.linkReplacedHelp}</p>}
-        {readAtMs.value !== undefined && <p class="second">{texts.fill(w.lastReadingAt, texts.dateTime(readAtMs.value))}</p>}
+        {readAtMs.value !== undefined && <p class="second">{lastReading(readAtMs.value, view.now.peek(), texts)}</p>}
         <button type="button" class="button" onClick={() => open("add")}>
           <Icon path={laterIcons.scan} />
           {w.scanNewCode}
@@ -57,4 +57,9 @@ export function Replaced() {
       {asks && card !== undefined && <Manage card={card} asksFirst close={() => setAsks(false)} />}
     </div>
   );
+}
+
+function lastReading(atMs: number, nowMs: number, texts: ReturnType<typeof useScreen>["texts"]): string {
+  const isToday = new Date(atMs).toDateString() === new Date(nowMs).toDateString();
+  return texts.fill(texts.w.lastReadingAt, isToday ? texts.time(atMs) : texts.dateTime(atMs));
 }
