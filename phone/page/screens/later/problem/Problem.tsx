@@ -1,0 +1,1 @@
+import type { Problem } from "../../../state/view.js"; export function ProblemPage(_: { problem: Problem }) { return null; }
