@@ -16,6 +16,7 @@ export const en = {
     hertz: "{0} Hz",
     gibibyte: "{0} GiB",
     celsius: "{0} °C",
+    pair: "{0} {1}",
   },
   listSeparator: ", ",
 
@@ -57,7 +58,6 @@ export const en = {
   power: "Power",
   alertAt: "alert at {0}",
   overSince: { other: "over {0} since {1}" },
-  over: "over {0}",
   amountOf: "{0} of {1}",
   charging: "charging",
   fullIn: "full in {0}",
@@ -191,7 +191,6 @@ export const en = {
   removeAsk: "Remove {0} from this phone?",
   removeHelp: "Scanning its code brings it back.",
   cancel: "Cancel",
-  save: "Save",
   name: "Name",
 
   // Adding

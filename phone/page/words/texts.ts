@@ -97,6 +97,8 @@ function createFormats(words: Words, language: Language): Formats {
       minimumFractionDigits: Number(digits),
       maximumFractionDigits: Number(digits),
       minimumIntegerDigits: Number(width),
+      // The few numbers of four digits are cycles and pixels.
+      useGrouping: false,
     });
   });
   const days = lazy(() => new Intl.DateTimeFormat(locale, { day: "numeric", month: "long" }));
@@ -120,7 +122,8 @@ function createFormats(words: Words, language: Language): Formats {
       hours < 48
         ? [units.hour, units.minute, hours, minutes % 60]
         : [units.day, units.hour, Math.floor(hours / 24), hours % 24];
-    return measure(big, number(count)) + (rest === 0 ? "" : noBreakSpace + measure(small, number(rest)));
+    const bigger = measure(big, number(count));
+    return rest === 0 ? bigger : units.pair.replace("{0}", bigger).replace("{1}", measure(small, number(rest))).replace(" ", noBreakSpace);
   };
   const date = (epochMs: number): string => days().format(epochMs);
 

@@ -9,7 +9,7 @@ import { Live } from "./live/Live.js";
 
 /** The page. Which screen is open is an entry of the browser's history, so that the phone's own "back" leads out. */
 export function App({ view, texts }: { view: View; texts: Texts }) {
-  const [name, setName] = useState<ScreenName>("live");
+  const [name, setName] = useState<ScreenName>(() => screenOf(history.state));
   useEffect(() => {
     const follow = (): void => setName(screenOf(history.state));
     addEventListener("popstate", follow);

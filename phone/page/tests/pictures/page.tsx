@@ -18,4 +18,3 @@ if (screen !== null) history.replaceState({ screen }, "");
 Object.assign(window, { advance });
 const root = document.getElementById("page");
 if (root !== null) render(<App view={view} texts={texts} />, root);
-if (screen !== null) dispatchEvent(new PopStateEvent("popstate"));

@@ -10,8 +10,8 @@ export const pictures = {
   "01-live-light": {},
   "02-live-dark": { dark: true },
   "03-details-full-light": { full: true },
-  "03a-details-last-day-light": { to: ".busiest", key: "End" },
-  "03b-details-last-day-dark": { to: ".busiest", dark: true },
+  "03a-details-last-day-light": { to: ".busiest", keys: "PP" },
+  "03b-details-last-day-dark": { to: ".busiest", keys: "PP", dark: true },
   "03c-details-storage-devices-light": { to: ".storage" },
   "03d-details-machine-light": { to: ".more" },
   "04a-offline-light": { scene: "offline" },
@@ -53,7 +53,7 @@ if (folder === undefined) {
 await mkdir(folder, { recursive: true });
 const made = await openMadeUp();
 try {
-  for (const [name, { full = false, to, key, ...scene }] of Object.entries(pictures)) {
+  for (const [name, { full = false, to, keys = "", ...scene }] of Object.entries(pictures)) {
     if (wanted.length > 0 && !wanted.some((part) => name.startsWith(part))) continue;
     const { tab, faults } = await made.open(scene);
     if (to !== undefined) {
@@ -61,7 +61,8 @@ try {
         const section = document.querySelector(selector);
         if (section !== null) scrollTo(0, section.getBoundingClientRect().top + scrollY - 78);
       }, to);
-      if (key !== undefined) await tab.keyboard.press(key);
+      if (keys !== "") await tab.evaluate(() => document.querySelector(".curves")?.focus({ preventScroll: true }));
+      for (const key of keys) await tab.keyboard.press(key);
       await tab.evaluate(() => new Promise((done) => setTimeout(done, 400)));
     }
     await tab.screenshot({ path: join(folder, `${name}.png`), fullPage: full });

@@ -27,12 +27,14 @@ export interface SkyProps {
 
 /** A sky with its land. It is drawn anew when the bins change, once a minute; with a sample only lamp and tip move. */
 export function Sky({ colour, size, bins, lamp, beats, summary, marks, children }: SkyProps) {
+  const isLit = colour !== "fog" && colour !== "late";
   return (
     <div class={`sky sky-${size}`} data-sky={colour}>
       {children}
       <div class="land" role={summary === undefined ? undefined : "img"} aria-label={summary}>
+        {lamp !== undefined && isLit && <span class="glow" style={placeOf(lamp)} />}
         <Land bins={bins} isFog={colour === "fog"} end={lamp !== undefined && lamp.at < 1 ? lamp : undefined} />
-        {lamp !== undefined && <Lamp lamp={lamp} isLit={colour !== "fog" && colour !== "late"} beats={beats} />}
+        {lamp !== undefined && <Lamp lamp={lamp} isLit={isLit} beats={beats} />}
         {colour === "fog" && <span class="now-post" />}
         {marks}
       </div>
@@ -69,10 +71,9 @@ function Lamp({ lamp, isLit, beats }: { lamp: LampPlace; isLit: boolean; beats: 
       { duration: 900, easing: "ease-out" },
     );
   }, [beats]);
-  const place = { "--at": String(lamp.at), "--load": String(Math.min(100, Math.max(0, lamp.load)) / 100) };
+  const place = placeOf(lamp);
   return (
     <>
-      {isLit && <span class="glow" style={place} />}
       {lamp.at >= 1 && (
         <svg class="tip" style={place} viewBox="-14 0 24 100" preserveAspectRatio="none" aria-hidden="true">
           <path d="M-12.500 100C-8.500 84-6.500 40-5 6Q0-4 4.500 6C5.500 40 6 84 8 100Z" />
@@ -83,4 +84,8 @@ function Lamp({ lamp, isLit, beats }: { lamp: LampPlace; isLit: boolean; beats: 
       </span>
     </>
   );
+}
+
+function placeOf({ at, load }: LampPlace): { readonly [property: string]: string } {
+  return { "--at": String(at), "--load": String(Math.min(100, Math.max(0, load)) / 100) };
 }

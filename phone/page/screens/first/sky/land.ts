@@ -8,6 +8,9 @@ export const width = 1440;
 /** Height of the picture in its own units: 100 is full load, the rest is for the hottest peaks of the range behind. */
 export const height = 112;
 
+/** Where the shapes are closed: under the ground, or a hairline of sky shows beneath the land. */
+const floor = height + 2;
+
 /** How far a slope reaches into a gap, in minutes: a wall would look like a reading that fell to zero. */
 const slope = 14;
 
@@ -39,11 +42,11 @@ export function outline(bins: LandBins, last?: Point): Outline {
   }
   const tops = runs.map((run) => curve(shoulders(run, end)));
   return {
-    land: tops.map(({ data, from, to }) => `${data}L${n(to)} ${height}H${n(from)}Z`).join(""),
+    land: tops.map(({ data, from, to }) => `${data}L${n(to)} ${floor}H${n(from)}Z`).join(""),
     edge: tops.map(({ data }) => data).join(""),
     far: runsOf(bins.celsius.map(rise), bins.span, end)
       .map((run) => curve(shoulders(run, end)))
-      .map(({ data, from, to }) => `${data}L${n(to)} ${height}H${n(from)}Z`)
+      .map(({ data, from, to }) => `${data}L${n(to)} ${floor}H${n(from)}Z`)
       .join(""),
     bare: bareGround(runs, end),
   };
@@ -87,7 +90,7 @@ function bareGround(runs: readonly (readonly Point[])[], end: number): string {
     const first = run[0]?.x ?? width;
     // Less than an hour is two dots: no gap that anybody could see.
     const to = first - slope;
-    if (runs.length > 0 && to - from > 60) data += `M${n(from + 12)} ${height}H${n(Math.min(to, width) - 6)}`;
+    if (runs.length > 0 && to - from > 60) data += `M${n(from + 12)} ${height - 1}H${n(Math.min(to, width) - 6)}`;
     from = (run.at(-1)?.x ?? width) + slope;
   }
   return data;

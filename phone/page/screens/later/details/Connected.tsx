@@ -48,11 +48,7 @@ function bluetoothRow(device: BluetoothDevice, { w, fill, percent, list }: Texts
 }
 
 function displayRow({ name, width, height, refreshHz, main, builtin }: Display, { w, number, hertz, list }: Texts) {
-  const size = width !== undefined && height !== undefined ? `${pixels(width)} × ${pixels(height)}` : undefined;
-  function pixels(value: number): string {
-    // Without separators: a resolution is a name rather than an amount.
-    return number(value).replace(/[^\p{Nd}]/gu, "");
-  }
+  const size = width !== undefined && height !== undefined ? `${number(width)} × ${number(height)}` : undefined;
   return {
     icon: display,
     name,

@@ -35,13 +35,11 @@ function readings(sample: Sample, texts: Texts): readonly Fact[] {
     w.graphics,
     sample.gpuOff === true ? w.off : list([known(sample.gpuPercent, (value) => percent(value)), known(sample.gpuCelsius, (value) => celsius(value))]),
   );
-  put(
-    w.clockRate,
-    list([
-      known(sample.pCoreMhz, (value) => (sample.eCoreMhz === undefined ? megahertz(value) : fill(w.performance, megahertz(value)))),
-      known(sample.eCoreMhz, (value) => fill(w.efficiency, megahertz(value))),
-    ]),
-  );
+  const clocks = [
+    known(sample.pCoreMhz, (value) => (sample.eCoreMhz === undefined ? megahertz(value) : fill(w.performance, megahertz(value)))),
+    known(sample.eCoreMhz, (value) => fill(w.efficiency, megahertz(value))),
+  ].filter((line) => line !== undefined);
+  if (clocks.length > 0) facts.push({ name: w.clockRate, lines: clocks });
   if (sample.load !== undefined) facts.push({ name: w.load, cells: sample.load.map((value) => number(value, 2)) });
   put(w.loadNow, known(sample.loadNow, (value) => number(value, 1)));
   put(w.swap, known(sample.swapGib, (value) => gibibytes(value, 2)));

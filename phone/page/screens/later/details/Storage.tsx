@@ -70,7 +70,7 @@ function backupText(sample: Sample, nowMs: number, texts: Texts): { name: string
     const age = nowMs - lastBackupMs;
     name =
       age < longAgoMs
-        ? fill(w.lastBackup, texts.duration(Math.max(60, age / 1000)))
+        ? fill(w.lastBackup, texts.duration(coarse(age)))
         : fill(w.lastBackupDate, texts.dateTime(lastBackupMs));
   }
   if (backupDiskConnected === undefined) return { name };
@@ -81,4 +81,10 @@ function backupText(sample: Sample, nowMs: number, texts: Texts): { name: string
         : w.backupDiskNotConnected
       : fill(backupDiskConnected ? w.isConnected : w.isNotConnected, backupDiskName);
   return { name, detail };
+}
+
+// A backup of four hours ago is not one of three hours and fifty-nine minutes.
+function coarse(ageMs: number): number {
+  const minutes = Math.max(1, Math.round(ageMs / 60_000));
+  return minutes < 60 ? minutes * 60 : Math.round(minutes / 60) * 3600;
 }
