@@ -3,6 +3,8 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/post.hpp>
 
+#include <array>
+#include <optional>
 #include <utility>
 
 #include "OrvikApp/CoreThread.h"
@@ -13,6 +15,27 @@
 
 namespace orvik {
 
+namespace {
+
+/// The queues of the links to come: what waits when a link ends, since the machine sleeps or the
+/// user has paused, is for the next link's phones, unless those have been disconnected meanwhile.
+class WaitingAlerts {
+ public:
+  std::shared_ptr<AlertQueue> of(const Pairing& pairing) {
+    if (pairing.macId() != owner) {
+      owner = pairing.macId();
+      queue = std::make_shared<AlertQueue>();
+    }
+    return queue;
+  }
+
+ private:
+  std::optional<std::array<std::uint8_t, Pairing::macIdSize>> owner;
+  std::shared_ptr<AlertQueue> queue;
+};
+
+}  // namespace
+
 RelayLinkFactory RelayClientLink::ofThisMachine(const asio::any_io_executor& executor,
                                                 const std::shared_ptr<Clock>& clock,
                                                 const RelayEndpoint& endpoint) {
@@ -21,19 +44,22 @@ RelayLinkFactory RelayClientLink::ofThisMachine(const asio::any_io_executor& exe
   // and so notices when they have changed.
   const auto ownTrust =
       endpoint.trust ? std::make_shared<BeastWebSocketSession>(clock, endpoint.trust) : nullptr;
-  // One for all links: the end of a store waits until everything is saved, and a slow disk must not
-  // hold up the next link.
-  const auto alertState =
-      AlertStateStore::inBackground(AlertStateStore::userDefaults(std::nullopt, "alertEngine"));
+  // One for all links: each goes on with what the one before has saved, which is not on the disk
+  // yet.
+  const auto alertState = AlertStateStore::writeBehind(
+      AlertStateStore::userDefaults(std::nullopt, "alertEngine"), clock);
+  const auto waitingAlerts = std::make_shared<WaitingAlerts>();
   return [=, url = endpoint.url, icon = computerIcon()](
              const Pairing& pairing, std::function<void(const RelayState&)> onState) {
+    const auto alerts = waitingAlerts->of(pairing);
     ClientFactory makeClient = [=](RelayClient::StateCallback report) {
       const auto session = ownTrust ? ownTrust : std::make_shared<BeastWebSocketSession>(clock);
       return std::make_shared<RelayClient>(
           pairing, url,
           std::make_shared<SystemSampleSource>(executor, clock,
                                                readingsOfThisMachine(executor, clock, icon)),
-          alertState, std::move(report), RelayClient::Dependencies{executor, clock, session});
+          alertState, std::move(report),
+          RelayClient::Dependencies{executor, clock, session, alerts});
     };
     return std::make_shared<RelayClientLink>(executor, std::move(makeClient), std::move(onState));
   };

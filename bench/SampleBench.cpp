@@ -30,16 +30,17 @@ struct Machine {
 
   asio::io_context context;
   std::shared_ptr<Clock> clock = std::make_shared<SystemClock>();
-  std::shared_ptr<test::Replay> replay = std::make_shared<test::Replay>("laptop.txt");
+  std::shared_ptr<test::RecordedCommands> commands =
+      std::make_shared<test::RecordedCommands>("laptop.txt", context.get_executor());
   std::shared_ptr<MacmonReader> macmon = std::make_shared<MacmonReader>(
       std::vector<std::filesystem::path>{"/bin/sh"},
       MacmonReader::Dependencies{
-          context.get_executor(), clock, replay,
+          context.get_executor(), clock, commands,
           [this](const auto& /*executor*/, const auto& /*path*/, const auto& /*arguments*/) {
-            return std::make_unique<test::PrintingTool>(replay->outputs["stream"], clock);
+            return std::make_unique<test::PrintingTool>(commands->outputs["stream"], clock);
           }});
   std::shared_ptr<MacReadings> readings =
-      std::make_shared<MacReadings>(replay, macmon, std::make_shared<test::RecordedSystem>());
+      std::make_shared<MacReadings>(commands, macmon, std::make_shared<test::RecordedSystem>());
 };
 
 /// What is taken every two seconds; the slower groups come from memory.

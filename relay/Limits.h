@@ -25,7 +25,7 @@ struct Limits {
   /// A Mac sends a sample every 2 s, and up to five a second while phones come and go; the burst
   /// covers the alerts that it sends after a reconnection.
   Rate macMessages{10, 60};
-  /// A phone sends a ping a minute and a word when it is opened or put away.
+  /// A phone sends one or two pings a minute and a word when it is opened or put away.
   Rate phoneMessages{2, 20};
   /// Bytes on the wire, control frames and fragments included. A Mac's bursts are samples with
   /// history, one for each phone that is opened.
@@ -74,7 +74,7 @@ struct Limits {
   std::size_t requests = 64;
   /// From the upgrade to the token.
   Clock::Duration authenticationTime = std::chrono::seconds(10);
-  /// Without any message or control frame. A Mac pings every 80 s, a phone every 60 s.
+  /// Without any message or control frame. A Mac pings every 80 s, a phone once or twice a minute.
   Clock::Duration idleTime = std::chrono::seconds(180);
   /// For the other side's part of the closing handshake.
   Clock::Duration closingTime = std::chrono::seconds(3);

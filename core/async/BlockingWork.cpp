@@ -1,8 +1,6 @@
 #include "core/async/BlockingWork.h"
 
-#include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/error.hpp>
-#include <boost/asio/this_coro.hpp>
 #include <boost/system/system_error.hpp>
 
 #include <condition_variable>
@@ -11,7 +9,7 @@
 #include <system_error>
 #include <thread>
 
-#include "core/async/Announcement.h"
+#include "core/async/OneShotEvent.h"
 #include "core/async/Timeout.h"
 
 namespace orvik {
@@ -20,7 +18,7 @@ namespace {
 
 struct Job {
   std::function<void()> work;
-  Announcement::Announcer done;
+  OneShotEvent done;
   /// Somebody has waited too long for it.
   bool isStuck = false;
 };
@@ -31,12 +29,12 @@ struct Job {
 class BlockingWork::Worker : public std::enable_shared_from_this<Worker> {
  public:
   /// Nothing when a stuck job is in the way, or there is no thread to be had.
-  std::shared_ptr<Job> add(std::function<void()> work, Announcement::Announcer done) {
+  std::shared_ptr<Job> add(std::function<void()> work) {
+    auto job = std::make_shared<Job>(Job{std::move(work), {}});
     const std::lock_guard guard(lock);
     if ((running && running->isStuck) || !startThread()) {
       return nullptr;
     }
-    auto job = std::make_shared<Job>(Job{std::move(work), std::move(done)});
     waiting.push_back(job);
     changed.notify_one();
     return job;
@@ -92,7 +90,7 @@ class BlockingWork::Worker : public std::enable_shared_from_this<Worker> {
       guard.lock();
       const std::shared_ptr<Job> ended = std::move(running);
       guard.unlock();
-      ended->done.announce();
+      ended->done.set();
       guard.lock();
     }
   }
@@ -113,9 +111,7 @@ BlockingWork::~BlockingWork() { worker->end(); }
 asio::awaitable<bool> BlockingWork::runWithin(Clock::Duration limit, std::function<void()> work) {
   const auto time = clock;
   const auto shared = worker;
-  const asio::any_io_executor executor = co_await asio::this_coro::executor;
-  Announcement done(executor);
-  const auto job = shared->add(std::move(work), done.announcer());
+  const auto job = shared->add(std::move(work));
   if (!job) {
     co_return false;
   }
@@ -127,7 +123,7 @@ asio::awaitable<bool> BlockingWork::runWithin(Clock::Duration limit, std::functi
   } waiting{shared, job};
 
   try {
-    co_await withTimeout(*time, limit, done.heard());
+    co_await withTimeout(*time, limit, job->done.wait());
   } catch (const boost::system::system_error& error) {
     if (error.code() != asio::error::timed_out) {
       throw;

@@ -2,24 +2,36 @@
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
-#include <cstdint>
+#include <cstddef>
+#include <exception>
 #include <functional>
+#include <future>
 #include <map>
-#include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <system_error>
 #include <thread>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace orvik {
 
+/// Runs a function that may block for ever on a thread of its own, which is left behind when nobody
+/// waits for it: it owns all that it uses. What it throws is in the future, whose end waits for
+/// nothing. Throws std::system_error when the system has no thread to spare.
+template <typename Function>
+std::future<std::invoke_result_t<Function&>> runOnOwnThread(Function function) {
+  std::packaged_task<std::invoke_result_t<Function&>()> task(std::move(function));
+  auto result = task.get_future();
+  std::thread(std::move(task)).detach();
+  return result;
+}
+
 /// Asks the system what it may never answer, and what cannot be interrupted: the size of a share
 /// whose server is gone, the name of an address without a name server. Each question has a thread
-/// of its own, which is left behind when the answer does not come in time; it owns all that it
-/// uses. To be used from one thread at a time.
+/// of its own, which is left behind when the answer does not come in time. To be used from one
+/// thread at a time.
 template <typename Answer>
 class SlowQuestions {
  public:
@@ -41,100 +53,90 @@ class SlowQuestions {
   [[nodiscard]] std::vector<std::optional<Answer>> answers(
       const std::vector<std::string>& questions) {
     const auto startedAt = std::chrono::steady_clock::now();
-    std::unique_lock guard(asked->lock);
-    std::vector<const Entry*> again;
-    std::vector<const Entry*> first;
-    ++round;
+    for (auto& [question, entry] : entries) {
+      entry.takeAnswer();
+      entry.isWanted = false;
+      entry.waitUntil = startedAt;
+    }
     for (const std::string& question : questions) {
-      Entry& entry = asked->entries[question];
-      entry.round = round;
-      if (entry.isAsking) {
-        countRepeat(entry);
-      } else if (start(question, entry)) {
-        (entry.answer ? again : first).push_back(&entry);
+      Entry& entry = entries[question];
+      entry.isWanted = true;
+      if (!entry.coming.valid() && start(question, entry)) {
+        entry.waitUntil = startedAt + (entry.answer ? limit / 20 : limit);
+      } else if (++entry.repeats >= mostRepeats) {
+        entry.answer.reset();
       }
     }
-    const auto waitFor = [&](const std::vector<const Entry*>& started, Limit time) {
-      asked->changed.wait_until(guard, startedAt + time, [&] {
-        return std::ranges::none_of(started, [](const Entry* entry) { return entry->isAsking; });
-      });
-    };
-    waitFor(again, limit / 20);
-    waitFor(first, limit);
     std::vector<std::optional<Answer>> results;
     for (const std::string& question : questions) {
-      results.push_back(asked->entries[question].answer);
+      Entry& entry = entries[question];
+      if (entry.coming.valid()) {
+        entry.coming.wait_until(entry.waitUntil);
+      }
+      entry.takeAnswer();
+      results.push_back(entry.answer);
     }
-    std::erase_if(asked->entries, [&](const auto& entry) {
-      return entry.second.round != round && !entry.second.isAsking;
+    std::erase_if(entries, [](const auto& named) {
+      return !named.second.isWanted && !named.second.coming.valid();
     });
     return results;
   }
 
   /// The last answer to one of the questions that were last asked, also one that came after that.
-  [[nodiscard]] std::optional<Answer> lastAnswer(const std::string& question) const {
-    const std::lock_guard guard(asked->lock);
-    const auto found = asked->entries.find(question);
-    return found == asked->entries.end() ? std::nullopt : found->second.answer;
+  [[nodiscard]] std::optional<Answer> lastAnswer(const std::string& question) {
+    const auto found = entries.find(question);
+    if (found == entries.end()) {
+      return std::nullopt;
+    }
+    found->second.takeAnswer();
+    return found->second.answer;
   }
 
  private:
   /// More threads than this are never waiting; what would need another is not asked this time.
-  static constexpr int mostWaiting = 64;
+  static constexpr std::ptrdiff_t mostWaiting = 64;
 
   struct Entry {
     std::optional<Answer> answer;
     /// How often the answer was given since its successor was asked for.
     int repeats = 0;
-    bool isAsking = false;
-    /// When it was last among the questions.
-    std::uint64_t round = 0;
+    /// Valid as long as a thread waits for it.
+    std::future<Answer> coming;
+    std::chrono::steady_clock::time_point waitUntil;
+    /// It is among the questions that were last asked.
+    bool isWanted = false;
+
+    void takeAnswer() {
+      if (!coming.valid() || coming.wait_for(Limit(0)) != std::future_status::ready) {
+        return;
+      }
+      try {
+        answer = coming.get();
+        repeats = 0;
+      } catch (const std::exception&) {
+        // No memory, most likely: as good as no answer.
+      }
+    }
   };
 
-  struct Asked {
-    std::mutex lock;
-    std::condition_variable changed;
-    /// An entry stays where it is as long as a thread waits for its answer.
-    std::map<std::string, Entry> entries;
-    int waiting = 0;
-  };
-
-  /// Starts a thread for the question; false when that is not possible. Called with the lock.
+  /// Starts a thread for the question; false when that is not possible.
   bool start(const std::string& question, Entry& entry) {
-    if (asked->waiting >= mostWaiting) {
-      countRepeat(entry);
+    if (std::ranges::count_if(entries, [](const auto& named) {
+          return named.second.coming.valid();
+        }) >= mostWaiting) {
       return false;
     }
     try {
-      std::thread([asked = asked, ask = ask, question, &entry] {
-        Answer answer = ask(question);
-        const std::lock_guard guard(asked->lock);
-        entry.answer = std::move(answer);
-        entry.repeats = 0;
-        entry.isAsking = false;
-        --asked->waiting;
-        asked->changed.notify_all();
-      }).detach();
+      entry.coming = runOnOwnThread([ask = ask, question] { return ask(question); });
     } catch (const std::system_error&) {
-      // The system has no thread to spare.
-      countRepeat(entry);
-      return false;
+      return false;  // the system has no thread to spare
     }
-    entry.isAsking = true;
-    ++asked->waiting;
     return true;
-  }
-
-  void countRepeat(Entry& entry) {
-    if (++entry.repeats >= mostRepeats) {
-      entry.answer.reset();
-    }
   }
 
   Ask ask;
   Limit limit;
-  std::uint64_t round = 0;
-  std::shared_ptr<Asked> asked = std::make_shared<Asked>();
+  std::map<std::string, Entry> entries;
 };
 
 }  // namespace orvik

@@ -3,7 +3,18 @@
 #include <boost/asio/experimental/awaitable_operators.hpp>
 #include <boost/asio/this_coro.hpp>
 
+#include <utility>
+
 namespace orvik {
+
+namespace {
+
+asio::awaitable<void> timeOut(Clock& clock, Clock::Duration limit) {
+  co_await clock.sleepFor(limit);
+  throw boost::system::system_error(asio::error::timed_out);
+}
+
+}  // namespace
 
 asio::awaitable<std::exception_ptr> failureOf(asio::awaitable<void> operation) {
   try {
@@ -14,17 +25,18 @@ asio::awaitable<std::exception_ptr> failureOf(asio::awaitable<void> operation) {
   co_return nullptr;
 }
 
+asio::awaitable<void> firstOf(asio::awaitable<void> left, asio::awaitable<void> right) {
+  using namespace asio::experimental::awaitable_operators;
+  const auto first = co_await (failureOf(std::move(left)) || failureOf(std::move(right)));
+  const auto failure = std::visit([](const std::exception_ptr& ended) { return ended; }, first);
+  if (failure) {
+    std::rethrow_exception(failure);
+  }
+}
+
 asio::awaitable<void> withTimeout(Clock& clock, Clock::Duration limit,
                                   asio::awaitable<void> operation) {
-  using namespace asio::experimental::awaitable_operators;
-  const auto winner = co_await (failureOf(std::move(operation)) || clock.sleepFor(limit));
-  if (const auto* failure = std::get_if<std::exception_ptr>(&winner)) {
-    if (*failure) {
-      std::rethrow_exception(*failure);
-    }
-  } else {
-    throw boost::system::system_error(asio::error::timed_out);
-  }
+  return firstOf(std::move(operation), timeOut(clock, limit));
 }
 
 }  // namespace orvik

@@ -4,8 +4,9 @@
 #include <boost/asio/cancellation_signal.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/dispatch.hpp>
-#include <boost/asio/this_coro.hpp>
+#include <boost/asio/experimental/awaitable_operators.hpp>
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
@@ -13,27 +14,35 @@
 #include "core/BuildConstants.h"
 #include "core/async/RunOn.h"
 #include "core/async/Timeout.h"
-#include "core/connection/BackOff.h"
 #include "core/connection/WebSocketURL.h"
+#include "core/pairing/Envelope.h"
 #include "core/values/Base64.h"
+#include "core/values/JSONReader.h"
 
 namespace orvik {
 
 namespace {
 
-/// How long `stop` waits for the relay's answer.
-constexpr std::chrono::seconds farewellLimit{2};
+constexpr std::chrono::seconds alertInterval{30};
+/// With the 20 s that an answer may take, a dead link is found within 80 s.
+constexpr std::chrono::seconds pingPause{60};
 
-asio::awaitable<bool> isCancelled() {
-  const asio::cancellation_state state = co_await asio::this_coro::cancellation_state;
-  co_return state.cancelled() != asio::cancellation_type::none;
-}
+/// A flag that is up as long as this lives, however its scope is left.
+class Raised {
+ public:
+  explicit Raised(bool& raised) : flag(raised) { flag = true; }
+  Raised(const Raised&) = delete;
+  Raised& operator=(const Raised&) = delete;
+  ~Raised() { flag = false; }
+
+ private:
+  bool& flag;
+};
 
 }  // namespace
 
 struct RelayClient::TaskHandle {
   asio::cancellation_signal cancellation;
-  void cancel() { cancellation.emit(asio::cancellation_type::terminal); }
 };
 
 const std::string& RelayClient::defaultRelay() {
@@ -51,34 +60,35 @@ RelayClient::RelayClient(Pairing pairing, std::string relay, std::shared_ptr<Sam
                          AlertStateStore alertState, StateCallback onState,
                          Dependencies dependencies)
     : pairing(std::move(pairing)),
-      relay(std::move(relay)),
       source(std::move(source)),
       onState(std::move(onState)),
       clock(std::move(dependencies.clock)),
-      session(std::move(dependencies.session)),
       strand(asio::make_strand(dependencies.executor)),
+      connection(appendingPath(relay, "v1/mac/" + base64URL(this->pairing.macId())),
+                 std::move(dependencies.session), clock, pingPause, *this),
       alertState(std::move(alertState)),
       engine(this->alertState.load().value_or(AlertEngine())),
-      presenceChanged(strand),
-      lastInbound(clock->now()) {}
+      alerts(std::move(dependencies.alerts)),
+      presenceChanged(strand) {}
 
-std::shared_ptr<RelayClient::TaskHandle> RelayClient::spawn(asio::awaitable<void> work) {
-  auto handle = std::make_shared<TaskHandle>();
+void RelayClient::spawn(std::shared_ptr<TaskHandle>& task, asio::awaitable<void> work) {
+  // There before the work begins, which may ask for it.
+  const auto handle = task = std::make_shared<TaskHandle>();
   // The completion handler keeps the client and the signal alive; a task that was cancelled ends
   // with an exception that says no more than that.
   asio::co_spawn(strand, std::move(work),
                  asio::bind_cancellation_slot(
                      handle->cancellation.slot(),
                      [self = shared_from_this(), handle](const std::exception_ptr&) {}));
-  return handle;
 }
 
 void RelayClient::start() {
   asio::dispatch(strand, [self = shared_from_this()] {
     if (!self->runTask) {
-      self->runTask = self->spawn(self->run());
+      ++self->startCount;
+      self->spawn(self->runTask, self->run());
       if (!self->alertTask) {
-        self->alertTask = self->spawn(self->alertLoop());
+        self->spawn(self->alertTask, self->alertLoop());
       }
     }
   });
@@ -92,76 +102,180 @@ asio::awaitable<void> RelayClient::stop() {
 asio::awaitable<void> RelayClient::stopOnStrand() {
   for (auto* task : {&runTask, &alertTask}) {
     if (const auto handle = std::exchange(*task, nullptr)) {
-      handle->cancel();
+      handle->cancellation.emit(asio::cancellation_type::terminal);
     }
   }
   presence = {};
-  if (const Socket closing = std::exchange(socket, nullptr)) {
-    const auto signal = closures->watch(closing->identifier());
-    closing->close(closeCode::normal);
-    co_await signal->value(*clock, farewellLimit);
+  const std::uint64_t stopped = startCount;
+  co_await connection.close();
+  // Who has started it again meanwhile is not to hear that it has stopped.
+  if (startCount == stopped) {
+    onState(relayState::Stopped{});
   }
-  onState(relayState::Stopped{});
 }
 
 asio::awaitable<void> RelayClient::run() {
-  BackOff backOff;
-  for (;;) {
-    onState(relayState::Connecting{});
-    const Outcome outcome = co_await connectOnce();
-    if (co_await isCancelled()) {
-      co_return;
-    }
-    if (outcome == Outcome::rejected) {
-      onState(relayState::Rejected{});
-      runTask = nullptr;
-      co_return;
-    }
-    const std::chrono::seconds wait = backOff.next(outcome == Outcome::wasOnline);
-    onState(relayState::Waiting{wait.count()});
-    co_await clock->sleepFor(wait);
-  }
+  // Ends only when the relay has refused the pairing.
+  co_await connection.run();
+  // Before the callback, which may start afresh.
+  runTask = nullptr;
+  onState(relayState::Rejected{});
 }
 
-asio::awaitable<RelayClient::Outcome> RelayClient::connectOnce() {
-  Socket task;
-  try {
-    task = session->webSocketTask(connectionURL(), strand, closures);
-  } catch (const std::exception&) {
-    co_return Outcome::failed;  // no memory for TLS: as good a reason to try again later as any
-  }
-  socket = task;
-  online = false;
+void RelayClient::connecting() {
   presence = {};
-  lastInbound = clock->now();
-  // Whatever ends the connection, only its close code matters.
-  co_await failureOf(runSession(task));
-  if (socket == task) {
-    task->close(closeCode::goingAway);
-    socket = nullptr;
-  }
-  if (task->receivedCloseCode() == closeCode::pairingRejected) {
-    co_return Outcome::rejected;
-  }
-  co_return online ? Outcome::wasOnline : Outcome::failed;
+  onState(relayState::Connecting{});
 }
 
-std::string RelayClient::connectionURL() const {
-  return appendingPath(relay, "v1/mac/" + base64URL(pairing.macId()));
+void RelayClient::waiting(std::chrono::seconds wait,
+                          const PersistentConnection::Ending& /*ending*/) {
+  onState(relayState::Waiting{wait.count()});
 }
 
-std::string RelayClient::authentication() const {
-  const SymmetricKey key = pairing.authKey();
-  return JSONValue(JSONObject{{"auth", base64URL(key.data())}}).text();
+asio::awaitable<void> RelayClient::talk(Link link) {
+  const SecretText authentication = pairing.authMessage();
+  co_await link->send(authentication.text());
+  co_await firstOf(receiveLoop(link), sampleLoop(link));
+}
+
+asio::awaitable<void> RelayClient::receiveLoop(Link link) {
+  for (;;) {
+    const WebSocketMessage message = co_await link->receive();
+    // A "pong" is not JSON either, and passes like everything else that says nothing.
+    const auto said = message.isText ? Presence::fromRelay(message.content) : std::nullopt;
+    if (!said) {
+      continue;
+    }
+    presence = *said;
+    presenceChanged.notify();
+    const bool isAccepted = !std::exchange(link->isAccepted, true);
+    onState(relayState::Online{presence.viewers});
+    if (isAccepted) {
+      co_await flushAlerts();
+    }
+  }
+}
+
+asio::awaitable<void> RelayClient::sampleLoop(Link link) {
+  SampleSchedule schedule;
+  for (;;) {
+    const Presence seen = presence;
+    if (const auto due = schedule.decide(seen, clock->now())) {
+      co_await sendSample(link, schedule, *due);
+    }
+    co_await waitForDecision(schedule, seen);
+  }
+}
+
+asio::awaitable<void> RelayClient::sendSample(Link link, SampleSchedule& schedule,
+                                              SampleSchedule::Due due) {
+  std::string payload = co_await source->sample(due.withMacInfo);
+  schedule.taken(due, clock->now());
+  if (due.withHistory) {
+    if (const auto minutes = history.json(epochSeconds(clock->unixNow()))) {
+      payload = adding("history", *minutes, std::move(payload));
+    }
+  }
+  co_await link->send(Envelope::seal(payload, Envelope::Kind::sample, pairing));
+  schedule.sent(due);
+}
+
+/// Waits for the next tick at which a decision can differ from "nothing": the ticks between are
+/// skipped, so that an unwatched machine is not woken five times a second.
+asio::awaitable<void> RelayClient::waitForDecision(const SampleSchedule& schedule, Presence seen) {
+  using namespace asio::experimental::awaitable_operators;
+  const Instant decided = clock->now();
+  const auto hasChanged = [this, seen] { return presence != seen; };
+  if (const auto next = schedule.nextDecision(seen, decided)) {
+    co_await (presenceChanged.until(hasChanged) || clock->sleepUntil(*next));
+  } else {
+    co_await presenceChanged.until(hasChanged);
+  }
+  if (hasChanged()) {
+    co_await clock->sleepUntil(SampleSchedule::tickAfter(decided, clock->now()));
+  }
+}
+
+asio::awaitable<void> RelayClient::alertLoop() {
+  for (;;) {
+    const Instant now = clock->now();
+    if (!lastChecked || now - *lastChecked >= alertInterval) {
+      lastChecked = now;
+      // What goes wrong with one check (no memory, a source's fault) is not to end the watch.
+      co_await failureOf(checkAlerts());
+    }
+    co_await clock->sleepUntil(*lastChecked + alertInterval);
+  }
+}
+
+asio::awaitable<void> RelayClient::checkAlerts() {
+  const std::string sample = co_await source->alertSample();
+  JSONValue value;
+  try {
+    value = JSONValue::any(readJSON(sample));
+  } catch (const JSONError&) {
+    co_return;
+  }
+  const auto* readings = value.get<JSONObject>();
+  if (readings == nullptr) {
+    co_return;
+  }
+  // A time in the future, of a clock that has been put right since, is no time.
+  const Clock::UnixTime now = clock->unixNow();
+  history.forgetAfter(epochSeconds(now));
+  history.add(*readings);
+  const AlertEngine before = engine;
+  engine.forgetTimesAfter(epochMilliseconds(now));
+  std::vector<Alert> raised = engine.evaluate(*readings, AlertSettings());
+  if (engine != before) {
+    alertState.save(engine);
+  }
+  for (Alert& alert : raised) {
+    alerts->append(std::move(alert));
+  }
+  if (!raised.empty()) {
+    co_await flushAlerts();
+  }
 }
 
 asio::awaitable<void> RelayClient::emitForTesting(Alert alert) {
   const auto self = shared_from_this();
-  const auto work = [](std::shared_ptr<RelayClient> client, Alert queued) -> asio::awaitable<void> {
-    client->alerts.append(std::move(queued));
-    co_await client->flushAlerts();
-  };
-  co_await runOn(strand, work(self, std::move(alert)));
+  co_await runOn(strand, queueAlert(std::move(alert)));
+}
+
+asio::awaitable<void> RelayClient::queueAlert(Alert alert) {
+  // The queue finds what was sent by comparing it, and what is no number equals nothing.
+  if (alert.value && !std::isfinite(*alert.value)) {
+    alert.value.reset();
+  }
+  alerts->append(std::move(alert));
+  co_await flushAlerts();
+}
+
+/// Sends what waits, oldest first. Both tasks come here; one at a time sends.
+asio::awaitable<void> RelayClient::flushAlerts() {
+  // Once more when the connection has changed: the new one has found a flush under way.
+  Link tried;
+  while (!flushing && connection.link() && connection.link()->isAccepted &&
+         connection.link() != tried) {
+    tried = connection.link();
+    const Raised mark(flushing);
+    // What was not sent, for whatever reason, is still in the queue.
+    co_await failureOf(sendDueAlerts(tried));
+  }
+}
+
+asio::awaitable<void> RelayClient::sendDueAlerts(Link link) {
+  // Asked again for each: what is raised meanwhile finds a flush under way, and is its business.
+  while (connection.link() == link) {
+    const std::vector<Alert> due = alerts->due(epochMilliseconds(clock->unixNow()));
+    if (due.empty()) {
+      co_return;
+    }
+    const Alert& alert = due.front();
+    co_await link->send(Envelope::seal(alert.json().text(), Envelope::Kind::alert, pairing));
+    alerts->sent(alert);
+  }
 }
 
 std::string RelayClient::adding(std::string_view key, const JSONValue& value, std::string data) {

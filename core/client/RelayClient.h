@@ -4,6 +4,7 @@
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/strand.hpp>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -18,19 +19,18 @@
 #include "core/client/Presence.h"
 #include "core/client/RelayState.h"
 #include "core/client/SampleSchedule.h"
-#include "core/connection/CloseWatcher.h"
-#include "core/connection/WebSocketTask.h"
+#include "core/connection/PersistentConnection.h"
 #include "core/pairing/Pairing.h"
 #include "core/sampling/SampleSource.h"
 
 namespace orvik {
 
-/// Keeps one connection from this computer to the relay: authenticates it, sends sealed samples
-/// while phones watch, notices when it is dead, and connects again with a growing wait. Beside
-/// that, connected or not, watches the machine for what its user has to know and sends the alerts
-/// as soon as the relay takes them. Everything runs on its own strand; what is public may be called
-/// from any thread.
-class RelayClient : public std::enable_shared_from_this<RelayClient> {
+/// Keeps one connection from this computer to the relay: authenticates it and sends sealed samples
+/// while phones watch. Beside that, connected or not, watches the machine for what its user has to
+/// know and sends the alerts as soon as the relay takes them. Everything runs on its own strand;
+/// what is public may be called from any thread.
+class RelayClient : public std::enable_shared_from_this<RelayClient>,
+                    private PersistentConnection::User {
  public:
   /// Told of every change of state, on the client's strand. Must not block.
   using StateCallback = std::function<void(const RelayState&)>;
@@ -40,6 +40,9 @@ class RelayClient : public std::enable_shared_from_this<RelayClient> {
     asio::any_io_executor executor;
     std::shared_ptr<Clock> clock;
     std::shared_ptr<WebSocketSession> session;
+    /// Alerts that wait to be sent. Outlives the client, so that the next one of the same pairing
+    /// sends what this one could not; clients that share it run on one thread.
+    std::shared_ptr<AlertQueue> alerts = std::make_shared<AlertQueue>();
   };
 
   /// The relay that this build connects to by default: a wss URL.
@@ -54,14 +57,16 @@ class RelayClient : public std::enable_shared_from_this<RelayClient> {
   RelayClient& operator=(const RelayClient&) = delete;
 
   /// Begins to connect and to watch the machine; nothing happens when it has begun already. After
-  /// `stop`, or once the relay has refused the pairing, starts afresh.
+  /// `stop`, also while that says goodbye, and once the relay has refused the pairing, starts
+  /// afresh.
   void start();
 
   /// Ends both tasks and says goodbye to the relay by closing with code 1000. Resumes when the
   /// relay has answered, or after 2 s.
   asio::awaitable<void> stop();
 
-  /// Queues an alert as if the machine had raised it, and sends what is due.
+  /// Queues an alert as if the machine had raised it, and sends what is due. A value that is not
+  /// finite counts as none.
   asio::awaitable<void> emitForTesting(Alert alert);
 
   /// The compact object `data` with one more member at its end. No parsing is done; what is empty
@@ -70,58 +75,49 @@ class RelayClient : public std::enable_shared_from_this<RelayClient> {
                                           std::string data);
 
  private:
-  /// How one connection ended.
-  enum class Outcome { wasOnline, failed, rejected };
   /// A coroutine that can be cancelled.
   struct TaskHandle;
-  using Socket = std::shared_ptr<WebSocketTask>;
+  using Link = std::shared_ptr<PersistentConnection::Link>;
 
-  std::shared_ptr<TaskHandle> spawn(asio::awaitable<void> work);
+  void spawn(std::shared_ptr<TaskHandle>& task, asio::awaitable<void> work);
   asio::awaitable<void> stopOnStrand();
 
   asio::awaitable<void> run();
-  asio::awaitable<Outcome> connectOnce();
-  asio::awaitable<void> runSession(Socket task);
-  asio::awaitable<void> receiveLoop(Socket task);
-  asio::awaitable<void> sampleLoop(Socket task);
-  asio::awaitable<void> pingLoop(Socket task);
-  asio::awaitable<void> sendSample(Socket task, SampleSchedule& schedule, SampleSchedule::Due due);
+  void connecting() override;
+  asio::awaitable<void> talk(Link link) override;
+  void waiting(std::chrono::seconds wait, const PersistentConnection::Ending& ending) override;
+
+  asio::awaitable<void> receiveLoop(Link link);
+  asio::awaitable<void> sampleLoop(Link link);
+  asio::awaitable<void> sendSample(Link link, SampleSchedule& schedule, SampleSchedule::Due due);
   asio::awaitable<void> waitForDecision(const SampleSchedule& schedule, Presence seen);
 
   asio::awaitable<void> alertLoop();
   asio::awaitable<void> checkAlerts();
+  asio::awaitable<void> queueAlert(Alert alert);
   asio::awaitable<void> flushAlerts();
-  asio::awaitable<void> sendDueAlerts(Socket task);
-
-  [[nodiscard]] std::string connectionURL() const;
-  [[nodiscard]] std::string authentication() const;
+  asio::awaitable<void> sendDueAlerts(Link link);
 
   const Pairing pairing;
-  const std::string relay;
   const std::shared_ptr<SampleSource> source;
   const StateCallback onState;
   const std::shared_ptr<Clock> clock;
-  const std::shared_ptr<WebSocketSession> session;
   const asio::strand<asio::any_io_executor> strand;
-  const std::shared_ptr<CloseWatcher> closures = std::make_shared<CloseWatcher>();
+  PersistentConnection connection;
 
   std::shared_ptr<TaskHandle> runTask;
   std::shared_ptr<TaskHandle> alertTask;
+  /// How often it was started.
+  std::uint64_t startCount = 0;
   const AlertStateStore alertState;
   AlertEngine engine;
   MinuteHistory history;
-  AlertQueue alerts;
+  const std::shared_ptr<AlertQueue> alerts;
   std::optional<Instant> lastChecked;
   /// Alerts are being sent.
   bool flushing = false;
-  /// The live connection.
-  Socket socket;
   Presence presence;
   Notifier presenceChanged;
-  /// The relay has accepted the current connection.
-  bool online = false;
-  /// When anything was last received.
-  Instant lastInbound;
 };
 
 }  // namespace orvik

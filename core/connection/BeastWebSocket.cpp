@@ -27,6 +27,7 @@
 #include "core/connection/NameLookup.h"
 #include "core/connection/WebSocketURL.h"
 #include "core/system/TrustedRoots.h"
+#include "core/values/SecretBytes.h"
 
 namespace orvik {
 
@@ -48,7 +49,8 @@ constexpr std::chrono::seconds closingLimit{5};
 /// A message on its way out, shared by its sender, who may stop waiting, and the writer.
 struct Outbound {
   enum class Progress { queued, writing, sent, failed };
-  std::string text;
+  /// The first that a program sends proves who it is.
+  SecretText text;
   Progress progress = Progress::queued;
   boost::system::error_code error;
 };
@@ -146,7 +148,7 @@ asio::awaitable<void> BeastWebSocketTask::establish() {
 
 asio::awaitable<void> BeastWebSocketTask::connectToHost() {
   auto& socket = beast::get_lowest_layer(stream);
-  const auto endpoints = co_await lookUp(url->host, url->port);
+  const auto endpoints = co_await lookUp(clock, connectLimit, url->host, url->port);
   std::exception_ptr failure =
       std::make_exception_ptr(boost::system::system_error(asio::error::host_not_found));
   for (const auto& endpoint : endpoints) {
@@ -188,6 +190,7 @@ void BeastWebSocketTask::configureWebSocket() {
   stream.control_callback([this](websocket::frame_type kind, beast::string_view /*payload*/) {
     if (kind == websocket::frame_type::close) {
       receivedCode = stream.reason().code;
+      changed.notify();
       boundClosing();
     }
   });
@@ -195,10 +198,10 @@ void BeastWebSocketTask::configureWebSocket() {
 
 asio::awaitable<void> BeastWebSocketTask::send(std::string text) {
   const auto self = shared_from_this();
-  if (phase != Phase::open || requestedCode) {
+  if (phase != Phase::open || requestedCode || receivedCode) {
     throw boost::system::system_error(asio::error::not_connected);
   }
-  const auto message = std::make_shared<Outbound>(Outbound{std::move(text), {}, {}});
+  const auto message = std::make_shared<Outbound>(Outbound{SecretText(std::move(text)), {}, {}});
   outbox.push_back(message);
   changed.notify();
   // Named, as everything with a destructor is that a co_await takes: GCC 12 destroys some
@@ -222,9 +225,13 @@ asio::awaitable<void> BeastWebSocketTask::send(std::string text) {
 
 asio::awaitable<WebSocketMessage> BeastWebSocketTask::receive() {
   const auto self = shared_from_this();
-  co_await changed.until([this] { return !inbox.empty() || phase == Phase::ended; });
+  // Nothing follows a close frame, and what it says does not wait for the end of the handshake,
+  // for which the other side takes its time.
+  co_await changed.until(
+      [this] { return !inbox.empty() || receivedCode || phase == Phase::ended; });
   if (inbox.empty()) {
-    throw boost::system::system_error(endReason);
+    throw boost::system::system_error(
+        phase == Phase::ended ? endReason : boost::system::error_code(websocket::error::closed));
   }
   WebSocketMessage message = std::move(inbox.front());
   inbox.pop_front();
@@ -280,8 +287,8 @@ asio::awaitable<void> BeastWebSocketTask::writeMessages() {
   for (;;) {
     co_await changed.until(
         [this] { return !outbox.empty() || requestedCode || phase == Phase::ended; });
-    if (phase == Phase::ended) {
-      co_return;
+    if (phase == Phase::ended || receivedCode) {
+      co_return;  // a close frame is answered by the library
     }
     if (requestedCode) {
       const websocket::close_reason reason(*requestedCode);
@@ -290,7 +297,7 @@ asio::awaitable<void> BeastWebSocketTask::writeMessages() {
     }
     const auto message = outbox.front();
     message->progress = Outbound::Progress::writing;
-    const auto [error, size] = co_await stream.async_write(asio::buffer(message->text),
+    const auto [error, size] = co_await stream.async_write(asio::buffer(message->text.text()),
                                                            asio::as_tuple(asio::use_awaitable));
     message->progress = error ? Outbound::Progress::failed : Outbound::Progress::sent;
     message->error = error;

@@ -1,26 +1,28 @@
 #include "core/connection/CloseWatcher.h"
 
+#include <boost/asio/experimental/awaitable_operators.hpp>
+
 namespace orvik {
 
-std::shared_ptr<CloseSignal> CloseWatcher::watch(int taskIdentifier) {
-  auto signal = std::make_shared<CloseSignal>();
+asio::awaitable<void> CloseSignal::value(Clock& clock, Clock::Duration limit) const {
+  using namespace asio::experimental::awaitable_operators;
+  co_await (event.wait() || clock.sleepFor(limit));
+}
+
+CloseSignal CloseWatcher::watch(int taskIdentifier) {
   const std::lock_guard guard(lock);
-  waiters[taskIdentifier] = signal;
-  return signal;
+  return waiters[taskIdentifier] = CloseSignal();
 }
 
 void CloseWatcher::didComplete(int taskIdentifier) {
-  std::shared_ptr<CloseSignal> signal;
+  decltype(waiters)::node_type waiter;
   {
     const std::lock_guard guard(lock);
-    const auto waiter = waiters.find(taskIdentifier);
-    if (waiter == waiters.end()) {
-      return;
-    }
-    signal = std::move(waiter->second);
-    waiters.erase(waiter);
+    waiter = waiters.extract(taskIdentifier);
   }
-  signal->fire();
+  if (waiter) {
+    waiter.mapped().fire();
+  }
 }
 
 }  // namespace orvik

@@ -7,10 +7,10 @@
 namespace orvik {
 
 /// Tells a dead connection from a quiet one: the relay is pinged every so often, and a connection
-/// on which nothing at all has arrived since is dead. Found within 80 s.
+/// on which nothing at all has arrived since is dead.
 class DeadLinkWatch {
  public:
-  static constexpr std::chrono::seconds pingInterval{60};
+  /// From a ping to the question whether anything has arrived.
   static constexpr std::chrono::seconds answerLimit{20};
 
   /// A ping goes out.

@@ -44,7 +44,8 @@ class WebSocketTask {
   /// the order of their calls, also overlapping ones.
   virtual asio::awaitable<void> send(std::string text) = 0;
 
-  /// The next message. Fails when the connection has ended.
+  /// The next message. Fails when the connection has ended, or the other side has begun to close
+  /// it.
   virtual asio::awaitable<WebSocketMessage> receive() = 0;
 
   /// Begins to close and returns at once; whoever made the task learns of the end. Harmless when

@@ -22,7 +22,7 @@ inline constexpr const char* noProcessorReadings = "macmon indisponible";
 ///
 /// No reading fails: what cannot be read is absent, or null where a key is always there, and each
 /// group comes within a bounded time. The operations are called from one executor and resume on
-/// it; they never block it. Two operations may run at the same time, the same one twice does not.
+/// it; they never block it. They may run at the same time. Throws only when cancelled.
 class MachineReadings {
  public:
   virtual ~MachineReadings() = default;
@@ -39,7 +39,8 @@ class MachineReadings {
   /// The same keys (nothing when nothing can be measured) without keeping a measurement running:
   /// for the alerts, which are evaluated whether or not a phone is there.
   virtual asio::awaitable<JSONObject> freshProcessor() = 0;
-  /// "battery_pct", "battery_state", "on_ac", "battery_min".
+  /// "battery_pct", "battery_state", "on_ac", "battery_min"; empty when it could not be read this
+  /// time.
   virtual asio::awaitable<JSONObject> battery() = 0;
   /// The busiest processes, busiest first: arrays of per cent (double) and name (at most 34
   /// characters).

@@ -1,26 +1,38 @@
 #include "core/sampling/SystemSampleSource.h"
 
-#include <boost/asio/experimental/awaitable_operators.hpp>
+#include <boost/asio/dispatch.hpp>
 
 #include <array>
 #include <cmath>
 #include <ctime>
+#include <initializer_list>
+#include <optional>
+#include <utility>
+#include <vector>
 
 #include "core/async/RunOn.h"
 #include "core/sampling/SampleBounds.h"
+#include "core/values/JSONMembers.h"
 #include "core/values/NumberText.h"
 
 namespace orvik {
 
 namespace {
 
-using std::chrono::seconds;
+using namespace std::chrono_literals;
+using Pace = ReadingGroup::Pace;
 
 // Disks and backups change slowly; the tool that tells the battery's health takes seconds; what is
-// plugged in is expected to show soon.
-constexpr seconds slowInterval{30};
-constexpr seconds healthInterval{600};
-constexpr seconds connectionsInterval{10};
+// plugged in is expected to show soon. What stands in for a reading that does not come may be as
+// old as nobody would take for wrong.
+constexpr Pace processorPace{0s, 10s, 4s};  // the tool takes 3 s at most to start
+constexpr Pace freshPace{0s, 10s, 9s};      // a run of its own has 8 s, and nobody looks on
+constexpr Pace batteryPace{0s, 10min, 1s};
+constexpr Pace processesPace{0s, 10s, 1s};
+constexpr Pace slowPace{30s, 10min, 1s};
+constexpr Pace healthPace{600s, 60min, 1s};
+constexpr Pace connectionsPace{10s, 60s, 1s};
+constexpr Pace infoPace{0s, Clock::Duration::max(), 5s};
 
 double secondsSince1970(Clock::UnixTime time) {
   return std::chrono::duration<double>(time.time_since_epoch()).count();
@@ -68,22 +80,54 @@ bool runsOnBatteryOfUnknownTime(const JSONObject& fields) {
          (minutes == nullptr || minutes->is<JSONValue::Null>());
 }
 
+asio::awaitable<JSONObject> busiest(std::shared_ptr<MachineReadings> readings) {
+  JSONValue processes = co_await readings->processes();
+  co_return JSONObject{{"procs", std::move(processes)}};
+}
+
 }  // namespace
 
+struct SystemSampleSource::Groups {
+  using Group = std::shared_ptr<ReadingGroup>;
+
+  Groups(const asio::any_io_executor& executor, const std::shared_ptr<Clock>& clock) {
+    for (const auto& [group, pace] :
+         std::initializer_list<std::pair<Group*, Pace>>{{&processor, processorPace},
+                                                        {&freshProcessor, freshPace},
+                                                        {&battery, batteryPace},
+                                                        {&estimate, batteryPace},
+                                                        {&processes, processesPace},
+                                                        {&disk, slowPace},
+                                                        {&batteryExtras, slowPace},
+                                                        {&batteryHealth, healthPace},
+                                                        {&timeMachine, slowPace},
+                                                        {&connections, connectionsPace},
+                                                        {&macInfo, infoPace}}) {
+      *group = std::make_shared<ReadingGroup>(executor, clock, pace);
+      all.push_back(*group);
+    }
+  }
+
+  Group processor, freshProcessor, battery, estimate, processes, disk, batteryExtras, batteryHealth,
+      timeMachine, connections, macInfo;
+  std::vector<Group> all;
+};
+
 SystemSampleSource::SystemSampleSource(const asio::any_io_executor& executor,
-                                       std::shared_ptr<Clock> clock,
-                                       std::shared_ptr<MachineReadings> readings)
+                                       const std::shared_ptr<Clock>& clock,
+                                       const std::shared_ptr<MachineReadings>& readings)
     : strand(asio::make_strand(executor)),
-      clock(std::move(clock)),
-      readings(std::move(readings)),
-      processorMutex(strand),
-      freshProcessorMutex(strand),
-      batteryMutex(strand),
-      processesMutex(strand),
-      slow(strand, slowInterval),
-      connections(strand, connectionsInterval),
-      healthCadence(healthInterval),
-      macInfoMutex(strand) {}
+      clock(clock),
+      readings(readings),
+      groups(std::make_shared<Groups>(strand, clock)) {}
+
+SystemSampleSource::~SystemSampleSource() {
+  asio::dispatch(strand, [groups = groups] {
+    for (const auto& group : groups->all) {
+      group->cancel();
+    }
+  });
+}
 
 asio::awaitable<std::string> SystemSampleSource::sample() { return sample(false); }
 
@@ -98,53 +142,44 @@ asio::awaitable<std::string> SystemSampleSource::alertSample() {
 }
 
 asio::awaitable<std::string> SystemSampleSource::sampleOnStrand(bool withMacInfo) {
-  using namespace asio::experimental::awaitable_operators;
-  JSONObject fields;
-  if (withMacInfo && macInfo.empty()) {
-    fields = co_await (sampleFields() && macInfoMutex.withLock(readMacInfo()));
-  } else {
-    fields = co_await sampleFields();
+  if (withMacInfo && groups->macInfo->last().empty()) {
+    groups->macInfo->refresh([readings = readings] { return readings->macInfo(); });
   }
-  if (withMacInfo && !macInfo.empty()) {
-    fields.set("mac_info", macInfo);
+  JSONObject fields = co_await sampleFields();
+  if (withMacInfo) {
+    JSONObject info = co_await groups->macInfo->latest();
+    if (!info.empty()) {
+      fields.set("mac_info", std::move(info));
+    }
   }
-  co_return JSONValue(std::move(fields)).text();
-}
-
-asio::awaitable<void> SystemSampleSource::readMacInfo() {
-  if (macInfo.empty()) {
-    macInfo = withinBounds(co_await readings->macInfo());
-  }
+  co_return JSONValue(withinBounds(fields)).text();
 }
 
 asio::awaitable<JSONObject> SystemSampleSource::sampleFields() {
-  JSONObject fields = co_await processorMutex.withLock(readings->processor());
-  co_await refreshSlow();
+  groups->processor->refresh([readings = readings] { return readings->processor(); });
+  groups->battery->refresh([readings = readings] { return readings->battery(); });
+  groups->processes->refresh([readings = readings] { return busiest(readings); });
+  refreshSlow();
+
+  JSONObject fields = co_await groups->processor->latest();
+  JSONObject slowFields = co_await slow();
+  JSONObject battery = co_await groups->battery->latest();
 
   const Clock::UnixTime now = clock->unixNow();
   const std::array<double, 3> averages = readings->loadAverages();
   fields.set("load", roundedLoad(averages));
   fields.set("load_now", loadNow.update(averages.front(), secondsSince1970(now)));
   fields.set("uptime_h", uptimeHours(readings->readBootEpoch(), now));
-
-  fields.merge(withinBounds(co_await batteryMutex.withLock(readings->battery())));
-  JSONValue busiest = co_await processesMutex.withLock(readings->processes());
-  fields.merge(slow.cached);
+  fields.merge(std::move(battery));
+  fields.merge(std::move(slowFields));
   if (runsOnBatteryOfUnknownTime(fields)) {
-    const JSONObject extras = co_await batteryMutex.withLock(readings->batteryExtras());
-    const JSONValue* estimate = extras.find("battery_est_min");
-    fields.set("battery_min", estimate == nullptr ? JSONValue() : *estimate);
+    fields.set("battery_min", co_await batteryEstimate());
   }
-  fields.set("procs", withinBounds(busiest));
-
-  std::optional<std::string> timeMachineDisk;
-  if (const JSONValue* disk = fields.find("tm_disk_name")) {
-    if (const auto* name = disk->get<std::string>()) {
-      timeMachineDisk = *name;
-    }
+  fields.merge(co_await groups->processes->latest());
+  JSONObject connected = co_await currentConnections(fields);
+  if (!connected.empty()) {
+    fields.set("connections", std::move(connected));
   }
-  co_await connections.mutex.withLock(currentConnections(std::move(timeMachineDisk)));
-  fields.set("connections", connections.cached);
 
   const Clock::UnixTime end = clock->unixNow();
   fields.set("ts", clockText(end));
@@ -153,53 +188,51 @@ asio::awaitable<JSONObject> SystemSampleSource::sampleFields() {
 }
 
 asio::awaitable<std::string> SystemSampleSource::alertSampleOnStrand() {
-  const JSONObject measured = co_await freshProcessorMutex.withLock(readings->freshProcessor());
+  groups->freshProcessor->refresh([readings = readings] { return readings->freshProcessor(); });
+  groups->battery->refresh([readings = readings] { return readings->battery(); });
+  refreshSlow();
+  const JSONObject measured = co_await groups->freshProcessor->latest();
   JSONObject fields;
   for (const char* key : {"temp_cpu", "cpu_pct", "power_w"}) {
     if (const JSONValue* value = measured.find(key)) {
       fields.set(key, *value);
     }
   }
-  co_await refreshSlow();
-  fields.merge(withinBounds(co_await batteryMutex.withLock(readings->battery())));
-  fields.merge(slow.cached);
+  fields.merge(co_await groups->battery->latest());
+  fields.merge(co_await slow());
   setEpoch(fields, clock->unixNow());
-  co_return JSONValue(std::move(fields)).text();
+  co_return JSONValue(withinBounds(fields)).text();
 }
 
-asio::awaitable<void> SystemSampleSource::refreshSlow() {
-  return slow.mutex.withLock(refreshSlowGroup());
-}
-
-asio::awaitable<void> SystemSampleSource::refreshSlowGroup() {
-  const Instant began = clock->now();
-  if (!slow.cadence.isDue(began)) {
-    co_return;
+void SystemSampleSource::refreshSlow() {
+  const bool isDue = groups->disk->refresh([readings = readings] { return readings->disk(); });
+  groups->batteryExtras->refresh([readings = readings] { return readings->batteryExtras(); });
+  groups->timeMachine->refresh([readings = readings] { return readings->timeMachine(); });
+  if (isDue) {
+    groups->batteryHealth->refresh([readings = readings] { return readings->batteryHealth(); });
   }
-  JSONObject fields = co_await readings->disk();
-  fields.merge(co_await batteryMutex.withLock(readings->batteryExtras()));
-  fields.merge(co_await batteryHealth());
-  fields.merge(co_await readings->timeMachine());
-  slow.cached = withinBounds(fields);
-  slow.cadence.refreshed(began, clock->now());
 }
 
-asio::awaitable<JSONObject> SystemSampleSource::batteryHealth() {
-  const Instant began = clock->now();
-  if (healthCadence.isDue(began)) {
-    health = co_await readings->batteryHealth();
-    healthCadence.refreshed(began, clock->now());
-  }
-  co_return health;
+asio::awaitable<JSONObject> SystemSampleSource::slow() {
+  JSONObject fields = co_await groups->disk->latest();
+  fields.merge(co_await groups->batteryExtras->latest());
+  fields.merge(co_await groups->batteryHealth->latest());
+  fields.merge(co_await groups->timeMachine->latest());
+  co_return fields;
 }
 
-asio::awaitable<void> SystemSampleSource::currentConnections(
-    std::optional<std::string> timeMachineDisk) {
-  const Instant began = clock->now();
-  if (connections.cadence.isDue(began)) {
-    connections.cached = withinBounds(co_await readings->connections(std::move(timeMachineDisk)));
-    connections.cadence.refreshed(began, clock->now());
-  }
+asio::awaitable<JSONObject> SystemSampleSource::currentConnections(const JSONObject& fields) {
+  const auto timeMachineDisk = member<std::string>(fields, "tm_disk_name");
+  groups->connections->refresh(
+      [readings = readings, timeMachineDisk] { return readings->connections(timeMachineDisk); });
+  return groups->connections->latest();
+}
+
+asio::awaitable<JSONValue> SystemSampleSource::batteryEstimate() {
+  groups->estimate->refresh([readings = readings] { return readings->batteryExtras(); });
+  const JSONObject extras = co_await groups->estimate->latest();
+  const JSONValue* estimate = extras.find("battery_est_min");
+  co_return estimate == nullptr ? JSONValue() : *estimate;
 }
 
 }  // namespace orvik

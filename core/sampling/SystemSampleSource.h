@@ -3,13 +3,11 @@
 #include <boost/asio/strand.hpp>
 
 #include <memory>
-#include <optional>
 
-#include "core/async/AsyncMutex.h"
 #include "core/async/Clock.h"
-#include "core/sampling/Cadence.h"
 #include "core/sampling/LoadNow.h"
 #include "core/sampling/MachineReadings.h"
+#include "core/sampling/ReadingGroup.h"
 #include "core/sampling/SampleSource.h"
 
 namespace orvik {
@@ -17,14 +15,20 @@ namespace orvik {
 /// The samples of a whole machine: says how often each group of readings is taken and how they
 /// make one object. Where the readings come from is for MachineReadings to know.
 ///
-/// Runs on its own strand; its operations may be called from any executor. A sample and an alert
-/// sample may be under way together, but never wait twice for the same group.
+/// Runs on its own strand; its operations may be called from any executor. No group of readings
+/// holds up the others: they are read side by side, and one that does not come in time is in the
+/// sample as it was last, or absent. A sample and an alert sample that are under way together share
+/// what they read.
 class SystemSampleSource final : public SampleSource,
                                  public std::enable_shared_from_this<SystemSampleSource> {
  public:
   /// Owned by a std::shared_ptr: what is under way keeps it alive.
-  SystemSampleSource(const asio::any_io_executor& executor, std::shared_ptr<Clock> clock,
-                     std::shared_ptr<MachineReadings> readings);
+  SystemSampleSource(const asio::any_io_executor& executor, const std::shared_ptr<Clock>& clock,
+                     const std::shared_ptr<MachineReadings>& readings);
+  SystemSampleSource(const SystemSampleSource&) = delete;
+  SystemSampleSource& operator=(const SystemSampleSource&) = delete;
+  /// Ends what is still being read.
+  ~SystemSampleSource() override;
 
   asio::awaitable<std::string> sample() override;
   /// With "mac_info" when asked for and known. It is read once and kept.
@@ -33,39 +37,21 @@ class SystemSampleSource final : public SampleSource,
   asio::awaitable<std::string> alertSample() override;
 
  private:
-  /// A group of readings that is kept between refreshes.
-  struct Group {
-    Group(const asio::any_io_executor& executor, Clock::Duration interval)
-        : mutex(executor), cadence(interval) {}
-    AsyncMutex mutex;
-    Cadence cadence;
-    JSONObject cached;
-  };
+  struct Groups;
 
   asio::awaitable<std::string> sampleOnStrand(bool withMacInfo);
   asio::awaitable<std::string> alertSampleOnStrand();
   asio::awaitable<JSONObject> sampleFields();
-  asio::awaitable<void> readMacInfo();
-  asio::awaitable<void> refreshSlow();
-  asio::awaitable<void> refreshSlowGroup();
-  asio::awaitable<JSONObject> batteryHealth();
-  asio::awaitable<void> currentConnections(std::optional<std::string> timeMachineDisk);
+  void refreshSlow();
+  asio::awaitable<JSONObject> slow();
+  asio::awaitable<JSONObject> currentConnections(const JSONObject& fields);
+  asio::awaitable<JSONValue> batteryEstimate();
 
   const asio::strand<asio::any_io_executor> strand;
   const std::shared_ptr<Clock> clock;
   const std::shared_ptr<MachineReadings> readings;
+  const std::shared_ptr<Groups> groups;
   LoadNow loadNow;
-  AsyncMutex processorMutex;
-  AsyncMutex freshProcessorMutex;
-  AsyncMutex batteryMutex;
-  AsyncMutex processesMutex;
-  Group slow;
-  Group connections;
-  /// Refreshed as part of the slow group, and more rarely.
-  Cadence healthCadence;
-  JSONObject health;
-  AsyncMutex macInfoMutex;
-  JSONObject macInfo;
 };
 
 }  // namespace orvik

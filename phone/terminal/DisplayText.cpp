@@ -1,10 +1,8 @@
 #include "phone/terminal/DisplayText.h"
 
 #include <unicode/uchar.h>
-#include <unicode/utf8.h>
 
 #include <algorithm>
-#include <cstdint>
 #include <utility>
 
 #include "core/values/Text.h"
@@ -16,14 +14,6 @@ namespace {
 constexpr UChar32 escape = 0x1B;
 
 bool isPrintableASCII(char c) { return c >= ' ' && c <= '~'; }
-
-/// The code point at `position`, which moves past it; negative when it is ill-formed.
-UChar32 nextCodePoint(std::string_view text, std::size_t& position) {
-  const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
-  UChar32 codePoint = 0;
-  U8_NEXT(bytes, position, text.size(), codePoint);
-  return codePoint;
-}
 
 /// Moves past the rest of a control string such as a window title. One without an end is text.
 void skipControlString(std::string_view text, std::size_t& position) {

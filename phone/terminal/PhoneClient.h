@@ -7,24 +7,18 @@
 #include <string_view>
 
 #include "core/async/Clock.h"
-#include "core/connection/CloseWatcher.h"
-#include "core/connection/WebSocketTask.h"
+#include "core/connection/PersistentConnection.h"
 #include "core/pairing/Pairing.h"
 #include "phone/terminal/PhoneObserver.h"
 
 namespace orvik {
 
-/// A phone's connection to its computer: connects to the relay, says that somebody is looking,
-/// opens what arrives, notices a dead link, and connects again. All of it runs on the executor of
-/// the coroutine that calls it.
-class PhoneClient {
+/// A phone's connection to its computer: says that somebody is looking, and opens what arrives. All
+/// of it runs on the executor of the coroutine that calls it.
+class PhoneClient : private PersistentConnection::User {
  public:
-  enum class End {
-    /// The relay refused this pairing for good.
-    rejected,
-    /// The observer wants no more, or run() was cancelled.
-    finished,
-  };
+  /// The relay refused this pairing for good, or the observer wants no more.
+  using End = PersistentConnection::End;
 
   /// `relay` is the base URL of the relay, which WebSocketURL has accepted. The observer outlives
   /// the client.
@@ -33,37 +27,25 @@ class PhoneClient {
 
   /// Stays connected, with a growing wait between failed attempts, until one of the ends.
   /// Cancellable. Called once.
-  asio::awaitable<End> run();
+  asio::awaitable<End> run() { return connection.run(); }
 
   /// Closes the connection, if there is one, and waits for the relay's answer, at most 2 s.
   /// Called after run() has ended.
-  asio::awaitable<void> stop();
+  asio::awaitable<void> stop() { return connection.close(); }
 
  private:
-  asio::awaitable<void> connectOnce();
-  asio::awaitable<void> converse();
-  asio::awaitable<void> receiveMessages();
-  asio::awaitable<void> watchLink();
-  void take(const std::string& message);
-  void open(const std::string& message);
-  [[nodiscard]] std::string endReason() const;
+  using Link = std::shared_ptr<PersistentConnection::Link>;
+
+  void connecting() override;
+  asio::awaitable<void> talk(Link link) override;
+  void waiting(std::chrono::seconds wait, const PersistentConnection::Ending& ending) override;
+  /// Whether more is wanted.
+  [[nodiscard]] bool take(const std::string& message, PersistentConnection::Link& link);
+  [[nodiscard]] bool open(const std::string& message);
 
   const Pairing pairing;
-  const std::string url;
-  const std::shared_ptr<WebSocketSession> session;
-  const std::shared_ptr<Clock> clock;
-  const std::shared_ptr<CloseWatcher> closures = std::make_shared<CloseWatcher>();
   PhoneObserver& observer;
-
-  /// The current connection; none between connections.
-  std::shared_ptr<WebSocketTask> task;
-  Instant lastInbound;
-  /// The relay has accepted the current connection.
-  bool accepted = false;
-  /// The observer wants more.
-  bool wanted = true;
-  /// What ended the current connection, as the system puts it.
-  std::string failure;
+  PersistentConnection connection;
 };
 
 }  // namespace orvik

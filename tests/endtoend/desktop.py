@@ -1,6 +1,8 @@
 """A desktop for a test: an X display, a session bus, and a panel that shows tray icons."""
 
+import fcntl
 import os
+import select
 import subprocess
 import tempfile
 import time
@@ -16,6 +18,7 @@ dbus.mainloop.glib.DBusGMainLoop(set_as_default=True)
 WATCHER = "org.kde.StatusNotifierWatcher"
 ITEM = "org.kde.StatusNotifierItem"
 MENU = "com.canonical.dbusmenu"
+MANAGER = "org.freedesktop.login1.Manager"
 PROPERTIES = "org.freedesktop.DBus.Properties"
 
 BUS_CONFIGURATION = """<busconfig><type>{kind}</type><listen>unix:dir={folder}</listen>
@@ -61,8 +64,7 @@ def start_display():
 
 
 def start_application(bus, display, relay, trust, **more):
-    """The application on such a desktop, with the relay of the test; without a system bus unless
-    `more` names one."""
+    """The application on such a desktop, with the relay of the test."""
     return Program("orvik", folder="OrvikApp", environment={
         "DBUS_SESSION_BUS_ADDRESS": bus, "DBUS_SYSTEM_BUS_ADDRESS": "unix:path=/nonexistent",
         "DISPLAY": display, "QT_QPA_PLATFORM": "xcb", "LC_ALL": "C.UTF-8",
@@ -139,6 +141,32 @@ class Panel(dbus.service.Object):
         number = next(n for (n, _), t in zip(self.entries(), self.texts()) if t == text)
         self.menu().Event(number, "clicked", dbus.String("", variant_level=1), dbus.UInt32(0),
                           dbus_interface=MENU)
+
+
+class LoginManager(dbus.service.Object):
+    """Announces sleep, and knows who holds it back."""
+
+    def __init__(self, address):
+        self.bus = dbus.bus.BusConnection(address)
+        self.bus.request_name("org.freedesktop.login1")
+        self.lock = None
+        super().__init__(self.bus, "/org/freedesktop/login1")
+
+    @dbus.service.method(MANAGER, in_signature="ssss", out_signature="h")
+    def Inhibit(self, what, _who, _why, mode):
+        check((what, mode) == ("sleep", "delay"), f"the lock is {mode} {what}")
+        self.lock, writing = os.pipe()
+        fcntl.fcntl(self.lock, fcntl.F_SETFL, os.O_NONBLOCK)
+        lock = dbus.types.UnixFd(writing)
+        os.close(writing)
+        return lock
+
+    @dbus.service.signal(MANAGER, signature="b")
+    def PrepareForSleep(self, starts):
+        pass
+
+    def is_held(self):
+        return self.lock is not None and not select.select([self.lock], [], [], 0)[0]
 
 
 class Screen:

@@ -18,11 +18,9 @@ PROGRAM = os.path.join(build, "OrvikApp", *(
     ["Orvik.app", "Contents", "MacOS", "Orvik"] if sys.platform == "darwin" else ["orvik"]))
 
 
-def draw(*arguments, status=0):
-    ended = subprocess.run([PROGRAM, *arguments], env=ASTRAY, timeout=TIMEOUT,
-                           stdin=subprocess.DEVNULL, capture_output=True, check=False)
-    check(ended.returncode == status, f"{arguments} ended with {ended.returncode}")
-    check(ended.stdout + ended.stderr == b"", f"{arguments} printed {ended.stdout + ended.stderr}")
+def draw(*arguments):
+    return subprocess.Popen([PROGRAM, *arguments], env=ASTRAY, stdin=subprocess.DEVNULL,
+                            stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
 
 
 def picture(name):
@@ -35,15 +33,19 @@ def picture(name):
 
 def test():
     odd = os.fsencode(path("")) + b"\xff.png"
-    for name, locale in ((path("a.png"), []), (path("b.png"), ["de", "ignored"]), (odd, ["xx"])):
-        draw("--ignored", "--render-pairing", name, *locale)
-        before = picture(name)
-        draw("--render-pairing", name, *locale)
-        check(picture(name) != before, "no code is drawn twice")
-    for name in ("", path(""), path("missing/card.png")):
-        draw("--render-pairing", name, status=1)
-    if os.path.exists("/dev/full"):
-        draw("--render-pairing", "/dev/full", status=1)
+    names = [path("a.png"), path("b.png"), path("c.png"), odd]
+    programs = [(0, draw("--ignored", "--render-pairing", names[0])),
+                (0, draw("--render-pairing", names[1], "en")),
+                (0, draw("--render-pairing", names[2], "de", "ignored")),
+                (0, draw("--render-pairing", names[3], "xx"))]
+    programs += [(1, draw("--render-pairing", name))
+                 for name in ("", path(""), path("missing/card.png"), "/dev/full")
+                 if name != "/dev/full" or os.path.exists(name)]
+    for status, program in programs:
+        printed, _ = program.communicate(timeout=TIMEOUT)
+        check((program.returncode, printed) == (status, b""),
+              f"{program.args} ended with {program.returncode} and printed {printed}")
+    check(len({picture(name) for name in names}) == len(names), "no code is drawn twice")
 
 
 run(test)

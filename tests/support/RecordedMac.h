@@ -2,25 +2,28 @@
 
 #include <cmath>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
 #include <string>
 
 #include "core/async/Clock.h"
+#include "core/async/Notifier.h"
 #include "core/sampling/mac/CommandRunner.h"
 #include "core/sampling/mac/LineProcess.h"
 #include "core/sampling/mac/MacSystem.h"
 
-// A whole Mac on paper.
+// A whole Mac, as recorded.
 
 namespace orvik::test {
 
 /// Answers with the output that a file of tests/fixtures/mac has under "$ TIME-OUT s: COMMAND
 /// LINE"; counts.
-class Replay final : public CommandRunner {
+class RecordedCommands final : public CommandRunner {
  public:
-  explicit Replay(const std::string& name) {
+  RecordedCommands(const std::string& name, const asio::any_io_executor& executor)
+      : changed(executor) {
     std::ifstream file(std::string(ORVIK_FIXTURES) + "/mac/" + name);
     std::string command;
     for (std::string line; std::getline(file, line);) {
@@ -38,13 +41,26 @@ class Replay final : public CommandRunner {
       command += " " + argument;
     }
     taken.insert(command);
+    const std::shared_ptr<void> count(&++waiting, [](int* waits) { --*waits; });
+    const std::function<bool()> isFree = [&] { return path != held; };
+    co_await changed.until(isFree);
     co_return isMute ? std::string() : outputs.at(command);
+  }
+  void letGo() {
+    held.clear();
+    changed.notify();
   }
 
   std::map<std::string, std::string> outputs;
   std::multiset<std::string> taken;
   /// Every command fails.
   bool isMute = false;
+  /// The tool that hangs, and how many commands have not ended.
+  std::string held;
+  int waiting = 0;
+
+ private:
+  Notifier changed;
 };
 
 /// Prints the recorded line once a second.

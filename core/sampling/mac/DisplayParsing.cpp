@@ -1,5 +1,7 @@
 #include "core/sampling/mac/DisplayParsing.h"
 
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <string_view>
 
@@ -52,6 +54,37 @@ std::optional<Size> firstSize(std::string_view text) {
   return std::nullopt;
 }
 
+/// The panel's pixels: "spdisplays_2560x1600Retina", or for sizes that have a name
+/// "spdisplays_2160p".
+std::optional<Size> panelSize(std::string_view text) {
+  struct Named {
+    std::string_view name;
+    Size size;
+  };
+  static constexpr auto known = std::to_array<Named>(
+      {{"720p", {1280, 720}},    {"1080i", {1920, 1080}}, {"1080p", {1920, 1080}},
+       {"1440p", {2560, 1440}},  {"2160p", {3840, 2160}}, {"2880p", {5120, 2880}},
+       {"4320p", {7680, 4320}},  {"4k", {3840, 2160}},    {"5k", {5120, 2880}},
+       {"6k", {6016, 3384}},     {"8k", {7680, 4320}},    {"hd", {1280, 720}},
+       {"fhd", {1920, 1080}},    {"qhd", {2560, 1440}},   {"wqhd", {2560, 1440}},
+       {"uwqhd", {3440, 1440}},  {"uhd", {3840, 2160}},   {"xga", {1024, 768}},
+       {"wxga", {1280, 800}},    {"sxga", {1280, 1024}},  {"uxga", {1600, 1200}},
+       {"wsxga+", {1680, 1050}}, {"wuxga", {1920, 1200}}, {"wqxga", {2560, 1600}}});
+  const std::size_t prefix = text.find('_');
+  const std::string name =
+      lowercased(prefix == std::string_view::npos ? text : text.substr(prefix + 1));
+  const auto* const named = std::ranges::find(known, std::string_view(name), &Named::name);
+  return named == known.end() ? firstSize(text) : std::optional(named->size);
+}
+
+/// What is drawn for a display, in pixels, which it may show scaled down. What is wider than any
+/// panel that Macs are made for is, and then the points of the mode are nearer to the panel.
+std::optional<Size> drawnSize(const UntypedValue& display, std::optional<Size> mode) {
+  constexpr std::int64_t widestPanel = 6016;
+  const auto drawn = firstSize(textMember(display, "_spdisplays_pixels").value_or(""));
+  return drawn && (drawn->width <= widestPanel || !mode) ? drawn : mode;
+}
+
 /// The rate in "1440 x 900 @ 60.00Hz". The mark for decimals is that of the Mac's language.
 std::optional<double> rateIn(std::string_view text) {
   const std::size_t at = text.find('@');
@@ -76,16 +109,15 @@ bool isBuiltIn(const UntypedValue& display) {
 }
 
 std::optional<JSONValue> described(const UntypedValue& display) {
-  std::optional<Size> size;
+  std::optional<Size> mode;
   std::optional<double> rate;
-  // In this order: the panel's own pixels, which only displays with scaled modes tell as numbers;
-  // the mode; and last what is drawn into, which may be larger than either.
-  for (const char* key : {"spdisplays_pixelresolution", "_spdisplays_resolution",
-                          "spdisplays_resolution", "_spdisplays_pixels"}) {
+  for (const char* key : {"_spdisplays_resolution", "spdisplays_resolution"}) {
     const std::string text = textMember(display, key).value_or("");
-    size = size ? size : firstSize(text);
+    mode = mode ? mode : firstSize(text);
     rate = rate ? rate : rateIn(text);
   }
+  auto size = panelSize(textMember(display, "spdisplays_pixelresolution").value_or(""));
+  size = size ? size : drawnSize(display, mode);
   const auto name = textMember(display, "_name");
   if (!name || !size) {
     return std::nullopt;

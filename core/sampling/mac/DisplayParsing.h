@@ -8,8 +8,8 @@
 namespace orvik::ConnectionsParsing {
 
 /// The displays of the document, in its order: an array of objects with "name", "width", "height",
-/// "refresh_hz" (a double, or null), "main" and "builtin". The size is in pixels of the panel where
-/// the tool tells it, otherwise that of the mode that the display is in. Entries without name or
+/// "refresh_hz" (a double, or null), "main" and "builtin". The size is in pixels: the panel's where
+/// the tool tells it, otherwise what is drawn for it. Entries without name or
 /// size, such as connectors with nothing on them, are skipped.
 [[nodiscard]] JSONValue displays(const UntypedValue& document);
 

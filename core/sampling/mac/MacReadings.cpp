@@ -11,6 +11,7 @@
 #include "core/sampling/mac/VolumeParsing.h"
 #include "core/values/JSONMembers.h"
 #include "core/values/JSONReader.h"
+#include "core/values/Text.h"
 
 namespace orvik {
 
@@ -64,7 +65,9 @@ JSONObject MacReadings::measured(const std::optional<std::string>& line) {
 
 asio::awaitable<JSONObject> MacReadings::battery() {
   static const Command command = {"/usr/bin/pmset", {"-g", "batt"}, 5};
-  co_return SamplerParsing::pmsetBattery(co_await run(command));
+  const std::string output = co_await run(command);
+  // Nothing at all is no reading: the parser would find no mains in it, and alert.
+  co_return trimmed(output).empty() ? JSONObject() : SamplerParsing::pmsetBattery(output);
 }
 
 asio::awaitable<JSONValue> MacReadings::processes() {

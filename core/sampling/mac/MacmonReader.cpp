@@ -12,6 +12,7 @@
 #include <system_error>
 #include <utility>
 
+#include "core/async/Notifier.h"
 #include "core/async/RunOn.h"
 #include "core/values/JSONReader.h"
 
@@ -95,7 +96,8 @@ class MacmonReader::State : public std::enable_shared_from_this<State> {
         places(std::move(places)),
         clock(std::move(dependencies.clock)),
         runner(std::move(dependencies.runner)),
-        launch(std::move(dependencies.launch)) {}
+        launch(std::move(dependencies.launch)),
+        asked(strand) {}
 
   [[nodiscard]] std::optional<Path> locate() const {
     const auto place = std::ranges::find_if(places, isExecutableFile);
@@ -103,9 +105,17 @@ class MacmonReader::State : public std::enable_shared_from_this<State> {
   }
 
   static asio::awaitable<std::optional<std::string>> latest(std::shared_ptr<State> self) {
-    self->lastAsked = self->clock->now();
-    self->startLoop();
-    while (!self->freshLine() && self->clock->now() - self->startedAt < startTime) {
+    const Instant begun = self->clock->now();
+    const bool wasIdle = std::exchange(self->lastAsked, begun) + idleLimit <= begun;
+    if (!self->startLoop() && wasIdle && self->locate()) {
+      self->startedAt = begun;
+      self->asked.notify();
+    }
+    const auto isStarting = [&] {
+      const Instant now = self->clock->now();
+      return now - self->startedAt < startTime && now - begun < startTime;
+    };
+    while (!self->freshLine() && isStarting()) {
       co_await self->clock->sleepFor(pollInterval);
     }
     co_return self->freshLine();
@@ -133,9 +143,10 @@ class MacmonReader::State : public std::enable_shared_from_this<State> {
   const asio::strand<asio::any_io_executor> strand;
 
  private:
-  void startLoop() {
+  /// False when it has been started before.
+  bool startLoop() {
     if (isRunning || isClosed) {
-      return;
+      return false;
     }
     isRunning = true;
     startedAt = clock->now();
@@ -144,15 +155,16 @@ class MacmonReader::State : public std::enable_shared_from_this<State> {
         strand, run(self),
         asio::bind_cancellation_slot(
             cancellation.slot(), [self](const std::exception_ptr&) { self->isRunning = false; }));
+    return true;
   }
 
   static asio::awaitable<void> run(std::shared_ptr<State> self) {
+    const std::function<bool()> isNeeded = [state = self.get()] { return !state->isIdle(); };
     for (;;) {
+      co_await self->asked.until(isNeeded);
       const Instant begun = self->clock->now();
-      if (!self->isIdle()) {
-        if (const std::optional<Path> tool = self->locate()) {
-          co_await self->runOnce(tool->string());
-        }
+      if (const std::optional<Path> tool = self->locate()) {
+        co_await self->runOnce(tool->string());
       }
       co_await self->clock->sleepUntil(begun + loopInterval);
     }
@@ -164,12 +176,17 @@ class MacmonReader::State : public std::enable_shared_from_this<State> {
     if (!process) {
       co_return;
     }
+    // A tool that gave nothing the last time is not waited for again.
+    if (std::exchange(hasWorked, false)) {
+      startedAt = clock->now();
+    }
     for (bool goesOn = true; goesOn;) {
       std::optional<std::string> line = co_await nextLine(*process, *clock);
       goesOn = line && !isIdle();
       if (line && isJSONObject(*line)) {
         latestLine = std::move(line);
         latestAt = clock->now();
+        hasWorked = true;
       }
     }
     co_await endPolitely(*process, *clock);
@@ -190,8 +207,12 @@ class MacmonReader::State : public std::enable_shared_from_this<State> {
   /// When it was received.
   Instant latestAt;
   Instant lastAsked;
-  /// When the loop was started.
+  /// When the loop, or after that the tool, was started.
   Instant startedAt;
+  /// The tool's last run gave a reading.
+  bool hasWorked = false;
+  /// Told when somebody asks after a rest.
+  Notifier asked;
   bool isRunning = false;
   /// The reader is gone.
   bool isClosed = false;

@@ -45,8 +45,8 @@ class MacmonReader {
   /// The first of the places that holds an executable file.
   [[nodiscard]] std::optional<Path> locate() const;
 
-  /// The latest line, a JSON object, when it is at most 5 s old. Has the tool run; the first call
-  /// waits up to 3 s for it to start.
+  /// The latest line, a JSON object, when it is at most 5 s old. Has the tool run, and
+  /// waits up to 3 s from its start for the first one.
   asio::awaitable<std::optional<std::string>> latest();
 
   /// The latest line when it is at most 5 s old, otherwise the reading of a single run of the tool,

@@ -1,8 +1,6 @@
 #include "core/sampling/mac/Shell.h"
 
-#include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/post.hpp>
-#include <boost/asio/this_coro.hpp>
 #include <poll.h>
 #include <unistd.h>
 
@@ -15,7 +13,7 @@
 #include <optional>
 #include <utility>
 
-#include "core/async/Announcement.h"
+#include "core/async/OneShotEvent.h"
 #include "core/system/ChildProcess.h"
 #include "core/system/ProcessSystem.h"
 #include "core/values/Text.h"
@@ -24,8 +22,6 @@ namespace orvik {
 
 namespace {
 
-/// One sample, the alerts' sample and the machine's description are read side by side.
-constexpr std::size_t threadCount = 4;
 constexpr std::chrono::milliseconds politeWait{500};
 constexpr std::size_t chunkSize = std::size_t{64} << 10;
 
@@ -143,7 +139,7 @@ struct Call {
   std::string path;
   std::vector<std::string> arguments;
   CommandRunner::Seconds timeout;
-  /// The thread's until it announces the end.
+  /// The thread's until the end is told.
   std::string text;
   Interruption interruption;
 
@@ -172,7 +168,7 @@ struct Caller {
 
 }  // namespace
 
-Shell::Shell() : pool(threadCount) {}
+Shell::Shell() : pool(mostAtOnce) {}
 
 Shell::~Shell() {
   pool.stop();
@@ -181,18 +177,17 @@ Shell::~Shell() {
 
 asio::awaitable<std::string> Shell::run(std::string path, std::vector<std::string> arguments,
                                         Seconds timeout) {
-  const asio::any_io_executor executor = co_await asio::this_coro::executor;
-  Announcement ended(executor);
+  const OneShotEvent ended;
   const auto call = std::make_shared<Call>();
   call->path = std::move(path);
   call->arguments = std::move(arguments);
   call->timeout = timeout;
   const Caller caller(call);
-  asio::post(pool, [call, announcer = ended.announcer()] {
+  asio::post(pool, [call, ended] {
     call->run();
-    announcer.announce();
+    ended.set();
   });
-  co_await ended.heard();
+  co_await ended.wait();
   co_return std::move(call->text);
 }
 

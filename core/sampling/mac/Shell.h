@@ -23,6 +23,9 @@ class Shell final : public CommandRunner {
   /// Above what any tool prints: a USB dump of a crowded desk is 5 MB.
   static constexpr std::size_t maximumOutput = std::size_t{64} << 20;
 
+  /// As many as there are groups of readings: none of them waits for another one's tool.
+  static constexpr std::size_t mostAtOnce = 10;
+
   Shell();
   Shell(const Shell&) = delete;
   Shell& operator=(const Shell&) = delete;

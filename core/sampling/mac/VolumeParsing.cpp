@@ -34,40 +34,32 @@ std::optional<std::string> containerOf(const UntypedValue& entry) {
   return device->substr(0, end);
 }
 
-/// Whether the volume has a name that installers give to pieces of a system which nobody opens.
-bool isNamedAsPart(std::string_view name) {
-  constexpr std::array<std::string_view, 3> names = {"Data", "Update", "VM"};
-  return name.ends_with(" - Data") || std::ranges::find(names, name) != names.end();
-}
-
 struct Candidate {
   Volume volume;
   /// The name by which it is sorted.
   std::string key;
-  bool isStartUp;
+  std::string mountPoint;
   std::optional<std::string> container;
+  bool isWritable;
 
-  /// Whether this one stands for the container that both are in: as the person knows it, and never
-  /// hiding that there are backups on it.
-  [[nodiscard]] bool represents(const Candidate& other) const {
-    const auto rank = [](const Candidate& candidate) {
-      return std::tuple(!candidate.isStartUp, !candidate.volume.isTimeMachine,
-                        isNamedAsPart(candidate.volume.name), std::string_view(candidate.key));
-    };
-    return rank(*this) < rank(other);
+  [[nodiscard]] bool isStartUp() const { return mountPoint == "/"; }
+
+  /// Whether this is one of the volumes that an installer divides a system into, of which a person
+  /// knows just the one that has the system's name.
+  [[nodiscard]] bool isPieceOf(const Candidate& system) const {
+    if (!container || container != system.container || volume.isTimeMachine) {
+      return false;
+    }
+    constexpr std::array<std::string_view, 5> pieces = {"Data", "Preboot", "Recovery", "Update",
+                                                        "VM"};
+    // A person may call a volume so too: only beside a system that is not in use, whose own volume
+    // nobody can write to, is it a piece when it is mounted where a person's volumes are.
+    return (system.isStartUp() && mountPoint.starts_with("/System/Volumes/")) ||
+           volume.name == system.volume.name + " - Data" ||
+           (!system.isStartUp() && !system.isWritable && isWritable &&
+            std::ranges::find(pieces, volume.name) != pieces.end());
   }
 };
-
-void addOncePerContainer(Candidate candidate, std::vector<Candidate>& candidates) {
-  const auto same = std::ranges::find_if(candidates, [&candidate](const Candidate& other) {
-    return candidate.container && candidate.container == other.container;
-  });
-  if (same == candidates.end()) {
-    candidates.push_back(std::move(candidate));
-  } else if (candidate.represents(*same)) {
-    *same = std::move(candidate);
-  }
-}
 
 std::optional<Volume> described(const UntypedValue& entry) {
   auto name = textMember(entry, "_name");
@@ -124,16 +116,20 @@ std::vector<Volume> volumes(const UntypedValue& storage,
     }
     volume->isTimeMachine = timeMachineDisk && compareText(volume->name, *timeMachineDisk) == 0;
     std::string key = lowercased(volume->name);
-    addOncePerContainer({std::move(*volume), std::move(key), isStartUp(entry), containerOf(entry)},
-                        candidates);
+    candidates.push_back({std::move(*volume), std::move(key),
+                          textMember(entry, "mount_point").value_or(""), containerOf(entry),
+                          textMember(entry, "writable") != "no"});
   }
   std::ranges::stable_sort(candidates, {}, [](const Candidate& candidate) {
-    return std::pair(!candidate.isStartUp, std::string_view(candidate.key));
+    return std::pair(!candidate.isStartUp(), std::string_view(candidate.key));
   });
   std::vector<Volume> result;
-  result.reserve(candidates.size());
-  for (Candidate& candidate : candidates) {
-    result.push_back(std::move(candidate.volume));
+  for (const Candidate& candidate : candidates) {
+    if (std::ranges::none_of(candidates, [&candidate](const Candidate& other) {
+          return candidate.isPieceOf(other);
+        })) {
+      result.push_back(candidate.volume);
+    }
   }
   return result;
 }

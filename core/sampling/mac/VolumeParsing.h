@@ -17,8 +17,9 @@ namespace orvik::ConnectionsParsing {
 /// snapshots are mounted elsewhere or hidden.
 [[nodiscard]] bool isBrowsable(const UntypedValue& entry);
 
-/// The volumes of the storage data, given as the whole document or as the list of its entries. A
-/// container whose volumes share their space is listed once. The start-up volume comes first, the
+/// The volumes of the storage data, given as the whole document or as the list of its entries. The
+/// volumes that a system is divided into are listed as the one that has its name; all others are
+/// listed, also those that share the space of a container. The start-up volume comes first, the
 /// others follow by name whatever its case. Entries without name, size or free space are skipped.
 /// A volume with the name of `timeMachineDisk`, case kept, is marked.
 [[nodiscard]] std::vector<Volume> volumes(

@@ -25,8 +25,7 @@ QString text(const char* latin) { return QString::fromLatin1(latin); }
 class Connection {
  public:
   explicit Connection(const test::BusDaemon& daemon)
-      : label(QString::number(reinterpret_cast<quintptr>(this))),
-        bus(QDBusConnection::connectToBus(QString::fromStdString(daemon.address), label)) {}
+      : bus(QDBusConnection::connectToBus(QString::fromStdString(daemon.address), label)) {}
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
   ~Connection() { QDBusConnection::disconnectFromBus(label); }
@@ -38,7 +37,7 @@ class Connection {
     static_cast<void>(bus.interface()->isServiceRegistered(text(name)).value());
   }
 
-  const QString label;
+  const QString label = QString::number(reinterpret_cast<quintptr>(this));
   QDBusConnection bus;
 };
 
@@ -58,6 +57,9 @@ class MockLogind : public Connection, private QDBusVirtualObject {
       return poll(&state, 1, 0) == 0;
     }));
   }
+  [[nodiscard]] bool isHeld() {
+    return eventually([&] { return held() == 1; });
+  }
 
   std::vector<FileDescriptor> locks;
   int asked = 0;
@@ -67,9 +69,8 @@ class MockLogind : public Connection, private QDBusVirtualObject {
 
   bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
     ++asked;
-    const auto arguments = message.arguments();
-    EXPECT_EQ(arguments.value(0), text("sleep"));
-    EXPECT_EQ(arguments.value(3), text("delay"));
+    EXPECT_EQ(message.arguments().value(0), text("sleep"));
+    EXPECT_EQ(message.arguments().value(3), text("delay"));
     if (refuses) {
       return connection.send(message.createErrorReply(QDBusError::AccessDenied, text("no")));
     }
@@ -95,8 +96,8 @@ struct Listener {
     static_cast<void>(events.onDidWake([this] { heard += "wake "; }));
   }
 
-  [[nodiscard]] bool hears(const std::string& all) const {
-    return eventually([&] { return heard == all; });
+  [[nodiscard]] bool hears(const std::string& what) {
+    return eventually([&] { return heard == what; }) && !std::exchange(heard, "").empty();
   }
 
   LogindPowerEvents events;
@@ -110,68 +111,43 @@ class LogindPowerEventsTest : public testing::Test {
   Connection ours{daemon};
 };
 
-TEST_F(LogindPowerEventsTest, SleepWaitsForTheLastHolder) {
-  MockLogind logind(daemon);
+TEST_F(LogindPowerEventsTest, SleepWaitsForTheLastHolderAndOnlyLogindIsBelieved) {
+  const Connection stranger(daemon);
   Listener listener(ours.bus);
-  ASSERT_TRUE(eventually([&] { return logind.held() == 1; }));
-  std::string heard;
+  stranger.announceSleep(true);
+  MockLogind logind(daemon);
+  ASSERT_TRUE(logind.isHeld());
+  stranger.announceSleep(true);
   for (int night = 1; night <= 2; ++night) {
     logind.announceSleep(true);
-    ASSERT_TRUE(listener.hears(heard += "sleep "));
-    PowerEvents::SleepHold goodbye = std::exchange(listener.hold, nullptr);
+    ASSERT_TRUE(listener.hears("sleep "));
     EXPECT_EQ(logind.held(), 1);
-    goodbye.reset();
+    listener.hold.reset();
     EXPECT_EQ(logind.held(), 0);
     // Twice the same: there is nothing left to hold with, but those who listen hear it.
     logind.announceSleep(true);
-    ASSERT_TRUE(listener.hears(heard += "sleep "));
+    ASSERT_TRUE(listener.hears("sleep "));
     EXPECT_EQ(listener.hold, nullptr);
     logind.announceSleep(false);
-    ASSERT_TRUE(listener.hears(heard += "wake "));
-    ASSERT_TRUE(eventually([&] { return logind.held() == 1; }));
+    ASSERT_TRUE(listener.hears("wake "));
+    ASSERT_TRUE(logind.isHeld());
     EXPECT_EQ(logind.asked, night + 1);
   }
 }
 
-TEST_F(LogindPowerEventsTest, OnlyLogindIsBelieved) {
-  Connection stranger(daemon);
+TEST_F(LogindPowerEventsTest, ALogindThatStartsAnewIsFollowedAlsoWhenItGivesNoLock) {
   Listener listener(ours.bus);
-  stranger.announceSleep(true);
-  MockLogind logind(daemon);
-  ASSERT_TRUE(eventually([&] { return logind.held() == 1; }));
-  stranger.announceSleep(true);
-  logind.announceSleep(false);
-  ASSERT_TRUE(listener.hears("wake "));
-  EXPECT_EQ(logind.held(), 1);
-}
-
-TEST_F(LogindPowerEventsTest, ALogindThatStartsAnewIsFollowed) {
-  auto first = std::make_unique<MockLogind>(daemon);
-  Listener listener(ours.bus);
-  ASSERT_TRUE(eventually([&] { return first->held() == 1; }));
-  first->announceSleep(true);
-  ASSERT_TRUE(listener.hears("sleep "));
-  first.reset();
-  // Nobody else will say that the machine is awake.
-  ASSERT_TRUE(listener.hears("sleep wake "));
-
-  MockLogind second(daemon);
-  ASSERT_TRUE(eventually([&] { return second.held() == 1; }));
-  EXPECT_EQ(second.asked, 1);
-  second.announceSleep(true);
-  ASSERT_TRUE(listener.hears("sleep wake sleep "));
-  EXPECT_EQ(second.held(), 1);
-  EXPECT_NE(listener.hold, nullptr);
-}
-
-TEST_F(LogindPowerEventsTest, SleepIsToldAlsoWithoutALock) {
-  const MockLogind logind(daemon, true);
-  const Listener listener(ours.bus);
-  // The refusal is on its way before the signal.
-  ASSERT_TRUE(eventually([&] { return logind.asked == 1; }));
-  logind.announceSleep(true);
-  ASSERT_TRUE(listener.hears("sleep "));
-  EXPECT_EQ(listener.hold, nullptr);
+  for (const bool refuses : {false, true}) {
+    auto logind = std::make_unique<MockLogind>(daemon, refuses);
+    // A refusal is on its way before the signal.
+    ASSERT_TRUE(eventually([&] { return logind->asked == 1 && logind->held() == int{!refuses}; }));
+    logind->announceSleep(true);
+    ASSERT_TRUE(listener.hears("sleep "));
+    EXPECT_EQ(listener.hold == nullptr, refuses);
+    logind.reset();
+    // Nobody else will say that the machine is awake.
+    ASSERT_TRUE(listener.hears("wake "));
+  }
 }
 
 TEST_F(LogindPowerEventsTest, NothingIsLeftOfOneThatGoes) {

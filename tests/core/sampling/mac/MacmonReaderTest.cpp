@@ -1,13 +1,10 @@
 #include <boost/asio/co_spawn.hpp>
-#include <boost/asio/io_context.hpp>
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/stat.h>
+
+#include <deque>
 
 #include "core/sampling/mac/MacmonReader.h"
-#include "core/system/FileDescriptor.h"
 #include "tests/support/Children.h"
-#include "tests/support/Corpus.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -32,87 +29,64 @@ struct SingleReadings final : CommandRunner {
   std::vector<std::string> asked;
 };
 
-/// Counts the lines that are read from a real program.
-struct CountedLines final : LineProcess {
-  CountedLines(std::unique_ptr<LineProcess> process, int& count)
-      : process(std::move(process)), count(count) {}
-  asio::awaitable<Reading> nextLine() override {
-    Reading line = co_await process->nextLine();
-    count += line ? 1 : 0;
-    co_return line;
-  }
-  void terminate() override { process->terminate(); }
-  std::unique_ptr<LineProcess> process;
-  int& count;
+/// What all runs of the tool have in common.
+struct Tool {
+  explicit Tool(const asio::any_io_executor& executor) : changed(executor) {}
+  Notifier changed;
+  std::deque<std::string> lines;
+  std::vector<std::string> starts;
+  int running = 0;
+  bool isToEnd = false;
+  /// Ends when it is asked to.
+  bool isPolite = true;
 };
 
-/// The tool is a real child that says what the test writes into a named pipe, and ends with it.
-/// Time is the test's own.
+struct ToolRun final : LineProcess {
+  explicit ToolRun(std::shared_ptr<Tool> started) : tool(std::move(started)) {
+    tool->running++;
+    tool->isToEnd = false;
+  }
+  ~ToolRun() override { tool->running--; }
+  asio::awaitable<Reading> nextLine() override {
+    const std::function<bool()> isOver = [this] { return !tool->lines.empty() || tool->isToEnd; };
+    co_await tool->changed.until(isOver);
+    if (tool->lines.empty()) {
+      co_return std::nullopt;
+    }
+    std::string line = std::move(tool->lines.front());
+    tool->lines.pop_front();
+    co_return line;
+  }
+  void terminate() override {
+    tool->isToEnd = tool->isPolite;
+    tool->changed.notify();
+  }
+  std::shared_ptr<Tool> tool;
+};
+
 class MacmonReaderTest : public testing::Test {
  protected:
   MacmonReaderTest() {
-    mkfifo((folder.path / "says").c_str(), S_IRUSR | S_IWUSR);
-    openInput();
+    std::filesystem::permissions(path, perms::owner_all);
+    reader.emplace(std::vector<std::filesystem::path>{"/nonexistent/macmon", path},
+                   MacmonReader::Dependencies{context.get_executor(), clock, single,
+                                              [this](const auto&, const auto&, const auto& given) {
+                                                tool->starts.push_back(given.at(2));
+                                                return std::make_unique<ToolRun>(tool);
+                                              }});
   }
-
-  /// Has the tool that runs, or the next one, wait for what it is to say.
-  void openInput() {
-    input = FileDescriptor(open((folder.path / "says").c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
-  }
-  /// Lets the tool that runs come to its end.
-  void closeInput() { input = FileDescriptor(); }
-
-  std::filesystem::path install(const std::string& script) {
-    const auto tool = folder.write(
-        "macmon", "#!/bin/sh\ncd '" + folder.path.string() + "'\necho \"$*\" >>starts\n" + script);
-    std::filesystem::permissions(tool, perms::owner_all);
-    return tool;
-  }
-  void startReader(const std::string& script = "exec cat says") {
-    reader.emplace(std::vector<std::filesystem::path>{"/nonexistent/macmon", install(script)},
-                   MacmonReader::Dependencies{
-                       context.get_executor(), clock, single,
-                       [this](const auto& executor, const auto& path, const auto& arguments) {
-                         return std::make_unique<CountedLines>(
-                             launchLineProcess(executor, path, arguments), lines);
-                       }});
-  }
-  /// With a reader that has read the tool's first line.
-  void startTool(const std::string& script = "exec cat says") {
-    startReader(script);
-    latest(false);
-    runUntilStarted(1);
-    says("{}\n");
-  }
-  std::string starts() { return test::contentsOf(folder.path / "starts"); }
-
-  /// Has the tool say this; returns when the reader has read so many lines of it.
-  void says(std::string_view text, int count = 1) {
-    const int expected = lines + count;
-    runUntil([&] {
-      const ssize_t written = text.empty() ? 0 : write(input.get(), text.data(), text.size());
-      text.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
-      return text.empty() && lines == expected;
-    });
-  }
-
-  /// Runs what the child's doings make ready; time stands still.
-  void runUntil(const std::function<bool()>& condition) {
-    const auto limit = std::chrono::steady_clock::now() + 30s;
+  void says(const std::string& line) {
+    tool->lines.push_back(line);
+    tool->changed.notify();
     clock->settle();
-    while (!condition()) {
-      ASSERT_LT(std::chrono::steady_clock::now(), limit);
-      context.restart();
-      context.run_one_for(10ms);
-      clock->settle();
-    }
   }
-  void runUntilStarted(std::ptrdiff_t times) {
-    runUntil([&] { return std::ranges::count(starts(), '\n') == times; });
+  void ends() {
+    tool->isToEnd = true;
+    tool->changed.notify();
+    clock->settle();
   }
-
-  /// What an operation gives at once or, where it takes time, within three seconds.
-  Reading resultOf(asio::awaitable<Reading> operation, bool isImmediate = true) {
+  /// Asks, and gives what comes, after exactly so long.
+  Reading resultOf(asio::awaitable<Reading> operation, Clock::Duration after) {
     std::optional<Reading> result;
     asio::co_spawn(context, std::move(operation),
                    [&](const std::exception_ptr& failure, Reading given) {
@@ -120,116 +94,108 @@ class MacmonReaderTest : public testing::Test {
                      result = std::move(given);
                    });
     clock->settle();
-    EXPECT_EQ(result.has_value(), isImmediate);
-    if (!result) {
-      clock->advance(3s);
+    if (after > 0s) {
+      clock->advance(after - 1ns);
+      EXPECT_FALSE(result);
+      clock->advance(1ns);
     }
     EXPECT_TRUE(result);
     return result.value_or("nothing came");
   }
-  Reading latest(bool isImmediate = true) { return resultOf(reader->latest(), isImmediate); }
+  Reading latest(Clock::Duration after = 0s) { return resultOf(reader->latest(), after); }
 
   asio::io_context context;
   const std::shared_ptr<test::ManualClock> clock = std::make_shared<test::ManualClock>(context);
   const std::shared_ptr<SingleReadings> single = std::make_shared<SingleReadings>();
+  const std::shared_ptr<Tool> tool = std::make_shared<Tool>(context.get_executor());
   const test::TemporaryFolder folder;
-  FileDescriptor input;
-  int lines = 0;
+  const std::filesystem::path path = folder.write("macmon", "");
   std::optional<MacmonReader> reader;
 };
 
 TEST_F(MacmonReaderTest, StartsOnDemandAndGivesTheLatestValidLine) {
-  startReader();
   clock->advance(10s);
-  EXPECT_FALSE(test::hasChildren());
-  EXPECT_EQ(resultOf(reader->reading()), std::nullopt);  // and does not start it either
+  EXPECT_EQ(resultOf(reader->reading(), 0s), std::nullopt);  // and does not start it either
   clock->advance(10s);
-  EXPECT_FALSE(test::hasChildren());
-
-  Reading first;
-  asio::co_spawn(context, reader->latest(),
-                 [&](const std::exception_ptr&, Reading line) { first = std::move(line); });
-  runUntilStarted(1);
-  EXPECT_EQ(starts(), "pipe -i 1000\n");
-  says("{\"a\":1}\n");
-  EXPECT_EQ(first, std::nullopt);
-  clock->advance(100ms);
-  EXPECT_EQ(first, "{\"a\":1}");
-
-  says("{\"a\":2}\nnot JSON\n[1]\n{\"cut\":\n\n\xFF\n", 6);
-  says(std::string(3 << 20, ' ') + "{}\n.\n");  // the first is too long to be read at all
+  EXPECT_THAT(tool->starts, testing::IsEmpty());
+  EXPECT_EQ(latest(3s), std::nullopt);
+  EXPECT_THAT(tool->starts, testing::ElementsAre("1000"));
+  for (const char* line : {"{\"a\":2}", "not JSON", "[1]", "{\"cut\":", "", "\xFF"}) {
+    says(line);
+  }
   clock->advance(5s);
   EXPECT_EQ(latest(), "{\"a\":2}");
-  EXPECT_EQ(resultOf(reader->reading()), "{\"a\":2}");
+  EXPECT_EQ(resultOf(reader->reading(), 0s), "{\"a\":2}");
   clock->advance(1ns);
   EXPECT_EQ(latest(), std::nullopt);
   single->asked.clear();
   single->answer = "a warning\n{\"b\":1}\n";
-  EXPECT_EQ(resultOf(reader->reading()), "{\"b\":1}");
-  EXPECT_THAT(single->asked, testing::ElementsAre((folder.path / "macmon").string() +
-                                                  " pipe -s 1 -i 500 8.000000"));
+  EXPECT_EQ(resultOf(reader->reading(), 0s), "{\"b\":1}");
+  EXPECT_THAT(single->asked, testing::ElementsAre(path.string() + " pipe -s 1 -i 500 8.000000"));
 }
 
-TEST_F(MacmonReaderTest, StopsAMinuteAfterTheLastQuestion) {
-  startTool();
-  EXPECT_EQ(latest(), "{}");
-  for (int count = 0; count < 6; ++count) {
-    clock->advance(9s);
-    says("{}\n");
-    EXPECT_EQ(resultOf(reader->reading()), "{}");  // does not count as a question
+TEST_F(MacmonReaderTest, StopsAMinuteAfterTheLastQuestionAndIsWaitedForAfterIt) {
+  tool->lines = {"{}"};
+  EXPECT_EQ(latest(100ms), "{}");
+  for (int count = 0; count < 11; ++count) {
+    clock->advance(5s);
+    says("{}");
+    EXPECT_EQ(resultOf(reader->reading(), 0s), "{}");  // does not count as a question
   }
-  clock->advance(6s - 1ns);
-  says("{}\n");
-  EXPECT_TRUE(test::hasChildren());
+  clock->advance(4900ms - 1ns);
+  says("{}");
+  EXPECT_EQ(tool->running, 1);
   clock->advance(1ns);
-  says("not JSON\n");
-  runUntil([] { return !test::hasChildren(); });
+  says("{}");
+  EXPECT_EQ(tool->running, 0);
+  clock->advance(1h);
+  EXPECT_EQ(tool->starts.size(), 1U);
+  Reading back;
+  asio::co_spawn(context, reader->latest(),
+                 [&](const std::exception_ptr&, Reading line) { back = std::move(line); });
+  clock->settle();
+  EXPECT_EQ(tool->starts.size(), 2U) << "at once";
+  clock->advance(2800ms);
+  EXPECT_EQ(back, std::nullopt);
+  says("{\"a\":1}");
+  clock->advance(100ms);
+  EXPECT_EQ(back, "{\"a\":1}");
+  // A run after one that worked is waited for, one after a silent one is not.
   clock->advance(10s);
-  EXPECT_FALSE(test::hasChildren());
+  EXPECT_EQ(tool->starts.size(), 3U);
+  EXPECT_EQ(latest(3s), std::nullopt);
+  clock->advance(7s);
+  EXPECT_EQ(tool->starts.size(), 4U);
   EXPECT_EQ(latest(), std::nullopt);
-  clock->advance(2s);
-  runUntilStarted(2);
 }
 
-TEST_F(MacmonReaderTest, StartsAToolAgainThatHasEnded) {
-  startTool();
-  closeInput();
-  runUntilStarted(2);
-  openInput();
-  says("{}\n");
-  closeInput();
-  // It has run for less than two seconds: not at once.
-  runUntil([] { return !test::hasChildren(); });
-  clock->advance(2s - 1ns);
-  EXPECT_FALSE(test::hasChildren());
+TEST_F(MacmonReaderTest, StartsAToolAgainThatHasEndedOrStalls) {
+  tool->lines = {"{}"};
+  EXPECT_EQ(latest(100ms), "{}");
+  ends();
+  clock->advance(2s - 100ms - 1ns);
+  EXPECT_EQ(tool->starts.size(), 1U) << "not more often than every two seconds";
   clock->advance(1ns);
-  runUntilStarted(3);
-}
-
-TEST_F(MacmonReaderTest, EndsAToolThatStalls) {
-  startTool("trap '' TERM; cat says; sleep 1000");
-  clock->advance(10s - 1ns);
-  runUntilStarted(1);
+  EXPECT_EQ(tool->starts.size(), 2U);
+  tool->isPolite = false;
+  clock->advance(11s - 1ns);
+  EXPECT_EQ(tool->starts.size(), 2U) << "has been asked to end";
   clock->advance(1ns);
-  EXPECT_TRUE(test::hasChildren());  // has been asked
-  clock->advance(1s);
-  runUntilStarted(2);
-  says("{\"a\":1}\n");
-  EXPECT_EQ(latest(), "{\"a\":1}");
+  EXPECT_EQ(tool->starts.size(), 3U);
+  EXPECT_EQ(tool->running, 1);
 }
 
 TEST_F(MacmonReaderTest, NothingComesFromAToolThatIsMissing) {
-  startReader();
-  EXPECT_EQ(reader->locate(), folder.path / "macmon");
-  std::filesystem::permissions(folder.path / "macmon", perms::owner_read);
+  EXPECT_EQ(reader->locate(), path);
+  std::filesystem::permissions(path, perms::owner_read);
   EXPECT_EQ(reader->locate(), std::nullopt);
-  EXPECT_EQ(latest(false), std::nullopt);
+  EXPECT_EQ(latest(3s), std::nullopt);
   EXPECT_EQ(latest(), std::nullopt);
-  EXPECT_EQ(resultOf(reader->reading()), std::nullopt);
+  EXPECT_EQ(resultOf(reader->reading(), 0s), std::nullopt);
   EXPECT_THAT(single->asked, testing::IsEmpty());
-  std::filesystem::permissions(folder.path / "macmon", perms::owner_all);
+  std::filesystem::permissions(path, perms::owner_all);
   clock->advance(2s);
-  runUntilStarted(1);  // installed meanwhile
+  EXPECT_EQ(tool->starts.size(), 1U) << "installed meanwhile";
   EXPECT_THAT(
       MacmonReader::usualPlaces("/bundle"),
       testing::ElementsAre("/bundle/macmon", "/opt/homebrew/bin/macmon", "/usr/local/bin/macmon"));
@@ -237,13 +203,38 @@ TEST_F(MacmonReaderTest, NothingComesFromAToolThatIsMissing) {
 }
 
 TEST_F(MacmonReaderTest, TheToolEndsWithTheReader) {
-  startTool();
-  EXPECT_TRUE(test::hasChildren());
   asio::co_spawn(context, reader->latest(), [](const std::exception_ptr&, const Reading&) {});
+  clock->settle();
+  EXPECT_EQ(tool->running, 1);
   reader.reset();
-  runUntil([] { return !test::hasChildren(); });
   clock->advance(10s);
+  EXPECT_EQ(tool->running, 0);
+}
+
+TEST(LineProcess, GivesTheLinesOfAProgramUntilItsEnd) {
+  asio::io_context context;
+  const auto start = [&](const std::string& script) {
+    return launchLineProcess(context.get_executor(), "/bin/sh", {"-c", script});
+  };
+  const auto next = [&](LineProcess& process) {
+    Reading line;
+    asio::co_spawn(context, process.nextLine(),
+                   [&](const std::exception_ptr&, Reading given) { line = std::move(given); });
+    context.restart();
+    context.run_for(30s);
+    return line;
+  };
+  const auto process = start("printf 'a\\n\\n'; head -c 3000000 /dev/zero; printf '\\nb\\nrest'");
+  for (const Reading& line :
+       {Reading("a"), Reading(""), Reading("b"), Reading("rest"), Reading()}) {
+    EXPECT_EQ(next(*process), line);
+  }
+  auto endless = start("trap '' TERM; echo on; while :; do sleep 1000; done");
+  EXPECT_EQ(next(*endless), "on");
+  endless->terminate();
+  endless.reset();
   EXPECT_FALSE(test::hasChildren());
+  EXPECT_EQ(launchLineProcess(context.get_executor(), "/nonexistent/tool", {}), nullptr);
 }
 
 }  // namespace

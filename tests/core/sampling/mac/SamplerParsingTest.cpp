@@ -1,13 +1,16 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <functional>
+#include <limits>
 #include <map>
+#include <regex>
 #include <sstream>
 #include <thread>
 
 #include "core/sampling/mac/MacInfoParsing.h"
-#include "core/sampling/mac/RegularExpression.h"
 #include "core/sampling/mac/MacmonParsing.h"
+#include "core/sampling/mac/RegularExpression.h"
 #include "core/sampling/mac/SamplerParsing.h"
 #include "core/values/JSONReader.h"
 #include "core/values/NumberText.h"
@@ -49,6 +52,22 @@ JSONValue coreCounts(std::string_view text) {
   return Array{cores.performance, cores.efficiency};
 }
 
+/// The keys that are not those of a line that says nothing.
+JSONValue macmonKeys(std::string_view text) {
+  PowerGuard guard;
+  // Documented output has remarks, and commas at the ends of lists.
+  const std::string line =
+      std::regex_replace(std::regex_replace(std::string(text), std::regex("//[^\n]*"), ""),
+                         std::regex(",(\\s*[}\\]])"), "$1");
+  JSONObject keys = macmon(*readJSON(line).get<UntypedValue::Map>(), guard);
+  for (const auto& [key, value] : macmon({}, guard)) {
+    if (*keys.find(key) == value) {
+      keys.erase(key);
+    }
+  }
+  return keys;
+}
+
 const std::map<std::string, std::function<JSONValue(std::string_view)>> parsers{
     {"pmset", pmsetBattery},
     {"registry", batteryExtras},
@@ -62,12 +81,13 @@ const std::map<std::string, std::function<JSONValue(std::string_view)>> parsers{
                     orNull(SamplerParsing::interfaceName(text))};
      }},
     {"links", links},
-    {"macmon",
-     [](auto text) {
-       PowerGuard guard;
-       return JSONValue(macmon(*readJSON(text).template get<UntypedValue::Map>(), guard));
-     }},
+    {"macmon", macmonKeys},
     {"router", [](auto text) { return orNull(routerName(text)); }},
+    {"version",
+     [](auto text) {
+       const auto parts = MacInfoParsing::versionParts(text);
+       return parts ? JSONValue(Array(parts->begin(), parts->end())) : JSONValue();
+     }},
     {"cores", coreCounts},
     {"frequencies", [](auto text) {
        const auto top = MacInfoParsing::maxMHz(text);
@@ -110,6 +130,55 @@ TEST(MacParsing, ReadsWhatRealToolsHavePrinted) {
   });
 }
 #endif
+
+TEST(PowerGuard, ReplacesASpikeByTheLastGoodReading) {
+  constexpr double infinity = std::numeric_limits<double>::infinity();
+  const struct {
+    std::size_t count;
+    double before;
+    double value;
+    double expected;
+  } cases[] = {
+      {5, 3, 100, 100},         // too few to judge
+      {6, 3, 100, 3},           // a spike
+      {6, 0.5, 41, 0.5},        // from idle
+      {6, 0.5, 39, 39},         // harmless
+      {6, 3, 40, 40},           // not above
+      {6, 3, 40.01, 3},         // above
+      {6, 12, 48, 48},          // four times the median is no spike
+      {6, 12, 48.01, 12},       // above that is
+      {0, 0, infinity, 0},      // nothing good yet
+      {6, 3, -infinity, 3},     //
+      {6, 3, std::nan(""), 3},  //
+      {300, 3, 100, 3},
+  };
+  for (const auto& [count, before, value, expected] : cases) {
+    PowerGuard guard;
+    for (std::size_t reading = 0; reading < count; ++reading) {
+      EXPECT_EQ(guard.clean("all", before), before);
+    }
+    EXPECT_EQ(guard.clean("all", value), expected) << count << " times " << before << ", " << value;
+    EXPECT_EQ(guard.clean("cpu", 100), 100) << "kinds have their own histories";
+  }
+}
+
+TEST(PowerGuard, BelievesALoadThatLasts) {
+  PowerGuard guard;
+  std::vector<double> reported;
+  const auto report = [&](double value, int times) {
+    for (int reading = 0; reading < times; ++reading) {
+      reported.push_back(guard.clean("sys", value));
+    }
+  };
+  report(3, 30);
+  // Suppressed until the upper median of the last 30 is the load itself: from its 15th reading on.
+  report(100, 15);
+  EXPECT_EQ(std::count(reported.begin(), reported.end(), 3.0), 44);
+  EXPECT_EQ(reported.back(), 100.0);
+  // What is not a number leaves the history and the last good reading as they are.
+  report(std::nan(""), 40);
+  EXPECT_EQ(reported.back(), 100.0);
+}
 
 TEST(RegularExpression, GivesTheFirstMatchOrNothing) {
   const struct {

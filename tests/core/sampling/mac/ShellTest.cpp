@@ -210,7 +210,7 @@ TEST(Shell, ACommandThatNobodyWaitsForEnds) {
 }
 
 TEST(Shell, ACommandThatIsCancelledInTheQueueNeverStarts) {
-  const std::array<Witness, 4> witnesses{};
+  const std::array<Witness, Shell::mostAtOnce> witnesses{};
   const std::string trace = witnesses[0].folder.path / "trace";
   {
     Shell runner;

@@ -1,0 +1,122 @@
+#include "core/connection/PersistentConnection.h"
+
+#include <boost/asio/error.hpp>
+#include <boost/asio/this_coro.hpp>
+#include <boost/system/system_error.hpp>
+
+#include <utility>
+
+#include "core/async/Timeout.h"
+#include "core/connection/BackOff.h"
+
+namespace orvik {
+
+namespace {
+
+/// How long a goodbye waits for the relay's answer.
+constexpr std::chrono::seconds farewellLimit{2};
+
+void failIfSilent(const DeadLinkWatch& watch, Instant lastInbound) {
+  if (watch.isDead(lastInbound)) {
+    throw boost::system::system_error(asio::error::timed_out);
+  }
+}
+
+}  // namespace
+
+asio::awaitable<WebSocketMessage> PersistentConnection::Link::receive() {
+  WebSocketMessage message = co_await socket->receive();
+  lastInbound = clock->now();
+  co_return message;
+}
+
+PersistentConnection::PersistentConnection(std::string url,
+                                           std::shared_ptr<WebSocketSession> session,
+                                           std::shared_ptr<Clock> clock, Clock::Duration pingPause,
+                                           User& user)
+    : url(std::move(url)),
+      session(std::move(session)),
+      clock(std::move(clock)),
+      pingPause(pingPause),
+      user(user) {}
+
+asio::awaitable<PersistentConnection::End> PersistentConnection::run() {
+  BackOff backOff;
+  for (;;) {
+    user.connecting();
+    const Ending ending = co_await connectOnce();
+    if (!ending.failure) {
+      co_return End::finished;
+    }
+    if (ending.closeCode == closeCode::pairingRejected) {
+      co_return End::rejected;
+    }
+    const std::chrono::seconds wait = backOff.next(ending.wasAccepted);
+    user.waiting(wait, ending);
+    co_await clock->sleepFor(wait);
+  }
+}
+
+asio::awaitable<PersistentConnection::Ending> PersistentConnection::connectOnce() {
+  const asio::any_io_executor executor = co_await asio::this_coro::executor;
+  Ending ending;
+  std::shared_ptr<Link> link;
+  try {
+    link = std::make_shared<Link>(session->webSocketTask(url, executor, closures), clock);
+  } catch (const std::exception&) {
+    // No memory for TLS: as good a reason to try again later as any.
+    ending.failure = std::current_exception();
+    co_return ending;
+  }
+  current = link;
+  ending.failure = co_await failureOf(useLink(link));
+  const asio::cancellation_state state = co_await asio::this_coro::cancellation_state;
+  if (state.cancelled() != asio::cancellation_type::none) {
+    throw boost::system::system_error(asio::error::operation_aborted);
+  }
+  if (ending.failure && current == link) {
+    link->socket->close(closeCode::goingAway);
+    current = nullptr;
+  }
+  ending.closeCode = link->socket->receivedCloseCode();
+  ending.wasAccepted = link->isAccepted;
+  co_return ending;
+}
+
+asio::awaitable<void> PersistentConnection::useLink(std::shared_ptr<Link> link) {
+  co_await link->socket->connect();
+  co_await firstOf(user.talk(link), pingLoop(link));
+}
+
+asio::awaitable<void> PersistentConnection::pingLoop(std::shared_ptr<Link> link) {
+  DeadLinkWatch watch;
+  for (;;) {
+    co_await clock->sleepFor(pingPause);
+    watch.pinged(clock->now());
+    co_await firstOf(link->send("ping"), failWhenSilent(link, watch));
+    co_await clock->sleepFor(DeadLinkWatch::answerLimit);
+    failIfSilent(watch, link->lastInbound);
+  }
+}
+
+/// A link that takes nothing any more must not hold up the question whether it is dead; but while
+/// it brings something it is only slow, and no answer can be asked of a ping that is not out.
+asio::awaitable<void> PersistentConnection::failWhenSilent(std::shared_ptr<Link> link,
+                                                           DeadLinkWatch& watch) {
+  for (Clock::Duration limit = DeadLinkWatch::answerLimit;;
+       limit = pingPause + DeadLinkWatch::answerLimit) {
+    co_await clock->sleepFor(limit);
+    failIfSilent(watch, link->lastInbound);
+    watch.pinged(clock->now());
+  }
+}
+
+asio::awaitable<void> PersistentConnection::close() {
+  if (const auto closing = std::exchange(current, nullptr)) {
+    const CloseSignal signal = closures->watch(closing->socket->identifier());
+    closing->socket->close(closeCode::normal);
+    co_await signal.value(*clock, farewellLimit);
+  }
+}
+
+}  // namespace orvik
