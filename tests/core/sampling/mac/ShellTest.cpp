@@ -165,7 +165,7 @@ TEST(Shell, RunsManyAtOnceWithoutGrowing) {
   const std::ptrdiff_t before = openDescriptors();
   runAll(200);
   EXPECT_EQ(finished, 201);
-  EXPECT_LT(most, before + 40);
+  EXPECT_LT(most, before + 10 * Shell::mostAtOnce);
   EXPECT_EQ(openDescriptors(), before);
   EXPECT_FALSE(test::hasChildren());
 }
