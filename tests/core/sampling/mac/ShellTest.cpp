@@ -140,8 +140,7 @@ TEST(Shell, NobodyWaitsForWhatHasLeftTheGroup) {
   EXPECT_EQ(witness.next(), "");
 }
 
-/// A script that a coroutine waits for on a strand of its own. Stays until that or its io_context
-/// has ended.
+/// A script that a coroutine waits for on a strand of its own. Goes before its io_context.
 struct Call {
   Call(asio::io_context& context, Shell& runner, std::string script) {
     std::vector<std::string> arguments{"-c", std::move(script)};
@@ -184,9 +183,9 @@ TEST(Shell, ACommandThatNobodyWaitsForEndsOrNeverStarts) {
   const std::array<Witness, Shell::mostAtOnce> witnesses{};
   const std::string trace = witnesses[0].folder.path / "trace";
   Shell runner;
-  std::list<Call> calls;
   {
     asio::io_context context;
+    std::list<Call> calls;
     for (const Witness& witness : witnesses) {
       calls.emplace_back(context, runner, "trap '' TERM; " + witness.watched("sleep 1000"));
     }
