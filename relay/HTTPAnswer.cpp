@@ -42,7 +42,7 @@ void protect(HTTPAnswer& answer, const std::string& policy, bool overTLS) {
   answer.set(
       "Permissions-Policy",
       "camera=(self), microphone=(), geolocation=(), display-capture=(), payment=(), usb=(), "
-      "serial=(), hid=(), bluetooth=(), midi=(), accelerometer=(), gyroscope=(), "
+      "serial=(), hid=(), midi=(), accelerometer=(), gyroscope=(), "
       "magnetometer=()");
   answer.set("Cross-Origin-Opener-Policy", "same-origin");
   answer.set("Cross-Origin-Resource-Policy", "same-origin");

@@ -98,8 +98,6 @@ class RelayClient : public std::enable_shared_from_this<RelayClient>,
   asio::awaitable<void> flushAlerts();
   asio::awaitable<void> sendDueAlerts(Link link);
 
-  [[nodiscard]] std::string authentication() const;
-
   const Pairing pairing;
   const std::shared_ptr<SampleSource> source;
   const StateCallback onState;

@@ -59,7 +59,7 @@ std::string scanned(const std::vector<std::string>& rows) {
 TEST(TerminalQR, ReadsBack) {
   // A code's width is always odd, so that the last line is half empty.
   for (const std::string& text :
-       {Pairing::generate().link("Zoë’s Mac"), std::string("a"), std::string(2331, 'x')}) {
+       {Pairing::generate().link("Zoë’s Mac").text(), std::string("a"), std::string(2331, 'x')}) {
     for (const auto style : {TerminalQRStyle::coloured, TerminalQRStyle::plain}) {
       const auto rows = modulesOf(terminalQR(text, style), style == TerminalQRStyle::coloured);
       EXPECT_EQ(scanned(rows), text);

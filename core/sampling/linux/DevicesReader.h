@@ -5,9 +5,7 @@
 
 #include "core/async/Clock.h"
 #include "core/sampling/linux/BluetoothReader.h"
-#include "core/sampling/linux/DisplayReader.h"
 #include "core/sampling/linux/NetworkReader.h"
-#include "core/sampling/linux/USBReader.h"
 #include "core/sampling/linux/VolumeReader.h"
 #include "core/values/JSONValue.h"
 
@@ -22,6 +20,7 @@ class DevicesReader {
   struct Outside {
     NetworkReader::ReverseName reverseName = readReverseName;
     /// The bus that the system's services are on; the system's own when empty.
+    std::string root;
     std::string busAddress;
     NetworkReader::Limits networkLimits;
   };
@@ -34,9 +33,8 @@ class DevicesReader {
   [[nodiscard]] JSONObject read(const std::vector<MountedVolume>& volumes, Instant now);
 
  private:
+  std::string root;
   std::string busAddress;
-  USBReader usb;
-  DisplayReader displays;
   NetworkReader network;
   BluetoothReader bluetooth;
 };

@@ -147,16 +147,27 @@ TEST(BackupAlert, RemindsOnceInThirtyDaysAndClears) {
   follow({{0, backup(overdue)}}, {.timeMachine = false});
 }
 
-TEST(AlertEngine, WaitsForAClockThatWasSetBack) {
-  follow({{0, temp(96)},
-          {-600 * minute, temp(96)},
-          {minute - 1, temp(96)},
-          {minute, temp(96)},
-          {2 * minute, temp(96), "temp_high 96.0"}});
-  follow({{0, disk(90), "disk_full 90.0"},
-          {1, disk(50)},
-          {-600 * minute, disk(91)},
-          {30 * minute, disk(91), "disk_full 91.0"}});
+TEST(AlertEngine, ATimeInTheFutureIsNoTime) {
+  // The clock was ten hours ahead while all of this was raised.
+  constexpr std::int64_t ahead = 600 * minute;
+  const JSONObject hot{
+      {"temp_cpu", 96}, {"disk_pct", 91}, {"tm_last_backup", start / 1000 - overdue}};
+  const auto raised = [&](std::int64_t ms, AlertEngine& engine) {
+    engine.forgetTimesAfter(start + ms);
+    return summary(engine.evaluate(sampleAt(ms, hot), {}));
+  };
+  AlertEngine engine;
+  EXPECT_EQ(raised(ahead, engine), "disk_full 91.0, time_machine 30.0");
+  EXPECT_EQ(raised(ahead + minute, engine), "temp_high 96.0");
+  engine.tempArmed = engine.diskArmed = true;
+  const AlertEngine kept = engine;
+  engine.forgetTimesAfter(start + ahead + minute);
+  EXPECT_EQ(engine, kept) << "of the past nothing is forgotten";
+  EXPECT_EQ(raised(0, engine), "disk_full 91.0, time_machine 30.0");
+  EXPECT_EQ(raised(minute, engine), "temp_high 96.0");
+  engine = kept;
+  engine.forgetTimesAfter(start);
+  EXPECT_EQ(summary(engine.evaluate(sampleAt(0, backup(day)), {})), "time_machine cleared");
 }
 
 TEST(AlertEngine, FillsOnlyWhatAnAlertIsAbout) {

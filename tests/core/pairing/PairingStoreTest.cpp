@@ -64,6 +64,12 @@ TEST(PairingStore, WhatIsCreatedStaysWhereItCan) {
     const Pairing second = PairingStore::loadOrCreate(store);
     EXPECT_EQ(first == second, does.isKept) << does.canFind << does.canRemove << does.canAdd;
     EXPECT_EQ(PairingStore::save(store, first), does.canAdd);
+    if (does.canFind) {
+      EXPECT_EQ(PairingStore::find(store).has_value(), does.canAdd);
+    } else {
+      EXPECT_THROW((void)PairingStore::find(store), SecretStore::Unreadable);
+      EXPECT_EQ(PairingStore::load(store), std::nullopt);
+    }
   }
 }
 

@@ -1,0 +1,23 @@
+import type { Socket } from "../protocol/connection.js";
+import type { Clock } from "../state/createState.js";
+
+export const browserClock: Clock = {
+  now: () => Date.now(),
+  setTimeout: (action, milliseconds) => window.setTimeout(action, milliseconds),
+  clearTimeout: (timer) => { window.clearTimeout(timer); },
+};
+
+export function openSocket(address: string): Socket {
+  const socket = new WebSocket(address);
+  const plain: Socket = {
+    onopen: null,
+    onmessage: null,
+    onclose: null,
+    send(text) { if (socket.readyState === WebSocket.OPEN) socket.send(text); },
+    close(code) { socket.close(code); },
+  };
+  socket.onopen = () => { plain.onopen?.(); };
+  socket.onmessage = ({ data }) => { plain.onmessage?.({ data }); };
+  socket.onclose = ({ code }) => { plain.onclose?.({ code }); };
+  return plain;
+}

@@ -1,0 +1,106 @@
+// Builds the page into the folder that is given, otherwise into dist/. The same sources and the same
+// lock file give the same bytes.
+import { createHash } from "node:crypto";
+import { mkdirSync, readdirSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { dirname, join, resolve } from "node:path";
+import { fileURLToPath } from "node:url";
+import * as esbuild from "esbuild";
+
+const here = dirname(fileURLToPath(import.meta.url));
+const target = ["es2022", "chrome105", "firefox115", "safari16"];
+const outdir = join(here, "dist/a");
+const options = {
+  absWorkingDir: here, bundle: true, minify: true, write: false, target, charset: "utf8", legalComments: "none",
+  logLevel: "warning",
+};
+
+const files = new Map();
+const hash = (content) => createHash("sha256").update(content).digest("hex");
+const text = (name) => readFileSync(join(here, name), "utf8");
+/** Puts a file under a name that tells its content; answers its address. */
+function hashed(name, content) {
+  const path = `a/${name.replace(/(\.\w+)$/, `-${hash(content).slice(0, 8).toUpperCase()}$1`)}`;
+  files.set(path, content);
+  return `/orvik/${path}`;
+}
+
+const scripts = await esbuild.build({
+  ...options, entryPoints: { start: "start.ts", main: "main.tsx" }, outdir, format: "esm", splitting: true,
+  jsx: "automatic", jsxImportSource: "preact", entryNames: "[name]-[hash]", chunkNames: "[name]-[hash]",
+  metafile: true,
+});
+for (const { path, contents } of scripts.outputFiles) files.set(path.slice(path.indexOf("dist/") + 5), contents);
+const outputs = scripts.metafile.outputs;
+const outputOf = (entry) => Object.keys(outputs).find((path) => outputs[path].entryPoint === entry);
+const address = (output) => `/orvik/${output.slice(output.indexOf("dist/") + 5)}`;
+
+/** An output and what it imports at once. */
+function withImports(output, found = new Set()) {
+  if (found.has(output)) return found;
+  found.add(output);
+  for (const each of outputs[output].imports) if (each.kind === "import-statement") withImports(each.path, found);
+  return found;
+}
+const start = outputOf("start.ts");
+const main = outputOf("main.tsx");
+const first = new Set([...withImports(start), ...withImports(main)]);
+
+const style = await esbuild.build({
+  ...options,
+  stdin: { contents: '@import "./screens/style.css"; @import "./browser/old.css";', loader: "css", resolveDir: here },
+  outdir,
+});
+const styleAddress = hashed("style.css", style.outputFiles[0].contents);
+
+const icons = Object.fromEntries(readdirSync(join(here, "icons")).filter((name) => /\.(svg|png)$/.test(name)).sort()
+  .map((name) => [name, hashed(name, readFileSync(join(here, "icons", name)))]));
+
+const manifest = JSON.parse(text("manifest.json"));
+manifest.icons = manifest.icons.map((icon) => ({ ...icon, src: icons[icon.src] }));
+const { start_url: _, ...iosManifest } = manifest;
+files.set("manifest.webmanifest", `${JSON.stringify(manifest, null, 1)}\n`);
+files.set("manifest-ios.webmanifest", `${JSON.stringify(iosManifest, null, 1)}\n`);
+files.set("licences.txt", licences());
+
+const listed = () => [...files].sort(([a], [b]) => (a < b ? -1 : 1)).map(([path, content]) => `${hash(content)}  ${path}\n`);
+const version = hash(listed().join("")).slice(0, 12);
+const preloads = [...first].filter((output) => output !== start && output !== main).sort()
+  .map((output) => `<link rel="modulepreload" href="${address(output)}">`).join("\n");
+const values = { version, preloads, style: styleAddress, start: address(start), main: address(main), ...icons };
+files.set("index.html", text("index.html").replace(/\{\{([^}]+)\}\}/g, (_all, name) => {
+  if (values[name] === undefined) throw new Error(`index.html asks for ${name}, which is not there`);
+  return values[name];
+}));
+
+// The page itself comes first: its address is /orvik/p.
+const firstView = ["/orvik/p", styleAddress, ...[...first].map(address).sort()];
+const isScript = (path) => path.startsWith("a/") && path.endsWith(".js");
+const laterParts = [...[...files.keys()].filter(isScript).map((path) => `/orvik/${path}`)
+  .filter((path) => !firstView.includes(path)), ...Object.values(icons), "/orvik/manifest.webmanifest"].sort();
+const worker = await esbuild.build({
+  ...options, entryPoints: ["worker/worker.ts"], outdir, format: "iife",
+  define: {
+    workerVersion: JSON.stringify(hash(listed().join("")).slice(0, 12)),
+    firstView: JSON.stringify(firstView), laterParts: JSON.stringify(laterParts),
+  },
+});
+files.set("sw.js", worker.outputFiles[0].contents);
+// Whoever hosts the page may change this one file, so nothing else depends on it.
+const hashes = listed().join("");
+files.set("config.json", text("config.json"));
+files.set("hashes.txt", hashes);
+
+const folder = resolve(process.argv[2] ?? join(here, "dist"));
+rmSync(folder, { recursive: true, force: true });
+mkdirSync(join(folder, "a"), { recursive: true });
+for (const [path, content] of files) writeFileSync(join(folder, path), content);
+console.log(`page ${version}: ${files.size} files in ${folder}`);
+
+/** The notices of what is bundled. */
+function licences() {
+  return ["preact", "@preact/signals", "@preact/signals-core", "uplot", "jsqr"].map((name) => {
+    const folder = join(here, "node_modules", name);
+    const file = readdirSync(folder).find((each) => /^licen[cs]e/i.test(each));
+    return `${name}\n\n${file === undefined ? "" : readFileSync(join(folder, file), "utf8").trim()}\n`;
+  }).join("\n---\n\n");
+}

@@ -1,0 +1,50 @@
+import { effect } from "@preact/signals-core";
+import { render } from "preact";
+import { watchInstall } from "./browser/install.js";
+import { watchUpdates, type Updates } from "./browser/serviceWorker.js";
+import { browserClock, openSocket } from "./browser/surroundings.js";
+import { watchVisibility } from "./browser/visibility.js";
+import { App } from "./screens/first/App.js";
+import { clearAddress, language, opening, words } from "./start.js";
+import { createState } from "./state/createState.js";
+import { browserStorage } from "./storage/browserStorage.js";
+import { createTexts } from "./words/texts.js";
+
+/** What has not come after this time need not be waited for any longer. */
+const registerAtLatestMs = 5_000;
+
+const version = document.querySelector<HTMLMetaElement>("meta[name=version]")?.content ?? "";
+let updates: Updates | undefined;
+
+const state = createState({
+  clock: browserClock,
+  storage: browserStorage(),
+  openSocket,
+  isOnline: () => navigator.onLine,
+  persist: () => { navigator.storage?.persist?.().catch(() => undefined); },
+  clearAddress,
+  install: () => install(),
+  update: () => { updates?.switch(); },
+  version,
+});
+const install = watchInstall(opening.isInstalled, state.setInstallable);
+
+/** The worker fetches the whole page once more: not before the first value has come. */
+const registerWorker = () => { updates ??= watchUpdates(version, state.setUpdateWaits); };
+const stopWaiting = effect(() => { if (state.view.current.beats.value > 0) setTimeout(registerWorker, 500); });
+setTimeout(() => { stopWaiting(); registerWorker(); }, registerAtLatestMs);
+
+window.addEventListener("online", state.networkChanged);
+window.addEventListener("offline", state.networkChanged);
+watchVisibility(state.setVisible);
+void state.start(opening);
+
+async function show(): Promise<void> {
+  const root = document.getElementById("page");
+  if (root === null) return;
+  const texts = createTexts(await words, language);
+  // The sentence for browsers in which nothing of this runs.
+  root.textContent = "";
+  render(<App view={state.view} texts={texts} />, root);
+}
+void show();

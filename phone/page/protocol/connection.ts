@@ -1,0 +1,208 @@
+import { BackOff } from "./backOff.js";
+import { activity, ping, readMessage } from "./messages.js";
+
+/** What is needed of a WebSocket. */
+export interface Socket {
+  onopen: (() => void) | null;
+  onmessage: ((event: { readonly data: unknown }) => void) | null;
+  onclose: ((event: { readonly code: number }) => void) | null;
+  send(text: string): void;
+  close(code?: number): void;
+}
+
+export interface ConnectionClock {
+  setTimeout(action: () => void, milliseconds: number): number;
+  clearTimeout(timer: number): void;
+}
+
+/**
+ * How far the connection is.
+ * - idle: nobody looks
+ * - connecting: the first attempt of a visit, or one after an accepted connection
+ * - held: open, but the relay has said nothing: no computer has claimed the identifier yet
+ * - accepted: the relay has told whether the computer is connected
+ * - failing: at least one attempt has failed; another is under way or awaited
+ * - replaced: refused for good
+ */
+export type LinkState = "idle" | "connecting" | "held" | "accepted" | "failing" | "replaced";
+
+export interface ConnectionObserver {
+  onState(state: LinkState): void;
+  onMac(isConnected: boolean): void;
+  onEnvelope(text: string): void;
+}
+
+/** An attempt that has not opened after this time is given up. */
+const openLimitMs = 10_000;
+/** A relay that knows the computer answers well within this time. */
+const heldAfterMs = 3_000;
+const pingEveryMs = 30_000;
+const pongLimitMs = 20_000;
+/** The same after the network has changed under an open connection: most are dead then. */
+const wakeLimitMs = 4_000;
+const replacedCode = 4403;
+
+/**
+ * Keeps one WebSocket to the relay alive while somebody looks. Not looking, it has neither
+ * connection nor timer: a connection that a sleeping phone leaves open swallows alerts.
+ */
+export class Connection {
+  private readonly backOff = new BackOff();
+  private socket: Socket | undefined;
+  private isOpen = false;
+  private isActive = false;
+  private state: LinkState = "idle";
+  private readonly timers = new Map<string, number>();
+  private observer: ConnectionObserver | undefined;
+  private readonly unseen: ((observer: ConnectionObserver) => void)[] = [];
+
+  /** `openSocket` begins an attempt; `authentication` is the first message. */
+  constructor(
+    private readonly openSocket: () => Socket,
+    private readonly authentication: string,
+    private readonly clock: ConnectionClock,
+  ) {}
+
+  /** What has happened before is told first. */
+  observe(observer: ConnectionObserver): void {
+    this.observer = observer;
+    for (const tell of this.unseen.splice(0)) tell(observer);
+  }
+
+  /** Connects, and stays connected. `isActive`: somebody looks at this very computer. */
+  look(isActive: boolean): void {
+    if (this.isActive !== isActive) {
+      this.isActive = isActive;
+      if (this.isOpen) this.socket?.send(activity(isActive));
+    }
+    if (this.state === "idle") this.connect("connecting");
+  }
+
+  /** Ends the connection and every timer until the next `look`. */
+  rest(): void {
+    if (this.isOpen && this.isActive) this.socket?.send(activity(false));
+    this.isActive = false;
+    this.drop();
+    this.stopTimers();
+    this.backOff.accepted();
+    if (this.state !== "replaced") this.turn("idle");
+  }
+
+  /** The network is back or has changed: try at once, or see whether the connection lives. */
+  wake(): void {
+    if (this.isOpen) {
+      this.askForLife(wakeLimitMs);
+    } else if (this.state === "failing" || this.state === "connecting") {
+      this.backOff.accepted();
+      this.drop();
+      this.stopTimers();
+      this.connect(this.state);
+    }
+  }
+
+  private connect(state: LinkState): void {
+    this.turn(state);
+    let socket: Socket;
+    try {
+      socket = this.openSocket();
+    } catch {
+      this.failed();
+      return;
+    }
+    this.socket = socket;
+    this.after("open", openLimitMs, () => { this.failed(); });
+    socket.onopen = () => { this.opened(socket); };
+    socket.onmessage = ({ data }) => { this.received(data); };
+    socket.onclose = ({ code }) => {
+      if (code === replacedCode) this.refused();
+      else this.failed();
+    };
+  }
+
+  private opened(socket: Socket): void {
+    this.isOpen = true;
+    this.stopTimer("open");
+    socket.send(this.authentication);
+    // Said before the relay has answered: it remembers, and a round trip is saved.
+    if (this.isActive) socket.send(activity(true));
+    this.after("held", heldAfterMs, () => { this.turn("held"); });
+    this.pingLater();
+  }
+
+  private received(data: unknown): void {
+    this.stopTimer("life");
+    const message = readMessage(data);
+    if (message.type === "pong" || message.type === "unreadable") return;
+    if (this.state !== "accepted") {
+      this.stopTimer("held");
+      this.backOff.accepted();
+      this.turn("accepted");
+    }
+    if (message.type === "mac") this.tell((observer) => { observer.onMac(message.isConnected); });
+    else this.tell((observer) => { observer.onEnvelope(message.text); });
+  }
+
+  private pingLater(): void {
+    this.after("ping", pingEveryMs, () => {
+      this.askForLife(pongLimitMs);
+      this.pingLater();
+    });
+  }
+
+  private askForLife(limitMs: number): void {
+    this.socket?.send(ping);
+    this.after("life", limitMs, () => { this.failed(); });
+  }
+
+  private failed(): void {
+    const next = this.state === "accepted" || this.state === "held" ? "connecting" : "failing";
+    this.drop();
+    this.stopTimers();
+    this.turn(next);
+    this.after("retry", this.backOff.nextSeconds() * 1000, () => { this.connect(next); });
+  }
+
+  private refused(): void {
+    this.drop();
+    this.stopTimers();
+    this.turn("replaced");
+  }
+
+  private drop(): void {
+    const socket = this.socket;
+    this.socket = undefined;
+    this.isOpen = false;
+    if (socket === undefined) return;
+    socket.onopen = socket.onmessage = socket.onclose = null;
+    socket.close(1000);
+  }
+
+  private turn(state: LinkState): void {
+    if (this.state === state) return;
+    this.state = state;
+    this.tell((observer) => { observer.onState(state); });
+  }
+
+  private tell(event: (observer: ConnectionObserver) => void): void {
+    if (this.observer !== undefined) event(this.observer);
+    else this.unseen.push(event);
+  }
+
+  private after(name: string, milliseconds: number, action: () => void): void {
+    this.stopTimer(name);
+    this.timers.set(name, this.clock.setTimeout(() => {
+      this.timers.delete(name);
+      action();
+    }, milliseconds));
+  }
+
+  private stopTimer(name: string): void {
+    const timer = this.timers.get(name);
+    if (timer !== undefined) this.clock.clearTimeout(timer);
+    this.timers.delete(name);
+  }
+
+  private stopTimers(): void {
+    for (const name of [...this.timers.keys()]) this.stopTimer(name);
+  }
+}

@@ -1,0 +1,28 @@
+import { boolean, fields, json } from "./readers.js";
+
+/** Longer messages are skipped unread. */
+export const longestMessage = 1024 * 1024;
+
+export type RelayMessage =
+  | { readonly type: "pong" }
+  /** Whether the computer is connected to the relay. */
+  | { readonly type: "mac"; readonly isConnected: boolean }
+  | { readonly type: "envelope"; readonly text: string }
+  | { readonly type: "unreadable" };
+
+/** Tells apart what comes from the relay. */
+export function readMessage(data: unknown): RelayMessage {
+  if (typeof data !== "string" || data.length > longestMessage) return { type: "unreadable" };
+  if (data === "pong") return { type: "pong" };
+  // Presence is short; envelopes are parsed once, when they are opened.
+  const parsed = data.length <= 256 ? json(data) : undefined;
+  const isConnected = boolean(fields(parsed?.value)?.("mac"));
+  if (isConnected !== undefined) return { type: "mac", isConnected };
+  return { type: "envelope", text: data };
+}
+
+export const ping = "ping";
+
+export function activity(isActive: boolean): string {
+  return JSON.stringify({ active: isActive });
+}

@@ -1,0 +1,84 @@
+import type { ComponentType } from "preact";
+import { useEffect, useLayoutEffect, useMemo, useState } from "preact/hooks";
+import type { Problem, View } from "../../state/view.js";
+import type { Texts } from "../../words/texts.js";
+import { type Screen, ScreenContext, type ScreenName } from "./context.js";
+import { Connecting } from "./connecting/Connecting.js";
+import { later, useLater } from "./later.js";
+import { Live } from "./live/Live.js";
+
+/** The page. Which screen is open is an entry of the browser's history, so that the phone's own "back" leads out. */
+export function App({ view, texts }: { view: View; texts: Texts }) {
+  const [name, setName] = useState<ScreenName>(() => screenOf(history.state));
+  useEffect(() => {
+    const follow = (): void => setName(screenOf(history.state));
+    addEventListener("popstate", follow);
+    return () => removeEventListener("popstate", follow);
+  }, []);
+  const screen = useMemo<Screen>(
+    () => ({
+      view,
+      texts,
+      open: (next) => {
+        if (next === "live") {
+          // Only forwards is known for certain: entries of an earlier visit may lie behind.
+          history.replaceState({ screen: "live" }, "");
+          setName("live");
+        } else {
+          history.pushState({ screen: next }, "");
+          setName(next);
+        }
+        scrollTo(0, 0);
+      },
+      back: () => history.back(),
+    }),
+    [view, texts],
+  );
+  const { language } = texts;
+  useLayoutEffect(() => {
+    document.documentElement.lang = language.tag;
+    document.documentElement.dir = language.rightToLeft ? "rtl" : "ltr";
+  }, [language]);
+  return (
+    <ScreenContext.Provider value={screen}>
+      <Open name={name} view={view} />
+    </ScreenContext.Provider>
+  );
+}
+
+function Open({ name, view }: { name: ScreenName; view: View }) {
+  if (!view.isReady.value) return null;
+  const problem = view.problem.value;
+  const computers = view.computers.value;
+  if (problem !== undefined && isPage(problem, computers.length)) {
+    return <Later load={later.problem} problem={problem} />;
+  }
+  if (computers.length === 0) return <Later load={later.add} />;
+  if (name === "alerts") return <Later load={later.alerts} />;
+  if (name === "computers") return <Later load={later.computers} />;
+  if (name === "add") return <Later load={later.add} />;
+  const phase = view.current.phase.value;
+  if (phase === "replaced" || phase === "foreign") return <Later load={later.replaced} />;
+  return view.current.sample.value === undefined ? <Connecting /> : <Live />;
+}
+
+/** A part of the page that is loaded when it is first shown. */
+export function Later<Props extends object>({
+  load,
+  ...props
+}: { load: () => Promise<ComponentType<Props>> } & Props) {
+  const Part = useLater(load) as ComponentType<object> | undefined;
+  return Part === undefined ? null : <Part {...props} />;
+}
+
+// With a computer on the page, a bad link is a notice over it: what is there goes on.
+function isPage({ kind }: Problem, computers: number): boolean {
+  return (
+    kind === "insecure" || kind === "browserTooOld" || (computers === 0 && (kind === "linkDamaged" || kind === "linkNewer"))
+  );
+}
+
+function screenOf(state: unknown): ScreenName {
+  const name = typeof state === "object" && state !== null && "screen" in state ? state.screen : undefined;
+  return name === "alerts" || name === "computers" || name === "add" ? name : "live";
+}

@@ -1,0 +1,41 @@
+import { useScreen } from "../../first/context.js";
+import { Icon } from "../../first/parts/Icon.js";
+import { laterIcons } from "../laterIcons.js";
+import { Sheet } from "../sheet/Sheet.js";
+
+/** Offers the home screen: one button where the browser asks when told to, otherwise the two steps. */
+export function Install() {
+  const { view, texts } = useScreen();
+  const { w } = texts;
+  const { actions, installOffer } = view;
+  const isPrompt = installOffer.value === "prompt";
+  const decline = (): void => actions.declineInstall();
+  return (
+    <Sheet title={w.installTitle} close={decline}>
+      <p class="sheet-text">{w.installHelp}</p>
+      {isPrompt ? (
+        <button type="button" class="button" onClick={() => void actions.install()}>
+          {w.install}
+        </button>
+      ) : (
+        <ol class="sheet-steps">
+          <li>
+            <span class="icon-box">
+              <Icon path={laterIcons.share} />
+            </span>
+            {w.installShare}
+          </li>
+          <li>
+            <span class="icon-box">
+              <Icon path={laterIcons.plus} />
+            </span>
+            {w.installAdd}
+          </li>
+        </ol>
+      )}
+      <button type="button" class="button plain" onClick={decline}>
+        {isPrompt ? w.notNow : w.later}
+      </button>
+    </Sheet>
+  );
+}

@@ -1,0 +1,70 @@
+/**
+ * Runs first and alone, while the rest of the page is still being loaded: reads the link that the
+ * page was opened with, and begins to connect. Whatever is imported here delays the first value.
+ */
+import { browserClock, openSocket } from "./browser/surroundings.js";
+import { Connection } from "./protocol/connection.js";
+import { authentication, deriveKeys } from "./protocol/keys.js";
+import { readFragment, type PairingLink } from "./protocol/link.js";
+import { configuredRelay, ownRelay, phoneAddress } from "./protocol/relayAddress.js";
+import type { EarlyConnection, Opening } from "./state/createState.js";
+import { chooseLanguage, loadWords } from "./words/languages.js";
+
+export const language = chooseLanguage(navigator.languages);
+export const words = loadWords(language.tag);
+
+/** Only Safari on iOS has the member, installed or not. */
+const isIos = "standalone" in navigator;
+const isInstalled = matchMedia("(display-mode: standalone)").matches ||
+  ("standalone" in navigator && navigator.standalone === true);
+
+/** Takes the link, secret included, out of the address. */
+export function clearAddress(): void {
+  if (location.hash !== "") history.replaceState(null, "", location.pathname);
+}
+
+/**
+ * Safari's installed page has a storage of its own and gets nothing but the address that it was
+ * installed from. So the link stays there until then, and the manifest must name no other start.
+ */
+function keepAddressForInstalling(): void {
+  document.querySelector<HTMLLinkElement>("link[rel=manifest]")
+    ?.setAttribute("href", "/orvik/manifest-ios.webmanifest");
+}
+
+function fault(): Opening["fault"] {
+  if (!isSecureContext || !("subtle" in crypto)) return "insecure";
+  if (!("indexedDB" in globalThis) || !("replaceAll" in String.prototype) || !("WebSocket" in globalThis)) {
+    return "browserTooOld";
+  }
+  return link === "damaged" || link === "newer" ? link : undefined;
+}
+
+async function findRelay(): Promise<string> {
+  try {
+    const answer = await fetch("/orvik/config.json");
+    const named = answer.ok ? configuredRelay(await answer.text()) : undefined;
+    return named ?? ownRelay(location.origin);
+  } catch {
+    return ownRelay(location.origin);
+  }
+}
+
+async function connectEarly(paired: PairingLink): Promise<EarlyConnection> {
+  const [keys, base] = await Promise.all([deriveKeys(paired.macId, paired.secret), relay]);
+  const connection = new Connection(
+    () => openSocket(phoneAddress(base, keys.macId)), authentication(keys.token), browserClock);
+  if (document.visibilityState === "visible" && !isInstalled) connection.look(true);
+  return { link: paired, keys, connection };
+}
+
+const fragment = location.hash.slice(1);
+const link = fragment === "" ? undefined : readFragment(fragment);
+const relay = findRelay();
+const found = fault();
+const early = typeof link === "object" && found === undefined ? connectEarly(link) : Promise.resolve(undefined);
+
+if (isIos && !isInstalled && typeof link === "object") keepAddressForInstalling();
+else clearAddress();
+
+export const opening: Opening = { relay, early, fault: found, isInstalled };

@@ -1,0 +1,341 @@
+import { batch, computed, signal } from "@preact/signals-core";
+import { Connection, type ConnectionClock, type Socket } from "../protocol/connection.js";
+import { authentication, deriveKeys, type Keys } from "../protocol/keys.js";
+import { readLink, type LinkFault, type PairingLink } from "../protocol/link.js";
+import { text } from "../protocol/readers.js";
+import { phoneAddress } from "../protocol/relayAddress.js";
+import type { Settings, Storage, StoredComputer, Written } from "../storage/storage.js";
+import { Computer } from "./computer.js";
+import { isTimeToOfferInstall } from "./installRule.js";
+import type { AddResult, ComputerCard, InstallOffer, Problem, View } from "./view.js";
+
+export interface Clock extends ConnectionClock {
+  now(): number;
+}
+
+/** What the page's surroundings do for its state. */
+export interface Surroundings {
+  readonly clock: Clock;
+  readonly storage: Storage;
+  openSocket(address: string): Socket;
+  isOnline(): boolean;
+  /** Asks the browser not to empty the storage by itself. */
+  persist(): void;
+  /** Takes a removed computer's link out of the address. */
+  clearAddress(): void;
+  /** The browser's own question about installing. */
+  install(): Promise<void>;
+  /** Switches to the version that waits. */
+  update(): void;
+  readonly version: string;
+}
+
+/** A link whose connection is being made already. */
+export interface EarlyConnection {
+  readonly link: PairingLink;
+  readonly keys: Keys;
+  readonly connection: Connection;
+}
+
+/** What the page has been opened with. */
+export interface Opening {
+  readonly relay: Promise<string>;
+  readonly early: Promise<EarlyConnection | undefined>;
+  readonly fault: LinkFault | "insecure" | "browserTooOld" | undefined;
+  /** An installed page opens its first address again and again; that is no new scan. */
+  readonly isInstalled: boolean;
+}
+
+/** A page that has been still for longer has slept, or its clock was set. */
+const jumpMs = 15_000;
+/** Nobody watches more; every one of them costs a connection while the list is open. */
+const mostComputers = 32;
+
+/** The state of a page: what its screens see, and what its surroundings tell it. */
+export interface State {
+  readonly view: View;
+  start(opening: Opening): Promise<void>;
+  setVisible(isVisible: boolean): void;
+  /** The network has come, gone or changed. */
+  networkChanged(): void;
+  /** How the browser would install, if it would. */
+  setInstallable(offer: InstallOffer | undefined): void;
+  setUpdateWaits(waits: boolean): void;
+}
+
+export function createState(around: Surroundings): State {
+  const { clock, storage } = around;
+  const now = signal(clock.now());
+  const isReady = signal(false);
+  const computers = signal<readonly Computer[]>([]);
+  const chosen = signal<Computer | undefined>(undefined);
+  const problems = signal<readonly Problem[]>([]);
+  const clockOff = signal<number | undefined>(undefined);
+  const dismissed = signal<readonly string[]>([]);
+  const installable = signal<InstallOffer | undefined>(undefined);
+  const updateWaits = signal(false);
+  const isTimeToInstall = signal(false);
+  let settings: Settings = { removed: [], visits: 0 };
+  let isRead = false;
+  let relay = "";
+  let isVisible = false;
+  let watchesAll = false;
+  let liveMs = 0;
+  let tickTimer: number | undefined;
+  let early: EarlyConnection | undefined;
+
+  const wrote = (written: Written) => {
+    if (written !== "written") report({ kind: written === "full" ? "storageFull" : "storageBlocked" });
+  };
+  const surroundings = { now: clock.now, isOnline: around.isOnline, storage, wrote };
+
+  function report(problem: Problem): void {
+    if (problems.peek().every((each) => each.kind !== problem.kind)) problems.value = [...problems.peek(), problem];
+  }
+
+  function connect(computer: Computer): Connection {
+    const { keys } = computer.stored.peek();
+    if (early?.keys === keys) return early.connection;
+    return new Connection(
+      () => around.openSocket(phoneAddress(relay, keys.macId)), authentication(keys.token), clock);
+  }
+
+  /** Connects what is looked at, and lets the rest be. */
+  function look(): void {
+    for (const computer of computers.peek()) {
+      computer.isCurrent = computer === chosen.peek();
+      if (isVisible && relay !== "" && (computer.isCurrent || watchesAll)) {
+        computer.look(computer.isCurrent, connect);
+      } else {
+        computer.rest();
+      }
+      computer.update();
+    }
+  }
+
+  function tick(): void {
+    const before = now.peek();
+    const present = clock.now();
+    batch(() => {
+      now.value = present;
+      if (Math.abs(present - before) > jumpMs) for (const computer of computers.peek()) computer.doubt();
+      for (const computer of computers.peek()) if (computer.isCurrent || watchesAll) computer.update();
+      const off = chosen.peek()?.clockOffMs();
+      clockOff.value = off === undefined ? undefined : Math.round(off / 60_000) * 60_000;
+      if (chosen.peek()?.phase.peek() === "live") liveMs += 1000;
+      isTimeToInstall.value = isTimeToOfferInstall({
+        liveMs, visits: settings.visits, declinedMs: settings.installDeclinedMs, nowMs: present,
+      });
+    });
+    // At the turn of the second, so that ages step together and none is skipped.
+    tickTimer = clock.setTimeout(tick, 1000 - (present % 1000));
+  }
+
+  function setVisible(visible: boolean): void {
+    if (visible === isVisible) return;
+    isVisible = visible;
+    if (tickTimer !== undefined) clock.clearTimeout(tickTimer);
+    tickTimer = undefined;
+    look();
+    if (visible) {
+      now.value = clock.now();
+      tick();
+    }
+  }
+
+  function change(changes: Partial<Settings>): void {
+    settings = { ...settings, ...changes };
+    // What has not been read yet must not be written over.
+    if (!isRead) return;
+    void storage.putSettings(settings).then(wrote);
+  }
+
+  function choose(macId: string): void {
+    const computer = computers.peek().find((each) => each.macId === macId);
+    if (computer === undefined) return;
+    chosen.value = computer;
+    if (settings.chosen !== macId) change({ chosen: macId });
+    void computer.restore();
+    look();
+  }
+
+  /** Adds a pairing; the same computer's takes the place of the old one. */
+  function add(link: PairingLink, keys: Keys): void {
+    const old = computers.peek().find((each) => each.macId === keys.macId);
+    old?.end();
+    const stored: StoredComputer = {
+      keys, linkName: link.name, addedAtMs: old?.stored.peek().addedAtMs ?? clock.now(),
+      ...(old?.stored.peek().ownName === undefined ? {} : { ownName: old.stored.peek().ownName }),
+    };
+    const computer = new Computer(stored, surroundings);
+    const others = computers.peek().filter((each) => each !== old).slice(1 - mostComputers);
+    computers.value = [...others, computer].sort(
+      (a, b) => a.stored.peek().addedAtMs - b.stored.peek().addedAtMs);
+    void storage.putComputer(stored).then((written) => {
+      wrote(written);
+      if (written === "written") around.persist();
+    });
+    change({ chosen: keys.macId, removed: settings.removed.filter((macId) => macId !== keys.macId) });
+    choose(keys.macId);
+  }
+
+  async function addByLink(pasted: string): Promise<AddResult> {
+    const link = readLink(pasted);
+    if (link === "damaged") return "linkDamaged";
+    if (link === "newer") return "linkNewer";
+    add(link, await deriveKeys(link.macId, link.secret));
+    return "added";
+  }
+
+  function remove(macId: string): void {
+    const computer = computers.peek().find((each) => each.macId === macId);
+    if (computer === undefined) return;
+    computer.end();
+    computers.value = computers.peek().filter((each) => each !== computer);
+    void storage.removeComputer(macId).then(wrote);
+    change({ removed: [...settings.removed, macId].slice(-64) });
+    around.clearAddress();
+    if (chosen.peek() !== computer) return;
+    chosen.value = undefined;
+    const next = computers.peek()[0];
+    if (next !== undefined) choose(next.macId);
+  }
+
+  function rename(macId: string, name: string): void {
+    const computer = computers.peek().find((each) => each.macId === macId);
+    if (computer === undefined) return;
+    const { ownName: _, ...rest } = computer.stored.peek();
+    const ownName = text(name, 255);
+    computer.stored.value = ownName === undefined ? rest : { ...rest, ownName };
+    void storage.putComputer(computer.stored.peek()).then(wrote);
+  }
+
+  async function start(opening: Opening): Promise<void> {
+    if (opening.fault === "insecure" || opening.fault === "browserTooOld") {
+      report({ kind: opening.fault });
+      isReady.value = true;
+      return;
+    }
+    if (opening.fault !== undefined) report({ kind: opening.fault === "newer" ? "linkNewer" : "linkDamaged" });
+    // A scanned link is shown before storage has answered.
+    const scanned = opening.isInstalled ? undefined : await showEarly(opening);
+    const [stored, read] = await Promise.all([storage.computers(), storage.settings()]);
+    settings = { ...read, ...settings, removed: read.removed, visits: read.visits + 1 };
+    isRead = true;
+    const present = new Set(computers.peek().map((each) => each.macId));
+    const known = stored.filter(({ keys }) => !present.has(keys.macId));
+    const again = stored.find(({ keys }) => keys.macId === scanned)?.ownName;
+    if (scanned !== undefined && again !== undefined) rename(scanned, again);
+    computers.value = [...known.map((each) => new Computer(each, surroundings)), ...computers.peek()];
+    change({ removed: settings.removed.filter((macId) => macId !== scanned) });
+    if (opening.isInstalled) await showInstalled(opening);
+    const first = chosen.peek()?.macId ?? settings.chosen;
+    choose(computers.peek().some((each) => each.macId === first) ? first ?? "" : computers.peek()[0]?.macId ?? "");
+    // The last known values are there at once; the connection is made meanwhile.
+    void opening.relay.then((address) => {
+      relay = address;
+      look();
+    });
+    await chosen.peek()?.restore();
+    isReady.value = true;
+  }
+
+  async function showEarly(opening: Opening): Promise<string | undefined> {
+    early = await opening.early;
+    if (early === undefined) return undefined;
+    relay = await opening.relay;
+    add(early.link, early.keys);
+    isReady.value = true;
+    return early.keys.macId;
+  }
+
+  /** The address that an installed page begins with adds its computer once. */
+  async function showInstalled(opening: Opening): Promise<void> {
+    early = await opening.early;
+    if (early === undefined) return;
+    const { keys, link, connection } = early;
+    const isKnown = settings.removed.includes(keys.macId) ||
+      computers.peek().some((each) => each.macId === keys.macId);
+    relay = await opening.relay;
+    if (!isKnown) {
+      add(link, keys);
+    } else {
+      connection.rest();
+      early = undefined;
+    }
+  }
+
+  const of = <Value>(read: (computer: Computer) => Value, otherwise: Value) =>
+    computed(() => chosen.value === undefined ? otherwise : read(chosen.value));
+  const emptyDay = { startMs: 0, cpu: [], celsius: [], watts: [] };
+
+  const view: View = {
+    now,
+    isReady,
+    computers: computed((): readonly ComputerCard[] => {
+      // Ages grow by the second.
+      void now.value;
+      return computers.value.map((computer) => computer.card());
+    }),
+    current: {
+      macId: of((computer): string | undefined => computer.macId, undefined),
+      name: of((computer) => computer.name.value, ""),
+      phase: of((computer) => computer.phase.value, "connecting"),
+      sample: of((computer) => computer.sample.value, undefined),
+      macInfo: of((computer) => computer.macInfo.value, undefined),
+      readAtMs: of((computer) => computer.readAtMs.value, undefined),
+      beats: of((computer) => computer.beats.value, 0),
+      verdict: of((computer) => computer.verdict.value, { sky: "dawn", first: { key: "connectingTo" }, rows: {} }),
+      day: of((computer) => computer.day.value, emptyDay),
+      hasHistory: of((computer) => computer.hasHistory.value, false),
+      alerts: of((computer) => computer.alerts.value, []),
+      unseenAlerts: of((computer) => computer.alerts.value.filter((entry) => !entry.isSeen).length, 0),
+    },
+    problem: computed(() => {
+      const off: Problem[] = clockOff.value === undefined ? [] : [{ kind: "clockOff", byMs: clockOff.value }];
+      return [...problems.value, ...off].find(({ kind }) => !dismissed.value.includes(kind));
+    }),
+    installOffer: computed(() => isTimeToInstall.value ? installable.value : undefined),
+    updateWaits,
+    version: around.version,
+    actions: {
+      choose,
+      rename,
+      remove,
+      addByLink,
+      watchAll(on) {
+        watchesAll = on;
+        if (on) for (const computer of computers.peek()) void computer.restore();
+        look();
+      },
+      markSeen() { chosen.peek()?.markSeen(); },
+      dismissProblem() {
+        const kind = view.problem.peek()?.kind;
+        if (kind !== undefined) dismissed.value = [...dismissed.peek(), kind];
+      },
+      async install() {
+        await around.install();
+        isTimeToInstall.value = false;
+      },
+      declineInstall() {
+        change({ installDeclinedMs: clock.now() });
+        isTimeToInstall.value = false;
+      },
+      update() { around.update(); },
+    },
+  };
+
+  return {
+    view,
+    start,
+    setVisible,
+    networkChanged() {
+      for (const computer of computers.peek()) {
+        computer.wake();
+        computer.update();
+      }
+    },
+    setInstallable(offer) { installable.value = offer; },
+    setUpdateWaits(waits) { updateWaits.value = waits; },
+  };
+}

@@ -1,0 +1,41 @@
+import type { Keys } from "../protocol/keys.js";
+
+/** A paired computer. */
+export interface StoredComputer {
+  readonly keys: Keys;
+  /** The link's name for it. */
+  readonly linkName: string;
+  /** The user's name for it. */
+  readonly ownName?: string;
+  /** Order in the list, milliseconds since 1970. */
+  readonly addedAtMs: number;
+}
+
+/** What is kept between visits beside the pairings; small and no secret. */
+export interface Settings {
+  readonly chosen?: string;
+  /** Computers that the user has removed: the installed page's first address must not bring them back. */
+  readonly removed: readonly string[];
+  readonly visits: number;
+  /** Milliseconds since 1970. */
+  readonly installDeclinedMs?: number;
+}
+
+/** How a write has ended. */
+export type Written = "written" | "full" | "blocked";
+
+/** What is kept of a computer, each one JSON text, sealed. */
+export const keptParts = ["sample", "history", "alerts"] as const;
+export type KeptPart = (typeof keptParts)[number];
+
+/** Where the page keeps what it knows. Nothing here rejects: a blocked storage is an answer. */
+export interface Storage {
+  computers(): Promise<readonly StoredComputer[]>;
+  settings(): Promise<Settings>;
+  putComputer(computer: StoredComputer): Promise<Written>;
+  /** Removes the pairing and all that is kept of the computer. */
+  removeComputer(macId: string): Promise<Written>;
+  putSettings(settings: Settings): Promise<Written>;
+  kept(macId: string, part: KeptPart): Promise<string | undefined>;
+  keep(macId: string, part: KeptPart, text: string): Promise<Written>;
+}

@@ -1,0 +1,20 @@
+// The screens over a made-up state: ?scene=…&lang=…; what the pictures and the measured checks open.
+
+import { render } from "preact";
+import { App } from "../../screens/first/App.js";
+import { chooseLanguage, loadWords } from "../../words/languages.js";
+import { createTexts } from "../../words/texts.js";
+import { madeUpView } from "./madeUp.js";
+import { lengthened } from "./pseudo.js";
+
+const query = new URLSearchParams(location.search);
+const { view, advance } = madeUpView(query.get("scene") ?? "live", Date.parse("2026-11-22T14:32:08Z"));
+const tag = query.get("lang") ?? "en";
+const language = chooseLanguage([tag]);
+const words = await loadWords(language.tag);
+const texts = createTexts(tag === "long" ? lengthened(words) : words, language);
+const screen = query.get("screen");
+if (screen !== null) history.replaceState({ screen }, "");
+Object.assign(window, { advance });
+const root = document.getElementById("page");
+if (root !== null) render(<App view={view} texts={texts} />, root);

@@ -1,0 +1,2 @@
+import { en, type Words } from "./en.js";
+export const tr: Words = en;

@@ -1,0 +1,127 @@
+// The built programs and a browser, started for a test on loopback and ended with it.
+
+import { spawn } from "node:child_process";
+import { once } from "node:events";
+import { copyFileSync, mkdtempSync, readFileSync, rmSync } from "node:fs";
+import { createRequire } from "node:module";
+import { tmpdir } from "node:os";
+import { join, resolve } from "node:path";
+import { createInterface } from "node:readline";
+
+const root = resolve(import.meta.dirname ?? new URL(".", import.meta.url).pathname, "../..");
+const require = createRequire(join(root, "phone/page/package.json"));
+const { default: puppeteer } = await import(require.resolve("puppeteer-core"));
+
+export const pageFolder = join(root, "phone/page/dist");
+/** After which something that has to happen is held not to happen. */
+export const patienceMs = 20_000;
+const build = process.env.ORVIK_BUILD ?? join(root, "build/run");
+const chromiumOptions = [
+  "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
+  "--disable-component-update", "--disable-sync",
+];
+
+/** A program whose lines are read as they come. */
+class Program {
+  lines = [];
+  #woken = () => undefined;
+
+  constructor(path, options, environment = {}) {
+    this.process = spawn(join(build, path), options, {
+      stdio: ["ignore", "pipe", "inherit"], env: { ...process.env, ...environment },
+    });
+    createInterface({ input: this.process.stdout }).on("line", (line) => {
+      this.lines.push(line);
+      this.#woken();
+    });
+  }
+
+  /** What follows `text` in the first line that has it. */
+  async after(text) {
+    const woken = () => new Promise((wake) => { this.#woken = wake; });
+    const late = setTimeout(() => { throw new Error(`${text}: never said`); }, patienceMs);
+    for (let at = 0; ; at += 1) {
+      while (at >= this.lines.length) await woken();
+      const [, after] = this.lines[at].split(text);
+      if (after !== undefined) {
+        clearTimeout(late);
+        return after;
+      }
+    }
+  }
+
+  async end(signal = "SIGTERM") {
+    if (this.process.exitCode === null && this.process.signalCode === null) {
+      this.process.kill(signal);
+      await once(this.process, "exit");
+    }
+  }
+}
+
+/** Everything that one test has started. `end` ends it all, whatever has happened. */
+export class Stage {
+  folder = mkdtempSync(join(tmpdir(), "orvik-page-"));
+  #programs = [];
+  #browsers = [];
+
+  path(name) {
+    return join(this.folder, name);
+  }
+
+  /** The relay with the page; `port` and `plainPort` once it runs, the same after a restart. */
+  async startRelay(page = pageFolder) {
+    this.relay = new Program("relay/orvik-relay", [
+      "--listen", `127.0.0.1:${this.port ?? 0}`, "--listen-plain", `127.0.0.1:${this.plainPort ?? 0}`,
+      "--page", page, "--state", this.path("state"),
+    ]);
+    this.#programs.push(this.relay);
+    this.port = (await this.relay.after("wss://127.0.0.1:"));
+    this.plainPort = (await this.relay.after("page at http://127.0.0.1:")).split("/")[0];
+  }
+
+  /** A computer that sends the readings of a file; its link as a browser on this machine opens it. */
+  async startAgent({ name = "Studio", sample, options = [] } = {}) {
+    const link = this.path(`link-${name}`);
+    rmSync(link, { force: true });
+    if (sample !== undefined) copyFileSync(sample, this.path(`sample-${name}.json`));
+    const agent = new Program("agent/orvik-agent", [
+      "--relay", `wss://localhost:${this.port}`, "--trust", this.path("state/certificate.pem"), "--name", name,
+      "--link-file", link, ...(sample === undefined ? [] : ["--sample-file", this.path(`sample-${name}.json`)]),
+      ...options,
+    ], {
+      XDG_DATA_HOME: this.path(`data-${name}`), XDG_CONFIG_HOME: this.path(`config-${name}`),
+      DBUS_SESSION_BUS_ADDRESS: "unix:path=/nonexistent",
+    });
+    this.#programs.push(agent);
+    await agent.after("online, ");
+    const fragment = readFileSync(link, "utf8").trim().split("#")[1];
+    return Object.assign(agent, { link: `http://localhost:${this.plainPort}/orvik/p#${fragment}` });
+  }
+
+  async startBrowser(name = "chromium", options = {}) {
+    const browser = await puppeteer.launch(name === "firefox"
+      ? { browser: "firefox", executablePath: "/usr/bin/firefox-esr", headless: true, ...options }
+      : { executablePath: "/usr/bin/chromium", headless: true, args: chromiumOptions, ...options });
+    this.#browsers.push(browser);
+    return browser;
+  }
+
+  async end() {
+    for (const browser of this.#browsers) await browser.close().catch(() => undefined);
+    for (const program of this.#programs) await program.end("SIGKILL");
+    rmSync(this.folder, { recursive: true, force: true });
+  }
+}
+
+/** A page of a telephone's size that fails the test when it says an error. */
+export async function phonePage(browser, { width = 390, height = 844 } = {}) {
+  const page = await browser.newPage();
+  await page.setViewport({ width, height, deviceScaleFactor: 2 });
+  page.setDefaultTimeout(patienceMs);
+  page.faults = [];
+  page.on("pageerror", (error) => page.faults.push(String(error.stack ?? error)));
+  page.on("console", (message) => {
+    if (message.type() === "error") page.faults.push(message.text());
+  });
+  return page;
+}
