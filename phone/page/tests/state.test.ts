@@ -61,11 +61,23 @@ class Page {
   }
 }
 
-/** WebCrypto answers from another thread; a few turns of the loop are enough for what is queued. */
+/** Envelopes that are being opened: WebCrypto answers from another thread, whenever it can. */
+const opening = new Set<Promise<unknown>>();
+const decrypt = crypto.subtle.decrypt.bind(crypto.subtle);
+crypto.subtle.decrypt = (...given: Parameters<typeof decrypt>) => {
+  const answer = decrypt(...given);
+  opening.add(answer);
+  const forget = () => { opening.delete(answer); };
+  answer.then(forget, forget);
+  return answer;
+};
+
+/** Everything that is under way has had its effect. */
 async function settled(): Promise<void> {
-  for (let turn = 0; turn < 20; turn++) await new Promise((resolve) => { setImmediate(resolve); });
-  await crypto.subtle.digest("SHA-256", new Uint8Array());
-  for (let turn = 0; turn < 5; turn++) await new Promise((resolve) => { setImmediate(resolve); });
+  do {
+    await Promise.allSettled(opening);
+    for (let turn = 0; turn < 20; turn++) await new Promise((resolve) => { setImmediate(resolve); });
+  } while (opening.size > 0);
 }
 
 test("from a pasted link to live, late, and back", async () => {
@@ -181,20 +193,20 @@ test("several computers: only the shown one is connected, all while the list is 
 
 test("an installed page's first address adds its computer once, and never brings a removed one back", async () => {
   const storage = new FakeStorage();
-  const opening = async (page: Page) => {
+  const openInstalled = async (page: Page) => {
     const keys = await deriveKeys(idOf(1), secret(1));
     const connection = { look() {}, rest() {}, wake() {}, observe() {} } as never;
     return page.open({ isInstalled: true, early: Promise.resolve({ link: { macId: idOf(1), secret: secret(1), name: "one" }, keys, connection }) });
   };
-  const first = await opening(new Page(storage));
+  const first = await openInstalled(new Page(storage));
   assert.equal(first.current.name.value, "one");
   first.view.actions.rename(idOf(1), "own");
   await settled();
-  const second = await opening(new Page(storage));
+  const second = await openInstalled(new Page(storage));
   assert.equal(second.current.name.value, "own");
   second.view.actions.remove(idOf(1));
   await settled();
-  const third = await opening(new Page(storage));
+  const third = await openInstalled(new Page(storage));
   assert.equal(third.current.macId.value, undefined);
   await third.view.actions.addByLink(linkOf(1));
   assert.deepEqual(storage.written?.removed, []);
