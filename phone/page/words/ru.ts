@@ -202,7 +202,7 @@ export const ru: Words = {
   remove: "Удалить",
   removeAsk: "Удалить {0} с этого телефона?",
   removeHelp: "Чтобы вернуть, отсканируйте код.",
-  cancel: "Отмена",
+  cancel: "Отменить",
   name: "Название",
 
   // Adding

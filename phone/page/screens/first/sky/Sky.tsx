@@ -31,11 +31,11 @@ export function Sky({ colour, size, bins, lamp, beats, summary, marks, children 
   return (
     <div class={`sky sky-${size}`} data-sky={colour}>
       {children}
-      <div class="land" role={summary === undefined ? undefined : "img"} aria-label={summary}>
+      <div class="land" {...(summary === undefined || summary === "" ? {} : { role: "img", "aria-label": summary })}>
         {lamp !== undefined && isLit && <span class="glow" style={placeOf(lamp)} />}
         <Land bins={bins} isFog={colour === "fog"} end={lamp !== undefined && lamp.at < 1 ? lamp : undefined} />
         {lamp !== undefined && <Lamp lamp={lamp} isLit={isLit} beats={beats} />}
-        {colour === "fog" && <span class="now-post" />}
+        {colour === "fog" && bins !== undefined && <span class="now-post" />}
         {marks}
       </div>
     </div>

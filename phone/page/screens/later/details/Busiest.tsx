@@ -20,7 +20,9 @@ export function Busiest() {
       <ul>
         {processes.slice(0, isOpen ? processes.length : few).map((process, index) => (
           <li class="process" key={index}>
-            <bdi class="process-name">{process.name}</bdi>
+            <span class="process-name">
+              <bdi>{process.name}</bdi>
+            </span>
             <bdi class="process-use">{percent(process.percent, 1)}</bdi>
             <Gauge filled={(process.percent / largest) * 100} />
           </li>
