@@ -7,7 +7,7 @@ import { fileURLToPath } from "node:url";
 import commonjs from "@rollup/plugin-commonjs";
 import { nodeResolve } from "@rollup/plugin-node-resolve";
 import * as esbuild from "esbuild";
-import { rollup } from "rollup";
+import { rollup } from "@rollup/wasm-node";
 
 const here = dirname(fileURLToPath(import.meta.url));
 const target = ["es2022", "chrome105", "firefox115", "safari16"];
