@@ -68,7 +68,9 @@ function measure() {
     for (const box of range.getClientRects()) {
       if (box.width < 1) continue;
       if (box.left < -0.5 || box.right > width + 0.5) found.push(`beyond the edge: ${label(parent)}`);
-      runs.push({ box, parent });
+      const name = parent.closest(".name");
+      const end = name === null ? box : name.getBoundingClientRect();
+      runs.push({ box: { top: box.top, bottom: box.bottom, height: box.height, left: Math.max(box.left, end.left), right: Math.min(box.right, end.right) }, parent });
     }
     for (let box = parent; box !== null && box !== document.body; box = box.parentElement) {
       const style = getComputedStyle(box);
