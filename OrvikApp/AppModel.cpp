@@ -35,7 +35,7 @@ AppModel::AppModel(Dependencies given)
 }
 
 Pairing AppModel::pairingAtStart() {
-  if (auto stored = PairingStore::load(*dependencies.secretStore)) {
+  if (auto stored = PairingStore::find(*dependencies.secretStore)) {
     return *std::move(stored);
   }
   firstLaunch = true;

@@ -46,7 +46,8 @@ void keepPairingLinkFile(AppModel& model) {
   }
   const auto write = [&model, path] {
     FileOperations operations;
-    if (!replaceFile(path, model.pairing().link(model.macName()) + "\n", operations)) {
+    const SecretText line(model.pairing().link(model.macName()).text() + "\n");
+    if (!replaceFile(path, line.text(), operations)) {
       std::fprintf(stderr, "orvik: the link cannot be written to %s\n", path.c_str());
     }
   };

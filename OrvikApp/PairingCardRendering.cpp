@@ -55,8 +55,8 @@ OffscreenApplication::OffscreenApplication() : application(argumentCount, argume
 }
 
 bool renderPNG(const std::filesystem::path& to, const QString& locale) {
-  const std::string link = Pairing::generate().link("MacBook Air");
-  PairingCard card(Texts(locale), QString::fromStdString(link));
+  const SecretText link = Pairing::generate().link("MacBook Air");
+  PairingCard card(Texts(locale), QString::fromStdString(link.text()));
   card.setLaunchAtLogin(true);
   const QByteArray bytes = encodedPNG(picture(card));
   if (bytes.isEmpty()) {

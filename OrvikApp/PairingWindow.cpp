@@ -12,7 +12,7 @@ namespace orvik {
 
 namespace {
 QString linkOf(const AppModel& model) {
-  return QString::fromStdString(model.pairing().link(model.macName()));
+  return QString::fromStdString(model.pairing().link(model.macName()).text());
 }
 }  // namespace
 

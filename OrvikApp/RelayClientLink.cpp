@@ -44,10 +44,10 @@ RelayLinkFactory RelayClientLink::ofThisMachine(const asio::any_io_executor& exe
   // and so notices when they have changed.
   const auto ownTrust =
       endpoint.trust ? std::make_shared<BeastWebSocketSession>(clock, endpoint.trust) : nullptr;
-  // One for all links: the end of a store waits until everything is saved, and a slow disk must not
-  // hold up the next link.
-  const auto alertState =
-      AlertStateStore::inBackground(AlertStateStore::userDefaults(std::nullopt, "alertEngine"));
+  // One for all links: each goes on with what the one before has saved, which is not on the disk
+  // yet.
+  const auto alertState = AlertStateStore::writeBehind(
+      AlertStateStore::userDefaults(std::nullopt, "alertEngine"), clock);
   const auto waitingAlerts = std::make_shared<WaitingAlerts>();
   return [=, url = endpoint.url, icon = computerIcon()](
              const Pairing& pairing, std::function<void(const RelayState&)> onState) {

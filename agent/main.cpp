@@ -46,15 +46,15 @@ int report(const std::exception& error, int status) {
 /// The pairing of this computer, which further runs will find again where it can be stored.
 Pairing lastingPairing(const AgentCommandLine& line) {
   const auto store = openSecretStore();
-  Pairing pairing = line.newPairing ? Pairing::generate() : PairingStore::loadOrCreate(*store);
-  if (line.newPairing) {
-    PairingStore::save(*store, pairing);
+  auto stored = line.newPairing ? std::nullopt : PairingStore::find(*store);
+  if (stored) {
+    return *std::move(stored);
   }
-  if (PairingStore::load(*store) != pairing) {
-    // One that nobody sees either is of no use to any phone. The keyring may only be locked still,
-    // and another start find the real one.
+  Pairing pairing = Pairing::generate();
+  if (!PairingStore::save(*store, pairing)) {
+    // One that nobody sees either is of no use to any phone.
     if (line.hidesLink && !line.linkFile) {
-      throw std::runtime_error("the pairing can be neither read nor stored, and is not shown");
+      throw std::runtime_error("the pairing could not be stored, and is not shown");
     }
     say("the pairing could not be stored: it lasts until this program ends");
   }
@@ -63,7 +63,7 @@ Pairing lastingPairing(const AgentCommandLine& line) {
 
 void writeLinkFile(const std::filesystem::path& file, const std::string& link) {
   FileOperations operations;
-  if (!replaceFile(file, link + "\n", operations)) {
+  if (!replaceFile(file, SecretText(link + "\n").text(), operations)) {
     throw std::runtime_error("the link cannot be written to " + file.string());
   }
 }
@@ -88,11 +88,12 @@ std::shared_ptr<SampleSource> sampleSource(const AgentCommandLine& line,
 }
 
 /// Readings out of a file are nobody's real state.
-AlertStateStore alertState(const AgentCommandLine& line) {
+AlertStateStore alertState(const AgentCommandLine& line, const std::shared_ptr<Clock>& clock) {
   if (line.sampleFile) {
     return AlertStateStore::memory();
   }
-  return AlertStateStore::inBackground(AlertStateStore::userDefaults(std::nullopt, "alertEngine"));
+  return AlertStateStore::writeBehind(AlertStateStore::userDefaults(std::nullopt, "alertEngine"),
+                                      clock);
 }
 
 /// Sends one alert now and one at every SIGUSR1.
@@ -109,19 +110,20 @@ int run(const AgentCommandLine& line) {
   const auto clock = std::make_shared<SystemClock>();
   const auto session = std::make_shared<BeastWebSocketSession>(clock, line.trust);
   const Pairing pairing = lastingPairing(line);
-  const std::string link = pairing.link(line.name);
+  const SecretText link = pairing.link(line.name);
   if (!line.hidesLink) {
-    showLink(link);
+    showLink(link.text());
   }
   if (line.linkFile) {
-    writeLinkFile(*line.linkFile, link);
+    writeLinkFile(*line.linkFile, link.text());
   }
 
   asio::io_context context(1);
   asio::signal_set signals(context, SIGINT, SIGTERM, SIGHUP);
   bool isRejected = false;
   const auto client = std::make_shared<RelayClient>(
-      pairing, line.relay, sampleSource(line, context.get_executor(), clock), alertState(line),
+      pairing, line.relay, sampleSource(line, context.get_executor(), clock),
+      alertState(line, clock),
       [&](const RelayState& state) {
         if (!line.quiet) {
           std::printf("%s\n", description(state).c_str());

@@ -1,8 +1,9 @@
 #include "core/alerts/Alert.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
-#include <utility>
+#include <span>
 
 #include "core/values/JSONMembers.h"
 
@@ -10,46 +11,28 @@ namespace orvik {
 
 namespace {
 
-constexpr std::array<std::pair<Alert::Kind, std::string_view>, 5> kinds = {{
-    {Alert::Kind::tempHigh, "temp_high"},
-    {Alert::Kind::diskFull, "disk_full"},
-    {Alert::Kind::onBattery, "on_battery"},
-    {Alert::Kind::batteryLow, "battery_low"},
-    {Alert::Kind::timeMachine, "time_machine"},
-}};
+/// In the order of the enumerators.
+constexpr std::array<std::string_view, 5> kinds = {"temp_high", "disk_full", "on_battery",
+                                                   "battery_low", "time_machine"};
+constexpr std::array<std::string_view, 2> states = {"raised", "cleared"};
 
-constexpr std::array<std::pair<Alert::State, std::string_view>, 2> states = {{
-    {Alert::State::raised, "raised"},
-    {Alert::State::cleared, "cleared"},
-}};
-
-template <typename Table, typename Case>
-std::string_view textOf(const Table& table, Case wanted) {
-  for (const auto& [enumerator, text] : table) {
-    if (enumerator == wanted) {
-      return text;
-    }
-  }
-  return {};
-}
-
-template <typename Case, std::size_t count>
-std::optional<Case> caseOf(const std::array<std::pair<Case, std::string_view>, count>& table,
-                           std::string_view wanted) {
-  for (const auto& [enumerator, text] : table) {
-    if (text == wanted) {
-      return enumerator;
-    }
-  }
-  return std::nullopt;
+template <typename Case>
+std::optional<Case> caseOf(std::span<const std::string_view> texts, std::string_view wanted) {
+  const auto found = std::ranges::find(texts, wanted);
+  return found == texts.end() ? std::nullopt
+                              : std::optional(static_cast<Case>(found - texts.begin()));
 }
 
 }  // namespace
 
-std::string_view Alert::text(Kind kind) { return textOf(kinds, kind); }
-std::string_view Alert::text(State state) { return textOf(states, state); }
-std::optional<Alert::Kind> Alert::kindFrom(std::string_view text) { return caseOf(kinds, text); }
-std::optional<Alert::State> Alert::stateFrom(std::string_view text) { return caseOf(states, text); }
+std::string_view Alert::text(Kind kind) { return kinds.at(static_cast<std::size_t>(kind)); }
+std::string_view Alert::text(State state) { return states.at(static_cast<std::size_t>(state)); }
+std::optional<Alert::Kind> Alert::kindFrom(std::string_view text) {
+  return caseOf<Kind>(kinds, text);
+}
+std::optional<Alert::State> Alert::stateFrom(std::string_view text) {
+  return caseOf<State>(states, text);
+}
 
 JSONValue Alert::json() const {
   JSONObject object{{"kind", text(kind)}, {"state", text(state)}, {"epoch_ms", epochMs}};

@@ -198,6 +198,19 @@ bool AlertEngine::mayRaise(Alert::Kind kind, std::int64_t nowMs) {
   return true;
 }
 
+void AlertEngine::forgetTimesAfter(std::int64_t nowMs) {
+  if (lastTempMs > nowMs || tempHighSince > nowMs) {
+    lastTempMs.reset();
+    tempHighSince.reset();
+  }
+  if (lastRaised) {
+    std::erase_if(*lastRaised, [nowMs](const auto& raised) { return raised.second > nowMs; });
+  }
+  if (timeMachineReminder && millisecondsOf(timeMachineReminder->at) > nowMs) {
+    timeMachineReminder->at = 0;
+  }
+}
+
 JSONValue AlertEngine::json() const {
   JSONObject object{
       {"tempArmed", tempArmed}, {"diskArmed", diskArmed}, {"lowBatteryArmed", lowBatteryArmed}};

@@ -19,8 +19,7 @@ namespace orvik {
 /// does not repeat an alert, nor forget what an alert depends on.
 ///
 /// Times are those of the samples and may be anything: what would not fit 64 bits stops at their
-/// limits, which decides every comparison as the true figure would. While a clock that was set
-/// back catches up, what is limited by time stays silent.
+/// limits, which decides every comparison as the true figure would.
 struct AlertEngine {
   using TimesByKind = std::map<std::string, std::int64_t, std::less<>>;
 
@@ -47,6 +46,11 @@ struct AlertEngine {
   /// it; a sample without a valid "epoch" changes nothing.
   [[nodiscard]] std::vector<Alert> evaluate(const JSONObject& sample,
                                             const AlertSettings& settings);
+
+  /// Forgets the times that lie behind this one: a clock that was ahead when they were taken has
+  /// been put right, and what is limited by them would stay silent until it is that late again. A
+  /// reminder that was given at such a time can still be cleared.
+  void forgetTimesAfter(std::int64_t nowMs);
 
   /// The stored form: an object with the fields under their names, absent ones left out.
   [[nodiscard]] JSONValue json() const;

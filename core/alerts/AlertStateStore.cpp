@@ -1,8 +1,9 @@
 #include "core/alerts/AlertStateStore.h"
 
-#include <condition_variable>
+#include <chrono>
+#include <future>
 #include <mutex>
-#include <thread>
+#include <system_error>
 #include <tuple>
 #include <utility>
 
@@ -24,49 +25,82 @@ std::optional<AlertEngine> decoded(const std::optional<std::string>& stored) {
   }
 }
 
-/// A thread that saves what it is given.
-class BackgroundSaver {
+constexpr std::chrono::minutes writeInterval{10};
+
+/// Without the times of the temperature, which change with every sample.
+AlertEngine withoutTemperatureTimes(AlertEngine engine) {
+  engine.tempHighSince.reset();
+  engine.lastTempMs.reset();
+  return engine;
+}
+
+class WriteBehind {
  public:
-  explicit BackgroundSaver(std::function<void(const AlertEngine&)> save) : save(std::move(save)) {}
-  BackgroundSaver(const BackgroundSaver&) = delete;
-  BackgroundSaver& operator=(const BackgroundSaver&) = delete;
-  ~BackgroundSaver() {
-    {
-      const std::lock_guard guard(lock);
-      isEnding = true;
+  WriteBehind(AlertStateStore store, std::shared_ptr<Clock> clock)
+      : store(std::move(store)), clock(std::move(clock)), dueAt(this->clock->now()) {}
+  WriteBehind(const WriteBehind&) = delete;
+  WriteBehind& operator=(const WriteBehind&) = delete;
+  ~WriteBehind() {
+    if (writing.valid()) {
+      writing.wait();
     }
-    changed.notify_one();
-    thread.join();
+    if (isUnwritten) {
+      store.save(*newest);
+    }
   }
 
-  void give(const AlertEngine& engine) {
-    {
-      const std::lock_guard guard(lock);
-      waiting = engine;
+  std::optional<AlertEngine> load() {
+    const std::lock_guard guard(lock);
+    if (!newest) {
+      newest = store.load();
     }
-    changed.notify_one();
+    return newest;
+  }
+
+  void save(const AlertEngine& engine) {
+    const std::lock_guard guard(lock);
+    const Instant now = clock->now();
+    const bool isNews =
+        !newest || withoutTemperatureTimes(engine) != withoutTemperatureTimes(*newest);
+    newest = engine;
+    isUnwritten = true;
+    isDue = isDue || isNews || now - dueAt >= writeInterval;
+    if (isDue) {
+      dueAt = now;
+    }
+    if (isDue && !isWriting) {
+      try {
+        writing = std::async(std::launch::async, [this] { write(); });
+        isWriting = true;
+      } catch (const std::system_error&) {
+        // The system has no thread to spare: there is another try with the next sample.
+      }
+    }
   }
 
  private:
-  void run() {
-    for (;;) {
-      std::unique_lock guard(lock);
-      changed.wait(guard, [this] { return isEnding || waiting; });
-      const std::optional<AlertEngine> next = std::exchange(waiting, std::nullopt);
+  void write() {
+    std::unique_lock guard(lock);
+    while (std::exchange(isDue, false)) {
+      isUnwritten = false;
+      const AlertEngine engine = *newest;
       guard.unlock();
-      if (!next) {
-        return;
-      }
-      save(*next);
+      store.save(engine);
+      guard.lock();
     }
+    isWriting = false;
   }
 
-  const std::function<void(const AlertEngine&)> save;
+  const AlertStateStore store;
+  const std::shared_ptr<Clock> clock;
   std::mutex lock;
-  std::condition_variable changed;
-  std::optional<AlertEngine> waiting;
-  bool isEnding = false;
-  std::thread thread{[this] { run(); }};
+  std::optional<AlertEngine> newest;
+  bool isUnwritten = false;
+  /// Whether it is to be written now.
+  bool isDue = false;
+  Instant dueAt;
+  bool isWriting = false;
+  std::future<void> writing;
 };
 
 }  // namespace
@@ -90,10 +124,10 @@ AlertStateStore AlertStateStore::userDefaults(std::optional<std::string> suite, 
               }};
 }
 
-AlertStateStore AlertStateStore::inBackground(AlertStateStore store) {
-  const auto saver = std::make_shared<BackgroundSaver>(std::move(store.save));
-  return {.load = std::move(store.load),
-          .save = [saver](const AlertEngine& engine) { saver->give(engine); }};
+AlertStateStore AlertStateStore::writeBehind(AlertStateStore store, std::shared_ptr<Clock> clock) {
+  const auto shared = std::make_shared<WriteBehind>(std::move(store), std::move(clock));
+  return {.load = [shared] { return shared->load(); },
+          .save = [shared](const AlertEngine& engine) { shared->save(engine); }};
 }
 
 AlertStateStore AlertStateStore::file(std::filesystem::path path,

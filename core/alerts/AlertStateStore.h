@@ -7,6 +7,7 @@
 #include <string>
 
 #include "core/alerts/AlertEngine.h"
+#include "core/async/Clock.h"
 #include "core/system/FileOperations.h"
 #include "core/system/UserDefaults.h"
 
@@ -15,7 +16,8 @@ namespace orvik {
 /// Keeps the alert engine between runs. Nothing fails here: what cannot be read counts as never
 /// stored, and a save that fails leaves what was stored before. At worst an alert comes twice, or a
 /// change that happened meanwhile is not told.
-/// Saving waits until some hundred bytes have reached the disk. Not to be called concurrently.
+/// Saving waits until some hundred bytes have reached the disk. Not to be called concurrently,
+/// except for `writeBehind`.
 struct AlertStateStore {
   std::function<std::optional<AlertEngine>()> load;
   std::function<void(const AlertEngine&)> save;
@@ -29,9 +31,12 @@ struct AlertStateStore {
                                                     std::string key,
                                                     UserDefaultsOpener open = openUserDefaults);
 
-  /// A store that saves on a thread of its own, so that a slow disk holds up nobody: when several
-  /// states wait, only the newest is saved. The end of its last copy waits until that is done.
-  [[nodiscard]] static AlertStateStore inBackground(AlertStateStore store);
+  /// Keeps the newest state in memory and writes it to `store`, on a thread of its own: at once
+  /// when an alert was raised, cleared or armed again, at the end of its last copy, which waits for
+  /// that, and otherwise at most every 10 minutes, since a disk that is written to every half
+  /// minute never sleeps.
+  [[nodiscard]] static AlertStateStore writeBehind(AlertStateStore store,
+                                                   std::shared_ptr<Clock> clock);
 
   /// A file of its own, in a folder that exists, replaced as a whole.
   [[nodiscard]] static AlertStateStore file(

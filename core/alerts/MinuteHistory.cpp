@@ -59,6 +59,17 @@ void MinuteHistory::trim(std::int64_t nowMinute) {
   }
 }
 
+void MinuteHistory::forgetAfter(std::int64_t nowEpoch) {
+  const std::int64_t nowMinute = nowEpoch / 60;
+  if (open && open->minute > nowMinute) {
+    open.reset();
+  }
+  // Also the present one: it is open or about to be.
+  while (!closed.empty() && closed.back().minute >= nowMinute) {
+    closed.pop_back();
+  }
+}
+
 std::vector<MinuteHistory::Point> MinuteHistory::points(std::int64_t nowEpoch) const {
   const std::int64_t nowMinute = nowEpoch / 60;
   std::vector<Point> reported;

@@ -33,6 +33,10 @@ class MinuteHistory {
   /// into the minute that is open.
   void add(const JSONObject& sample);
 
+  /// Forgets the minutes that a clock which was ahead has recorded and that are still to come:
+  /// everything until then would count as late.
+  void forgetAfter(std::int64_t nowEpoch);
+
   /// The complete minutes before the current one, oldest first: at most span - 1.
   [[nodiscard]] std::vector<Point> points(std::int64_t nowEpoch) const;
 

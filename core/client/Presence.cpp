@@ -13,15 +13,11 @@ std::optional<Presence> Presence::fromRelay(std::string_view text) {
   } catch (const JSONError&) {
     return std::nullopt;
   }
-  const auto count = [&message](std::string_view key) {
-    const UntypedValue* value = message.find(key);
-    return value == nullptr ? nullptr : value->get<std::int64_t>();
-  };
-  const std::int64_t* viewers = count("viewers");
+  const auto* viewers = message.get<std::int64_t>("viewers");
   if (viewers == nullptr || *viewers < 0) {
     return std::nullopt;
   }
-  const std::int64_t* active = count("active");
+  const auto* active = message.get<std::int64_t>("active");
   Presence presence;
   presence.viewers = *viewers;
   presence.active =

@@ -56,9 +56,9 @@ const std::string& RelayClient::defaultRelay() {
   return url;
 }
 
-RelayClient::RelayClient(Pairing pairing, std::string relay, std::shared_ptr<SampleSource> source,
-                         AlertStateStore alertState, StateCallback onState,
-                         Dependencies dependencies)
+RelayClient::RelayClient(Pairing pairing, const std::string& relay,
+                         std::shared_ptr<SampleSource> source, AlertStateStore alertState,
+                         StateCallback onState, Dependencies dependencies)
     : pairing(std::move(pairing)),
       source(std::move(source)),
       onState(std::move(onState)),
@@ -133,7 +133,8 @@ void RelayClient::waiting(std::chrono::seconds wait,
 }
 
 asio::awaitable<void> RelayClient::talk(Link link) {
-  co_await link->send(authentication());
+  const SecretText authentication = pairing.authMessage();
+  co_await link->send(authentication.text());
   co_await firstOf(receiveLoop(link), sampleLoop(link));
 }
 
@@ -219,8 +220,12 @@ asio::awaitable<void> RelayClient::checkAlerts() {
   if (readings == nullptr) {
     co_return;
   }
+  // A time in the future, of a clock that has been put right since, is no time.
+  const Clock::UnixTime now = clock->unixNow();
+  history.forgetAfter(epochSeconds(now));
   history.add(*readings);
   const AlertEngine before = engine;
+  engine.forgetTimesAfter(epochMilliseconds(now));
   std::vector<Alert> raised = engine.evaluate(*readings, AlertSettings());
   if (engine != before) {
     alertState.save(engine);
@@ -271,11 +276,6 @@ asio::awaitable<void> RelayClient::sendDueAlerts(Link link) {
     co_await link->send(Envelope::seal(alert.json().text(), Envelope::Kind::alert, pairing));
     alerts->sent(alert);
   }
-}
-
-std::string RelayClient::authentication() const {
-  const SymmetricKey key = pairing.authKey();
-  return JSONValue(JSONObject{{"auth", base64URL(key.data())}}).text();
 }
 
 std::string RelayClient::adding(std::string_view key, const JSONValue& value, std::string data) {

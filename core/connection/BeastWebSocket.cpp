@@ -27,6 +27,7 @@
 #include "core/connection/NameLookup.h"
 #include "core/connection/WebSocketURL.h"
 #include "core/system/TrustedRoots.h"
+#include "core/values/SecretBytes.h"
 
 namespace orvik {
 
@@ -48,7 +49,8 @@ constexpr std::chrono::seconds closingLimit{5};
 /// A message on its way out, shared by its sender, who may stop waiting, and the writer.
 struct Outbound {
   enum class Progress { queued, writing, sent, failed };
-  std::string text;
+  /// The first that a program sends proves who it is.
+  SecretText text;
   Progress progress = Progress::queued;
   boost::system::error_code error;
 };
@@ -199,7 +201,7 @@ asio::awaitable<void> BeastWebSocketTask::send(std::string text) {
   if (phase != Phase::open || requestedCode || receivedCode) {
     throw boost::system::system_error(asio::error::not_connected);
   }
-  const auto message = std::make_shared<Outbound>(Outbound{std::move(text), {}, {}});
+  const auto message = std::make_shared<Outbound>(Outbound{SecretText(std::move(text)), {}, {}});
   outbox.push_back(message);
   changed.notify();
   // Named, as everything with a destructor is that a co_await takes: GCC 12 destroys some
@@ -295,7 +297,7 @@ asio::awaitable<void> BeastWebSocketTask::writeMessages() {
     }
     const auto message = outbox.front();
     message->progress = Outbound::Progress::writing;
-    const auto [error, size] = co_await stream.async_write(asio::buffer(message->text),
+    const auto [error, size] = co_await stream.async_write(asio::buffer(message->text.text()),
                                                            asio::as_tuple(asio::use_awaitable));
     message->progress = error ? Outbound::Progress::failed : Outbound::Progress::sent;
     message->error = error;

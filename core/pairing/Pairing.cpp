@@ -1,6 +1,5 @@
 #include "core/pairing/Pairing.h"
 
-#include <openssl/crypto.h>
 #include <openssl/evp.h>
 #include <sys/random.h>
 #include <unistd.h>
@@ -28,8 +27,7 @@ namespace {
 constexpr std::string_view urlUnreserved =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
 
-std::string percentEncoded(std::string_view text) {
-  std::string out;
+void appendPercentEncoded(std::string_view text, std::string& out) {
   for (const char c : text) {
     if (urlUnreserved.find(c) != std::string_view::npos) {
       out.push_back(c);
@@ -38,7 +36,6 @@ std::string percentEncoded(std::string_view text) {
       appendHex(static_cast<std::uint8_t>(c), out);
     }
   }
-  return out;
 }
 
 struct FreeDigest {
@@ -115,8 +112,6 @@ class HMACSHA256 {
 
 }  // namespace
 
-void wipe(void* memory, std::size_t size) noexcept { OPENSSL_cleanse(memory, size); }
-
 void hkdfSHA256(ByteView inputKey, ByteView salt, ByteView info, std::span<std::uint8_t> output) {
   constexpr std::size_t mostBlocks = 255;
   if (output.empty() || output.size() > mostBlocks * HMACSHA256::size) {
@@ -179,18 +174,31 @@ SymmetricKey Pairing::derive(std::string_view label) const {
 SymmetricKey Pairing::encKey() const { return derive("orvik enc v1"); }
 SymmetricKey Pairing::authKey() const { return derive("orvik auth v1"); }
 
-std::string Pairing::link(std::string_view macName) const {
-  std::string link = "https://";
+SecretText Pairing::authMessage() const {
+  const SymmetricKey key = authKey();
+  std::string message;
+  message.reserve(64);
+  message += R"({"auth":")";
+  appendBase64URL(key.data(), message);
+  message += R"("})";
+  return SecretText(std::move(message));
+}
+
+SecretText Pairing::link(std::string_view macName) const {
+  // What stands around the name has some 100 characters and the host's.
+  std::string link;
+  link.reserve(std::string_view(build::pairingHost).size() + 128 + 3 * macName.size());
+  link += "https://";
   link += build::pairingHost;
   link += "/orvik/p#1.";
-  link += base64URL(id);
+  appendBase64URL(id, link);
   link += '.';
-  link += base64URL(shared.data());
+  appendBase64URL(shared.data(), link);
   link += '.';
   if (isValidUTF8(macName)) {
-    link += percentEncoded(macName);
+    appendPercentEncoded(macName, link);
   }
-  return link;
+  return SecretText(std::move(link));
 }
 
 }  // namespace orvik

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <string>
 #include <string_view>
 
 #include "core/values/Bytes.h"
@@ -34,9 +33,12 @@ class Pairing {
   /// Authenticates to the relay, and does nothing else. Derived on every call, never stored.
   [[nodiscard]] SymmetricKey authKey() const;
 
+  /// The first message to a relay: {"auth":TOKEN} with authKey in base64url.
+  [[nodiscard]] SecretText authMessage() const;
+
   /// The link that a phone scans. Everything secret stands behind the "#" and never reaches the
   /// link's host. A name that is not valid UTF-8 is left out.
-  [[nodiscard]] std::string link(std::string_view macName) const;
+  [[nodiscard]] SecretText link(std::string_view macName) const;
 
   bool operator==(const Pairing&) const = default;
 

@@ -25,7 +25,7 @@ struct WipedBytes {
 
 }  // namespace
 
-std::optional<Pairing> PairingStore::load(SecretStore& store) {
+std::optional<Pairing> PairingStore::find(SecretStore& store) {
   auto found = store.find(itemKey());
   if (!found) {
     return std::nullopt;
@@ -36,6 +36,14 @@ std::optional<Pairing> PairingStore::load(SecretStore& store) {
     return std::nullopt;
   }
   return Pairing(bytes.first<Pairing::macIdSize>(), bytes.last<Pairing::secretSize>());
+}
+
+std::optional<Pairing> PairingStore::load(SecretStore& store) {
+  try {
+    return find(store);
+  } catch (const SecretStore::Unreadable&) {
+    return std::nullopt;
+  }
 }
 
 bool PairingStore::save(SecretStore& store, const Pairing& pairing) {

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -21,9 +22,15 @@ class SecretStore {
     std::string account;
   };
 
+  /// There may well be such an item, but nobody can say now: it is locked, or the system did not
+  /// answer. Whoever wants to put another in its place has to know the difference.
+  struct Unreadable : std::runtime_error {
+    Unreadable() : std::runtime_error("the stored secret cannot be read; is the keyring locked?") {}
+  };
+
   virtual ~SecretStore() = default;
 
-  /// The data of one item. Nothing when there is none or it cannot be read.
+  /// The data of one item; nothing when there is none. Throws Unreadable.
   [[nodiscard]] virtual std::optional<Bytes> find(const Key& key) = 0;
   /// Removes every item with this key. That there was none is no failure.
   virtual bool remove(const Key& key) = 0;

@@ -75,7 +75,7 @@ class Builder {
   }
   bool on_uint64(std::uint64_t integer, json::string_view /*part*/, error_code& /*error*/) {
     partial.clear();
-    add(static_cast<std::int64_t>(integer));
+    add(integer);
     return true;
   }
   bool on_double(double approximate, json::string_view part, error_code& /*error*/) {

@@ -290,6 +290,7 @@ JSONValue JSONValue::any(const UntypedValue& untyped) {
     JSONValue operator()(std::monostate /*absent*/) const { return nullptr; }
     JSONValue operator()(bool boolean) const { return boolean; }
     JSONValue operator()(std::int64_t integer) const { return integer; }
+    JSONValue operator()(std::uint64_t integer) const { return static_cast<double>(integer); }
     JSONValue operator()(double number) const { return number; }
     JSONValue operator()(const std::string& text) const { return text; }
     JSONValue operator()(const UntypedValue::List& list) const {

@@ -80,8 +80,9 @@ class JSONValue {
   JSONValue(Array array) noexcept : value(std::move(array)) {}
   JSONValue(Object object) noexcept : value(std::move(object)) {}
 
-  /// The value of what a JSON or property-list reader gave. Booleans stay booleans, dates, data
-  /// and everything else without a JSON form become null.
+  /// The value of what a JSON or property-list reader gave. Booleans stay booleans, an integer
+  /// above the signed range becomes the nearest double, dates, data and everything else without a
+  /// JSON form become null.
   [[nodiscard]] static JSONValue any(const UntypedValue& untyped);
 
   /// The payload when the value has this case, otherwise null: `value.get<std::int64_t>()`.

@@ -164,6 +164,9 @@ std::string pyText(const UntypedValue& untyped) {
   if (const auto* integer = untyped.get<std::int64_t>(); integer != nullptr && *integer != 0) {
     return std::to_string(*integer);
   }
+  if (const auto* integer = untyped.get<std::uint64_t>()) {
+    return std::to_string(*integer);
+  }
   if (const auto* number = untyped.get<double>(); number != nullptr && *number != 0.0) {
     if (!std::isfinite(*number)) {
       return std::isnan(*number) ? "nan" : *number > 0 ? "inf" : "-inf";

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <string>
+#include <utility>
 
 #include "core/values/Bytes.h"
 
@@ -32,6 +34,23 @@ class SecretBytes {
 
  private:
   std::array<std::uint8_t, Size> bytes{};
+};
+
+/// A secret text, overwritten when the object dies.
+class SecretText {
+ public:
+  SecretText() = default;
+  /// Takes over a text. Whoever composes it makes room for all of it first: memory that a text
+  /// grows out of keeps its content.
+  explicit SecretText(std::string text) noexcept : content(std::move(text)) {}
+  SecretText(SecretText&& other) noexcept { content.swap(other.content); }
+  SecretText& operator=(SecretText&& other) noexcept;
+  ~SecretText();
+
+  [[nodiscard]] const std::string& text() const noexcept { return content; }
+
+ private:
+  std::string content;
 };
 
 /// A 256-bit symmetric key.

@@ -5,6 +5,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -30,6 +31,14 @@ class UntypedValue {
   UntypedValue() = default;
   UntypedValue(std::same_as<bool> auto boolean) : value(boolean) {}
   UntypedValue(std::int64_t integer) : value(integer) {}
+  /// Kept as std::int64_t where it fits.
+  UntypedValue(std::uint64_t integer) {
+    if (std::in_range<std::int64_t>(integer)) {
+      value = static_cast<std::int64_t>(integer);
+    } else {
+      value = integer;
+    }
+  }
   UntypedValue(double number) : value(number) {}
   UntypedValue(std::string text) : value(std::move(text)) {}
   UntypedValue(const char* text) : value(std::string(text)) {}
@@ -38,8 +47,8 @@ class UntypedValue {
   UntypedValue(Date date) : value(date) {}
   UntypedValue(Opaque opaque) : value(opaque) {}
 
-  /// The content when it is of this type, otherwise null. Types: bool, std::int64_t, double,
-  /// std::string, List, Map, Date, Opaque. Integers above the signed range keep their 64 bits.
+  /// The content when it is of this type, otherwise null. Types: bool, std::int64_t,
+  /// std::uint64_t (only above the signed range), double, std::string, List, Map, Date, Opaque.
   template <typename Case>
   [[nodiscard]] const Case* get() const noexcept {
     return std::get_if<Case>(&value);
@@ -56,7 +65,8 @@ class UntypedValue {
 
   bool operator==(const UntypedValue&) const = default;
 
-  std::variant<std::monostate, bool, std::int64_t, double, std::string, List, Map, Date, Opaque>
+  std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double, std::string, List, Map,
+               Date, Opaque>
       value;
 };
 

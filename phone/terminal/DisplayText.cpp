@@ -1,10 +1,8 @@
 #include "phone/terminal/DisplayText.h"
 
 #include <unicode/uchar.h>
-#include <unicode/utf8.h>
 
 #include <algorithm>
-#include <cstdint>
 #include <utility>
 
 #include "core/values/Text.h"

@@ -4,7 +4,6 @@
 
 #include "phone/terminal/MacState.h"
 #include "phone/terminal/Output.h"
-#include "phone/terminal/PayloadLimit.h"
 #include "phone/terminal/PhoneObserver.h"
 
 namespace orvik {

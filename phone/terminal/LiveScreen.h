@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "phone/terminal/ViewLine.h"
+#include "phone/terminal/ViewPage.h"
 
 namespace orvik {
 

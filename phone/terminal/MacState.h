@@ -25,7 +25,16 @@ struct MacState {
   std::uint64_t unreadable = 0;
 
   /// Takes in the object of an opened sample.
-  void take(const UntypedValue& opened);
+  void take(const UntypedValue& opened) {
+    sample = opened;
+    if (const UntypedValue* info = opened.find("mac_info")) {
+      macInfo = *info;
+    }
+    if (const UntypedValue* history = opened.find("history")) {
+      curves.addHistory(*history);
+    }
+    curves.addSample(opened);
+  }
 };
 
 }  // namespace orvik

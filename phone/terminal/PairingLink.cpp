@@ -3,21 +3,12 @@
 #include <boost/url/parse.hpp>
 
 #include "core/values/Base64.h"
+#include "core/values/Text.h"
 #include "phone/terminal/DisplayText.h"
 
 namespace orvik {
 
 namespace {
-
-constexpr std::string_view blanks = " \t\r\n";
-
-std::string_view trimmed(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(blanks);
-  if (first == std::string_view::npos) {
-    return {};
-  }
-  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
 
 /// The text before the next dot; `rest` moves past the dot.
 std::string_view nextPart(std::string_view& rest) {
@@ -39,13 +30,6 @@ Bytes bytesOfPart(std::string_view part, std::size_t size, const char* complaint
   return std::move(*bytes);
 }
 
-int hexDigit(char c) {
-  constexpr std::string_view digits = "0123456789abcdef";
-  const char lower = c >= 'A' && c <= 'F' ? static_cast<char>(c - 'A' + 'a') : c;
-  const std::size_t value = digits.find(lower);
-  return value == std::string_view::npos ? -1 : static_cast<int>(value);
-}
-
 std::string percentDecoded(std::string_view text) {
   std::string out;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -53,12 +37,11 @@ std::string percentDecoded(std::string_view text) {
       out.push_back(text[i]);
       continue;
     }
-    const int high = i + 2 < text.size() ? hexDigit(text[i + 1]) : -1;
-    const int low = i + 2 < text.size() ? hexDigit(text[i + 2]) : -1;
-    if (high < 0 || low < 0) {
+    const auto byte = byteFromHex(text.substr(i + 1, 2));
+    if (!byte) {
       throw PairingLinkError("The computer's name in the link is damaged: copy the link again.");
     }
-    out.push_back(static_cast<char>(high * 16 + low));
+    out.push_back(static_cast<char>(*byte));
     i += 2;
   }
   return out;

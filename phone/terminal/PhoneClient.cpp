@@ -18,14 +18,9 @@ constexpr std::chrono::seconds pingPause{10};
 /// RFC 6455, registered by IANA: the relay is overloaded, or has held the phone for too long.
 constexpr std::uint16_t tryAgainLater = 1013;
 
-std::string authMessage(const Pairing& pairing) {
-  return JSONValue(JSONObject{{"auth", base64URL(pairing.authKey().data())}}).text();
-}
-
 /// "mac" of a relay's {"mac":true|false}; nothing for any other message.
 std::optional<bool> macPresence(const UntypedValue& message) {
-  const UntypedValue* mac = message.find("mac");
-  const auto* isOnline = mac == nullptr ? nullptr : mac->get<bool>();
+  const auto* isOnline = message.get<bool>("mac");
   return isOnline == nullptr ? std::nullopt : std::optional(*isOnline);
 }
 
@@ -63,7 +58,8 @@ void PhoneClient::waiting(std::chrono::seconds wait, const PersistentConnection:
 }
 
 asio::awaitable<void> PhoneClient::talk(Link link) {
-  co_await link->send(authMessage(pairing));
+  const SecretText authentication = pairing.authMessage();
+  co_await link->send(authentication.text());
   co_await link->send(R"({"active":true})");
   observer.connectionChanged({Phase::held, {}, {}});
   for (bool wanted = true; wanted;) {

@@ -34,14 +34,12 @@ std::optional<double> Readings::number(std::string_view key) const {
 }
 
 std::optional<std::int64_t> Readings::integer(std::string_view key) const {
-  const UntypedValue* value = find(key);
-  const auto* integer = value == nullptr ? nullptr : value->get<std::int64_t>();
+  const auto* integer = object == nullptr ? nullptr : object->get<std::int64_t>(key);
   return integer == nullptr ? std::nullopt : std::optional(*integer);
 }
 
 std::optional<bool> Readings::flag(std::string_view key) const {
-  const UntypedValue* value = find(key);
-  const auto* flag = value == nullptr ? nullptr : value->get<bool>();
+  const auto* flag = object == nullptr ? nullptr : object->get<bool>(key);
   return flag == nullptr ? std::nullopt : std::optional(*flag);
 }
 
@@ -52,8 +50,7 @@ std::optional<std::string> Readings::text(std::string_view key) const {
 
 const UntypedValue::List& Readings::list(std::string_view key) const {
   static const UntypedValue::List none;
-  const UntypedValue* value = find(key);
-  const auto* list = value == nullptr ? nullptr : value->get<UntypedValue::List>();
+  const auto* list = object == nullptr ? nullptr : object->get<UntypedValue::List>(key);
   return list == nullptr ? none : *list;
 }
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "phone/terminal/MacState.h"
-#include "phone/terminal/ViewLine.h"
+#include "phone/terminal/ViewPage.h"
 
 namespace orvik {
 

@@ -5,9 +5,18 @@
 #include <utility>
 #include <vector>
 
-#include "phone/terminal/ViewLine.h"
-
 namespace orvik {
+
+/// One line for the terminal: fit to be shown, without any styling of its own.
+struct ViewLine {
+  /// Emphasised where the terminal can: a name or a label, with the blanks that follow it.
+  std::string heading;
+  std::string body;
+  /// The body reports trouble.
+  bool attention = false;
+
+  bool operator==(const ViewLine&) const = default;
+};
 
 /// Lays out labelled groups of readings for a width: labels in a column of their own, or above
 /// their group where the page is too narrow for that. No line is wider than the page.

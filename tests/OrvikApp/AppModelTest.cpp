@@ -37,6 +37,15 @@ TEST(AppModel, RegistersItselfOnTheFirstLaunchOnly) {
   EXPECT_EQ(AppModel::current(), second.get());
 }
 
+TEST(AppModel, APairingThatCannotBeReadIsNotReplaced) {
+  test::FakeDesktop desktop;
+  const Pairing stored = desktop.model()->pairing();
+  desktop.system->isLocked = true;
+  EXPECT_THROW((void)desktop.model(), SecretStore::Unreadable);
+  desktop.system->isLocked = false;
+  EXPECT_EQ(PairingStore::load(*desktop.system), stored);
+}
+
 TEST(AppModel, ShowsTheStateOfTheNewestLinkAndOfNoOther) {
   test::FakeDesktop desktop;
   const auto model = desktop.model();

@@ -57,8 +57,8 @@ class FeedServer {
     EXPECT_TRUE(server.listen(QHostAddress::LocalHost));
   }
 
-  [[nodiscard]] QByteArray url(const QByteArray& scheme) const {
-    return scheme + "://127.0.0.1:" + QByteArray::number(server.serverPort()) + "/feed";
+  [[nodiscard]] QByteArray url(const char* scheme) const {
+    return scheme + ("://127.0.0.1:" + QByteArray::number(server.serverPort())) + "/feed";
   }
   void trust() const {
     QSslConfiguration encryption = QSslConfiguration::defaultConfiguration();

@@ -53,7 +53,9 @@ struct FakeSystem final : LoginItem, SecretStore, PowerEvents {
     return !refuses;
   }
 
-  [[nodiscard]] std::optional<Bytes> find(const Key& /*key*/) override { return secret; }
+  [[nodiscard]] std::optional<Bytes> find(const Key& /*key*/) override {
+    return isLocked ? throw Unreadable() : secret;
+  }
   bool remove(const Key& /*key*/) override {
     secret.reset();
     return true;
@@ -83,6 +85,7 @@ struct FakeSystem final : LoginItem, SecretStore, PowerEvents {
   Status loginStatus = Status::notRegistered;
   int registrations = 0;
   std::optional<Bytes> secret;
+  bool isLocked = false;
   /// Neither registers nor stores.
   bool refuses = false;
   std::function<void(const SleepHold&)> willSleep;

@@ -6,7 +6,6 @@ Its menu is read and its entries are chosen over the session bus, as a panel doe
 import os
 import signal
 import subprocess
-import time
 
 from desktop import (LoginManager, Panel, Screen, await_that, start_application, start_bus,
                      start_display)
@@ -36,14 +35,13 @@ def sleep_and_wake(manager, panel, port):
     await_that(lambda: not manager.is_held(), "the lock is released")
     check(connections(port) == 0, "the goodbye comes before the release")
     panel.await_status("Offline – reconnecting…")
-    before = time.monotonic()
     manager.PrepareForSleep(False)
     panel.await_status("● Online")
-    check(time.monotonic() - before < 2, "waking reconnects within two seconds")
     await_that(manager.is_held, "the next sleep is held back")
     # Paused, a machine that wakes stays silent.
     panel.click("Pause for 1 hour")
     await_that(lambda: panel.status().startswith("Paused until "), "the menu says until when")
+    await_that(lambda: connections(port) == 0, "the pause says goodbye")
     manager.PrepareForSleep(True)
     await_that(lambda: not manager.is_held(), "nothing holds the sleep back")
     manager.PrepareForSleep(False)
@@ -67,8 +65,7 @@ def test():
 
     def launch():
         return start_application(bus, display, options[1], options[3],
-                                 ORVIK_LINK_FILE=path("link"),
-                                 DBUS_SYSTEM_BUS_ADDRESS=system_bus)
+                                 ORVIK_LINK_FILE=path("link"), DBUS_SYSTEM_BUS_ADDRESS=system_bus)
 
     def start_without_session(**variables):
         return subprocess.Popen([os.path.join(build, "OrvikApp/orvik")], stdout=subprocess.PIPE,
@@ -90,6 +87,11 @@ def test():
     link = read(path("link")).strip()
     await_that(lambda: screen.code() == link, "the window's code is the link")
     check(os.listdir(path("config/autostart")), "the first launch registers the login item")
+
+    # A later launch on another desktop, which has no panel yet, and without a relay.
+    lonely_bus, lonely_display = start_bus("session"), start_display()
+    lonely = start_application(lonely_bus, lonely_display, "wss://localhost:1", options[3],
+                               XDG_CONFIG_HOME=path("lonely"), XDG_RUNTIME_DIR=path("lonely"))
 
     sleep_and_wake(manager, panel, port)
     phone = start_phone(link, options)
@@ -131,16 +133,15 @@ def test():
     check(read(path("link")).strip() == new_link, "the pairing is kept")
     # Without a panel the window comes and has the menu; with one it is an ordinary window again.
     panel.vanish()
+    lonely_screen = Screen(lonely_display)
+    lonely_screen.await_window()
+    lonely_screen.press("ctrl+w", lambda: not lonely_screen.windows(), "the window closes")
+    Panel(lonely_bus).await_item()
+    check(not lonely_screen.windows(), "a window that was put away stays so with the panel")
+    lonely.ends(signal.SIGTERM)
     screen.await_window()
     screen.press("ctrl+q", lambda: application.process.poll() is not None, "Ctrl-Q quits")
     application.ends(None)
-    application = launch()
-    screen.await_window()
-    screen.press("ctrl+w", lambda: not screen.windows(), "the window closes")
-    panel.appear()
-    panel.await_item()
-    check(not screen.windows(), "a window that was put away does not come back with the panel")
-    application.ends(signal.SIGTERM)
 
     for program in hopeless:
         said, complaint = program.communicate(timeout=TIMEOUT)

@@ -8,7 +8,7 @@
 
 namespace orvik::test {
 
-/// A machine's proc, sys and etc on paper, as files under a temporary folder. Made from texts in
+/// A machine's proc, sys and etc, as files under a temporary folder. Made from texts in
 /// tests/fixtures/linux:
 ///   == proc/loadavg          a file with the lines that follow, up to the next marker
 ///   =x sys/…/edid            a file with the bytes whose hexadecimal digits follow

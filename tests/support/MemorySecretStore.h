@@ -18,8 +18,11 @@ class MemorySecretStore final : public SecretStore {
   };
 
   std::optional<Bytes> find(const Key& key) override {
+    if (!canFind) {
+      throw Unreadable();
+    }
     for (const Item& item : items) {
-      if (canFind && isOf(item, key)) {
+      if (isOf(item, key)) {
         return item.data;
       }
     }

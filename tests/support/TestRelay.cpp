@@ -4,6 +4,7 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl/context.hpp>
 #include <boost/asio/ssl/stream.hpp>
+#include <boost/asio/write.hpp>
 #include <boost/beast/core/buffers_to_string.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/websocket/ssl.hpp>
@@ -62,6 +63,9 @@ class BeastConnection final : public TestRelay::Connection {
   void write(const std::string& message, bool isText) override {
     stream.text(isText);
     stream.write(asio::buffer(message));
+  }
+  void writeBytes(const std::string& bytes) override {
+    asio::write(stream.next_layer(), asio::buffer(bytes));
   }
   void hang() override { waitForEnd(); }
 

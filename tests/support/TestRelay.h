@@ -18,6 +18,8 @@ class TestRelay {
     /// The next message from the client.
     virtual std::string read() = 0;
     virtual void write(const std::string& message, bool isText = true) = 0;
+    /// Bytes that are no message: a frame, or a part of one.
+    virtual void writeBytes(const std::string& bytes) = 0;
     /// Does nothing, not even answer control frames, until the relay is destroyed.
     virtual void hang() = 0;
   };

@@ -7,10 +7,6 @@ namespace orvik {
 
 namespace {
 
-using namespace std::chrono_literals;
-
-/// How soon a battery that was put in or a charger of a new dock is seen.
-constexpr auto rescanInterval = 10s;
 /// The Mac's own threshold for its advice.
 constexpr double worn = 80;
 
@@ -152,8 +148,8 @@ std::optional<double> minutesUntilFull(const Batteries& all) {
 }  // namespace
 
 void BatteryReader::lookForSupplies(Instant now) {
-  if (!scannedAt || now - *scannedAt >= rescanInterval) {
-    scannedAt = now;
+  if (scans.isDue(now)) {
+    scans.refreshed(now, now);
     supplies.rescan();
   }
 }

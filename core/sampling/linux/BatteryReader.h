@@ -1,9 +1,9 @@
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "core/async/Clock.h"
+#include "core/sampling/Cadence.h"
 #include "core/sampling/linux/PowerSupply.h"
 #include "core/values/JSONValue.h"
 
@@ -29,7 +29,8 @@ class BatteryReader {
   void lookForSupplies(Instant now);
 
   PowerSupplies supplies;
-  std::optional<Instant> scannedAt;
+  /// How soon a battery that was put in or a charger of a new dock is seen.
+  Cadence scans{std::chrono::seconds(10)};
 };
 
 }  // namespace orvik

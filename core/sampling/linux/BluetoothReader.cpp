@@ -26,20 +26,13 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 10> kinds{
      {"phone", "phone"},
      {"printer", "printer"}}};
 
-/// A property when it is of this type, otherwise null.
-template <typename Type>
-const Type* property(const UntypedValue* interface, std::string_view name) {
-  const UntypedValue* const value = interface == nullptr ? nullptr : interface->find(name);
-  return value == nullptr ? nullptr : value->get<Type>();
-}
-
-bool isTrue(const UntypedValue* interface, std::string_view name) {
-  const bool* const value = property<bool>(interface, name);
+bool isTrue(const UntypedValue& interface, std::string_view name) {
+  const bool* const value = interface.get<bool>(name);
   return value != nullptr && *value;
 }
 
 JSONValue kindOf(const UntypedValue& device) {
-  const auto* const icon = property<std::string>(&device, "Icon");
+  const auto* const icon = device.get<std::string>("Icon");
   const auto* const kind =
       icon == nullptr
           ? kinds.end()
@@ -48,8 +41,9 @@ JSONValue kindOf(const UntypedValue& device) {
 }
 
 JSONValue batteryOf(const UntypedValue& object) {
+  const UntypedValue* const battery = object.find("org.bluez.Battery1");
   const auto* const percentage =
-      property<std::int64_t>(object.find("org.bluez.Battery1"), "Percentage");
+      battery == nullptr ? nullptr : battery->get<std::int64_t>("Percentage");
   return percentage != nullptr && *percentage >= 0 && *percentage <= 100 ? JSONValue(*percentage)
                                                                          : JSONValue();
 }
@@ -65,12 +59,12 @@ JSONObject bluetoothMembers(const UntypedValue& objects) {
   std::vector<std::pair<std::string, JSONValue>> devices;
   for (const auto& [path, object] : *map) {
     if (const UntypedValue* const adapter = object.find("org.bluez.Adapter1")) {
-      isOn = isOn.value_or(false) || isTrue(adapter, "Powered");
+      isOn = isOn.value_or(false) || isTrue(*adapter, "Powered");
     }
     const UntypedValue* const device = object.find("org.bluez.Device1");
     // The alias is the name that the user gave, or else the device's own; there always is one.
-    const auto* const name = property<std::string>(device, "Alias");
-    if (name != nullptr && isTrue(device, "Connected")) {
+    const auto* const name = device == nullptr ? nullptr : device->get<std::string>("Alias");
+    if (name != nullptr && isTrue(*device, "Connected")) {
       devices.emplace_back(
           lowercased(*name),
           JSONObject{{"name", *name}, {"kind", kindOf(*device)}, {"battery", batteryOf(object)}});
@@ -86,7 +80,7 @@ JSONObject bluetoothMembers(const UntypedValue& objects) {
 }
 
 JSONObject BluetoothReader::read(SystemBus& bus, Instant now) {
-  if (!rest.isOver(now)) {
+  if (!rest.isDue(now)) {
     return {};
   }
   bus.allow(limit);
@@ -95,7 +89,7 @@ JSONObject BluetoothReader::read(SystemBus& bus, Instant now) {
                                  .interface = "org.freedesktop.DBus.ObjectManager",
                                  .name = "GetManagedObjects"});
   if (bus.isLate()) {
-    rest.begin(now);
+    rest.refreshed(now, now);
   }
   return objects ? bluetoothMembers(*objects) : JSONObject();
 }

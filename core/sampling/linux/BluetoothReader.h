@@ -3,7 +3,7 @@
 #include <chrono>
 
 #include "core/async/Clock.h"
-#include "core/sampling/linux/ServiceRest.h"
+#include "core/sampling/Cadence.h"
 #include "core/system/linux/SystemBus.h"
 #include "core/values/JSONValue.h"
 #include "core/values/UntypedValue.h"
@@ -24,7 +24,9 @@ class BluetoothReader {
 
  private:
   std::chrono::milliseconds limit;
-  ServiceRest rest;
+  /// One that did not answer in time is left alone for a while: it will hardly get better by being
+  /// asked, and waiting for it again delays the others.
+  Cadence rest{std::chrono::minutes(1)};
 };
 
 /// The same from the service's objects: a map from object to interface to property. Whatever is

@@ -5,9 +5,7 @@
 
 #include "core/async/Clock.h"
 #include "core/sampling/linux/BluetoothReader.h"
-#include "core/sampling/linux/DisplayReader.h"
 #include "core/sampling/linux/NetworkReader.h"
-#include "core/sampling/linux/USBReader.h"
 #include "core/sampling/linux/VolumeReader.h"
 #include "core/values/JSONValue.h"
 
@@ -34,9 +32,8 @@ class DevicesReader {
   [[nodiscard]] JSONObject read(const std::vector<MountedVolume>& volumes, Instant now);
 
  private:
+  std::string root;
   std::string busAddress;
-  USBReader usb;
-  DisplayReader displays;
   NetworkReader network;
   BluetoothReader bluetooth;
 };

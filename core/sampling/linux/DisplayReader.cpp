@@ -88,7 +88,7 @@ auto rank(const Display& display) { return std::pair(!display.isEnabled, !displa
 
 }  // namespace
 
-JSONValue DisplayReader::read() const {
+JSONValue readDisplays(const std::string& root) {
   const std::string folder = root + "/sys/class/drm/";
   std::vector<Display> displays;
   for (const std::string& name : namesIn(folder)) {

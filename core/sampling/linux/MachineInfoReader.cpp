@@ -1,7 +1,5 @@
 #include "core/sampling/linux/MachineInfoReader.h"
 
-#include <openssl/evp.h>
-
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -10,10 +8,11 @@
 #include <string_view>
 #include <vector>
 
-#include "core/sampling/linux/MachineNames.h"
 #include "core/sampling/linux/CoreTypes.h"
 #include "core/sampling/linux/KernelText.h"
+#include "core/sampling/linux/MachineNames.h"
 #include "core/system/linux/TextFile.h"
+#include "core/values/Base64.h"
 #include "core/values/Text.h"
 
 namespace orvik {
@@ -24,15 +23,6 @@ namespace {
 constexpr auto computerIcon = std::to_array<std::uint8_t>({
 #include "core/ComputerIcon.inc"
 });
-
-std::string standardBase64(const auto& bytes) {
-  // Four characters for each three bytes, and the zero byte that the library puts behind them.
-  std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0');
-  EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()), bytes.data(),
-                  static_cast<int>(bytes.size()));
-  text.pop_back();
-  return text;
-}
 
 void setText(JSONObject& info, std::string_view key, const std::optional<std::string>& text) {
   if (text) {
@@ -169,7 +159,7 @@ JSONObject MachineInfoReader::read() const {
     info.set("ram_gb", *gibibytes);
   }
   setText(info, "macos", systemName());
-  info.set("icon_png", standardBase64(computerIcon));
+  info.set("icon_png", base64(computerIcon));
   return info;
 }
 

@@ -86,13 +86,13 @@ std::optional<DefaultRoute> NetworkReader::defaultRoute() const {
 }
 
 std::string NetworkReader::linkName(SystemBus& bus, const DefaultRoute& route, Instant now) {
-  if (rest.isOver(now)) {
+  if (rest.isDue(now)) {
     bus.allow(limits.connectionName);
     std::string name = connectionName(bus, route.interface);
     if (!bus.isLate()) {
       link = Link{.route = route, .name = std::move(name), .toldAt = now};
     } else {
-      rest.begin(now);
+      rest.refreshed(now, now);
     }
   }
   const bool isKnown = link && link->route == route && now - link->toldAt < linkNameLife;

@@ -7,8 +7,8 @@
 
 #include "core/async/Clock.h"
 #include "core/async/SlowQuestions.h"
+#include "core/sampling/Cadence.h"
 #include "core/sampling/linux/RouteTable.h"
-#include "core/sampling/linux/ServiceRest.h"
 #include "core/system/linux/SystemBus.h"
 #include "core/values/JSONValue.h"
 
@@ -62,7 +62,8 @@ class NetworkReader {
 
   std::string root;
   Limits limits;
-  ServiceRest rest;
+  /// A service that did not answer in time is left alone for a while.
+  Cadence rest{std::chrono::minutes(1)};
   std::optional<Link> link;
   SlowQuestions<std::optional<std::string>> reverseNames;
   std::optional<Router> router;

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "core/sampling/linux/KernelText.h"
 #include "core/sampling/linux/CounterRate.h"
+#include "core/sampling/linux/KernelText.h"
 #include "core/system/linux/TextFile.h"
 #include "core/values/JSONValue.h"
 

@@ -3,8 +3,8 @@
 #include <optional>
 #include <string>
 
-#include "core/sampling/linux/KernelText.h"
 #include "core/sampling/linux/CounterRate.h"
+#include "core/sampling/linux/KernelText.h"
 #include "core/system/linux/TextFile.h"
 #include "core/values/JSONValue.h"
 

@@ -9,11 +9,6 @@ namespace orvik {
 
 namespace {
 
-using namespace std::chrono_literals;
-
-/// How soon a device that was plugged in is seen.
-constexpr auto rescanInterval = 30s;
-
 void add(JSONObject& keys, std::string_view key, std::optional<double> value) {
   if (value) {
     keys.set(key, pyRound(*value, 1));
@@ -58,10 +53,10 @@ JSONObject SensorReader::read() {
 }
 
 void SensorReader::lookForSensors(Instant time) {
-  if (scannedAt && time - *scannedAt < rescanInterval) {
+  if (!scans.isDue(time)) {
     return;
   }
-  scannedAt = time;
+  scans.refreshed(time, time);
   temperature.rescan();
   graphicsReader.rescan();
   packagePower.rescan();

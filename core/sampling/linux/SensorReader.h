@@ -3,10 +3,11 @@
 #include <optional>
 #include <string>
 
+#include "core/sampling/Cadence.h"
 #include "core/sampling/PowerGuard.h"
 #include "core/sampling/linux/CoreFrequencies.h"
-#include "core/sampling/linux/GraphicsReader.h"
 #include "core/sampling/linux/CounterRate.h"
+#include "core/sampling/linux/GraphicsReader.h"
 #include "core/sampling/linux/PackagePower.h"
 #include "core/sampling/linux/PowerSupply.h"
 #include "core/sampling/linux/ProcessorTemperature.h"
@@ -47,7 +48,8 @@ class SensorReader {
   PowerSupplies supplies;
   CoreFrequencies frequencies;
   PowerGuard guard;
-  std::optional<Instant> scannedAt;
+  /// How soon a device that was plugged in is seen.
+  Cadence scans{std::chrono::seconds(30)};
   std::optional<Instant> readAt;
   bool hasCompared = false;
   JSONObject last;

@@ -67,7 +67,8 @@ std::string kindOf(const std::string& folder, const std::string& device,
 
 }  // namespace
 
-std::vector<USBDevice> USBReader::read(std::span<const MountedVolume> volumes) const {
+std::vector<USBDevice> readUSBDevices(const std::string& root,
+                                      std::span<const MountedVolume> volumes) {
   const std::string folder = root + "/sys/bus/usb/devices/";
   const std::vector<std::string> names = namesIn(folder);
   std::vector<USBDevice> devices;

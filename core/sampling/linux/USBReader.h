@@ -9,19 +9,10 @@
 
 namespace orvik {
 
-/// The devices on the machine's USB.
-class USBReader {
- public:
-  /// Reads below `root`.
-  explicit USBReader(std::string root) : root(std::move(root)) {}
-
-  /// In the order of the bus: a device comes before those that are connected to it. Hubs are not
-  /// listed. A device that carries volumes is linked to the first of them.
-  [[nodiscard]] std::vector<ConnectionsParsing::USBDevice> read(
-      std::span<const MountedVolume> volumes) const;
-
- private:
-  std::string root;
-};
+/// The devices on the machine's USB, below `root`, in the order of the bus: a device comes before
+/// those that are connected to it. Hubs are not listed. A device that carries volumes is linked to
+/// the first of them.
+[[nodiscard]] std::vector<ConnectionsParsing::USBDevice> readUSBDevices(
+    const std::string& root, std::span<const MountedVolume> volumes);
 
 }  // namespace orvik

@@ -18,20 +18,15 @@ namespace {
 /// Hosts of containers have thousands of mounts, of a kilobyte or two for each container.
 constexpr std::size_t mountInfoLimit = std::size_t{4} * 1024 * 1024;
 
-int hexadecimalDigit(char c) {
-  constexpr std::string_view digits = "0123456789abcdef";
-  const std::size_t value = digits.find(c);
-  return value == std::string_view::npos ? -1 : static_cast<int>(value);
-}
-
 /// udev writes the bytes that it does not want in a file name as \x20.
 std::string decodedLabel(std::string_view name) {
   std::string label;
   for (std::size_t i = 0; i < name.size(); ++i) {
-    const int high = i + 3 < name.size() ? hexadecimalDigit(name[i + 2]) : -1;
-    const int low = i + 3 < name.size() ? hexadecimalDigit(name[i + 3]) : -1;
-    if (name.substr(i, 2) == "\\x" && high >= 0 && low >= 0) {
-      label += static_cast<char>(high * 16 + low);
+    const auto byte = name.substr(i, 2) == "\\x" && i + 4 <= name.size()
+                          ? byteFromHex(name.substr(i + 2, 2))
+                          : std::nullopt;
+    if (byte) {
+      label += static_cast<char>(*byte);
       i += 3;
     } else {
       label += name[i];

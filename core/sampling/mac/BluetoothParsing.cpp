@@ -1,7 +1,6 @@
 #include "core/sampling/mac/BluetoothParsing.h"
 
 #include <unicode/uchar.h>
-#include <unicode/utf8.h>
 
 #include <algorithm>
 #include <array>
@@ -71,12 +70,10 @@ bool isLevel(double number) { return number >= 0 && number <= 100; }
 std::optional<std::int64_t> levelIn(std::string_view text) {
   constexpr UChar32 percent = 0x25;
   constexpr UChar32 arabicPercent = 0x66A;
-  const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
   std::optional<std::int64_t> level;
   bool hasEnded = false;
   for (std::size_t at = 0; at < text.size();) {
-    UChar32 character = 0;
-    U8_NEXT(bytes, at, text.size(), character);
+    const UChar32 character = nextCodePoint(text, at);
     const std::int32_t digit = u_charDigitValue(character);
     if (digit >= 0 && !hasEnded) {
       level = level.value_or(0) * 10 + digit;
@@ -193,8 +190,7 @@ std::optional<bool> isOn(const UntypedValue& controller) {
 }  // namespace
 
 JSONObject bluetooth(const UntypedValue& document) {
-  const UntypedValue* data = document.find("SPBluetoothDataType");
-  const auto* controllers = data == nullptr ? nullptr : data->get<UntypedValue::List>();
+  const auto* controllers = document.get<UntypedValue::List>("SPBluetoothDataType");
   if (controllers == nullptr) {
     return {};
   }

@@ -1,7 +1,9 @@
 #include "core/sampling/mac/MacInfoParsing.h"
 
 #include <algorithm>
+#include <charconv>
 #include <limits>
+#include <system_error>
 
 #include "core/values/JSONReader.h"
 #include "core/values/NumberText.h"
@@ -22,8 +24,7 @@ std::optional<std::int64_t> wholeFrequency(const UntypedValue& value) {
 
 /// The largest frequency under this key that is at least 1 MHz.
 std::optional<std::int64_t> top(const UntypedValue& chip, std::string_view key) {
-  const UntypedValue* member = chip.find(key);
-  const auto* list = member == nullptr ? nullptr : member->get<UntypedValue::List>();
+  const auto* list = chip.get<UntypedValue::List>(key);
   std::optional<std::int64_t> top;
   for (std::size_t i = 0; list != nullptr && i < list->size(); ++i) {
     if (const auto frequency = wholeFrequency((*list)[i]); frequency && *frequency >= 1) {
@@ -83,6 +84,26 @@ Cores cores(const std::vector<PerformanceLevel>& levels) {
     }
   }
   return cores;
+}
+
+std::optional<std::array<std::int64_t, 3>> versionParts(std::string_view text) {
+  std::array<std::int64_t, 3> parts{};
+  const char* position = text.data();
+  const char* const end = position + text.size();
+  for (std::int64_t& part : parts) {
+    const auto parsed = std::from_chars(position, end, part);
+    if (parsed.ec != std::errc{} || part < 0) {
+      return std::nullopt;
+    }
+    position = parsed.ptr;
+    if (position == end) {
+      return parts;
+    }
+    if (*position++ != '.') {
+      return std::nullopt;
+    }
+  }
+  return std::nullopt;
 }
 
 std::string version(std::int64_t major, std::int64_t minor, std::int64_t patch) {

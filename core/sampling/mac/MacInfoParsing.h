@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -32,6 +33,10 @@ struct Cores {
   bool operator==(const Cores&) const = default;
 };
 [[nodiscard]] Cores cores(const std::vector<PerformanceLevel>& levels);
+
+/// The major, minor and patch number of a version; the later ones may be missing. Nothing for any
+/// other text.
+[[nodiscard]] std::optional<std::array<std::int64_t, 3>> versionParts(std::string_view text);
 
 /// "14.2.1", "14.0".
 [[nodiscard]] std::string version(std::int64_t major, std::int64_t minor, std::int64_t patch);

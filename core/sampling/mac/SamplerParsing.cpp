@@ -113,11 +113,6 @@ std::optional<double> latestDate(const UntypedValue::List& list) {
   return latest;
 }
 
-const UntypedValue::List* listUnder(const UntypedValue& map, std::string_view key) {
-  const UntypedValue* value = map.find(key);
-  return value == nullptr ? nullptr : value->get<UntypedValue::List>();
-}
-
 }  // namespace
 
 JSONObject pmsetBattery(std::string_view text) {
@@ -163,9 +158,9 @@ std::optional<std::int64_t> lastBackup(std::string_view prefs) {
     return std::nullopt;
   }
   std::optional<double> latest;
-  if (const auto* destinations = listUnder(document, "Destinations")) {
+  if (const auto* destinations = document.get<UntypedValue::List>("Destinations")) {
     for (const UntypedValue& destination : *destinations) {
-      const auto* dates = listUnder(destination, "SnapshotDates");
+      const auto* dates = destination.get<UntypedValue::List>("SnapshotDates");
       const auto date = dates == nullptr ? std::nullopt : latestDate(*dates);
       latest = std::max(latest, date);
     }

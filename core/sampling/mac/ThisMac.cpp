@@ -3,10 +3,9 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/IOKitLib.h>
 
-#include <array>
-#include <charconv>
 #include <utility>
 
+#include "core/sampling/mac/MacInfoParsing.h"
 #include "core/sampling/mac/Sysctl.h"
 #include "core/system/mac/AutoreleasePool.h"
 #include "core/system/mac/Owned.h"
@@ -111,28 +110,9 @@ std::optional<std::string> ThisMac::productName() {
 }
 
 std::optional<MacSystem::Version> ThisMac::version() {
-  const auto text = Sysctl::text("kern.osproductversion");
-  if (!text) {
-    return std::nullopt;
-  }
-  // "14.2.1"; the later parts may be missing.
-  std::array<std::int64_t, 3> parts{};
-  const char* position = text->data();
-  const char* const end = position + text->size();
-  for (std::int64_t& part : parts) {
-    const auto parsed = std::from_chars(position, end, part);
-    if (parsed.ec != std::errc{} || part < 0) {
-      return std::nullopt;
-    }
-    position = parsed.ptr;
-    if (position == end) {
-      return Version{parts[0], parts[1], parts[2]};
-    }
-    if (*position++ != '.') {
-      return std::nullopt;
-    }
-  }
-  return std::nullopt;
+  const auto parts =
+      MacInfoParsing::versionParts(Sysctl::text("kern.osproductversion").value_or(""));
+  return parts ? std::optional(Version{(*parts)[0], (*parts)[1], (*parts)[2]}) : std::nullopt;
 }
 
 std::optional<std::string> ThisMac::iconPNG() { return icon; }

@@ -23,8 +23,7 @@ std::string propertyText(const UntypedValue& entry, std::string_view key) {
 }
 
 bool isOfClass(const UntypedValue& entry, std::string_view name) {
-  const UntypedValue* value = entry.find("IOObjectClass");
-  const auto* text = value == nullptr ? nullptr : value->get<std::string>();
+  const auto* text = entry.get<std::string>("IOObjectClass");
   return text != nullptr && *text == name;
 }
 

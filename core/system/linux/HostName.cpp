@@ -13,13 +13,6 @@ namespace orvik {
 
 namespace {
 
-/// What a pairing link may carry of a name.
-constexpr std::size_t longestName = 200;
-
-bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; }
-
-bool isControl(char byte) { return static_cast<unsigned char>(byte) < 0x20 || byte == '\x7f'; }
-
 /// The value of an assignment as a shell reads it, where nothing is to be expanded.
 std::string unquoted(std::string_view value) {
   std::string result;
@@ -61,21 +54,6 @@ std::optional<std::string> prettyHostName(std::string_view machineInfo) {
     machineInfo.remove_prefix(std::min(end + 1, machineInfo.size()));
   }
   return name;
-}
-
-std::optional<std::string> presentableName(std::string_view name) {
-  if (!isValidUTF8(name) || std::ranges::any_of(name, isControl)) {
-    return std::nullopt;
-  }
-  name = trimmed(name);
-  if (name.size() > longestName) {
-    std::size_t end = longestName;
-    while (isContinuation(name[end])) {
-      --end;
-    }
-    name = trimmed(name.substr(0, end));
-  }
-  return name.empty() ? std::nullopt : std::optional<std::string>(name);
 }
 
 // The file that the host name service keeps is read instead of asking the service, which may have

@@ -11,8 +11,4 @@ namespace orvik {
 /// is none.
 [[nodiscard]] std::optional<std::string> prettyHostName(std::string_view machineInfo);
 
-/// A name that may be shown and sent: at most 200 bytes of it, cut between two characters. Nothing
-/// for one that is empty, not UTF-8, or has control characters.
-[[nodiscard]] std::optional<std::string> presentableName(std::string_view name);
-
 }  // namespace orvik

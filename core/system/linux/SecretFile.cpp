@@ -30,11 +30,11 @@ std::optional<struct stat> ownStatus(const FileDescriptor& file) {
 }
 
 /// Read in one piece and straight into what is returned, so that no copy stays behind.
-std::optional<Bytes> readSecret(const FileDescriptor& file, std::size_t size) {
+Bytes readSecret(const FileDescriptor& file, std::size_t size) {
   Bytes content(size);
   if (read(file.get(), content.data(), size) != static_cast<ssize_t>(size)) {
     wipe(content.data(), size);
-    return std::nullopt;
+    throw SecretStore::Unreadable();
   }
   return content;
 }
@@ -59,6 +59,9 @@ std::optional<Bytes> SecretFile::find(const Key& key) {
   // Without waiting for the other end, should it be a pipe.
   const FileDescriptor file(
       open(fileOf(key).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (!file && errno != ENOENT && errno != ENOTDIR && errno != ELOOP) {
+    throw Unreadable();
+  }
   const auto status = ownStatus(file);
   if (!status || !S_ISREG(status->st_mode) || (status->st_mode & anybodyElse) != 0 ||
       std::cmp_greater(status->st_size, longestSecret)) {

@@ -3,10 +3,12 @@
 #include <libsecret/secret.h>
 
 #include <algorithm>
+#include <future>
+#include <memory>
+#include <thread>
 #include <type_traits>
+#include <utility>
 #include <vector>
-
-#include "core/system/linux/GLibCalls.h"
 
 namespace orvik {
 
@@ -21,24 +23,27 @@ void require(bool succeeded) {
   }
 }
 
-using Milliseconds = std::chrono::milliseconds;
-using Item = GObjectHolder<SecretItem>;
-using Items = std::vector<Item>;
+/// How long a call may take to end when it is to end: most do at once, some ask a service to.
+constexpr std::chrono::seconds ending{1};
 
 struct Release {
+  void operator()(gpointer object) const { g_object_unref(object); }
   void operator()(GHashTable* table) const { g_hash_table_unref(table); }
   void operator()(GList* list) const { g_list_free(list); }
   void operator()(SecretValue* value) const { secret_value_unref(value); }
+  void operator()(GMainContext* context) const { g_main_context_unref(context); }
 };
-using Attributes = std::unique_ptr<GHashTable, Release>;
-using List = std::unique_ptr<GList, Release>;
-using Value = std::unique_ptr<SecretValue, Release>;
+template <typename Object>
+using Holder = std::unique_ptr<Object, Release>;
+using Item = Holder<SecretItem>;
+using Items = std::vector<Item>;
+using Cancellable = std::shared_ptr<GCancellable>;
 
 bool isLocked(const Item& item) { return secret_item_get_locked(item.get()) != FALSE; }
 
 /// Valid as long as the key is.
-Attributes attributesOf(const SecretStore::Key& key) {
-  Attributes attributes(g_hash_table_new(g_str_hash, g_str_equal));
+Holder<GHashTable> attributesOf(const SecretStore::Key& key) {
+  Holder<GHashTable> attributes(g_hash_table_new(g_str_hash, g_str_equal));
   for (const auto& [name, value] :
        {std::pair{"service", &key.service}, {"account", &key.account}}) {
     g_hash_table_insert(attributes.get(), const_cast<char*>(name),
@@ -75,33 +80,29 @@ class PromptingService {
     return registered;
   }
 
-  /// As if the user had. False when none has been shown.
-  static bool dismissPrompt(SecretService* service) {
-    auto* const shown =
-        service == nullptr ? nullptr : g_object_get_data(G_OBJECT(service), shownKey);
-    if (shown != nullptr) {
-      g_dbus_proxy_call(G_DBUS_PROXY(shown), "Dismiss", nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START,
-                        -1, nullptr, nullptr, nullptr);
-    }
-    return shown != nullptr;
-  }
-
  private:
-  static constexpr const char* shownKey = "orvik-prompt";
-
   static void initialise(gpointer type, gpointer /*data*/) {
     auto* const service = static_cast<SecretServiceClass*>(type);
     service->prompt_async = show;
     service->prompt_finish = finish;
   }
   static void show(SecretService* self, SecretPrompt* prompt, const GVariantType* resultType,
-                   GCancellable* /*cancellable*/, GAsyncReadyCallback callback, gpointer data) {
-    g_object_set_data_full(G_OBJECT(self), shownKey, g_object_ref(prompt), g_object_unref);
+                   GCancellable* cancellable, GAsyncReadyCallback callback, gpointer data) {
+    if (cancellable != nullptr) {
+      // Not by the library, which then never gives up its connection to the bus.
+      g_signal_connect_object(cancellable, "cancelled", G_CALLBACK(dismiss), prompt,
+                              G_CONNECT_SWAPPED);
+    }
     secret_prompt_perform(prompt, nullptr, resultType, nullptr, end,
                           g_task_new(self, nullptr, callback, data));
   }
+  /// As if the user had.
+  static void dismiss(GDBusProxy* prompt) {
+    g_dbus_proxy_call(prompt, "Dismiss", nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START, -1, nullptr,
+                      nullptr, nullptr);
+  }
   static void end(GObject* prompt, GAsyncResult* result, gpointer data) {
-    const GObjectHolder<GTask> task(G_TASK(data));
+    const Holder<GTask> task(G_TASK(data));
     GError* error = nullptr;
     GVariant* const given = secret_prompt_perform_finish(SECRET_PROMPT(prompt), result, &error);
     if (error != nullptr) {
@@ -118,31 +119,47 @@ class PromptingService {
   }
 };
 
-/// One connection to the service, with a session in which secrets pass the bus encrypted.
-class Conversation {
+/// What the library's objects put off, on the thread that makes them. The application's own main
+/// loop is nobody's business here.
+class OwnMainContext {
  public:
-  explicit Conversation(const SecretServiceStore::Limits& limits) : limits(limits) {
-    const auto connected =
-        await(limits.answer, [](auto... rest) { g_bus_get(G_BUS_TYPE_SESSION, rest...); });
-    bus.reset(g_bus_get_finish(connected.get(), nullptr));
+  OwnMainContext() : context(g_main_context_new()) {
+    g_main_context_push_thread_default(context.get());
+  }
+  OwnMainContext(const OwnMainContext&) = delete;
+  OwnMainContext& operator=(const OwnMainContext&) = delete;
+  ~OwnMainContext() {
+    // What has been put off until the context is idle holds references.
+    while (g_main_context_iteration(context.get(), FALSE) != FALSE) {
+    }
+    g_main_context_pop_thread_default(context.get());
+  }
+
+ private:
+  Holder<GMainContext> context;
+};
+
+/// One connection to the service, with a session in which secrets pass the bus encrypted. Belongs
+/// to the thread that makes it; waits without end unless it is cancelled.
+class Service {
+ public:
+  explicit Service(Cancellable cancelled) : cancellable(std::move(cancelled)) {
+    bus.reset(g_bus_get_sync(G_BUS_TYPE_SESSION, cancellable.get(), nullptr));
     require(bus != nullptr && g_dbus_connection_is_closed(bus.get()) == FALSE);
     // This connection, which the libraries share, would otherwise end the process with the bus.
     g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
-    const auto opened = await(limits.answer, [](auto... rest) {
-      secret_service_open(PromptingService::type(), SecretServiceStore::serviceName,
-                          SECRET_SERVICE_OPEN_SESSION, rest...);
-    });
-    service.reset(secret_service_open_finish(opened.get(), nullptr));
+    // Not the library's own instance, which would outlive the bus.
+    service.reset(
+        secret_service_open_sync(PromptingService::type(), SecretServiceStore::serviceName,
+                                 SECRET_SERVICE_OPEN_SESSION, cancellable.get(), nullptr));
     require(service != nullptr);
   }
 
   Items search(const SecretStore::Key& key) {
-    const Attributes attributes = attributesOf(key);
-    const auto found = await(limits.answer, [&](auto... rest) {
-      secret_service_search(service.get(), nullptr, attributes.get(), SECRET_SEARCH_ALL, rest...);
-    });
     GError* error = nullptr;
-    const List list(secret_service_search_finish(service.get(), found.get(), &error));
+    const Holder<GList> list(secret_service_search_sync(service.get(), nullptr,
+                                                        attributesOf(key).get(), SECRET_SEARCH_ALL,
+                                                        cancellable.get(), &error));
     const bool isFound = error == nullptr;
     g_clear_error(&error);
     Items items;
@@ -155,121 +172,141 @@ class Conversation {
 
   /// Asks the user to unlock those that are locked.
   void unlock(const Items& items) {
-    List locked;
+    Holder<GList> locked;
     for (const Item& item : items) {
       if (isLocked(item)) {
         locked.reset(g_list_prepend(locked.release(), item.get()));
       }
     }
-    if (!locked) {
-      return;
+    if (locked) {
+      const gint count = secret_service_unlock_sync(service.get(), locked.get(), cancellable.get(),
+                                                    nullptr, nullptr);
+      require(count >= 0 && static_cast<guint>(count) == g_list_length(locked.get()));
     }
-    const auto unlocked = await(limits.prompt, [&](auto... rest) {
-      secret_service_unlock(service.get(), locked.get(), rest...);
-    });
-    const gint count =
-        secret_service_unlock_finish(service.get(), unlocked.get(), nullptr, nullptr);
-    require(count >= 0 && static_cast<guint>(count) == g_list_length(locked.get()));
   }
 
-  std::optional<Bytes> secretOf(SecretItem* item) {
-    const auto loaded =
-        await(limits.answer, [&](auto... rest) { secret_item_load_secret(item, rest...); });
-    require(secret_item_load_secret_finish(item, loaded.get(), nullptr) != FALSE);
-    const Value value(secret_item_get_secret(item));
+  Bytes secretOf(SecretItem* item) {
+    require(secret_item_load_secret_sync(item, cancellable.get(), nullptr) != FALSE);
+    const Holder<SecretValue> value(secret_item_get_secret(item));
     require(value != nullptr);
     gsize size = 0;
     const gchar* const data = secret_value_get(value.get(), &size);
     const ByteView bytes = bytesOf({data, size});
-    return Bytes(bytes.begin(), bytes.end());
+    return {bytes.begin(), bytes.end()};
   }
 
+  /// Some services ask the user whether it is meant.
   void remove(SecretItem* item) {
-    // Some services ask whether it is meant.
-    const auto removed =
-        await(limits.prompt, [&](auto... rest) { secret_item_delete(item, rest...); });
-    require(secret_item_delete_finish(item, removed.get(), nullptr) != FALSE);
+    require(secret_item_delete_sync(item, cancellable.get(), nullptr) != FALSE);
   }
 
-  void add(const SecretStore::Key& key, std::string_view label, ByteView data) {
-    const Attributes attributes = attributesOf(key);
-    const Value value(secret_value_new(textOf(data).data(), static_cast<gssize>(data.size()),
-                                       "application/octet-stream"));
-    // Unlocks the collection, or makes the first one, by asking the user.
-    const auto stored = await(limits.prompt, [&](auto... rest) {
-      secret_service_store(service.get(), nullptr, attributes.get(), SECRET_COLLECTION_DEFAULT,
-                           std::string(label).c_str(), value.get(), rest...);
-    });
-    require(secret_service_store_finish(service.get(), stored.get(), nullptr) != FALSE);
+  /// Unlocks the collection, or makes the first one, by asking the user.
+  void add(const SecretStore::Key& key, const std::string& label, SecretValue* value) {
+    require(secret_service_store_sync(service.get(), nullptr, attributesOf(key).get(),
+                                      SECRET_COLLECTION_DEFAULT, label.c_str(), value,
+                                      cancellable.get(), nullptr) != FALSE);
   }
 
  private:
-  template <typename Start>
-  GObjectHolder<GAsyncResult> await(Milliseconds limit, Start start) {
-    auto result = calls.await(limit, start, [&](GCancellable* cancellable) {
-      if (!PromptingService::dismissPrompt(service.get())) {
-        g_cancellable_cancel(cancellable);
-      }
-    });
-    require(result != nullptr);
-    return result;
-  }
-
-  SecretServiceStore::Limits limits;
   Silence silence;
-  GLibCalls calls;
-  GObjectHolder<GDBusConnection> bus;
-  GObjectHolder<SecretService> service;
+  OwnMainContext context;
+  Cancellable cancellable;
+  Holder<GDBusConnection> bus;
+  Holder<SecretService> service;
 };
+
+/// What `question` gives, asked on a thread of its own. When it does not end in time it is
+/// cancelled, and when it does not end then either, as the library's waiting for the user may not,
+/// its thread is left behind.
+template <typename Question>
+std::invoke_result_t<Question&, Service&> askWithin(std::chrono::milliseconds limit,
+                                                    Question question) {
+  const Cancellable cancellable(g_cancellable_new(), Release());
+  std::packaged_task<std::invoke_result_t<Question&, Service&>()> task(
+      [cancellable, question = std::move(question)]() mutable {
+        Service service(cancellable);
+        return question(service);
+      });
+  auto result = task.get_future();
+  std::thread(std::move(task)).detach();
+  if (result.wait_for(limit) != std::future_status::ready) {
+    g_cancellable_cancel(cancellable.get());
+    require(result.wait_for(ending) == std::future_status::ready);
+  }
+  return result.get();
+}
 
 }  // namespace
 
 template <typename Question>
-auto SecretServiceStore::ask(Question question) {
-  using Result = std::invoke_result_t<Question&, Conversation&>;
-  if (std::chrono::steady_clock::now() < restEnd) {
-    return Result{};
-  }
+auto SecretServiceStore::ask(std::chrono::milliseconds limit, Question question) {
+  require(std::chrono::steady_clock::now() >= restEnd);
   try {
-    Conversation conversation(limits);
-    return question(conversation);
-  } catch (const ServiceFailure&) {
+    return askWithin(limit, std::move(question));
+  } catch (...) {
     restEnd = std::chrono::steady_clock::now() + limits.rest;
-    return Result{};
+    throw ServiceFailure();
   }
 }
 
 std::optional<Bytes> SecretServiceStore::find(const Key& key) {
-  return ask([&](Conversation& conversation) -> std::optional<Bytes> {
-    const Items items = conversation.search(key);
-    if (items.empty()) {
-      return std::nullopt;
+  struct Found {
+    std::optional<Bytes> secret = {};
+    bool isLocked = false;
+  };
+  try {
+    const Found found = ask(limits.answer, [key](Service& service) -> Found {
+      const Items items = service.search(key);
+      const auto readable = std::ranges::find_if_not(items, isLocked);
+      return readable == items.end() ? Found{.isLocked = !items.empty()}
+                                     : Found{.secret = service.secretOf(readable->get())};
+    });
+    if (!found.isLocked) {
+      return found.secret;
     }
-    const auto readable = std::ranges::find_if_not(items, isLocked);
-    if (readable != items.end()) {
-      return conversation.secretOf(readable->get());
-    }
-    conversation.unlock(items);
-    return conversation.secretOf(items.front().get());
-  });
+    return ask(limits.prompt, [key](Service& service) {
+      const Items items = service.search(key);
+      require(!items.empty());
+      service.unlock(items);
+      return service.secretOf(items.front().get());
+    });
+  } catch (const ServiceFailure&) {
+    throw Unreadable();
+  }
 }
 
 bool SecretServiceStore::remove(const Key& key) {
-  return ask([&](Conversation& conversation) {
-    const Items items = conversation.search(key);
-    conversation.unlock(items);
-    for (const Item& item : items) {
-      conversation.remove(item.get());
-    }
-    return true;
-  });
+  try {
+    const bool isThere =
+        ask(limits.answer, [key](Service& service) { return !service.search(key).empty(); });
+    return !isThere || ask(limits.prompt, [key](Service& service) {
+      const Items items = service.search(key);
+      service.unlock(items);
+      for (const Item& item : items) {
+        service.remove(item.get());
+      }
+      return true;
+    });
+  } catch (const ServiceFailure&) {
+    return false;
+  }
 }
 
 bool SecretServiceStore::add(const Key& key, std::string_view label, ByteView data) {
-  return ask([&](Conversation& conversation) {
-    conversation.add(key, label, data);
-    return true;
-  });
+  const std::shared_ptr<SecretValue> value(
+      secret_value_new(textOf(data).data(), static_cast<gssize>(data.size()),
+                       "application/octet-stream"),
+      Release());
+  try {
+    // One that does not answer need not be waited for as long as for a user.
+    return ask(limits.answer, [](Service& /*service*/) { return true; }) &&
+           ask(limits.prompt, [key, value, name = std::string(label)](Service& service) {
+             service.add(key, name, value.get());
+             return true;
+           });
+  } catch (const ServiceFailure&) {
+    return false;
+  }
 }
 
 }  // namespace orvik

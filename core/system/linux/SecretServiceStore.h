@@ -9,13 +9,13 @@ namespace orvik {
 /// Secrets in the desktop's own store, the service org.freedesktop.secrets on the session bus: in
 /// its default collection, each with the attributes "service" and "account". Where a collection is
 /// locked, the desktop asks the user to unlock it; as long as it stays locked its items cannot be
-/// found, removed or replaced.
+/// read, removed or replaced.
 class SecretServiceStore final : public SecretStore {
  public:
   static constexpr const char* serviceName = "org.freedesktop.secrets";
 
   struct Limits {
-    /// For each single answer of the service; it may first have to be started.
+    /// For what the service answers by itself; it may first have to be started.
     std::chrono::milliseconds answer;
     /// For what the user may be asked for.
     std::chrono::milliseconds prompt;
@@ -36,9 +36,9 @@ class SecretServiceStore final : public SecretStore {
   [[nodiscard]] bool add(const Key& key, std::string_view label, ByteView data) override;
 
  private:
-  /// What `question` gives; a failure begins the rest and gives an empty result.
+  /// What `question` gives. Throws when it fails or does not end in time, which begins the rest.
   template <typename Question>
-  auto ask(Question question);
+  auto ask(std::chrono::milliseconds limit, Question question);
 
   Limits limits;
   std::chrono::steady_clock::time_point restEnd;

@@ -102,7 +102,7 @@ std::optional<UntypedValue> readValue(sd_bus_message* message) {
     case SD_BUS_TYPE_INT64:
       return readBasic<std::int64_t, std::int64_t>(message, type);
     case SD_BUS_TYPE_UINT64:
-      return readBasic<std::uint64_t, std::int64_t>(message, type);
+      return readBasic<std::uint64_t, std::uint64_t>(message, type);
     case SD_BUS_TYPE_DOUBLE:
       return readBasic<double, double>(message, type);
     case SD_BUS_TYPE_STRING:

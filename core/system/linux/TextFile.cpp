@@ -10,6 +10,8 @@
 #include <charconv>
 #include <memory>
 
+#include "core/values/Text.h"
+
 namespace orvik {
 
 namespace {
@@ -110,14 +112,10 @@ std::optional<std::string> readText(const std::string& path, std::size_t limit) 
 }
 
 std::string readLine(const std::string& path) {
-  constexpr std::string_view whiteSpace(" \t\r\n\0", 5);
   std::array<char, lineLimit> buffer{};
   const std::string_view text = TextFile(path).readShort(buffer).value_or("");
-  const std::size_t start = text.find_first_not_of(whiteSpace);
-  if (start == std::string::npos) {
-    return {};
-  }
-  return std::string(text.substr(start, text.find_last_not_of(whiteSpace) + 1 - start));
+  // Texts of the device tree end with a zero byte.
+  return std::string(trimmed(text.substr(0, text.find('\0'))));
 }
 
 std::string pathIn(std::string_view folder, std::string_view name) {

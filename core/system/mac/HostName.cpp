@@ -3,7 +3,6 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <SystemConfiguration/SystemConfiguration.h>
 
-#include <algorithm>
 #include <array>
 
 #include "core/system/mac/Owned.h"
@@ -12,27 +11,20 @@ namespace orvik {
 
 namespace {
 
-/// What a pairing link may carry of a name, and a zero byte.
-constexpr std::size_t longestName = 201;
-
-bool isControl(char byte) { return static_cast<unsigned char>(byte) < 0x20 || byte == '\x7f'; }
+/// Four times what is shown of a name, and a zero byte. A longer one nobody has given.
+constexpr std::size_t room = 801;
 
 }  // namespace
 
 std::optional<std::string> localizedHostName() {
   const Owned<CFStringRef> copied(SCDynamicStoreCopyComputerName(nullptr, nullptr));
-  std::array<char, longestName> buffer{};
-  // A name that does not fit is refused as a whole: nobody has given such a one.
+  std::array<char, room> buffer{};
   if (!copied ||
       CFStringGetCString(copied.get(), buffer.data(), static_cast<CFIndex>(buffer.size()),
                          kCFStringEncodingUTF8) == 0) {
     return std::nullopt;
   }
-  std::string name = buffer.data();
-  if (name.empty() || std::ranges::any_of(name, isControl)) {
-    return std::nullopt;
-  }
-  return name;
+  return presentableName(buffer.data());
 }
 
 }  // namespace orvik

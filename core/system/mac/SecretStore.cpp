@@ -53,14 +53,17 @@ class Keychain final : public SecretStore {
     query.set(kSecReturnData, kCFBooleanTrue);
     query.set(kSecMatchLimit, kSecMatchLimitOne);
     if (query.get() == nullptr) {
-      return std::nullopt;
+      throw Unreadable();
     }
     CFTypeRef result = nullptr;
     const OSStatus status = SecItemCopyMatching(query.get(), &result);
     const Owned<CFTypeRef> found(result);
+    if (status == errSecItemNotFound) {
+      return std::nullopt;
+    }
     const CFDataRef data = status == errSecSuccess ? dataIn(found.get()) : nullptr;
     if (data == nullptr) {
-      return std::nullopt;
+      throw Unreadable();
     }
     const ByteView bytes = bytesOf(data);
     return Bytes(bytes.begin(), bytes.end());

@@ -23,13 +23,19 @@ export async function openEnvelope(message: string, keys: Keys): Promise<Opened>
       sealed.length < 16) {
     return { failure: "malformed" };
   }
+  const plain = await unseal(keys.encKey, nonce, additionalData(kind, keys.macId), sealed);
+  return plain === undefined ? { failure: "notAuthentic" } : { kind, payload: new TextDecoder().decode(plain) };
+}
+
+/** AES-GCM with a tag of 16 bytes at the end of `sealed`. Nothing when the tag is wrong. */
+export async function unseal(
+  key: CryptoKey, nonce: Uint8Array<ArrayBuffer>, additionalData: Uint8Array<ArrayBuffer>,
+  sealed: Uint8Array<ArrayBuffer>,
+): Promise<ArrayBuffer | undefined> {
   try {
-    const plain = await crypto.subtle.decrypt(
-      { name: "AES-GCM", iv: nonce, additionalData: additionalData(kind, keys.macId) },
-      keys.encKey, sealed);
-    return { kind, payload: new TextDecoder().decode(plain) };
+    return await crypto.subtle.decrypt({ name: "AES-GCM", iv: nonce, additionalData }, key, sealed);
   } catch {
-    return { failure: "notAuthentic" };
+    return undefined;
   }
 }
 

@@ -12,11 +12,11 @@ export interface Keys {
 /** Derives both keys. Afterwards the secret is needed no more. */
 export async function deriveKeys(macId: string, secret: Uint8Array<ArrayBuffer>): Promise<Keys> {
   const salt = bytesFromBase64(macId) ?? new Uint8Array();
-  const base = await crypto.subtle.importKey("raw", secret, "HKDF", false, ["deriveKey", "deriveBits"]);
+  const base = await keyMaterial(secret);
   const [encKey, token] = await Promise.all([
     crypto.subtle.deriveKey(
-      hkdf(salt, "orvik enc v1"), base, { name: "AES-GCM", length: 256 }, false, ["decrypt"]),
-    crypto.subtle.deriveBits(hkdf(salt, "orvik auth v1"), base, 256),
+      hkdf(salt, ascii("orvik enc v1")), base, { name: "AES-GCM", length: 256 }, false, ["decrypt"]),
+    crypto.subtle.deriveBits(hkdf(salt, ascii("orvik auth v1")), base, 256),
   ]);
   return { macId, encKey, token: new Uint8Array(token) };
 }
@@ -26,6 +26,16 @@ export function authentication(token: Uint8Array): string {
   return JSON.stringify({ auth: base64url(token) });
 }
 
-function hkdf(salt: Uint8Array<ArrayBuffer>, info: string): HkdfParams {
-  return { name: "HKDF", hash: "SHA-256", salt, info: new TextEncoder().encode(info) };
+/** The key that HKDF begins with. */
+export function keyMaterial(bytes: Uint8Array<ArrayBuffer>): Promise<CryptoKey> {
+  return crypto.subtle.importKey("raw", bytes, "HKDF", false, ["deriveKey", "deriveBits"]);
+}
+
+/** HKDF with SHA-256. */
+export function hkdf(salt: Uint8Array<ArrayBuffer>, info: Uint8Array<ArrayBuffer>): HkdfParams {
+  return { name: "HKDF", hash: "SHA-256", salt, info };
+}
+
+function ascii(text: string): Uint8Array<ArrayBuffer> {
+  return new TextEncoder().encode(text);
 }

@@ -3,13 +3,17 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <condition_variable>
 #include <cstdlib>
+#include <mutex>
 
 #include "core/BuildConstants.h"
 #include "core/alerts/AlertStateStore.h"
 #include "core/system/ReplaceFile.h"
 #include "core/system/UserDefaultsFile.h"
 #include "tests/support/Corpus.h"
+#include "tests/support/Environment.h"
+#include "tests/support/ManualClock.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace orvik {
@@ -38,33 +42,26 @@ class FailingFiles final : public FileOperations {
   bool staysFailed = false;
   int count = 0;
 
-  int open(const std::string& file) override { return fails() ? -1 : FileOperations::open(file); }
   ssize_t read(int file, char* to, std::size_t size) override {
-    return fails() ? -1 : FileOperations::read(file, to, size);
+    return orFail(FileOperations::read(file, to, size));
   }
   int createTemporary(std::string& file) override {
     return fails() ? -1 : FileOperations::createTemporary(file);
   }
   ssize_t write(int file, const char* from, std::size_t size) override {
-    const ssize_t written = FileOperations::write(file, from, (size + 1) / 2);
-    return fails() ? -1 : written;
+    return orFail(FileOperations::write(file, from, (size + 1) / 2));
   }
-  int sync(int file) override { return fails() ? -1 : FileOperations::sync(file); }
-  int close(int file) override {
-    const int result = FileOperations::close(file);
-    return fails() ? -1 : result;
-  }
+  int sync(int file) override { return orFail(FileOperations::sync(file)); }
+  int close(int file) override { return orFail(FileOperations::close(file)); }
   int rename(const std::string& from, const std::string& to) override {
     return fails() ? -1 : FileOperations::rename(from, to);
   }
-  int remove(const std::string& file) override {
-    return fails() ? -1 : FileOperations::remove(file);
-  }
-  int makeFolder(const std::string& folder) override {
-    return fails() ? -1 : FileOperations::makeFolder(folder);
-  }
 
  private:
+  template <typename Result>
+  Result orFail(Result result) {
+    return fails() ? -1 : result;
+  }
   bool fails() {
     const int number = count++;
     const bool isFailing = failAt >= 0 && (staysFailed ? number >= failAt : number == failAt);
@@ -78,8 +75,7 @@ bool isTemporary(const std::filesystem::directory_entry& entry) {
   return entry.is_regular_file() && name != "state" && name != "standard.json";
 }
 
-class AlertStateStoreTest : public testing::Test {
- protected:
+struct AlertStateStoreTest : testing::Test {
   AlertStateStore defaults(std::optional<std::string> suite = std::nullopt) {
     return AlertStateStore::userDefaults(
         std::move(suite), "alertEngine",
@@ -97,21 +93,6 @@ class AlertStateStoreTest : public testing::Test {
   std::shared_ptr<FailingFiles> files = std::make_shared<FailingFiles>();
 };
 
-TEST_F(AlertStateStoreTest, GivesBackWhatWasSaved) {
-  for (const AlertStateStore& store : {file(), defaults(), defaults("example.orvik.suite")}) {
-    EXPECT_EQ(store.load(), std::nullopt);
-    for (const AlertEngine& engine : {fullEngine(), AlertEngine()}) {
-      store.save(engine);
-      EXPECT_EQ(store.load(), engine);
-    }
-  }
-  EXPECT_EQ(test::contentsOf(folder.path / "state"),
-            R"({"diskArmed":true,"lowBatteryArmed":true,"tempArmed":true})");
-  const AlertStateStore memory = AlertStateStore::memory();
-  memory.save(fullEngine());
-  EXPECT_EQ(memory.load(), std::nullopt);
-}
-
 TEST_F(AlertStateStoreTest, LoadsOnlyWholeRecords) {
   const auto loads = [&](const std::string& text) {
     folder.write("state", text);
@@ -120,18 +101,18 @@ TEST_F(AlertStateStoreTest, LoadsOnlyWholeRecords) {
   const auto with = [](const std::string& member) {
     return R"({"diskArmed":true,"lowBatteryArmed":true,"tempArmed":true)" + member + "}";
   };
-  EXPECT_EQ(loads(with("")), AlertEngine());
   EXPECT_EQ(loads(with(R"(,"later":[{}])")), AlertEngine());
   const std::string full = fullEngine().json().text();
+  EXPECT_EQ(loads(full), fullEngine());
   for (std::size_t size = 0; size < full.size(); ++size) {
     EXPECT_EQ(loads(full.substr(0, size)), std::nullopt) << size;
   }
   for (const std::string& text :
-       {"{}"s, "[]"s, "null"s, std::string(64, '\0'), std::string(100'000, '['), full + full,
-        std::string(longestFile, ' ') + with(""), R"({"diskArmed":true,"lowBatteryArmed":true})"s,
-        R"({"diskArmed":1,"lowBatteryArmed":true,"tempArmed":true})"s, with(R"(,"lastOnAc":"no")"),
-        with(R"(,"lastOnAc":null)"), with(R"(,"tempHighSince":1.5)"), with(R"(,"lastTempMs":true)"),
-        with(R"(,"lastRaised":[])"), with(R"(,"lastRaised":{"temp_high":"1"})"),
+       {"[]"s, std::string(100'000, '['), full + full, std::string(longestFile, ' ') + with(""),
+        R"({"diskArmed":true,"lowBatteryArmed":true})"s,
+        R"({"diskArmed":1,"lowBatteryArmed":true,"tempArmed":true})"s, with(R"(,"lastOnAc":null)"),
+        with(R"(,"tempHighSince":1.5)"), with(R"(,"lastTempMs":9223372036854775808)"),
+        with(R"(,"lastRaised":[])"), with(R"(,"lastRaised":{"temp_high":18446744073709551615})"),
         with(R"(,"timeMachineReminder":{"at":1})"), with(R"(,"timeMachineReminder":7)")}) {
     EXPECT_EQ(loads(text), std::nullopt) << text.substr(0, 200);
   }
@@ -142,11 +123,11 @@ TEST_F(AlertStateStoreTest, LoadsOnlyWholeRecords) {
 
 TEST_F(AlertStateStoreTest, AnInterruptedSaveLeavesTheOldStateOrTheNew) {
   using Stored = std::optional<AlertEngine>;
-  for (const AlertStateStore& store : {file(), defaults()}) {
-    for (const auto& [old, isCrash] : {std::pair<Stored, bool>{std::nullopt, false},
-                                       {std::nullopt, true},
-                                       {AlertEngine(), false},
-                                       {AlertEngine(), true}}) {
+  for (const auto& [old, isCrash] : {std::pair<Stored, bool>{std::nullopt, false},
+                                     {std::nullopt, true},
+                                     {AlertEngine(), false},
+                                     {AlertEngine(), true}}) {
+    for (const AlertStateStore& store : {file(), defaults()}) {
       int kept = 0;
       int failAt = 0;
       // Until a save needs fewer operations than that, and all of it has been done.
@@ -178,7 +159,7 @@ TEST_F(AlertStateStoreTest, AnInterruptedSaveLeavesTheOldStateOrTheNew) {
   }
 }
 
-TEST_F(AlertStateStoreTest, PreferencesArePrivateAndKeepTheirOtherKeys) {
+TEST_F(AlertStateStoreTest, PreferencesArePrivateKeepTheirOtherKeysAndOutliveDamage) {
   UserDefaultsFile domain(preferences, "standard", files);
   const std::string bytes("\0\xFF\n", 3);
   EXPECT_TRUE(domain.set("other", bytes));
@@ -190,24 +171,19 @@ TEST_F(AlertStateStoreTest, PreferencesArePrivateAndKeepTheirOtherKeys) {
   EXPECT_EQ(std::filesystem::status(preferences / "standard.json").permissions(),
             perms::owner_read | perms::owner_write);
   // A suite that cannot be opened is the standard domain.
-  for (const std::string& name : {""s, "../outside"s, "/absolute"s, "a\0b"s}) {
+  for (const std::string& name : {""s, "../outside"s, "a\0b"s}) {
     EXPECT_EQ(defaults(name).load(), fullEngine()) << name;
   }
   // What cannot be read now may be readable later, and is not replaced.
   files->failAt = files->count;
   EXPECT_FALSE(domain.set("third", "3"));
   EXPECT_EQ(domain.data("other"), bytes);
-}
-
-TEST_F(AlertStateStoreTest, DamagedPreferencesStayUntilTheNextSave) {
-  std::filesystem::create_directories(preferences);
   for (const std::string& damaged :
-       {R"({"alertEngine":"e30)"s, "[1]"s, "\xFF\xFE"s, R"({"alertEngine":7})"s,
-        R"({"alertEngine":"*"})"s, R"({"alertEngine":"e30"})"s,
+       {R"({"alertEngine":"e30)"s, "[1]"s, R"({"alertEngine":7})"s, R"({"alertEngine":"*"})"s,
         std::string(longestFile + 1, '[')}) {
     folder.write("config/orvik/standard.json", damaged);
     EXPECT_EQ(defaults().load(), std::nullopt);
-    EXPECT_EQ(test::contentsOf(preferences / "standard.json"), damaged);
+    EXPECT_EQ(test::contentsOf(preferences / "standard.json"), damaged) << "until the next save";
     defaults().save(fullEngine());
     EXPECT_EQ(defaults().load(), fullEngine());
   }
@@ -215,47 +191,73 @@ TEST_F(AlertStateStoreTest, DamagedPreferencesStayUntilTheNextSave) {
 
 #ifdef __linux__
 TEST_F(AlertStateStoreTest, PreferencesFollowTheDesktopsRules) {
-  using Variable = std::optional<std::string>;
-  const auto exchange = [](const char* name, const Variable& value) {
-    const char* found = std::getenv(name);
-    const Variable former = found == nullptr ? Variable() : found;
-    value ? setenv(name, value->c_str(), 1) : unsetenv(name);
-    return former;
-  };
-  const std::string home = folder.path / "home";
   const std::string config = folder.path / "xdg";
-  const Variable formerHome = exchange("HOME", home);
-  const Variable formerConfig = exchange("XDG_CONFIG_HOME", config);
-  const std::string file = "/orvik/"s + build::applicationId + ".json";
-  EXPECT_TRUE(openUserDefaults(std::nullopt)->set("key", "value"));
-  EXPECT_TRUE(std::filesystem::exists(config + file));
-  for (const Variable& unusable : {Variable("relative"), Variable(""), Variable()}) {
-    exchange("XDG_CONFIG_HOME", unusable);
+  const std::string inHome = folder.path / ".config";
+  const test::Environment home("HOME", folder.path.string());
+  for (const auto& [variable, place] :
+       {std::pair{std::optional(config), config}, {"relative", inHome}, {std::nullopt, inHome}}) {
+    const test::Environment named("XDG_CONFIG_HOME", variable);
     EXPECT_TRUE(openUserDefaults(std::nullopt)->set("key", "value"));
-    EXPECT_TRUE(std::filesystem::remove(home + "/.config" + file));
+    EXPECT_TRUE(std::filesystem::remove(place + "/orvik/" + build::applicationId + ".json"));
   }
   EXPECT_EQ(openUserDefaults("a/b"), nullptr);
-  exchange("HOME", std::nullopt);
+  const test::Environment homeless("HOME", std::nullopt);
+  const test::Environment unnamed("XDG_CONFIG_HOME", std::nullopt);
   EXPECT_FALSE(openUserDefaults(std::nullopt)->set("key", "value"));
   EXPECT_EQ(openUserDefaults(std::nullopt)->data("key"), std::nullopt);
-  exchange("HOME", formerHome);
-  exchange("XDG_CONFIG_HOME", formerConfig);
 }
 #endif
 
-TEST(AlertStateStore, InTheBackgroundTheNewestStateIsSavedAtTheLatestAtItsEnd) {
-  std::vector<AlertEngine> saved;
-  AlertStateStore store = AlertStateStore::memory();
-  store.save = [&](const AlertEngine& engine) { saved.push_back(engine); };
-  store = AlertStateStore::inBackground(std::move(store));
+TEST(AlertStateStore, WrittenBehindNewsReachTheDiskAtOnceAndTheRestEveryTenMinutes) {
+  using namespace std::chrono_literals;
+  std::mutex lock;
+  std::condition_variable changed;
+  std::vector<AlertEngine> written;
+  AlertStateStore disk = AlertStateStore::memory();
+  disk.save = [&](const AlertEngine& engine) {
+    const std::lock_guard guard(lock);
+    written.push_back(engine);
+    changed.notify_all();
+  };
+  asio::io_context context;
+  const auto clock = std::make_shared<test::ManualClock>(context);
+  AlertStateStore store = AlertStateStore::writeBehind(disk, clock);
+  EXPECT_EQ(store.load(), std::nullopt);
   AlertEngine engine;
-  for (engine.lastTempMs = 1; *engine.lastTempMs <= 100; ++*engine.lastTempMs) {
+  {
+    // As on a disk that is slow.
+    const std::lock_guard guard(lock);
+    for (const bool isArmed : {true, false}) {
+      engine.diskArmed = isArmed;
+      store.save(engine);
+      EXPECT_EQ(store.load(), engine);
+    }
+  }
+  const auto isNewestWritten = [&] { return !written.empty() && written.back() == engine; };
+  std::size_t expected = 0;
+  for (const auto& [wait, isArmed, isWritten] : {std::tuple{0s, false, true},
+                                                 {599s, false, false},
+                                                 {1s, false, true},
+                                                 {599s, false, false},
+                                                 {0s, true, true},
+                                                 {599s, true, false},
+                                                 {1s, true, true},
+                                                 {30s, true, false}}) {
+    clock->advance(wait);
+    engine.lastTempMs = engine.lastTempMs.value_or(0) + (expected > 0 ? 1 : 0);
+    engine.diskArmed = isArmed;
     store.save(engine);
+    EXPECT_EQ(store.load(), engine);
+    std::unique_lock guard(lock);
+    if (isWritten) {
+      changed.wait(guard, isNewestWritten);
+    }
+    expected = isWritten ? std::max(expected + 1, written.size()) : expected;
+    EXPECT_EQ(written.size(), expected);
   }
   store = AlertStateStore::memory();
-  ASSERT_FALSE(saved.empty());
-  EXPECT_EQ(saved.back().lastTempMs, 100);
-  EXPECT_TRUE(std::ranges::is_sorted(saved, {}, &AlertEngine::lastTempMs));
+  EXPECT_EQ(written.size(), expected + 1);
+  EXPECT_TRUE(isNewestWritten()) << "at the end";
 }
 
 }  // namespace

@@ -48,6 +48,21 @@ TEST(MinuteHistory, GapsAndLateSamples) {
   EXPECT_EQ(text(history, 11 * 60), R"({"cpu":[null],"dm":[0],"t0":600,"temp":[null],"w":[10.0]})");
 }
 
+TEST(MinuteHistory, ForgetsWhatAClockThatWasAheadHasRecorded) {
+  MinuteHistory history;
+  for (const std::int64_t minute : {9, 10, 11, 500, 501}) {
+    history.add(sample(minute * 60, static_cast<double>(minute)));
+  }
+  history.forgetAfter(501 * 60);
+  EXPECT_EQ(history.points(502 * 60).size(), 5U) << "the present minute is none of those";
+  history.forgetAfter(11 * 60 + 5);
+  history.add(sample(11 * 60 + 5, 1.0));
+  history.add(sample(12 * 60, 1.0));
+  EXPECT_EQ(text(history, 12 * 60),
+            R"({"cpu":[9.0,10.0,1.0],"dm":[0,1,1],"t0":540,"temp":[null,null,null],)"
+            R"("w":[null,null,null]})");
+}
+
 TEST(MinuteHistory, IgnoresSamplesWithoutTimeOrReadings) {
   MinuteHistory history;
   for (const JSONObject& unusable :

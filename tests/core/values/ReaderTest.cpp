@@ -20,10 +20,7 @@ std::string repeated(std::string_view part, std::size_t times) {
 std::string rewritten(std::string_view json) { return JSONValue::any(readJSON(json)).text(); }
 
 TEST(JSONReader, KeepsIntegersDoublesAndBooleansApart) {
-  const struct {
-    const char* text;
-    const char* written;
-  } cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {R"({"b":true,"i":1,"d":1.0})", R"({"b":true,"d":1.0,"i":1})"},
       {" [ 1e2 , -7 , 9223372036854775807 ] ", "[100.0,-7,9223372036854775807]"},
       {R"({"a":1,"a":2})", R"({"a":2})"},
@@ -31,6 +28,9 @@ TEST(JSONReader, KeepsIntegersDoublesAndBooleansApart) {
       // Read to the nearest double, where a cheaper reader is one unit off.
       {"[8.90299999999999, 1.7976931348623157e308, 5e-324, 123456789012345678901234567890]",
        "[8.90299999999999,1.7976931348623157e+308,5e-324,1.2345678901234568e+29]"},
+      // No signed integer, and never a negative one.
+      {"[9223372036854775808,18446744073709551615,-9223372036854775808]",
+       "[9.223372036854776e+18,1.8446744073709552e+19,-9223372036854775808]"},
       {"null", "null"},
   };
   for (const auto& [text, written] : cases) {
@@ -157,17 +157,6 @@ TEST(PropertyList, RefusesDamageDepthAndBombs) {
                   std::string(plistHead) + "<dict><key>a"});
   for (const std::string& bytes : refused) {
     EXPECT_THROW((void)readPropertyList(bytes), PropertyListError) << bytes.substr(0, 60);
-  }
-  // Whatever is cut off or changed, nothing worse than a refusal comes of it.
-  for (std::size_t i = 8; i < whole.size(); ++i) {
-    for (const int change : {0x01, 0x80, 0xFF}) {
-      std::string damaged = whole;
-      damaged[i] = static_cast<char>(damaged[i] ^ change);
-      try {
-        (void)readPropertyList(damaged);
-      } catch (const PropertyListError&) {
-      }
-    }
   }
 }
 

@@ -18,7 +18,7 @@ std::string linkWith(const std::string& name) {
 
 TEST(PairingLink, ReadsWhatTheComputerShows) {
   const Pairing pairing = Pairing::generate();
-  const PairingLink link = PairingLink::read(" " + pairing.link("Zoë’s Mac.2") + "\r\n");
+  const PairingLink link = PairingLink::read(" " + pairing.link("Zoë’s Mac.2").text() + "\r\n");
   EXPECT_EQ(link.pairing, pairing);
   EXPECT_EQ(link.name, "Zoë’s Mac.2");
 }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <fstream>
 #include <future>
 #include <memory>
 
@@ -17,7 +18,7 @@ constexpr std::chrono::hours timeout{1};
 constexpr const char* noBus = "unix:path=/nonexistent/bus";
 
 /// The start-up volume has 1000 bytes and the others 500.
-std::optional<VolumeCapacity> capacityOnPaper(const std::string& place) {
+std::optional<VolumeCapacity> fixedCapacity(const std::string& place) {
   if (place.ends_with("gone")) {
     return std::nullopt;
   }
@@ -37,124 +38,29 @@ JSONObject connectionsOf(const std::string& root, const VolumeReader::CapacityOf
   return connections;
 }
 
-struct Machine {
-  const char* tree;
-  const char* connections;
-  /// But for the picture, which is the same everywhere.
-  const char* info;
-};
-
-// Each text is one line of JSON, broken between its members.
-const Machine machines[] = {
-    {"laptop-devices",
-     R"({"displays":[)"
-     R"({"builtin":false,"height":1440,"main":false,"name":"WIDE 27","refresh_hz":59.95,"width":2560},)"
-     R"({"builtin":true,"height":1200,"main":true,"name":"Built-in display","refresh_hz":60.04,"width":1920}],)"
-     R"("network":{"gateway":"192.168.1.254","link":"enp0s31f6","router":"router.lan"},)"
-     R"("usb":[)"
-     R"({"kind":"keyboard","maker":"Keys","name":"Kéyboard","speed":"1,5 Mb/s","storage":false,"volume":null},)"
-     R"({"kind":"other","maker":null,"name":"1234:00ab","speed":"12 Mb/s","storage":false,"volume":null},)"
-     R"({"kind":"camera","maker":"Maker","name":"Camera","speed":"480 Mb/s","storage":false,"volume":null},)"
-     R"({"kind":"storage","maker":"Maker","name":"Portable SSD","speed":"10 Gb/s","storage":true,"volume":"back\\up"}],)"
-     R"("volumes":[)"
-     R"({"free_bytes":400,"is_time_machine":false,"name":"Zoë\\s","protocol":"NVMe","size_bytes":1000},)"
-     R"({"free_bytes":200,"is_time_machine":true,"name":"back\\up","protocol":"USB","size_bytes":500},)"
-     R"({"free_bytes":200,"is_time_machine":false,"name":"build","protocol":"Network","size_bytes":500},)"
-     R"({"free_bytes":200,"is_time_machine":false,"name":"card","protocol":"Secure Digital","size_bytes":500},)"
-     R"({"free_bytes":200,"is_time_machine":false,"name":"Portable SSD","protocol":"USB","size_bytes":500}]})",
-     R"-({"chip":"11th Gen Intel Core i7-1165G7","e_cores":0,"macos":"Debian GNU/Linux 12 (bookworm)",)-"
-     R"("model_id":"20XW005GMZ","p_cores":2,"p_max_mhz":4700,)"
-     R"("product_name":"Lenovo ThinkPad X1 Carbon Gen 9","ram_gb":16})"},
-    {"server-devices",
-     R"({"displays":[],)"
-     R"("network":{"gateway":"2001:db8::1","link":"eno1","router":"router.lan"},"usb":[],"volumes":[)"
-     R"({"free_bytes":400,"is_time_machine":false,"name":"/","protocol":"SATA","size_bytes":1000},)"
-     R"({"free_bytes":200,"is_time_machine":false,"name":"share","protocol":"Network","size_bytes":500},)"
-     R"({"free_bytes":200,"is_time_machine":false,"name":"tank","protocol":null,"size_bytes":500}]})",
-     R"({"chip":"Intel Xeon Gold 6130","e_cores":0,"macos":"Alpine Linux","model_id":"PowerEdge R740",)"
-     R"("p_cores":2,"product_name":"Dell PowerEdge R740","ram_gb":128})"},
-    {"board-devices",
-     R"({"displays":[{"builtin":true,"height":480,"main":true,"name":"Built-in display","refresh_hz":null,"width":800}],)"
-     R"("network":{"gateway":null,"link":"ppp0","router":null},)"
-     R"("usb":[{"kind":"storage","maker":null,"name":"Stick","speed":"5 Gb/s","storage":true,"volume":"data"}],)"
-     R"("volumes":[)"
-     R"({"free_bytes":400,"is_time_machine":false,"name":"/","protocol":"eMMC","size_bytes":1000},)"
-     R"({"free_bytes":200,"is_time_machine":false,"name":"data","protocol":"USB","size_bytes":500}]})",
-     R"({"chip":"Rockchip RK3588","e_cores":1,"e_max_mhz":1800,"model_id":"radxa,rock-5b","p_cores":2,)"
-     R"("p_max_mhz":2400,"product_name":"Radxa ROCK 5B","ram_gb":8})"},
-    {"desktop-devices",
-     R"({"displays":[)"
-     R"({"builtin":false,"height":1080,"main":false,"name":"GSM 5B08","refresh_hz":60.05,"width":1920},)"
-     R"({"builtin":false,"height":null,"main":true,"name":"DP-2","refresh_hz":null,"width":null}],)"
-     R"("network":null,"usb":[)"
-     R"({"kind":"printer","maker":null,"name":"Printer","speed":"20 Gb/s","storage":false,"volume":null},)"
-     R"({"kind":"other","maker":null,"name":"?","speed":null,"storage":false,"volume":null}],)"
-     R"("volumes":[)"
-     R"({"free_bytes":400,"is_time_machine":false,"name":"/","protocol":"SATA","size_bytes":1000},)"
-     R"({"free_bytes":200,"is_time_machine":false,"name":"home","protocol":null,"size_bytes":500},)"
-     R"({"free_bytes":200,"is_time_machine":false,"name":"image","protocol":"Disk Image","size_bytes":500},)"
-     R"({"free_bytes":200,"is_time_machine":false,"name":"windows","protocol":"SATA","size_bytes":500}]})",
-     R"({"chip":"12th Gen Intel Core i7-12700K","e_cores":2,"e_max_mhz":3800,"model_id":"PRO Z690-A",)"
-     R"("p_cores":1,"p_max_mhz":5000,"product_name":"Micro-Star International PRO Z690-A","ram_gb":64})"},
-    {"container-devices", R"({"displays":[],"network":null,"usb":[],"volumes":[]})", "{}"},
-};
-
 TEST(DevicesReader, DescribesWholeMachines) {
-  for (const Machine& machine : machines) {
-    SCOPED_TRACE(machine.tree);
-    const FixtureTree tree({machine.tree});
-    const auto connections = connectionsOf(tree.root().string(), capacityOnPaper, "back\\up");
-    EXPECT_EQ(JSONValue(connections).text(), machine.connections);
-    JSONObject info = MachineInfoReader(tree.root().string()).read();
-    const JSONValue* const picture = info.find("icon_png");
-    ASSERT_NE(picture, nullptr);
+  std::ifstream machines(ORVIK_FIXTURES "/linux/devices.txt");
+  int count = 0;
+  for (std::string machine, connected, info; std::getline(machines, machine);) {
+    if (machine.starts_with('#')) {
+      continue;
+    }
+    ASSERT_TRUE(std::getline(machines, connected) && std::getline(machines, info));
+    ++count;
+    SCOPED_TRACE(machine);
+    const FixtureTree tree = machine.starts_with("odd")
+                                 ? FixtureTree{"laptop-devices", "board-devices", machine}
+                                 : FixtureTree{machine};
+    const auto connections = connectionsOf(tree.root().string(), fixedCapacity, "back\\up");
+    EXPECT_EQ(JSONValue(connections).text(), connected);
+    JSONObject described = MachineInfoReader(tree.root().string()).read();
     // The PNG signature and the start of its header: 13 bytes, "IHDR", 128 wide, 128 high.
-    EXPECT_TRUE(picture->get<std::string>()->starts_with("iVBORw0KGgoAAAANSUhEUgAAAIAAAACA"));
-    info.erase("icon_png");
-    EXPECT_EQ(JSONValue(info).text(), machine.info);
+    EXPECT_TRUE(
+        described.get<std::string>("icon_png")->starts_with("iVBORw0KGgoAAAANSUhEUgAAAIAAAACA"));
+    described.erase("icon_png");
+    EXPECT_EQ(JSONValue(described).text(), info);
   }
-}
-
-TEST(DevicesReader, LivesWithWhatNoKernelWouldSay) {
-  const FixtureTree tree({"laptop-devices", "board-devices"});
-  tree.write("proc/self/mountinfo",
-             "\n36 35\n36 35 8:0 / / rw ext4 /dev/sda rw\n36 35 8:0 / / rw - ext4\n"
-             "1 2 x / /mnt/x rw - ext4 a b\n1 2 8:9 / relative rw - ext4 a b\n"
-             "1 2 9:9 / /mnt/\\9\\04\\377 rw -  - - ext4 /dev/sda rw\n"
-             "1 2 9:9 / /mnt/cycle\\04\\377 rw - ext4 /dev/sda rw\n"
-             "1 2 0:9 / /mnt/none rw - btrfs /dev/ rw\n"
-             // A file that is mounted hides the folder neither of its own file system nor itself.
-             "1 2 8:3 /set /set rw - ext4 a b\n1 2 8:3 /folder /mnt/data rw - ext4 a b\n"
-             "1 2 8:4 /set /mnt/data/set rw - ext4 a b\n"
-             "1 2 8:7 / /mnt/hidden rw - ext4 a b\n1 2 0:8 / /mnt/hidden rw - tmpfs a b\n");
-  tree.write("set", "");
-  tree.write("mnt/data/set", "");
-  // A device that lies below itself, and one that is a link to itself.
-  std::filesystem::create_directories(tree.root() / "sys/devices/loop/slaves");
-  std::filesystem::create_symlink("..", tree.root() / "sys/devices/loop/slaves/a");
-  std::filesystem::create_symlink("../../devices/loop", tree.root() / "sys/dev/block/9:9");
-  std::filesystem::create_symlink("8:7", tree.root() / "sys/dev/block/8:7");
-  std::filesystem::create_symlink("1-9", tree.root() / "sys/bus/usb/devices/1-9");
-  tree.write("sys/bus/usb/devices/1-1.2/bDeviceClass", "zz");
-  tree.write("sys/bus/usb/devices/1-2/product", std::string("\xff\n\x01\0", 4));
-  tree.write("sys/class/drm/card1-eDP-1/modes", "0x0\n-1x5\n");
-  tree.remove("sys/class/drm/card1-eDP-1/edid");
-  tree.remove("sys/class/drm/card1-HDMI-A-1");
-  std::filesystem::create_directories(tree.root() / "sys/class/drm/card1-HDMI-A-1/status");
-  tree.write("proc/net/route", "ppp0\t0\nppp0 00000000 zz 0001 0 0 0 00000000\n");
-  EXPECT_EQ(
-      JSONValue(connectionsOf(tree.root().string(), capacityOnPaper)).text(),
-      R"({"displays":[{"builtin":true,"height":480,"main":false,"name":"Built-in display","refresh_hz":null,"width":800},)"
-      R"({"builtin":true,"height":null,"main":true,"name":"Built-in display","refresh_hz":null,"width":null}],)"
-      R"("network":null,"usb":[)"
-      R"({"kind":"other","maker":null,"name":"1234:00ab","speed":"12 Mb/s","storage":false,"volume":null},)"
-      R"({"kind":"camera","maker":"Maker","name":"�\n\u0001","speed":"480 Mb/s","storage":false,"volume":null},)"
-      R"({"kind":"storage","maker":"Maker","name":"Portable SSD","speed":"10 Gb/s","storage":false,"volume":null},)"
-      R"({"kind":"storage","maker":null,"name":"Stick","speed":"5 Gb/s","storage":false,"volume":null}],)"
-      R"("volumes":[)"
-      R"({"free_bytes":200,"is_time_machine":false,"name":"cycle\\04�","protocol":null,"size_bytes":500},)"
-      R"({"free_bytes":200,"is_time_machine":false,"name":"data","protocol":null,"size_bytes":500},)"
-      R"({"free_bytes":200,"is_time_machine":false,"name":"none","protocol":null,"size_bytes":500}]})");
+  EXPECT_EQ(count, 6);
 }
 
 TEST(DevicesReader, AsksForTheRoutersNameOnceInFiveMinutes) {

@@ -83,6 +83,11 @@ const std::map<std::string, std::function<JSONValue(std::string_view)>> parsers{
     {"links", links},
     {"macmon", macmonKeys},
     {"router", [](auto text) { return orNull(routerName(text)); }},
+    {"version",
+     [](auto text) {
+       const auto parts = MacInfoParsing::versionParts(text);
+       return parts ? JSONValue(Array(parts->begin(), parts->end())) : JSONValue();
+     }},
     {"cores", coreCounts},
     {"frequencies", [](auto text) {
        const auto top = MacInfoParsing::maxMHz(text);

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -70,6 +71,19 @@ TEST_F(SecretFileTest, WhatOthersCouldHaveSeenOrMadeIsAbsent) {
   }
 }
 
+TEST_F(SecretFileTest, WhatCannotBeOpenedIsNoReasonForAnother) {
+  ASSERT_TRUE(store.add(key, "Label", secret));
+  struct rlimit former {};
+  getrlimit(RLIMIT_NOFILE, &former);
+  const struct rlimit none {
+    0, former.rlim_max
+  };
+  setrlimit(RLIMIT_NOFILE, &none);
+  EXPECT_THROW((void)store.find(key), SecretStore::Unreadable);
+  setrlimit(RLIMIT_NOFILE, &former);
+  EXPECT_EQ(store.find(key), secret);
+}
+
 TEST_F(SecretFileTest, WithoutAPlaceNothingIsStored) {
   home.write("file", "");
   for (const fs::path& nowhere : {fs::path(), home.path / "file" / "orvik", home.path / "file"}) {
@@ -80,27 +94,36 @@ TEST_F(SecretFileTest, WithoutAPlaceNothingIsStored) {
   EXPECT_FALSE(store.add({.service = "a", .account = "/../b"}, "Label", secret));
 }
 
-TEST_F(SecretFileTest, InReserveItHasWhatTheFirstStoreCannotKeep) {
+TEST_F(SecretFileTest, BehindAKeyringItHasWhatThatCannotKeep) {
   const Bytes newer{1};
   struct Case {
     const char* name;
-    bool canRemove, canAdd;
-    std::optional<Bytes> inFirst, inFile;
+    bool canFind, canRemove, canAdd;
+    std::optional<Bytes> removedFromFile, inKeyring, inFile;
   };
-  for (const Case& first : {Case{"open", true, true, newer, std::nullopt},
-                            {"without a collection", true, false, std::nullopt, newer},
-                            {"locked", false, false, secret, std::nullopt}}) {
+  for (const Case& does :
+       {Case{"open", true, true, true, std::nullopt, newer, std::nullopt},
+        {"without a collection", true, true, false, std::nullopt, std::nullopt, newer},
+        {"locked", false, false, false, secret, secret, secret}}) {
     const auto keyring = std::make_shared<test::MemorySecretStore>();
     FallbackSecretStore both(keyring, std::make_shared<SecretFile>(folder));
+    EXPECT_EQ(both.find(key), std::nullopt);
+    keyring->canFind = does.canFind;
+    if (!does.canFind) {
+      EXPECT_THROW((void)both.find(key), SecretStore::Unreadable) << "none or not, nobody knows";
+    }
     ASSERT_TRUE(store.add(key, "Label", secret));
     EXPECT_EQ(both.find(key), secret) << "from before there was a keyring";
     ASSERT_TRUE(keyring->add(key, "Label", secret));
-    keyring->canRemove = first.canRemove;
-    keyring->canAdd = first.canAdd;
-    EXPECT_EQ(both.remove(key), first.canRemove) << first.name;
-    EXPECT_EQ(both.add(key, "Label", newer), first.canRemove) << first.name;
-    EXPECT_EQ(keyring->find(key), first.inFirst) << first.name;
-    EXPECT_EQ(store.find(key), first.inFile) << first.name;
+    keyring->canRemove = does.canRemove;
+    keyring->canAdd = does.canAdd;
+    EXPECT_EQ(both.remove(key), does.canRemove) << does.name;
+    EXPECT_EQ(store.find(key), does.removedFromFile) << "both or neither: " << does.name;
+    EXPECT_EQ(both.add(key, "Label", newer), does.canRemove) << does.name;
+    keyring->canFind = true;
+    EXPECT_EQ(keyring->find(key), does.inKeyring) << does.name;
+    EXPECT_EQ(store.find(key), does.inFile) << does.name;
+    store.remove(key);
   }
 }
 

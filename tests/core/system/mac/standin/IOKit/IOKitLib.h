@@ -1,2 +1,0 @@
-#pragma once
-#include "tests/core/system/mac/standin/StandIn.h"
