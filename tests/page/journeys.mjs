@@ -200,7 +200,9 @@ journey("several computers: pasted, chosen, renamed, removed", async (stage) => 
   // Opening a link again replaces its computer and adds none.
   await page.goto("about:blank");
   await page.goto(server.link);
-  await phase(page, "live");
+  // A second visit is asked whether to install.
+  await tap(page, ".sheet .plain");
+  await count(page, ".sheet", 0);
   await tap(page, ".chooser");
   await count(page, ".card", 2);
 });
