@@ -15,14 +15,7 @@ using Behaviour = ScriptedSocket::Behaviour;
 class AlertDelivery : public test::RelayClientFixture {
  protected:
   AlertDelivery() {
-    prepare = [this](ScriptedSocket& socket) {
-      socket.onSend = [this, &socket](const std::string& text) {
-        if (text == "ping") {
-          socket.says("pong");
-        }
-        noteAlert(text);
-      };
-    };
+    answersPings = true;
     isOnMains(true);
     client->start();
     clock->settle();
@@ -45,15 +38,6 @@ class AlertDelivery : public test::RelayClientFixture {
                    [this](const std::exception_ptr&) { ++emitted; });
     clock->settle();
   }
-  void noteAlert(const std::string& text) {
-    if (text.starts_with(R"({"c")")) {
-      const auto opened = Envelope::open(text, pairing);
-      EXPECT_EQ(opened.kind, Envelope::Kind::alert);
-      const auto alert = Alert::from(JSONValue::any(readJSON(opened.plaintext)));
-      ASSERT_TRUE(alert.has_value());
-      arrived.push_back(alert->value.value_or(0));
-    }
-  }
   /// A new connection in place of the last one, which ends.
   void reconnect() {
     session->socket().ends();
@@ -61,7 +45,6 @@ class AlertDelivery : public test::RelayClientFixture {
   }
   std::vector<double> takeArrived() { return std::exchange(arrived, {}); }
 
-  std::vector<double> arrived;
   int emitted = 0;
 };
 
@@ -87,7 +70,7 @@ TEST_F(AlertDelivery, AFailingSendKeepsItsAlertAndAllAfterIt) {
     queue(value);
   }
   session->socket().onSend = [&](const std::string& text) {
-    noteAlert(text);
+    note(text);
     session->socket().sending = Behaviour::fails;
   };
   presence(0, 0);

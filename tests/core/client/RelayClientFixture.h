@@ -49,7 +49,12 @@ class RelayClientFixture : public testing::Test {
  protected:
   RelayClientFixture() {
     session->onNew = [this](ScriptedSocket& socket) {
-      socket.onSend = [this](const std::string& text) { note(text); };
+      socket.onSend = [this, &socket](const std::string& text) {
+        if (text == "ping" && answersPings) {
+          socket.says("pong");
+        }
+        note(text);
+      };
       if (prepare) {
         prepare(socket);
       }
@@ -71,11 +76,16 @@ class RelayClientFixture : public testing::Test {
         RelayClient::Dependencies{context.get_executor(), clock, session, alerts});
   }
 
-  /// Notes what the client sends, as "seconds kind".
+  /// Notes what the client sends, as "seconds kind", and of alerts the values, 0 for none.
   void note(const std::string& text) {
     std::string kind = text;
     if (text.starts_with(R"({"c")")) {
-      const UntypedValue payload = readJSON(Envelope::open(text, pairing).plaintext);
+      const auto opened = Envelope::open(text, pairing);
+      const UntypedValue payload = readJSON(opened.plaintext);
+      if (opened.kind == Envelope::Kind::alert) {
+        arrived.push_back(Alert::from(JSONValue::any(payload)).value().value.value_or(0));
+        return;
+      }
       kind = *payload.find("kind")->get<std::string>();
       kind += payload.find("history") != nullptr ? "+history" : "";
     } else if (text.starts_with(R"({"auth")")) {
@@ -122,7 +132,9 @@ class RelayClientFixture : public testing::Test {
   Pairing pairing = Pairing(Bytes(16, 1), Bytes(32, 2));
   std::function<void(ScriptedSocket&)> prepare;
   std::function<void(const RelayState&)> onState;
+  bool answersPings = false;
   std::vector<std::string> timeline;
+  std::vector<double> arrived;
   std::vector<RelayState> states;
   bool stopped = false;
   Instant zero;
