@@ -144,9 +144,9 @@ class World {
             .value = std::stod(value),
             .epochMs = epochMilliseconds(clock->unixNow())};
   }
-  void mains(const std::string& onMains) {
+  void read(const std::string& members) {
     const std::string epoch = std::to_string(epochSeconds(clock->unixNow()));
-    source->alertText = R"({"epoch":)" + epoch + R"(,"on_ac":)" + onMains + "}";
+    source->alertText = R"({"epoch":)" + epoch + "," + members + "}";
   }
   void setSending(const std::string& how) {
     if (how == "works") {
@@ -194,7 +194,7 @@ class World {
       // The machine.
       {"sampling", [this](Text time) { source->duration = seconds(time); }},
       {"sample", [this](Text text) { source->alertText = text; }},
-      {"mains", [this](Text on) { mains(on); }},
+      {"reads", [this](Text members) { read(members); }},
       {"source", [this](Text how) { source->fails = how == "fails"; }},
       {"unix", [this](Text time) { clock->unixStart += seconds(time); }},
       {"queue", [this](Text value) { alerts->append(alert(value)); }},
@@ -240,7 +240,7 @@ TEST(RelayClient, DoesWhatTheScenariosSay) {
       ++actions;
     }
   }
-  EXPECT_EQ(actions, 248);
+  EXPECT_EQ(actions, 259);
 }
 
 TEST(Adding, PutsOneMemberAtTheEnd) {
