@@ -11,7 +11,6 @@
 
 #include "core/sampling/linux/BluetoothReader.h"
 #include "core/sampling/linux/NetworkReader.h"
-#include "core/values/JSONReader.h"
 #include "tests/support/BusDaemon.h"
 #include "tests/support/FixtureTree.h"
 #include "tests/support/TemporaryFolder.h"
@@ -118,22 +117,6 @@ TEST(BusServices, ConnectedBluetoothDevicesAreListedByName) {
   EXPECT_EQ(JSONValue(readBluetooth(bus.address, 1h)).text(),
             R"({"bluetooth":[{"battery":null,"kind":"other","name":"Mouse"},)"
             R"({"battery":87,"kind":"headset","name":"Zoë's buds"}],"bluetooth_on":true})");
-}
-
-TEST(BusServices, OddBluetoothObjectsAreSkippedOneByOne) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"{}", R"({"bluetooth":[],"bluetooth_on":null})"},
-      {R"({"/a":{"org.bluez.Adapter1":{"Powered":1}},"/b":{"org.bluez.Adapter1":{}}})",
-       R"({"bluetooth":[],"bluetooth_on":false})"},
-      {R"({"/a":7,"/b":{"org.bluez.Device1":[]},"/c":{"org.bluez.Device1":{"Alias":3,"Connected":true}},
-          "/d":{"org.bluez.Device1":{"Alias":"D","Connected":true,"Icon":5},
-                "org.bluez.Battery1":{"Percentage":101}}})",
-       R"({"bluetooth":[{"battery":null,"kind":"other","name":"D"}],"bluetooth_on":null})"},
-      {"[]", "{}"},
-  };
-  for (const auto& [objects, members] : cases) {
-    EXPECT_EQ(JSONValue(bluetoothMembers(readJSON(objects))).text(), members);
-  }
 }
 
 TEST(BusServices, TheLinkHasTheNameOfItsConnectionWhichASilentServiceIsNotAskedFor) {
