@@ -176,5 +176,20 @@ TEST_F(AlertDelivery, TheNextClientGoesOnWhereThisOneWas) {
   EXPECT_EQ(takeArrived().size(), 1U) << "plugged in while no client ran";
 }
 
+TEST_F(AlertDelivery, AClockThatIsPutRightSilencesNothing) {
+  const auto next = [this](const char* diskUse) {
+    source->alertText = R"({"epoch":)" + std::to_string(epochSeconds(clock->unixNow())) +
+                        R"(,"disk_pct":)" + diskUse + "}";
+    clock->advance(30s);
+    return takeArrived();
+  };
+  presence(0, 0);
+  clock->unixStart += 24h;
+  EXPECT_THAT(next("95.0"), ElementsAre(95));
+  EXPECT_THAT(next("50.0"), IsEmpty());
+  clock->unixStart -= 24h;
+  EXPECT_THAT(next("95.0"), ElementsAre(95));
+}
+
 }  // namespace
 }  // namespace orvik
