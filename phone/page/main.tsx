@@ -30,9 +30,16 @@ const state = createState({
 const install = watchInstall(opening.isInstalled, state.setInstallable);
 
 /** The worker fetches the whole page once more: not before the first value has come. */
-const registerWorker = () => { updates ??= watchUpdates(version, state.setUpdateWaits); };
-const stopWaiting = effect(() => { if (state.view.current.beats.value > 0) setTimeout(registerWorker, 500); });
-setTimeout(() => { stopWaiting(); registerWorker(); }, registerAtLatestMs);
+const registerWorker = () => {
+  stopWaiting();
+  updates ??= watchUpdates(version, state.setUpdateWaits);
+};
+const latest = setTimeout(() => { registerWorker(); }, registerAtLatestMs);
+const stopWaiting = effect(() => {
+  if (state.view.current.beats.value === 0) return;
+  clearTimeout(latest);
+  setTimeout(registerWorker, 500);
+});
 
 window.addEventListener("online", state.networkChanged);
 window.addEventListener("offline", state.networkChanged);

@@ -168,9 +168,9 @@ export function createState(around: Surroundings): State {
       ...(old?.stored.peek().ownName === undefined ? {} : { ownName: old.stored.peek().ownName }),
     };
     const computer = new Computer(stored, surroundings);
-    const others = computers.peek().filter((each) => each !== old).slice(1 - mostComputers);
-    computers.value = [...others, computer].sort(
-      (a, b) => a.stored.peek().addedAtMs - b.stored.peek().addedAtMs);
+    computers.value = old === undefined
+      ? [...computers.peek().slice(1 - mostComputers), computer]
+      : computers.peek().map((each) => each === old ? computer : each);
     void storage.putComputer(stored).then((written) => {
       wrote(written);
       if (written === "written") around.persist();
@@ -224,9 +224,10 @@ export function createState(around: Surroundings): State {
     isRead = true;
     const present = new Set(computers.peek().map((each) => each.macId));
     const known = stored.filter(({ keys }) => !present.has(keys.macId));
-    const again = stored.find(({ keys }) => keys.macId === scanned)?.ownName;
-    if (scanned !== undefined && again !== undefined) rename(scanned, again);
-    computers.value = [...known.map((each) => new Computer(each, surroundings)), ...computers.peek()];
+    const again = stored.find(({ keys }) => keys.macId === scanned);
+    if (again !== undefined) for (const each of computers.peek()) keepPlace(each, again);
+    computers.value = [...computers.peek(), ...known.map((each) => new Computer(each, surroundings))].sort(
+      (a, b) => a.stored.peek().addedAtMs - b.stored.peek().addedAtMs);
     change({ removed: settings.removed.filter((macId) => macId !== scanned) });
     if (opening.isInstalled) await showInstalled(opening);
     const first = chosen.peek()?.macId ?? settings.chosen;
@@ -238,6 +239,12 @@ export function createState(around: Surroundings): State {
     });
     await chosen.peek()?.restore();
     isReady.value = true;
+  }
+
+  /** A computer that is scanned again keeps its name and its place in the list. */
+  function keepPlace(computer: Computer, { addedAtMs, ownName }: StoredComputer): void {
+    computer.stored.value = { ...computer.stored.peek(), addedAtMs, ...(ownName === undefined ? {} : { ownName }) };
+    void storage.putComputer(computer.stored.peek()).then(wrote);
   }
 
   async function showEarly(opening: Opening): Promise<string | undefined> {

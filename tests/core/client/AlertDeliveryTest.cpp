@@ -147,39 +147,48 @@ TEST_F(AlertDelivery, AValueThatIsNoNumberIsSentOnce) {
   EXPECT_THAT(takeArrived(), ElementsAre(0, 0, 91.5));
 }
 
-TEST_F(AlertDelivery, TheNextClientSendsWhatWaits) {
-  isOnMains(false);
-  clock->advance(30s);
-  stop();
-  client = makeClient();
-  client->start();
-  clock->settle();
-  presence(0, 0);
-  EXPECT_THAT(takeArrived(), ElementsAre(0));
-}
-
-TEST_F(AlertDelivery, TheStateIsSavedWhenItChangesAndGoesOnInTheNextRun) {
+TEST_F(AlertDelivery, TheNextClientGoesOnWhereThisOneWas) {
   std::vector<AlertEngine> saved;
   alertState = {.load = [&] { return saved.empty() ? std::nullopt : std::optional(saved.back()); },
                 .save = [&](const AlertEngine& engine) { saved.push_back(engine); }};
-  stop();
-  client = makeClient();
-  source->checks.clear();
-  client->start();
-  clock->advance(31s);
+  const auto startAnother = [this] {
+    stop();
+    client = makeClient();
+    client->start();
+    clock->settle();
+  };
+  startAnother();
   source->fails = true;
   clock->advance(30s);
   source->fails = false;
+  const std::size_t checks = source->checks.size();
   clock->advance(30s);
-  EXPECT_EQ(source->checks.size(), 4U) << "a check that fails is followed by the next";
+  EXPECT_EQ(source->checks.size(), checks + 1) << "a check that fails is followed by the next";
   EXPECT_EQ(saved.size(), 1U) << "on mains, and that is all there is to remember";
-  stop();
   isOnMains(false);
-  client = makeClient();
-  client->start();
-  clock->settle();
+  clock->advance(30s);
+  startAnother();
   presence(0, 0);
-  EXPECT_EQ(takeArrived().size(), 1U) << "unplugged while the program did not run";
+  EXPECT_EQ(takeArrived().size(), 1U) << "what has waited, and nothing twice";
+  isOnMains(true);
+  startAnother();
+  presence(0, 0);
+  EXPECT_EQ(takeArrived().size(), 1U) << "plugged in while no client ran";
+}
+
+TEST_F(AlertDelivery, AClockThatIsPutRightSilencesNothing) {
+  const auto next = [this](const char* diskUse) {
+    source->alertText = R"({"epoch":)" + std::to_string(epochSeconds(clock->unixNow())) +
+                        R"(,"disk_pct":)" + diskUse + "}";
+    clock->advance(30s);
+    return takeArrived();
+  };
+  presence(0, 0);
+  clock->unixStart += 24h;
+  EXPECT_THAT(next("95.0"), ElementsAre(95));
+  EXPECT_THAT(next("50.0"), IsEmpty());
+  clock->unixStart -= 24h;
+  EXPECT_THAT(next("95.0"), ElementsAre(95));
 }
 
 }  // namespace

@@ -1,10 +1,10 @@
-import type { ComponentType } from "preact";
 import { useEffect, useLayoutEffect, useMemo, useState } from "preact/hooks";
 import type { Problem, View } from "../../state/view.js";
 import type { Texts } from "../../words/texts.js";
 import { type Screen, ScreenContext, type ScreenName } from "./context.js";
 import { Connecting } from "./connecting/Connecting.js";
-import { later, useLater } from "./later.js";
+import { Later } from "./Later.js";
+import { later } from "./parts.js";
 import { Live } from "./live/Live.js";
 
 /** The page. Which screen is open is an entry of the browser's history, so that the phone's own "back" leads out. */
@@ -60,15 +60,6 @@ function Open({ name, view }: { name: ScreenName; view: View }) {
   const phase = view.current.phase.value;
   if (phase === "replaced" || phase === "foreign") return <Later load={later.replaced} />;
   return view.current.sample.value === undefined ? <Connecting /> : <Live />;
-}
-
-/** A part of the page that is loaded when it is first shown. */
-export function Later<Props extends object>({
-  load,
-  ...props
-}: { load: () => Promise<ComponentType<Props>> } & Props) {
-  const Part = useLater(load) as ComponentType<object> | undefined;
-  return Part === undefined ? null : <Part {...props} />;
 }
 
 // With a computer on the page, a bad link is a notice over it: what is there goes on.

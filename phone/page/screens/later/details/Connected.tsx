@@ -3,6 +3,7 @@ import type { Texts } from "../../../words/texts.js";
 import { useScreen } from "../../first/context.js";
 import { IconRow } from "./IconRow.js";
 import { bluetooth, bluetoothIcon, display, network, usbIcon } from "./icons.js";
+import { SectionHead } from "./SectionHead.js";
 
 export function Connected() {
   const { view, texts } = useScreen();
@@ -18,7 +19,7 @@ export function Connected() {
   if (things.length === 0) return null;
   return (
     <section class="section pad connected">
-      <h2>{texts.w.connected}</h2>
+      <SectionHead title={texts.w.connected} />
       <ul>
         {things.map((thing, index) => (
           <IconRow key={index} {...thing} />
