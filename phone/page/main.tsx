@@ -43,6 +43,8 @@ const stopWaiting = effect(() => {
 
 window.addEventListener("online", state.networkChanged);
 window.addEventListener("offline", state.networkChanged);
+// Another link, opened in this very page: begins like any other.
+window.addEventListener("hashchange", () => { if (location.hash.length > 1) location.reload(); });
 watchVisibility(state.setVisible);
 void state.start(opening);
 

@@ -48,6 +48,8 @@ export interface Opening {
 
 /** A page that has been still for longer has slept, or its clock was set. */
 const jumpMs = 15_000;
+/** Some browsers ask the user for it: not before there is something to keep, and something to see. */
+const persistAfterMs = 20_000;
 /** Nobody watches more; every one of them costs a connection while the list is open. */
 const mostComputers = 32;
 
@@ -81,6 +83,7 @@ export function createState(around: Surroundings): State {
   let isVisible = false;
   let watchesAll = false;
   let liveMs = 0;
+  let wantsPersistence = false;
   let tickTimer: number | undefined;
   let early: EarlyConnection | undefined;
 
@@ -123,6 +126,10 @@ export function createState(around: Surroundings): State {
       const off = chosen.peek()?.clockOffMs();
       clockOff.value = off === undefined ? undefined : Math.round(off / 60_000) * 60_000;
       if (chosen.peek()?.phase.peek() === "live") liveMs += 1000;
+      if (wantsPersistence && liveMs >= persistAfterMs) {
+        wantsPersistence = false;
+        around.persist();
+      }
       isTimeToInstall.value = isTimeToOfferInstall({
         liveMs, visits: settings.visits, declinedMs: settings.installDeclinedMs, nowMs: present,
       });
@@ -173,7 +180,7 @@ export function createState(around: Surroundings): State {
       : computers.peek().map((each) => each === old ? computer : each);
     void storage.putComputer(stored).then((written) => {
       wrote(written);
-      if (written === "written") around.persist();
+      wantsPersistence ||= written === "written";
     });
     change({ chosen: keys.macId, removed: settings.removed.filter((macId) => macId !== keys.macId) });
     choose(keys.macId);
@@ -222,6 +229,7 @@ export function createState(around: Surroundings): State {
     const [stored, read] = await Promise.all([storage.computers(), storage.settings()]);
     settings = { ...read, ...settings, removed: read.removed, visits: read.visits + 1 };
     isRead = true;
+    wantsPersistence ||= opening.isInstalled && stored.length > 0;
     const present = new Set(computers.peek().map((each) => each.macId));
     const known = stored.filter(({ keys }) => !present.has(keys.macId));
     const again = stored.find(({ keys }) => keys.macId === scanned);
