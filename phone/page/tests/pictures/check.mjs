@@ -11,7 +11,7 @@ const screens = [
   { scene: "alert", screen: "alerts" }, { scene: "computers", screen: "computers" }, { scene: "connecting" },
   { scene: "connectingOffline" }, { scene: "replaced" }, { scene: "foreign" }, { scene: "unpaired" }, { scene: "damaged" },
   { scene: "newer" }, { scene: "tooOld" }, { scene: "insecure" }, { scene: "blocked" }, { scene: "install" },
-  { scene: "installPrompt" }, { scene: "server" },
+  { scene: "installPrompt" }, { scene: "server" }, { scene: "hostile" },
 ];
 const axe = await readFile(createRequire(import.meta.url).resolve("axe-core/axe.min.js"), "utf8");
 const wanted = process.argv.slice(2);
@@ -67,10 +67,11 @@ function measure() {
     range.selectNodeContents(node);
     for (const box of range.getClientRects()) {
       if (box.width < 1) continue;
-      if (box.left < -0.5 || box.right > width + 0.5) found.push(`beyond the edge: ${label(parent)}`);
       const name = parent.closest(".name");
       const end = name === null ? box : name.getBoundingClientRect();
-      runs.push({ box: { top: box.top, bottom: box.bottom, height: box.height, left: Math.max(box.left, end.left), right: Math.min(box.right, end.right) }, parent });
+      const [left, right] = [Math.max(box.left, end.left), Math.min(box.right, end.right)];
+      if (left < -0.5 || right > width + 0.5) found.push(`beyond the edge: ${label(parent)}`);
+      runs.push({ box: { top: box.top, bottom: box.bottom, height: box.height, left, right }, parent });
     }
     for (let box = parent; box !== null && box !== document.body; box = box.parentElement) {
       const style = getComputedStyle(box);

@@ -8,8 +8,8 @@ import { Later } from "../Later.js";
 import { later } from "../parts.js";
 import { firstIcons, Icon } from "../parts/Icon.js";
 import { Row } from "../parts/Row.js";
+import { Title } from "../parts/Title.js";
 import { type LampPlace, Sky } from "../sky/Sky.js";
-import { Announcements } from "./Announcements.js";
 import { Hours } from "./Hours.js";
 import { Notices } from "./Notices.js";
 import { readingRows } from "./readings.js";
@@ -29,7 +29,6 @@ export function Live() {
         <BigSky />
       </header>
       <SlimSky after={sky} />
-      <Announcements />
       <main>
         <Hours />
         <Notices />
@@ -77,9 +76,9 @@ function BigSky() {
         <p class="live-line">
           <LiveWhen />
         </p>
-        <h1 class="verdict">
+        <Title class="verdict">
           <Sentences verdict={verdict.value} />
-        </h1>
+        </Title>
         {colour !== "fog" && (
           <ul class="legend" aria-hidden="true">
             {sample.value?.cpuPercent !== undefined && <li>{w.processor}</li>}

@@ -3,6 +3,7 @@ import type { ComputerCard } from "../../../state/view.js";
 import { useScreen } from "../../first/context.js";
 import { ageText, firstSentence, secondSentence } from "../../first/live/sentences.js";
 import { firstIcons, Icon } from "../../first/parts/Icon.js";
+import { Title } from "../../first/parts/Title.js";
 import { Sky } from "../../first/sky/Sky.js";
 import { laterIcons } from "../laterIcons.js";
 import { Manage } from "./Manage.js";
@@ -28,7 +29,7 @@ export function Computers() {
           <button type="button" class="round" aria-label={w.back} onClick={back}>
             <Icon path={firstIcons.back} turns />
           </button>
-          <h1 class="list-title">{w.computers}</h1>
+          <Title class="list-title">{w.computers}</Title>
         </div>
         <ul class="cards">
           {cards.map((each) => (

@@ -1,24 +1,25 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
 #include <limits>
-#include <map>
 #include <regex>
-#include <sstream>
 #include <thread>
 
+#include "core/sampling/mac/BluetoothParsing.h"
+#include "core/sampling/mac/DisplayParsing.h"
 #include "core/sampling/mac/MacInfoParsing.h"
 #include "core/sampling/mac/MacmonParsing.h"
+#include "core/sampling/mac/ProfilerDocument.h"
 #include "core/sampling/mac/RegularExpression.h"
 #include "core/sampling/mac/SamplerParsing.h"
-#include "core/values/JSONReader.h"
-#include "core/values/NumberText.h"
-#include "tests/support/Corpus.h"
+#include "core/sampling/mac/USBParsing.h"
+#include "core/sampling/mac/VolumeParsing.h"
+#include "tests/support/Table.h"
 
 namespace orvik {
 namespace {
 
+using namespace ConnectionsParsing;
 using namespace SamplerParsing;
 using Array = JSONValue::Array;
 
@@ -35,7 +36,7 @@ JSONValue busiest(std::string_view text) {
 JSONValue links(std::string_view text) {
   Array names;
   for (const char* interface : {"en0", "en5", "en7", "en11", "bridge0"}) {
-    names.push_back(orNull(SamplerParsing::linkName(text, interface)));
+    names.push_back(orNull(linkName(text, interface)));
   }
   return names;
 }
@@ -68,7 +69,22 @@ JSONValue macmonKeys(std::string_view text) {
   return keys;
 }
 
-const std::map<std::string, std::function<JSONValue(std::string_view)>> parsers{
+/// The records' JSON values, or of each the member of this name.
+JSONValue listed(const auto& records, std::string_view key = {}) {
+  JSONValue::Array list;
+  for (const auto& record : records) {
+    const JSONValue json = record.json();
+    list.push_back(key.empty() ? json : *json.get<JSONObject>()->find(key));
+  }
+  return list;
+}
+
+JSONValue volumesIn(std::string_view text, bool (*isListed)(const UntypedValue&),
+                    std::string_view key = {}) {
+  return listed(volumes(profilerDocument(text), "USB_TM_1TB", isListed), key);
+}
+
+const test::Parsers parsers{
     {"pmset", pmsetBattery},
     {"registry", batteryExtras},
     {"power", powerProfile},
@@ -89,47 +105,60 @@ const std::map<std::string, std::function<JSONValue(std::string_view)>> parsers{
        return parts ? JSONValue(Array(parts->begin(), parts->end())) : JSONValue();
      }},
     {"cores", coreCounts},
+    {"usb", [](auto text) { return listed(usbDevices(text)); }},
+    {"usb names", [](auto text) { return listed(usbDevices(text), "name"); }},
+    {"usb kinds", [](auto text) { return listed(usbDevices(text), "kind"); }},
+    {"usb speeds", [](auto text) { return listed(usbDevices(text), "speed"); }},
+    {"volumes", [](auto text) { return volumesIn(text, isBrowsable); }},
+    {"volume names", [](auto text) { return volumesIn(text, isBrowsable, "name"); }},
+    {"all volumes",
+     [](auto text) {
+       return volumesIn(
+           text, [](const UntypedValue&) { return true; }, "name");
+     }},
+    {"backup volumes",
+     [](auto text) {
+       auto marked = volumes(profilerDocument(text), "USB_TM_1TB");
+       std::erase_if(marked, [](const Volume& volume) { return !volume.isTimeMachine; });
+       return listed(marked, "name");
+     }},
+    {"displays", [](auto text) { return displays(profilerDocument(text)); }},
+    {"bluetooth", [](auto text) { return JSONValue(bluetooth(profilerDocument(text))); }},
     {"frequencies", [](auto text) {
        const auto top = MacInfoParsing::maxMHz(text);
        return Array{orNull(top.performance), orNull(top.efficiency)};
      }}};
 
-/// Each row of a table in the fixtures is a parser, a text and its result; `textOf` gives the text.
-void expectRows(const char* table, const std::function<std::string(const std::string&)>& textOf) {
-  std::istringstream rows(test::contentsOf(std::filesystem::path(ORVIK_FIXTURES) / "mac" / table));
-  int count = 0;
-  for (std::string line; std::getline(rows, line);) {
-    if (!line.starts_with('#')) {
-      const UntypedValue row = readJSON(line);
-      const auto& cells = *row.get<UntypedValue::List>();
-      const std::string text = textOf(pyText(cells[1]));
-      EXPECT_EQ(parsers.at(pyText(cells[0]))(text).text(), JSONValue::any(cells[2]).text()) << line;
-      ++count;
-    }
-  }
-  EXPECT_GT(count, 0);
-}
-
-TEST(MacParsing, TakesOddOutputs) {
+TEST(MacParsing, OutputsGiveWhatIsWrittenBesideThem) {
   using namespace std::string_literals;
-  expectRows("outputs.txt", [](const std::string& text) { return text; });
+  test::expectTable("mac/outputs.txt", parsers);
   EXPECT_EQ(processes("1 \xFF\xE2\x82z").text(), "[[1.0,\"��z\"]]");
   EXPECT_EQ(pmsetBattery("\xFF\xFE%; \xFF").find("battery_pct")->text(), "null");
-  EXPECT_EQ(SamplerParsing::linkName("(1) a\n(Hardware Port: b, Device: e.*)", "e.*"), "a");
+  EXPECT_TRUE(usbDevices("\xFF\xFE").empty());
+  EXPECT_EQ(linkName("(1) a\n(Hardware Port: b, Device: e.*)", "e.*"), "a");
   EXPECT_EQ(MacInfoParsing::deviceTreeString(" MacBook é\xFF\n\0rest"s), "MacBook é�");
   EXPECT_EQ(MacInfoParsing::deviceTreeString(" \0x"s), std::nullopt);
   EXPECT_EQ(MacInfoParsing::version(14, 0, 0), "14.0");
 }
 
-#ifdef ORVIK_HAS_CORPUS
-TEST(MacParsing, ReadsWhatRealToolsHavePrinted) {
-  expectRows("recordings.txt", [](const std::string& file) {
-    const auto path = test::corpus() / "recorded" / file;
-    EXPECT_TRUE(std::filesystem::exists(path)) << path;
-    return test::contentsOf(path);
-  });
+TEST(USBDevices, AreLinkedToTheFirstVolumeOnTheirMedium) {
+  const std::vector<Volume> mounted = {{"No medium", 1, 1, {}, "", false},
+                                       {"First", 1, 1, {}, "Maker PORTABLE SSD Media", false},
+                                       {"Second", 1, 1, {}, "portable ssd", false},
+                                       {"Clé", 1, 1, {}, "CLE\xCC\x81 USB Media", false}};
+  const std::pair<const char*, std::optional<std::string>> cases[] = {{" Portable SSD\n", "First"},
+                                                                      {"Clé", "Clé"},
+                                                                      {"Portable SSD 2", {}},
+                                                                      {" \t\xC2\xA0", {}},
+                                                                      {"", {}}};
+  for (const auto& [name, volume] : cases) {
+    std::vector<USBDevice> devices(1);
+    devices[0].name = name;
+    linkVolumes(devices, mounted);
+    EXPECT_EQ(devices[0].volume, volume) << name;
+    EXPECT_EQ(devices[0].storage, volume.has_value()) << name;
+  }
 }
-#endif
 
 TEST(PowerGuard, ReplacesASpikeByTheLastGoodReading) {
   constexpr double infinity = std::numeric_limits<double>::infinity();

@@ -1,24 +1,21 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <functional>
-#include <map>
-
+#include "core/sampling/linux/BluetoothReader.h"
+#include "core/sampling/linux/CoreTypes.h"
 #include "core/sampling/linux/EDID.h"
 #include "core/sampling/linux/KernelText.h"
 #include "core/sampling/linux/MachineInfoReader.h"
 #include "core/sampling/linux/MachineNames.h"
 #include "core/sampling/linux/RouteTable.h"
 #include "core/values/JSONMembers.h"
-#include "core/values/JSONReader.h"
 #include "core/values/NumberText.h"
-#include "tests/support/Corpus.h"
 #include "tests/support/FixtureTree.h"
+#include "tests/support/Table.h"
 
 namespace orvik {
 namespace {
 
-TEST(DeviceTexts, ADamagedDisplayRecordIsNone) {
+TEST(Texts, ADamagedDisplayRecordIsNone) {
   const test::FixtureTree tree({"laptop-devices"});
   const std::string good = test::contentsOf(tree.root() / "sys/class/drm/card1-HDMI-A-1/edid");
   ASSERT_EQ(good.size(), 128U);
@@ -58,7 +55,43 @@ JSONValue routed(const std::optional<DefaultRoute>& route) {
   return route ? JSONValue::Array{route->interface, orNull(route->gateway)} : JSONValue();
 }
 
-const std::map<std::string, std::function<JSONValue(std::string_view)>> parsers{
+JSONValue ticks(std::string_view stat) {
+  const auto times = KernelText::processorTimes(stat);
+  JSONValue::Array array;
+  for (const auto count :
+       {&KernelText::ProcessorTimes::user, &KernelText::ProcessorTimes::nice,
+        &KernelText::ProcessorTimes::system, &KernelText::ProcessorTimes::idle,
+        &KernelText::ProcessorTimes::waiting, &KernelText::ProcessorTimes::interrupts,
+        &KernelText::ProcessorTimes::softInterrupts, &KernelText::ProcessorTimes::stolen}) {
+    if (times) {
+      array.push_back(static_cast<std::int64_t>((*times).*count));
+    }
+  }
+  return times ? JSONValue(array) : JSONValue();
+}
+
+const test::Parsers parsers{
+    {"ticks", ticks},
+    {"process",
+     [](auto text) {
+       const auto process = KernelText::processTimes(text);
+       return process ? JSONValue::Array{process->name, static_cast<std::int64_t>(process->used),
+                                         static_cast<std::int64_t>(process->startedAt)}
+                      : JSONValue();
+     }},
+    {"meminfo",
+     [](auto text) {
+       const auto memory = KernelText::memory(text);
+       return memory ? JSONValue::Array{memory->total, memory->used, memory->swapUsed}
+                     : JSONValue();
+     }},
+    {"mean MHz", [](auto text) { return orNull(KernelText::averageMHz(text)); }},
+    {"CPUs",
+     [](auto text) {
+       const auto cpus = parseCPUList(text);
+       return JSONValue::Array(cpus.begin(), cpus.end());
+     }},
+    {"Bluetooth", [](auto text) { return bluetoothMembers(readJSON(text)); }},
     {"display", displayName},
     {"route", [](auto text) { return routed(defaultIPv4Route(text)); }},
     {"route of IPv6", [](auto text) { return routed(defaultIPv6Route(text)); }},
@@ -76,21 +109,17 @@ const std::map<std::string, std::function<JSONValue(std::string_view)>> parsers{
        return builtInMemory(static_cast<std::int64_t>(parseDouble(text).value() * gibibyte));
      }}};
 
-TEST(DeviceTexts, AreReadAsPeopleWouldSayThem) {
-  std::ifstream rows(ORVIK_FIXTURES "/linux/texts.txt");
-  int count = 0;
-  for (std::string line; std::getline(rows, line);) {
-    if (!line.starts_with('#')) {
-      const UntypedValue row = readJSON(line);
-      const auto& cells = *row.get<UntypedValue::List>();
-      EXPECT_EQ(parsers.at(pyText(cells[0]))(*cells[1].get<std::string>()),
-                JSONValue::any(cells[2]))
-          << line;
-      ++count;
-    }
-  }
-  EXPECT_GT(count, 40);
+TEST(Texts, GiveWhatIsWrittenBesideThem) {
+  test::expectTable("linux/texts.txt", parsers);
   EXPECT_EQ(displayName("\x81tat\n"), "\uFFFDtat");
+  EXPECT_EQ(parseCPUList("0-2000000000,0-2000000000").size(), 8192U);
+}
+
+TEST(CoreTypes, CoresOfNoListedKindAreSmallOnes) {
+  const test::FixtureTree tree{"desktop"};
+  tree.write("sys/devices/system/cpu/present", "0-9\n");
+  tree.write("sys/devices/system/cpu/online", "0-5\n");
+  EXPECT_EQ(readCoreTypes(tree.root()), (CoreTypes{{0, 1}, {2, 3, 4, 5}}));
 }
 
 }  // namespace
