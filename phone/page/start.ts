@@ -56,10 +56,19 @@ function warmFormatters(): void {
 }
 
 async function connectEarly(paired: PairingLink): Promise<EarlyConnection> {
-  const [keys, base] = await Promise.all([deriveKeys(paired.macId, paired.secret), relay]);
-  const connection = new Connection(
-    () => openSocket(phoneAddress(base, keys.macId)), authentication(keys.token), browserClock);
-  if (document.visibilityState === "visible" && !isInstalled) connection.look(true);
+  const isSeen = document.visibilityState === "visible" && !isInstalled;
+  const keysMade = deriveKeys(paired.macId, paired.secret);
+  const address = phoneAddress(await relay, paired.macId);
+  // The handshake and the derivation of the keys take their time side by side.
+  let ahead = isSeen ? openSocket(address) : undefined;
+  const keys = await keysMade;
+  const openNext = () => {
+    const socket = ahead ?? openSocket(address);
+    ahead = undefined;
+    return socket;
+  };
+  const connection = new Connection(openNext, authentication(keys.token), browserClock);
+  if (isSeen) connection.look(true);
   warmFormatters();
   return { link: paired, keys, connection };
 }
