@@ -2,14 +2,22 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "core/sampling/mac/BluetoothParsing.h"
+#include "core/sampling/mac/DisplayParsing.h"
 #include "core/sampling/mac/MacInfoParsing.h"
+#include "core/sampling/mac/MacmonParsing.h"
+#include "core/sampling/mac/ProfilerDocument.h"
 #include "core/sampling/mac/RegularExpression.h"
 #include "core/sampling/mac/SamplerParsing.h"
+#include "core/sampling/mac/USBParsing.h"
+#include "core/sampling/mac/VolumeParsing.h"
+#include "core/values/JSONReader.h"
 #include "core/values/Text.h"
 
 namespace {
 
 using namespace orvik;
+using namespace orvik::ConnectionsParsing;
 
 JSONValue orNull(const auto& value) { return value ? JSONValue(*value) : JSONValue(); }
 
@@ -29,8 +37,41 @@ JSONValue link(std::string_view text) {
   return orNull(SamplerParsing::linkName(text, interface));
 }
 
+JSONValue listed(const auto& records) {
+  JSONValue::Array array;
+  for (const auto& record : records) {
+    array.push_back(record.json());
+  }
+  return array;
+}
+
+JSONValue usb(std::string_view text) {
+  auto devices = usbDevices(text);
+  linkVolumes(devices, {{"Volume", 1, 1, "USB", "Maker Drive Media", false}});
+  return listed(devices);
+}
+
+JSONValue macmonKeys(std::string_view text) {
+  UntypedValue line;
+  try {
+    line = readJSON(text);
+  } catch (const JSONError&) {
+    return {};
+  }
+  PowerGuard guard;
+  JSONObject keys;
+  // Often enough for the guard to take notice.
+  for (int reading = 0; reading < 8 && line.get<UntypedValue::Map>() != nullptr; ++reading) {
+    keys = SamplerParsing::macmon(*line.get<UntypedValue::Map>(), guard);
+    if (keys.size() != 15) {
+      std::abort();
+    }
+  }
+  return keys;
+}
+
 using Parser = JSONValue (*)(std::string_view);
-constexpr std::array<Parser, 11> parsers{
+constexpr std::array<Parser, 16> parsers{
     [](auto text) -> JSONValue { return SamplerParsing::pmsetBattery(text); },
     [](auto text) -> JSONValue { return SamplerParsing::batteryExtras(text); },
     [](auto text) -> JSONValue { return SamplerParsing::powerProfile(text); },
@@ -41,7 +82,12 @@ constexpr std::array<Parser, 11> parsers{
     frequencies,
     [](auto text) -> JSONValue { return orNull(MacInfoParsing::deviceTreeString(text)); },
     [](auto text) -> JSONValue { return orNull(SamplerParsing::gateway(text)); },
-    link};
+    link,
+    usb,
+    [](auto text) { return listed(volumes(profilerDocument(text), "Backup")); },
+    [](auto text) { return displays(profilerDocument(text)); },
+    [](auto text) -> JSONValue { return bluetooth(profilerDocument(text)); },
+    macmonKeys};
 
 }  // namespace
 

@@ -56,9 +56,9 @@ const std::string& RelayClient::defaultRelay() {
   return url;
 }
 
-RelayClient::RelayClient(Pairing pairing, std::string relay, std::shared_ptr<SampleSource> source,
-                         AlertStateStore alertState, StateCallback onState,
-                         Dependencies dependencies)
+RelayClient::RelayClient(Pairing pairing, const std::string& relay,
+                         std::shared_ptr<SampleSource> source, AlertStateStore alertState,
+                         StateCallback onState, Dependencies dependencies)
     : pairing(std::move(pairing)),
       source(std::move(source)),
       onState(std::move(onState)),

@@ -51,7 +51,7 @@ class RelayClient : public std::enable_shared_from_this<RelayClient>,
   /// Starts nothing, but reads what `alertState` has: the alerts go on where they were when the
   /// program last ran. `relay` is the base URL, without "v1/mac/". Owned by a std::shared_ptr: what
   /// it has begun keeps it alive.
-  RelayClient(Pairing pairing, std::string relay, std::shared_ptr<SampleSource> source,
+  RelayClient(Pairing pairing, const std::string& relay, std::shared_ptr<SampleSource> source,
               AlertStateStore alertState, StateCallback onState, Dependencies dependencies);
   RelayClient(const RelayClient&) = delete;
   RelayClient& operator=(const RelayClient&) = delete;

@@ -1,10 +1,13 @@
 // Builds the page into the folder that is given, otherwise into dist/. The same sources and the same
 // lock file give the same bytes.
 import { createHash } from "node:crypto";
-import { mkdirSync, readdirSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { existsSync, mkdirSync, readdirSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { dirname, join, resolve } from "node:path";
 import { fileURLToPath } from "node:url";
+import commonjs from "@rollup/plugin-commonjs";
+import { nodeResolve } from "@rollup/plugin-node-resolve";
 import * as esbuild from "esbuild";
+import { rollup } from "@rollup/wasm-node";
 
 const here = dirname(fileURLToPath(import.meta.url));
 const target = ["es2022", "chrome105", "firefox115", "safari16"];
@@ -24,25 +27,31 @@ function hashed(name, content) {
   return `/orvik/${path}`;
 }
 
-const scripts = await esbuild.build({
-  ...options, entryPoints: { start: "start.ts", main: "main.tsx" }, outdir, format: "esm", splitting: true,
-  jsx: "automatic", jsxImportSource: "preact", entryNames: "[name]-[hash]", chunkNames: "[name]-[hash]",
-  metafile: true,
+// Rollup leaves what the first view and later parts share in the first view. So the first view is two
+// scripts, however many parts there are: browsers ask a server for six files at a time.
+const bundle = await rollup({
+  input: { start: join(here, "start.ts"), main: join(here, "main.tsx") },
+  preserveEntrySignatures: false,
+  plugins: [nodeResolve({ browser: true, extensions: [".ts", ".tsx", ".js", ".mjs"] }), commonjs(), typescript()],
+  onwarn(warning) { if (warning.code !== "CIRCULAR_DEPENDENCY") throw new Error(warning.message); },
 });
-for (const { path, contents } of scripts.outputFiles) files.set(path.slice(path.indexOf("dist/") + 5), contents);
-const outputs = scripts.metafile.outputs;
-const outputOf = (entry) => Object.keys(outputs).find((path) => outputs[path].entryPoint === entry);
-const address = (output) => `/orvik/${output.slice(output.indexOf("dist/") + 5)}`;
+const { output } = await bundle.generate({
+  dir: join(here, "dist/a"), format: "es", hoistTransitiveImports: false,
+  entryFileNames: "[name]-[hash:8].js", chunkFileNames: "[name]-[hash:8].js",
+});
+for (const { fileName, code } of output) files.set(`a/${fileName}`, code);
+const address = (fileName) => `/orvik/a/${fileName}`;
+const outputOf = (name) => output.find((chunk) => chunk.isEntry && chunk.name === name).fileName;
 
-/** An output and what it imports at once. */
-function withImports(output, found = new Set()) {
-  if (found.has(output)) return found;
-  found.add(output);
-  for (const each of outputs[output].imports) if (each.kind === "import-statement") withImports(each.path, found);
+/** A script and what it imports at once. */
+function withImports(fileName, found = new Set()) {
+  if (found.has(fileName)) return found;
+  found.add(fileName);
+  for (const each of output.find((chunk) => chunk.fileName === fileName).imports) withImports(each, found);
   return found;
 }
-const start = outputOf("start.ts");
-const main = outputOf("main.tsx");
+const start = outputOf("start");
+const main = outputOf("main");
 const first = new Set([...withImports(start), ...withImports(main)]);
 
 const style = await esbuild.build({
@@ -95,6 +104,26 @@ rmSync(folder, { recursive: true, force: true });
 mkdirSync(join(folder, "a"), { recursive: true });
 for (const [path, content] of files) writeFileSync(join(folder, path), content);
 console.log(`page ${version}: ${files.size} files in ${folder}`);
+
+/** TypeScript to JavaScript, and small. */
+function typescript() {
+  return {
+    name: "typescript",
+    resolveId(source, importer) {
+      if (!source.startsWith(".") || importer === undefined || importer.includes("node_modules")) return null;
+      const path = resolve(dirname(importer), source).replace(/\.js$/, "");
+      return [`${path}.ts`, `${path}.tsx`].find(existsSync) ?? null;
+    },
+    async transform(code, id) {
+      if (!/\.tsx?$/.test(id)) return null;
+      const loader = id.endsWith("x") ? "tsx" : "ts";
+      return (await esbuild.transform(code, { loader, target, jsx: "automatic", jsxImportSource: "preact", sourcemap: "external" }));
+    },
+    async renderChunk(code) {
+      return (await esbuild.transform(code, { minify: true, target, charset: "utf8", legalComments: "none", format: "esm" })).code;
+    },
+  };
+}
 
 /** The notices of what is bundled. */
 function licences() {

@@ -5,14 +5,17 @@ import { watchUpdates, type Updates } from "./browser/serviceWorker.js";
 import { browserClock, openSocket } from "./browser/surroundings.js";
 import { watchVisibility } from "./browser/visibility.js";
 import { App } from "./screens/first/App.js";
-import { clearAddress, language, opening, words } from "./start.js";
+import { clearAddress, opening } from "./start.js";
 import { createState } from "./state/createState.js";
 import { browserStorage } from "./storage/browserStorage.js";
+import { chooseLanguage, loadWords } from "./words/languages.js";
 import { createTexts } from "./words/texts.js";
 
 /** What has not come after this time need not be waited for any longer. */
 const registerAtLatestMs = 5_000;
 
+const language = chooseLanguage(navigator.languages);
+const words = loadWords(language.tag);
 const version = document.querySelector<HTMLMetaElement>("meta[name=version]")?.content ?? "";
 let updates: Updates | undefined;
 
@@ -30,12 +33,21 @@ const state = createState({
 const install = watchInstall(opening.isInstalled, state.setInstallable);
 
 /** The worker fetches the whole page once more: not before the first value has come. */
-const registerWorker = () => { updates ??= watchUpdates(version, state.setUpdateWaits); };
-const stopWaiting = effect(() => { if (state.view.current.beats.value > 0) setTimeout(registerWorker, 500); });
-setTimeout(() => { stopWaiting(); registerWorker(); }, registerAtLatestMs);
+const registerWorker = () => {
+  stopWaiting();
+  updates ??= watchUpdates(version, state.setUpdateWaits);
+};
+const latest = setTimeout(() => { registerWorker(); }, registerAtLatestMs);
+const stopWaiting = effect(() => {
+  if (state.view.current.beats.value === 0) return;
+  clearTimeout(latest);
+  setTimeout(registerWorker, 500);
+});
 
 window.addEventListener("online", state.networkChanged);
 window.addEventListener("offline", state.networkChanged);
+// Another link, opened in this very page: begins like any other.
+window.addEventListener("hashchange", () => { if (location.hash.length > 1) location.reload(); });
 watchVisibility(state.setVisible);
 void state.start(opening);
 

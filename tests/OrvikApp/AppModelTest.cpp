@@ -23,7 +23,7 @@ TEST(AppModel, RegistersItselfOnTheFirstLaunchOnly) {
   EXPECT_TRUE(first->isFirstLaunch());
   EXPECT_TRUE(first->launchAtLogin());
   EXPECT_EQ(first->macName(), "Mac");
-  EXPECT_EQ(PairingStore::load(*desktop.system), first->pairing());
+  EXPECT_EQ(PairingStore::load(*desktop.secrets), first->pairing());
 
   desktop.system->loginStatus = Login::notRegistered;
   desktop.hostName = "Ada's laptop";
@@ -40,10 +40,10 @@ TEST(AppModel, RegistersItselfOnTheFirstLaunchOnly) {
 TEST(AppModel, APairingThatCannotBeReadIsNotReplaced) {
   test::FakeDesktop desktop;
   const Pairing stored = desktop.model()->pairing();
-  desktop.system->isLocked = true;
+  desktop.secrets->canFind = false;
   EXPECT_THROW((void)desktop.model(), SecretStore::Unreadable);
-  desktop.system->isLocked = false;
-  EXPECT_EQ(PairingStore::load(*desktop.system), stored);
+  desktop.secrets->canFind = true;
+  EXPECT_EQ(PairingStore::load(*desktop.secrets), stored);
 }
 
 TEST(AppModel, ShowsTheStateOfTheNewestLinkAndOfNoOther) {
@@ -123,12 +123,12 @@ TEST(AppModel, ReplacesThePairingAndConnectsUnlessPaused) {
       if (isPaused) {
         model->pauseOneHour();
       }
-      desktop.system->refuses = refuses;
+      desktop.secrets->canAdd = !refuses;
       model->disconnectAllPhones();
       EXPECT_EQ(desktop.links[0]->stops, 1);
       EXPECT_EQ(desktop.isConnected(), !isPaused);
       EXPECT_NE(model->pairing(), old);
-      EXPECT_EQ(PairingStore::load(*desktop.system),
+      EXPECT_EQ(PairingStore::load(*desktop.secrets),
                 refuses ? std::nullopt : std::optional(model->pairing()));
       EXPECT_EQ(changes, 1);
       model->resume();
@@ -198,7 +198,7 @@ TEST(AppModel, ItsSwitchShowsWhatTheSystemDid) {
                            {Login::notRegistered, false, false, 0, {}},
                            {Login::requiresApproval, true, false, 0, {}}}) {
     test::FakeDesktop desktop;
-    ASSERT_TRUE(PairingStore::save(*desktop.system, Pairing::generate()));
+    ASSERT_TRUE(PairingStore::save(*desktop.secrets, Pairing::generate()));
     desktop.system->loginStatus = each.before;
     const auto model = desktop.model();
     std::vector<bool> shown;

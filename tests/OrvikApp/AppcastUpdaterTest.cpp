@@ -15,7 +15,6 @@
 #include "OrvikApp/AppcastUpdater.h"
 #include "OrvikApp/Texts.h"
 #include "core/BuildConstants.h"
-#include "relay/SelfSigned.h"
 #include "tests/support/EventLoop.h"
 
 namespace orvik {
@@ -24,25 +23,15 @@ namespace {
 using namespace std::chrono_literals;
 using test::eventually;
 
-bool isDownloadThreadThere() {
-  const QDir threads(QStringLiteral("/proc/self/task"));
-  return std::ranges::any_of(threads.entryList(QDir::Dirs), [&threads](const QString& thread) {
-    QFile name(threads.filePath(thread + QStringLiteral("/comm")));
-    return name.open(QIODevice::ReadOnly) && name.readAll().startsWith("QNetworkAccess");
-  });
-}
-
-/// Gives prepared answers over https on the loopback interface, by the path that is asked for.
+/// Gives a prepared answer over https on the loopback interface.
 class FeedServer {
  public:
   FeedServer() {
-    const auto identity = relay::SelfSigned::make(
-        {"localhost", "127.0.0.1"},
-        std::chrono::time_point_cast<Clock::UnixTime::duration>(std::chrono::system_clock::now()));
-    certificate = QSslCertificate(QByteArray::fromStdString(identity.certificate));
+    QFile key(QStringLiteral(ORVIK_FIXTURES "/localhost.key.pem"));
+    EXPECT_TRUE(key.open(QIODevice::ReadOnly));
     QSslConfiguration encryption = QSslConfiguration::defaultConfiguration();
     encryption.setLocalCertificate(certificate);
-    encryption.setPrivateKey(QSslKey(QByteArray::fromStdString(identity.key), QSsl::Ec));
+    encryption.setPrivateKey(QSslKey(&key, certificate.publicKey().algorithm()));
     server.setSslConfiguration(encryption);
     QObject::connect(&server, &QTcpServer::pendingConnectionAvailable, &server, [this] {
       QTcpSocket* const socket = server.nextPendingConnection();
@@ -57,8 +46,8 @@ class FeedServer {
     EXPECT_TRUE(server.listen(QHostAddress::LocalHost));
   }
 
-  [[nodiscard]] QByteArray url(const char* scheme) const {
-    return scheme + ("://127.0.0.1:" + QByteArray::number(server.serverPort())) + "/feed";
+  [[nodiscard]] QByteArray url(const QByteArray& scheme) const {
+    return scheme + "://localhost:" + QByteArray::number(server.serverPort()) + "/feed";
   }
   void trust() const {
     QSslConfiguration encryption = QSslConfiguration::defaultConfiguration();
@@ -70,8 +59,9 @@ class FeedServer {
   QByteArray asked;
 
  private:
+  const QSslCertificate certificate =
+      QSslCertificate::fromPath(QStringLiteral(ORVIK_FIXTURES "/localhost.pem")).value(0);
   QSslServer server;
-  QSslCertificate certificate;
 };
 
 /// Stands for the browser.
@@ -180,7 +170,13 @@ TEST(AppcastUpdater, SaysWhatTheFeedSaysWhenItComesWholeInTimeAndOverHTTPS) {
   EXPECT_EQ(opened.links, QStringLiteral("https://orvik.example/f"));
   // Qt does not wait for the thread that it downloads on, and what that has still to free would
   // count as leaked.
-  EXPECT_TRUE(eventually([] { return !isDownloadThreadThere(); }));
+  EXPECT_TRUE(eventually([] {
+    const QDir threads(QStringLiteral("/proc/self/task"));
+    return std::ranges::none_of(threads.entryList(QDir::Dirs), [&](const QString& thread) {
+      QFile name(threads.filePath(thread + QStringLiteral("/comm")));
+      return name.open(QIODevice::ReadOnly) && name.readAll().startsWith("QNetworkAccess");
+    });
+  }));
 }
 
 }  // namespace

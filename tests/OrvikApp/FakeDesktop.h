@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "OrvikApp/AppModel.h"
+#include "tests/support/MemorySecretStore.h"
 
 namespace orvik::test {
 
@@ -42,27 +43,13 @@ class FakeClock final : public ModelClock {
   std::multimap<Clock::UnixTime, std::shared_ptr<Alarm>> alarms;
 };
 
-/// A login item, a store with room for one secret, and the power events of a machine.
-struct FakeSystem final : LoginItem, SecretStore, PowerEvents {
+/// A login item, and the power events of a machine.
+struct FakeSystem final : LoginItem, PowerEvents {
   [[nodiscard]] Status status() const override { return loginStatus; }
   bool setRegistered(bool registered) override {
     ++registrations;
     if (!refuses) {
       loginStatus = registered ? Status::enabled : Status::notRegistered;
-    }
-    return !refuses;
-  }
-
-  [[nodiscard]] std::optional<Bytes> find(const Key& /*key*/) override {
-    return isLocked ? throw Unreadable() : secret;
-  }
-  bool remove(const Key& /*key*/) override {
-    secret.reset();
-    return true;
-  }
-  [[nodiscard]] bool add(const Key& /*key*/, std::string_view /*label*/, ByteView data) override {
-    if (!refuses) {
-      secret = Bytes(data.begin(), data.end());
     }
     return !refuses;
   }
@@ -84,9 +71,6 @@ struct FakeSystem final : LoginItem, SecretStore, PowerEvents {
 
   Status loginStatus = Status::notRegistered;
   int registrations = 0;
-  std::optional<Bytes> secret;
-  bool isLocked = false;
-  /// Neither registers nor stores.
   bool refuses = false;
   std::function<void(const SleepHold&)> willSleep;
   std::function<void()> wake;
@@ -118,13 +102,14 @@ struct FakeDesktop {
                                  links.back()->report = std::move(onState);
                                  return links.back();
                                },
-                               system, system, system, clock, hostName});
+                               secrets, system, system, clock, hostName});
   }
   /// The newest link runs.
   [[nodiscard]] bool isConnected() const { return links.back()->isRunning(); }
 
   std::shared_ptr<FakeClock> clock = std::make_shared<FakeClock>();
   std::shared_ptr<FakeSystem> system = std::make_shared<FakeSystem>();
+  std::shared_ptr<MemorySecretStore> secrets = std::make_shared<MemorySecretStore>();
   std::optional<std::string> hostName;
   std::vector<std::shared_ptr<FakeLink>> links;
 };

@@ -18,15 +18,11 @@ namespace orvik {
 namespace {
 
 /// The application in which every test of this program draws.
-class Drawing : public testing::Environment {
- public:
+struct Drawing : testing::Environment {
   void SetUp() override { application.emplace(); }
   void TearDown() override { application.reset(); }
-
- private:
   std::optional<OffscreenApplication> application;
 };
-
 const testing::Environment* const drawing = testing::AddGlobalTestEnvironment(new Drawing);
 
 const QString link = QStringLiteral("https://orvik.example/orvik/p#1.a.b.Mac");

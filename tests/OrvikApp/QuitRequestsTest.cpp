@@ -18,8 +18,7 @@ using namespace std::chrono_literals;
 
 class Quitting : public testing::Test {
  protected:
-  void finishGoodbye() { desktop.links[0]->finishStop(); }
-  [[nodiscard]] int goodbyes() const { return desktop.links[0]->stops; }
+  [[nodiscard]] test::FakeLink& link() const { return *desktop.links.back(); }
 
   test::FakeDesktop desktop;
   std::unique_ptr<AppModel> model = desktop.model();
@@ -35,24 +34,19 @@ TEST_F(Quitting, EveryRequestWaitsForTheOneGoodbye) {
     ++signals;
     requests.requestQuit();
   });
-  const auto sendQuitEvent = [] {
-    QEvent quit(QEvent::Quit);
-    QCoreApplication::sendEvent(qGuiApp, &quit);
-    return quit.isAccepted();
-  };
-  int sent = 0;
-  for (const int number : {SIGTERM, SIGTERM, SIGINT, SIGHUP}) {
-    kill(getpid(), number);
-    ++sent;
-    ASSERT_TRUE(test::eventually([&] { return signals == sent; }));
+  const std::vector<int> numbers{SIGTERM, SIGTERM, SIGINT, SIGHUP};
+  for (std::size_t sent = 0; sent < numbers.size(); ++sent) {
+    kill(getpid(), numbers[sent]);
+    ASSERT_TRUE(test::eventually([&] { return signals == static_cast<int>(sent) + 1; }));
   }
-  EXPECT_TRUE(sendQuitEvent());
-  requests.requestQuit();
-  EXPECT_EQ(goodbyes(), 1);
+  QEvent quit(QEvent::Quit);
+  QCoreApplication::sendEvent(qGuiApp, &quit);
+  EXPECT_TRUE(quit.isAccepted());
+  EXPECT_EQ(link().stops, 1);
   EXPECT_EQ(ends, 0);
-  finishGoodbye();
+  link().finishStop();
   EXPECT_EQ(ends, 1);
-  EXPECT_TRUE(sendQuitEvent());
+  QCoreApplication::sendEvent(qGuiApp, &quit);
   EXPECT_EQ(ends, 2);
 }
 
@@ -60,9 +54,9 @@ TEST_F(Quitting, ASystemThatAsksWaitsForTheGoodbye) {
   int allowed = 0;
   requests.requestQuit();
   EXPECT_EQ(requests.answer([&] { ++allowed; }), TerminateReply::later);
-  EXPECT_EQ(goodbyes(), 1);
+  EXPECT_EQ(link().stops, 1);
   EXPECT_EQ(allowed + ends, 0);
-  finishGoodbye();
+  link().finishStop();
   EXPECT_EQ(allowed, 1);
   EXPECT_EQ(ends, 1);
   // Without a link, and without a model, there is none.
@@ -80,10 +74,10 @@ TEST_F(Quitting, AnEndingSessionWaitsAndTheApplicationGoesOnWithItUnlessItIsToQu
         requests.requestQuit();
       }
       EXPECT_EQ(ends, 0);
-      desktop.links.back()->finishStop();
+      link().finishStop();
     });
     requests.prepareForSessionEnd();
-    EXPECT_EQ(desktop.links.back()->stops, 1);
+    EXPECT_EQ(link().stops, 1);
     EXPECT_EQ(ends, quits);
     if (!quits) {
       ASSERT_TRUE(test::eventually([&] { return desktop.links.size() == 2; }));
@@ -95,8 +89,8 @@ TEST_F(Quitting, AnEndingSessionWaitsAndTheApplicationGoesOnWithItUnlessItIsToQu
 TEST_F(Quitting, AnEndingSessionIsNotHeldUpForEver) {
   QuitRequests impatient([] {}, {.sessionHold = 10ms, .sessionGoesOn = 1h});
   impatient.prepareForSessionEnd();
-  EXPECT_EQ(goodbyes(), 1);
-  EXPECT_TRUE(desktop.links[0]->finishStop);
+  EXPECT_EQ(link().stops, 1);
+  EXPECT_TRUE(link().finishStop);
 }
 
 }  // namespace

@@ -66,6 +66,7 @@ TEST(TerminalQR, ReadsBack) {
       const std::string light(rows.front().size(), '\xFF');
       EXPECT_TRUE(rows.at(0) == light && rows.at(3) == light) << "the quiet zone has four modules";
       EXPECT_EQ(rows.at(4).find('\0'), 4U) << "and the code begins behind it";
+      EXPECT_EQ(rows.back() == light, style == TerminalQRStyle::coloured) << "below it is nothing";
     }
   }
 }

@@ -41,6 +41,7 @@ def sleep_and_wake(manager, panel, port):
     # Paused, a machine that wakes stays silent.
     panel.click("Pause for 1 hour")
     await_that(lambda: panel.status().startswith("Paused until "), "the menu says until when")
+    await_that(lambda: connections(port) == 0, "the pause says goodbye")
     manager.PrepareForSleep(True)
     await_that(lambda: not manager.is_held(), "nothing holds the sleep back")
     manager.PrepareForSleep(False)
@@ -72,11 +73,6 @@ def test():
                                 env={"HOME": path(""), "PATH": os.environ["PATH"], **variables})
 
     hopeless = [start_without_session(), start_without_session(DISPLAY=":none")]
-    # One on another desktop, which has no panel yet, and without a relay.
-    lonely_bus, lonely_display = start_bus("session"), start_display()
-    lonely = start_application(lonely_bus, lonely_display, "wss://localhost:1", options[3],
-                               **{f"XDG_{name}": path("lonely")
-                                  for name in ("CONFIG_HOME", "DATA_HOME", "RUNTIME_DIR")})
 
     # The first launch shows the code and makes itself a login item.
     application = launch()
@@ -91,6 +87,11 @@ def test():
     link = read(path("link")).strip()
     await_that(lambda: screen.code() == link, "the window's code is the link")
     check(os.listdir(path("config/autostart")), "the first launch registers the login item")
+
+    # A later launch on another desktop, which has no panel yet, and without a relay.
+    lonely_bus, lonely_display = start_bus("session"), start_display()
+    lonely = start_application(lonely_bus, lonely_display, "wss://localhost:1", options[3],
+                               XDG_CONFIG_HOME=path("lonely"), XDG_RUNTIME_DIR=path("lonely"))
 
     sleep_and_wake(manager, panel, port)
     phone = start_phone(link, options)

@@ -1,6 +1,5 @@
 """A desktop for a test: an X display, a session bus, and a panel that shows tray icons."""
 
-import fcntl
 import os
 import select
 import subprocess
@@ -156,7 +155,6 @@ class LoginManager(dbus.service.Object):
     def Inhibit(self, what, _who, _why, mode):
         check((what, mode) == ("sleep", "delay"), f"the lock is {mode} {what}")
         self.lock, writing = os.pipe()
-        fcntl.fcntl(self.lock, fcntl.F_SETFL, os.O_NONBLOCK)
         lock = dbus.types.UnixFd(writing)
         os.close(writing)
         return lock

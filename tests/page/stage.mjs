@@ -12,7 +12,7 @@ const root = resolve(import.meta.dirname ?? new URL(".", import.meta.url).pathna
 const require = createRequire(join(root, "phone/page/package.json"));
 const { default: puppeteer } = await import(require.resolve("puppeteer-core"));
 
-export const pageFolder = join(root, "phone/page/dist");
+export const pageFolder = process.env.ORVIK_PAGE ?? join(root, "phone/page/dist");
 /** After which something that has to happen is held not to happen. */
 export const patienceMs = 20_000;
 const build = process.env.ORVIK_BUILD ?? join(root, "build/run");
@@ -38,15 +38,18 @@ class Program {
 
   /** What follows `text` in the first line that has it. */
   async after(text) {
-    const woken = () => new Promise((wake) => { this.#woken = wake; });
-    const late = setTimeout(() => { throw new Error(`${text}: never said`); }, patienceMs);
+    const end = Date.now() + patienceMs;
     for (let at = 0; ; at += 1) {
-      while (at >= this.lines.length) await woken();
-      const [, after] = this.lines[at].split(text);
-      if (after !== undefined) {
-        clearTimeout(late);
-        return after;
+      while (at >= this.lines.length) {
+        const left = end - Date.now();
+        if (left <= 0) throw new Error(`never said: ${text}`);
+        await new Promise((wake) => {
+          this.#woken = wake;
+          setTimeout(wake, left).unref();
+        });
       }
+      const [, after] = this.lines[at].split(text);
+      if (after !== undefined) return after;
     }
   }
 

@@ -33,6 +33,9 @@ asio::awaitable<WebSocketMessage> ScriptedSocket::receive() {
 
 void ScriptedSocket::close(std::uint16_t code) {
   closedWith.push_back(code);
+  if (onClose) {
+    onClose(code);
+  }
   isEnded = true;
   changed.notify();
   if (acknowledgesClose) {

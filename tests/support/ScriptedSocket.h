@@ -42,6 +42,8 @@ class ScriptedSocket final : public WebSocketTask {
   bool outlivesItsEnd = false;
   /// Called with every text that is sent.
   std::function<void(const std::string&)> onSend;
+  /// Called when the client closes it.
+  std::function<void(std::uint16_t)> onClose;
   std::vector<std::string> sent;
   std::vector<std::uint16_t> closedWith;
 

@@ -20,7 +20,6 @@ class DevicesReader {
   struct Outside {
     NetworkReader::ReverseName reverseName = readReverseName;
     /// The bus that the system's services are on; the system's own when empty.
-    std::string root;
     std::string busAddress;
     NetworkReader::Limits networkLimits;
   };

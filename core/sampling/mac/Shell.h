@@ -24,7 +24,7 @@ class Shell final : public CommandRunner {
   static constexpr std::size_t maximumOutput = std::size_t{64} << 20;
 
   /// As many as there are groups of readings: none of them waits for another one's tool.
-  static constexpr std::size_t mostAtOnce = 10;
+  static constexpr int mostAtOnce = 10;
 
   Shell();
   Shell(const Shell&) = delete;

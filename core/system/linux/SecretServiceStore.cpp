@@ -88,8 +88,18 @@ class PromptingService {
   }
   static void show(SecretService* self, SecretPrompt* prompt, const GVariantType* resultType,
                    GCancellable* cancellable, GAsyncReadyCallback callback, gpointer data) {
-    secret_prompt_perform(prompt, nullptr, resultType, cancellable, end,
+    if (cancellable != nullptr) {
+      // Not by the library, which then never gives up its connection to the bus.
+      g_signal_connect_object(cancellable, "cancelled", G_CALLBACK(dismiss), prompt,
+                              G_CONNECT_SWAPPED);
+    }
+    secret_prompt_perform(prompt, nullptr, resultType, nullptr, end,
                           g_task_new(self, nullptr, callback, data));
+  }
+  /// As if the user had.
+  static void dismiss(GDBusProxy* prompt) {
+    g_dbus_proxy_call(prompt, "Dismiss", nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START, -1, nullptr,
+                      nullptr, nullptr);
   }
   static void end(GObject* prompt, GAsyncResult* result, gpointer data) {
     const Holder<GTask> task(G_TASK(data));

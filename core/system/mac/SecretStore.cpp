@@ -53,17 +53,16 @@ class Keychain final : public SecretStore {
     query.set(kSecReturnData, kCFBooleanTrue);
     query.set(kSecMatchLimit, kSecMatchLimitOne);
     if (query.get() == nullptr) {
-      throw Unreadable();
+      return std::nullopt;
     }
     CFTypeRef result = nullptr;
     const OSStatus status = SecItemCopyMatching(query.get(), &result);
     const Owned<CFTypeRef> found(result);
-    if (status == errSecItemNotFound) {
-      return std::nullopt;
-    }
+    // Never unreadable: the login keychain opens with the session, and who denies the item to a
+    // program that is signed anew wants it to do without.
     const CFDataRef data = status == errSecSuccess ? dataIn(found.get()) : nullptr;
     if (data == nullptr) {
-      throw Unreadable();
+      return std::nullopt;
     }
     const ByteView bytes = bytesOf(data);
     return Bytes(bytes.begin(), bytes.end());

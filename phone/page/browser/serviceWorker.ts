@@ -29,18 +29,27 @@ export function watchUpdates(version: string, tellWaiting: (waits: boolean) => v
   let registration: ServiceWorkerRegistration | undefined;
   let askedAtMs = Date.now();
 
+  let isTapped = false;
+  let mustReload = false;
+
   const waiting = () => registration?.waiting ?? undefined;
   const switchNow = () => { waiting()?.postMessage({ type: "switch" }); };
+  function reload(): void {
+    remember(switchedKey, version);
+    location.reload();
+  }
 
   container.addEventListener("controllerchange", () => {
     // The first worker takes over a page of its own version; there is nothing to load anew.
     if (!wasControlled || remembered(switchedKey) === version) return;
-    remember(switchedKey, version);
-    location.reload();
+    // Another tab may have switched: somebody looks at this one, whose own parts are still kept.
+    if (isTapped || document.visibilityState === "hidden") reload();
+    else mustReload = true;
   });
   document.addEventListener("visibilitychange", () => {
     if (document.visibilityState === "hidden") {
-      if (remembered(switchedKey) !== version) switchNow();
+      if (mustReload) reload();
+      else if (remembered(switchedKey) !== version) switchNow();
     } else if (Date.now() - askedAtMs > askEveryMs) {
       askedAtMs = Date.now();
       registration?.update().catch(() => undefined);
@@ -69,7 +78,13 @@ export function watchUpdates(version: string, tellWaiting: (waits: boolean) => v
 
   // Private windows and some settings have no workers: the page works without.
   register().catch(() => undefined);
-  return { switch: switchNow };
+  return {
+    switch() {
+      isTapped = true;
+      if (mustReload) reload();
+      else switchNow();
+    },
+  };
 }
 
 function remembered(key: string): string | null {

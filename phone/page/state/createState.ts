@@ -48,6 +48,8 @@ export interface Opening {
 
 /** A page that has been still for longer has slept, or its clock was set. */
 const jumpMs = 15_000;
+/** Some browsers ask the user for it: not before there is something to keep, and something to see. */
+const persistAfterMs = 20_000;
 /** Nobody watches more; every one of them costs a connection while the list is open. */
 const mostComputers = 32;
 
@@ -81,6 +83,7 @@ export function createState(around: Surroundings): State {
   let isVisible = false;
   let watchesAll = false;
   let liveMs = 0;
+  let wantsPersistence = false;
   let tickTimer: number | undefined;
   let early: EarlyConnection | undefined;
 
@@ -123,6 +126,10 @@ export function createState(around: Surroundings): State {
       const off = chosen.peek()?.clockOffMs();
       clockOff.value = off === undefined ? undefined : Math.round(off / 60_000) * 60_000;
       if (chosen.peek()?.phase.peek() === "live") liveMs += 1000;
+      if (wantsPersistence && liveMs >= persistAfterMs) {
+        wantsPersistence = false;
+        around.persist();
+      }
       isTimeToInstall.value = isTimeToOfferInstall({
         liveMs, visits: settings.visits, declinedMs: settings.installDeclinedMs, nowMs: present,
       });
@@ -168,12 +175,12 @@ export function createState(around: Surroundings): State {
       ...(old?.stored.peek().ownName === undefined ? {} : { ownName: old.stored.peek().ownName }),
     };
     const computer = new Computer(stored, surroundings);
-    const others = computers.peek().filter((each) => each !== old).slice(1 - mostComputers);
-    computers.value = [...others, computer].sort(
-      (a, b) => a.stored.peek().addedAtMs - b.stored.peek().addedAtMs);
+    computers.value = old === undefined
+      ? [...computers.peek().slice(1 - mostComputers), computer]
+      : computers.peek().map((each) => each === old ? computer : each);
     void storage.putComputer(stored).then((written) => {
       wrote(written);
-      if (written === "written") around.persist();
+      wantsPersistence ||= written === "written";
     });
     change({ chosen: keys.macId, removed: settings.removed.filter((macId) => macId !== keys.macId) });
     choose(keys.macId);
@@ -222,11 +229,13 @@ export function createState(around: Surroundings): State {
     const [stored, read] = await Promise.all([storage.computers(), storage.settings()]);
     settings = { ...read, ...settings, removed: read.removed, visits: read.visits + 1 };
     isRead = true;
+    wantsPersistence ||= opening.isInstalled && stored.length > 0;
     const present = new Set(computers.peek().map((each) => each.macId));
     const known = stored.filter(({ keys }) => !present.has(keys.macId));
-    const again = stored.find(({ keys }) => keys.macId === scanned)?.ownName;
-    if (scanned !== undefined && again !== undefined) rename(scanned, again);
-    computers.value = [...known.map((each) => new Computer(each, surroundings)), ...computers.peek()];
+    const again = stored.find(({ keys }) => keys.macId === scanned);
+    if (again !== undefined) for (const each of computers.peek()) keepPlace(each, again);
+    computers.value = [...computers.peek(), ...known.map((each) => new Computer(each, surroundings))].sort(
+      (a, b) => a.stored.peek().addedAtMs - b.stored.peek().addedAtMs);
     change({ removed: settings.removed.filter((macId) => macId !== scanned) });
     if (opening.isInstalled) await showInstalled(opening);
     const first = chosen.peek()?.macId ?? settings.chosen;
@@ -238,6 +247,12 @@ export function createState(around: Surroundings): State {
     });
     await chosen.peek()?.restore();
     isReady.value = true;
+  }
+
+  /** A computer that is scanned again keeps its name and its place in the list. */
+  function keepPlace(computer: Computer, { addedAtMs, ownName }: StoredComputer): void {
+    computer.stored.value = { ...computer.stored.peek(), addedAtMs, ...(ownName === undefined ? {} : { ownName }) };
+    void storage.putComputer(computer.stored.peek()).then(wrote);
   }
 
   async function showEarly(opening: Opening): Promise<string | undefined> {

@@ -216,6 +216,6 @@ export const ja: Words = {
   installShare: "ブラウザの「共有」をタップ",
   installAdd: "「ホーム画面に追加」を選択",
   install: "インストール",
-  later: "後で",
+  later: "あとで",
   notNow: "今はしない",
 };

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <sstream>
 
 #include "core/alerts/AlertEngine.h"
 #include "core/values/JSONReader.h"
@@ -20,15 +21,6 @@ JSONObject sampleAt(std::int64_t ms, JSONObject keys) {
   keys.set("epoch_ms", start + ms);
   return keys;
 }
-JSONObject temp(JSONValue value) { return {{"temp_cpu", std::move(value)}}; }
-JSONObject disk(JSONValue value) { return {{"disk_pct", std::move(value)}}; }
-JSONObject power(JSONValue onAc, JSONValue charge = nullptr) {
-  return {{"on_ac", std::move(onAc)}, {"battery_pct", std::move(charge)}};
-}
-/// The last backup, by its age at the start of the timeline.
-JSONObject backup(std::int64_t age, JSONValue isRunning = nullptr) {
-  return {{"tm_last_backup", start / 1000 - age}, {"tm_running", std::move(isRunning)}};
-}
 
 /// "temp_high 96.0, on_battery cleared"
 std::string summary(const std::vector<Alert>& alerts) {
@@ -42,109 +34,86 @@ std::string summary(const std::vector<Alert>& alerts) {
   return text;
 }
 
-struct Step {
-  /// Milliseconds since the start.
-  std::int64_t at;
-  JSONObject keys;
-  const char* alerts = "";
-};
-
-/// With every step the program is started anew, and the state read back from its stored form.
-void follow(const std::vector<Step>& timeline, const AlertSettings& settings = {}) {
+/// The steps of a timeline, each "milliseconds since the start, value of each key, = alerts". With
+/// every step the program is started anew, and the state read back from its stored form.
+void follow(const std::vector<const char*>& keys, std::string_view timeline,
+            const AlertSettings& settings = {}) {
   AlertEngine engine;
-  for (const auto& [at, keys, alerts] : timeline) {
+  while (!timeline.empty()) {
+    const std::size_t end = std::min(timeline.find(';'), timeline.size());
+    const std::string step(timeline.substr(0, end));
+    timeline.remove_prefix(std::min(end + 1, timeline.size()));
+    const std::size_t equals = std::min(step.find(" = "), step.size());
+    std::istringstream words(step.substr(0, equals));
+    std::int64_t at = 0;
+    words >> at;
+    JSONObject readings;
+    for (const char* key : keys) {
+      std::string value;
+      words >> value;
+      readings.set(key, JSONValue::any(readJSON(value)));
+    }
+    if (const auto* age = readings.get<std::int64_t>("tm_last_backup")) {
+      readings.set("tm_last_backup", start / 1000 - *age);
+    }
     const auto stored = AlertEngine::from(JSONValue::any(readJSON(engine.json().text())));
     ASSERT_EQ(stored, engine);
     engine = *stored;
-    EXPECT_EQ(summary(engine.evaluate(sampleAt(at, keys), settings)), alerts)
-        << "at " << at << " " << JSONValue(keys).text();
+    EXPECT_EQ(summary(engine.evaluate(sampleAt(at, readings), settings)),
+              equals < step.size() ? step.substr(equals + 3) : "")
+        << step;
   }
 }
 
 TEST(TemperatureAlert, NeedsAMinuteWithoutAGap) {
-  follow({{0, temp(95)},
-          {59'999, temp(97.5)},
-          {60'000, temp(96.5), "temp_high 96.5"},
-          {90'000, temp(99)}});
+  follow({"temp_cpu"}, "0 95; 59999 97.5; 60000 96.5 = temp_high 96.5; 90000 99");
   // One millisecond more is a gap, and the minute begins anew.
-  follow({{0, temp(96)}, {60'001, temp(96)}, {120'001, temp(96), "temp_high 96.0"}});
-  follow({{0, temp(96)},
-          {30'000, temp(94.9)},
-          {60'000, temp(96)},
-          {119'999, temp(96)},
-          {120'000, temp(95), "temp_high 95.0"}});
+  follow({"temp_cpu"}, "0 96; 60001 96; 120001 96 = temp_high 96.0");
+  follow({"temp_cpu"}, "0 96; 30000 94.9; 60000 96; 119999 96; 120000 95 = temp_high 95.0");
   // What is no reading changes nothing: the gap counts from the last one.
-  follow({{0, temp(96)},
-          {30'000, temp("60")},
-          {50'000, temp(nullptr)},
-          {60'000, temp(96), "temp_high 96.0"}});
-  follow({{0, temp(96)}, {60'000, {}}, {60'001, temp(96)}});
+  follow({"temp_cpu"}, R"(0 96; 30000 "60"; 50000 null; 60000 96 = temp_high 96.0)");
+  follow({"temp_cpu"}, "0 96; 60000 null; 60001 96");
 }
 
 TEST(TemperatureAlert, RearmsMoreThanFiveDegreesBelowAndWaitsThirtyMinutes) {
-  for (const auto& [cooled, alerts] : {std::pair{90.0, ""}, {89.9, "temp_high 97.0"}}) {
-    follow({{0, temp(96)},
-            {minute, temp(96), "temp_high 96.0"},
-            {2 * minute, temp(cooled)},
-            {30 * minute, temp(97)},
-            {31 * minute - 1, temp(97)},
-            {31 * minute, temp(97), alerts}});
-  }
+  const std::string raised = "0 96; 60000 96 = temp_high 96.0; 120000 ";
+  follow({"temp_cpu"}, raised + "90; 1800000 97; 1859999 97; 1860000 97");
+  follow({"temp_cpu"}, raised + "89.9; 1800000 97; 1859999 97; 1860000 97 = temp_high 97.0");
 }
 
 TEST(DiskAlert, FiresAtTheThresholdAndRearmsMoreThanTwoBelow) {
-  for (const auto& [freed, alerts] : {std::pair{88.0, ""}, {87.9, "disk_full 90.0"}}) {
-    follow({{0, disk("95")},
-            {0, disk(89.9)},
-            {1, disk(90), "disk_full 90.0"},
-            {2, disk(freed)},
-            {30 * minute, disk(95)},
-            {30 * minute + 1, disk(90.0), alerts}});
-  }
+  const std::string raised = R"(0 "95"; 0 89.9; 1 90 = disk_full 90.0; 2 )";
+  follow({"disk_pct"}, raised + "88; 1800000 95; 1800001 90.0");
+  follow({"disk_pct"}, raised + "87.9; 1800000 95; 1800001 90.0 = disk_full 90.0");
 }
 
 TEST(MainsAlert, TellsEveryChangeAndNothingElse) {
-  follow({{0, power(false, 50)},
-          {1, power(true), "on_battery cleared"},
-          {2, power(true)},
-          {3, power(false, 81), "on_battery 81.0"},
-          {4, power(nullptr)},
-          {5, power(1)},
-          {6, power(false)},
-          {7, power(true), "on_battery cleared"},
-          {8, power(false, 80.0), "on_battery"}});
-  follow({{0, power(true)}, {1, power(false)}, {2, power(true), "on_battery cleared"}},
-         {.onBattery = false});
+  follow({"on_ac", "battery_pct"},
+         "0 false 50; 1 true null = on_battery cleared; 2 true null; 3 false 81 = on_battery 81.0;"
+         "4 null null; 5 1 null; 6 false null; 7 true null = on_battery cleared;"
+         "8 false 80.0 = on_battery");
+  follow({"on_ac"}, "0 true; 1 false; 2 true = on_battery cleared", {.onBattery = false});
 }
 
 TEST(LowBatteryAlert, NeedsAKnownBatteryStateAndRearmsAtTwenty) {
-  for (const auto& [charged, alerts] : {std::pair{power(false, 19), ""},
-                                        {power(false, 20), "battery_low 13.0"},
-                                        {power(nullptr, 20), "battery_low 13.0"}}) {
-    follow({{0, power(nullptr, 5)},
-            {1, power(false, 15)},
-            {2, power(false, 14.0)},
-            {3, power(false, 14), "battery_low 14.0"},
-            {4, charged},
-            {30 * minute + 3, power(nullptr, 13)},
-            {30 * minute + 4, power(false, 13), alerts}});
+  const std::string raised =
+      "0 null 5; 1 false 15; 2 false 14.0; 3 false 14 = battery_low 14.0; 4 ";
+  const std::string later = "; 1800003 null 13; 1800004 false 13";
+  follow({"on_ac", "battery_pct"}, raised + "false 19" + later);
+  for (const char* charged : {"false 20", "null 20"}) {
+    follow({"on_ac", "battery_pct"}, raised + charged + later + " = battery_low 13.0");
   }
-  follow({{0, power(true, 3)}, {1, power(false, 3), "on_battery 3.0"}}, {.batteryLow = false});
+  follow({"on_ac", "battery_pct"}, "0 true 3; 1 false 3 = on_battery 3.0", {.batteryLow = false});
 }
 
 TEST(BackupAlert, RemindsOnceInThirtyDaysAndClears) {
-  follow({{0, backup(overdue - 1)},
-          {0, backup(overdue, true)},
-          {0, backup(overdue), "time_machine 30.0"},
-          {1000, backup(overdue)},
-          // Another backup, old as well: a reminder of its own.
-          {0, backup(overdue + day, false), "time_machine 31.0"},
-          {overdue * 1000 - 1, backup(overdue + day)},
-          {overdue * 1000, backup(overdue + day), "time_machine 61.0"},
-          {0, backup(overdue - 1), "time_machine cleared"},
-          {0, backup(overdue - 1)},
-          {0, {{"tm_last_backup", 1.0}}}});
-  follow({{0, backup(overdue)}}, {.timeMachine = false});
+  // Another backup, old as well, has a reminder of its own.
+  follow({"tm_last_backup", "tm_running"},
+         "0 2591999 null; 0 2592000 true; 0 2592000 null = time_machine 30.0; 1000 2592000 null;"
+         "0 2678400 false = time_machine 31.0; 2591999999 2678400 null;"
+         "2592000000 2678400 null = time_machine 61.0; 0 2591999 null = time_machine cleared;"
+         "0 2591999 null; 0 1.0 null");
+  follow({"tm_last_backup"}, "0 2592000", {.timeMachine = false});
 }
 
 TEST(AlertEngine, ATimeInTheFutureIsNoTime) {
@@ -167,7 +136,8 @@ TEST(AlertEngine, ATimeInTheFutureIsNoTime) {
   EXPECT_EQ(raised(minute, engine), "temp_high 96.0");
   engine = kept;
   engine.forgetTimesAfter(start);
-  EXPECT_EQ(summary(engine.evaluate(sampleAt(0, backup(day)), {})), "time_machine cleared");
+  EXPECT_EQ(summary(engine.evaluate(sampleAt(0, {{"tm_last_backup", start / 1000 - day}}), {})),
+            "time_machine cleared");
 }
 
 TEST(AlertEngine, FillsOnlyWhatAnAlertIsAbout) {

@@ -1,245 +1,246 @@
-// The relay client on manual time and scripted connections: every scenario is a timeline.
+// The relay client on manual time and scripted connections.
 
-#include "tests/core/client/RelayClientFixture.h"
+#include <boost/asio/co_spawn.hpp>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "core/client/RelayClient.h"
+#include "core/pairing/Envelope.h"
+#include "core/values/Base64.h"
+#include "core/values/JSONReader.h"
+#include "tests/support/ManualClock.h"
+#include "tests/support/ScriptedSocket.h"
 
 namespace orvik {
 namespace {
 
-using relayState::Connecting;
-using relayState::Online;
-using relayState::Rejected;
-using relayState::Stopped;
-using relayState::Waiting;
-using namespace std::chrono_literals;
-using test::RelayClientFixture;
 using test::ScriptedSocket;
-using testing::ElementsAre;
-using testing::IsEmpty;
 using Behaviour = ScriptedSocket::Behaviour;
 
-TEST_F(RelayClientFixture, SamplesGoOutAsPhonesComeLookAndGo) {
-  const struct {
-    int viewers;
-    int active;
-    /// Passes after the presence, and what is sent meanwhile.
-    std::chrono::milliseconds time;
-    std::vector<std::string> sent;
-  } steps[] = {
-      {0, 0, 20s, {}},
-      {1, 0, 32s, {"20.2 full", "50.2 plain+history"}},
-      {1, 1, 4s, {"52.2 plain", "54.2 plain"}},
-      {1, 0, 1s, {}},
-      {1, 1, 1s, {"57.2 plain"}},
-      {0, 0, 10s, {"60 ping"}},
-      {1, 1, 1s, {"68.2 full"}},
-  };
-  connect();
-  EXPECT_EQ(session->socket().url, "wss://relay.example/base/v1/mac/" + base64URL(pairing.macId()));
-  for (const auto& [viewers, active, time, sent] : steps) {
-    presence(viewers, active);
-    clock->advance(time);
-    EXPECT_EQ(takeTimeline(), sent) << viewers << " " << active;
+/// Says which kind of sample was asked for, and has something for the history.
+class ScriptedSource final : public SampleSource {
+ public:
+  explicit ScriptedSource(test::ManualClock& clock) : clock(clock) {}
+  asio::awaitable<std::string> sample() override { return sample(false); }
+  asio::awaitable<std::string> sample(bool withMacInfo) override {
+    co_await clock.sleepFor(duration);
+    co_return withMacInfo ? R"({"kind":"full"})" : R"({"kind":"plain"})";
   }
-  stop();
-  // Whoever is slow to tell is asked again 2 s after that.
-  source->duration = 3s;
-  connect();
-  presence(1, 1);
-  clock->advance(10s);
-  EXPECT_THAT(takeTimeline(), ElementsAre("3.2 full", "8.2 plain+history"));
-}
-
-TEST_F(RelayClientFixture, NothingIsAttachedWhileThereIsNoHistory) {
-  source->alertText = "not json";
-  connect();
-  presence(1, 1);
-  clock->advance(3s);
-  EXPECT_THAT(takeTimeline(), ElementsAre("0.2 full", "2.2 plain"));
-  source->alertText = "[1]";
-  clock->advance(30s);
-  EXPECT_EQ(source->checks.size(), 2U);
-}
-
-TEST_F(RelayClientFixture, InboundNoiseChangesNothing) {
-  connect();
-  presence(1, 0);
-  clock->advance(1s);
-  takeTimeline();
-  takeStates();
-  for (const char* noise :
-       {"pong", "", "{", "[1]", "3", R"({"active":5})", R"({"viewers":"2"})", R"({"viewers":2.0})",
-        R"({"viewers":true})", R"({"viewers":null})", R"({"viewers":-4})",
-        R"({"viewers":99999999999999999999})", R"({"viewers":18446744073709551615})"}) {
-    session->socket().says(noise);
-  }
-  session->socket().says(R"({"viewers":3})", false);
-  session->socket().says(std::string(60'000, '['));
-  clock->advance(20s);
-  EXPECT_THAT(takeStates(), IsEmpty());
-  EXPECT_THAT(takeTimeline(), IsEmpty());
-  // More active phones than viewers, and fewer than none.
-  session->socket().says(R"({"viewers":1,"active":7,"more":[]})");
-  clock->advance(1s);
-  session->socket().says(R"({"viewers":0,"active":-5})");
-  clock->advance(20s);
-  EXPECT_THAT(takeStates(), ElementsAre(Online{1}, Online{0}));
-  EXPECT_THAT(takeTimeline(), ElementsAre("21.2 plain+history"));
-}
-
-TEST_F(RelayClientFixture, ALinkIsDeadWhenNothingArrives) {
-  const struct {
-    const char* link;
-    /// Takes no message from the first second to this one; never again without one.
-    bool hangs;
-    std::optional<int> takesAgain;
-    /// When something arrives.
-    std::vector<int> arrivals;
-    std::vector<std::string> sent;
-    int deadAt;
-  } cases[] = {
-      {"silent", false, {}, {59}, {"60 ping"}, 80},
-      {"noisy", false, {}, {60, 141}, {"60 ping", "140 ping", "220 ping"}, 240},
-      {"takes and brings nothing", true, {}, {59}, {}, 80},
-      {"slow to take", true, 100, {65, 101}, {"100 ping", "180 ping"}, 200},
-      {"slow to take, then silent", true, 100, {65}, {"100 ping"}, 120},
-      {"takes nothing any more", true, {}, {65, 150}, {}, 240},
-  };
-  for (const auto& [link, hangs, takesAgain, arrivals, sent, deadAt] : cases) {
-    connect();
-    presence(0, 0);
-    takeStates();
-    for (int second = 0; second < deadAt; ++second) {
-      if (second == 1 && hangs) {
-        session->socket().sending = Behaviour::hangs;
-      }
-      if (second == takesAgain) {
-        session->socket().release();
-      }
-      if (std::ranges::find(arrivals, second) != arrivals.end()) {
-        session->socket().says("whatever", false);
-      }
-      clock->advance(1s - 1ms);
-      EXPECT_THAT(takeStates(), IsEmpty()) << link << " " << second;
-      clock->advance(1ms);
+  asio::awaitable<std::string> alertSample() override {
+    ++checks;
+    if (fails) {
+      throw std::bad_alloc();
     }
-    auto pings = takeTimeline();
-    EXPECT_EQ(pings, sent) << link;
-    EXPECT_THAT(session->socket().closedWith, ElementsAre(closeCode::goingAway)) << link;
-    EXPECT_THAT(takeStates(), ElementsAre(Waiting{1})) << link;
-    stop();
+    const auto epoch = std::to_string(epochSeconds(clock.unixNow()) - 120);
+    co_return alertText.empty() ? R"({"cpu_pct":5,"epoch":)" + epoch + "}" : alertText;
   }
+
+  test::ManualClock& clock;
+  Clock::Duration duration{};
+  std::string alertText;
+  bool fails = false;
+  int checks = 0;
+};
+
+Clock::Duration seconds(const std::string& text) {
+  return std::chrono::round<std::chrono::milliseconds>(
+      std::chrono::duration<double>(std::stod(text)));
 }
 
-TEST_F(RelayClientFixture, WaitsLongerAndLongerUntilItIsAccepted) {
-  const auto fail = [](ScriptedSocket& socket) { socket.connecting = Behaviour::fails; };
-  prepare = fail;
-  client->start();
-  clock->advance(1s + 2s + 4s - 1ms);
-  EXPECT_THAT(takeStates(), ElementsAre(Connecting{}, Waiting{1}, Connecting{}, Waiting{2},
-                                        Connecting{}, Waiting{4}));
-  prepare = nullptr;
-  clock->advance(1ms);
-  presence(2, 0);
-  prepare = fail;
-  session->socket().ends();
-  clock->advance(3s);
-  EXPECT_THAT(takeStates(), ElementsAre(Connecting{}, Online{2}, Waiting{1}, Connecting{},
-                                        Waiting{2}, Connecting{}, Waiting{4}));
-}
+/// A client, its machine and its relay, to which happens what a scenario says.
+class World {
+ public:
+  World() {
+    session->onNew = [this](ScriptedSocket& socket) {
+      EXPECT_EQ(socket.url, "wss://relay.example/base/v1/mac/" + base64URL(pairing.macId()));
+      socket.connecting = connecting;
+      socket.acknowledgesClose = acknowledges;
+      socket.onClose = [this](std::uint16_t code) { note("closes " + std::to_string(code)); };
+      socket.onSend = [this, &socket](const std::string& text) {
+        noteSent(text);
+        if (std::exchange(failsAfterThis, false)) {
+          socket.sending = Behaviour::fails;
+        }
+      };
+    };
+  }
+  ~World() {
+    stop();
+    clock->advance(seconds("2"));
+  }
+  World(const World&) = delete;
+  World& operator=(const World&) = delete;
 
-TEST_F(RelayClientFixture, ARejectedPairingIsNotTriedAgainUntilStarted) {
-  connect();
-  client->start();
-  clock->advance(29s);
-  client->start();
-  EXPECT_EQ(source->checks.size(), 1U) << "what has begun is not begun again";
-  session->socket().ends(closeCode::pairingRejected);
-  clock->advance(300s);
-  EXPECT_THAT(takeStates(), ElementsAre(Connecting{}, Rejected{}));
-  EXPECT_EQ(session->sockets.size(), 1U);
-  const std::size_t checks = source->checks.size();
-  // Whoever is told may start it at once, and hears no more of the first start.
-  onState = [this](const RelayState& state) {
-    if (state == RelayState(Connecting{}) || state == RelayState(Rejected{})) {
+  /// Carries out an action and gives what happened meanwhile.
+  std::string perform(const std::string& line) {
+    const std::size_t blank = std::min(line.find(' '), line.size());
+    const std::string rest = line.substr(std::min(blank + 1, line.size()));
+    log.clear();
+    const auto action = actions.find(line.substr(0, blank));
+    if (action == actions.end()) {
+      return "no such action";
+    }
+    action->second(rest);
+    clock->settle();
+    return log;
+  }
+
+ private:
+  void note(const std::string& entry) { log += (log.empty() ? "" : ", ") + entry; }
+  void noteSent(const std::string& text) {
+    std::ostringstream line;
+    line << std::round(std::chrono::duration<double>(clock->now() - zero).count() * 10) / 10 << " ";
+    if (text.starts_with(R"({"c")")) {
+      const auto opened = Envelope::open(text, pairing);
+      const UntypedValue payload = readJSON(opened.plaintext);
+      if (opened.kind == Envelope::Kind::alert) {
+        line << "alert " << Alert::from(JSONValue::any(payload)).value().value.value_or(0);
+      } else {
+        line << *payload.get<std::string>("kind")
+             << (payload.find("history") != nullptr ? "+history" : "");
+      }
+    } else if (text.starts_with(R"({"auth")")) {
+      EXPECT_EQ(text, R"({"auth":")" + base64URL(pairing.authKey().data()) + R"("})");
+      line << "auth";
+    } else {
+      line << text;
+    }
+    note(line.str());
+  }
+  void noteState(const RelayState& state) {
+    const auto* online = std::get_if<relayState::Online>(&state);
+    const auto* waiting = std::get_if<relayState::Waiting>(&state);
+    const bool isRejected = std::holds_alternative<relayState::Rejected>(state);
+    const bool isConnecting = std::holds_alternative<relayState::Connecting>(state);
+    note(online != nullptr    ? "online " + std::to_string(online->viewers)
+         : waiting != nullptr ? "waiting " + std::to_string(waiting->retryIn)
+         : isRejected         ? "rejected"
+         : isConnecting       ? "connecting"
+                              : "stopped");
+    if (isRestless && (isRejected || isConnecting)) {
       client->start();
     }
-  };
-  client->start();
-  clock->advance(1s);
-  session->socket().ends(closeCode::pairingRejected);
-  clock->advance(29s);
-  onState = nullptr;
-  EXPECT_THAT(takeStates(), ElementsAre(Connecting{}, Rejected{}, Connecting{}));
-  EXPECT_EQ(session->sockets.size(), 3U);
-  EXPECT_EQ(source->checks.size(), checks + 1) << "one task watches the machine";
-}
-
-TEST_F(RelayClientFixture, StoppingEndsEverythingInEveryState) {
-  stop();
-  EXPECT_THAT(takeStates(), ElementsAre(Stopped{}));
-  const struct {
-    Behaviour connecting = Behaviour::works;
-    Behaviour sending = Behaviour::works;
-    bool isRejected = false;
-  } moments[] = {{},
-                 {Behaviour::hangs},
-                 {Behaviour::fails},
-                 {.sending = Behaviour::hangs},
-                 {.isRejected = true}};
-  for (const bool acknowledges : {true, false}) {
-    for (const auto& [connecting, sending, isRejected] : moments) {
-      prepare = [&](ScriptedSocket& socket) {
-        socket.acknowledgesClose = acknowledges;
-        socket.connecting = connecting;
-        socket.sending = sending;
-      };
-      source->duration = 3s;
-      connect();
-      if (connecting == Behaviour::works) {
-        presence(1, 1);
-        clock->advance(1s);
+  }
+  std::shared_ptr<RelayClient> makeClient() {
+    const AlertStateStore store{
+        .load = [this] { return saved.empty() ? std::nullopt : std::optional(saved.back()); },
+        .save = [this](const AlertEngine& engine) { saved.push_back(engine); }};
+    return std::make_shared<RelayClient>(
+        pairing, "wss://relay.example/base", source, store,
+        [this](const RelayState& state) { noteState(state); },
+        RelayClient::Dependencies{context.get_executor(), clock, session, alerts});
+  }
+  void stop() {
+    asio::co_spawn(context, client->stop(),
+                   [this](const std::exception_ptr&) { note("goodbye over"); });
+  }
+  Alert alert(const std::string& value) {
+    return {.kind = Alert::Kind::diskFull,
+            .state = Alert::State::raised,
+            .value = std::stod(value),
+            .epochMs = epochMilliseconds(clock->unixNow())};
+  }
+  void read(const std::string& members) {
+    const std::string epoch = std::to_string(epochSeconds(clock->unixNow()));
+    source->alertText = R"({"epoch":)" + epoch + "," + members + "}";
+  }
+  void setSending(const std::string& how) {
+    if (how == "works") {
+      for (const auto& socket : session->sockets) {
+        socket->release();
       }
-      const bool hasSocket = connecting != Behaviour::fails;
-      takeStates();
-      if (isRejected) {
-        session->socket().ends(closeCode::pairingRejected);
-      }
-      const Instant before = clock->now();
-      stop();
-      EXPECT_EQ(clock->now() - before, acknowledges || !hasSocket ? 0s : 2s);
-      EXPECT_THAT(takeStates(), ElementsAre(Stopped{}));
-      const std::size_t count = session->sockets.size();
-      if (hasSocket) {
-        EXPECT_THAT(session->socket().closedWith, ElementsAre(closeCode::normal));
-        // An acknowledgement that comes too late finds nobody waiting.
-        session->socket().ends();
-      }
-      source->checks.clear();
-      clock->advance(120s);
-      EXPECT_EQ(session->sockets.size(), count);
-      EXPECT_THAT(source->checks, IsEmpty());
-      EXPECT_THAT(takeStates(), IsEmpty());
-      EXPECT_THAT(takeTimeline(), IsEmpty()) << "not even the sample that was being taken";
+    } else {
+      failsAfterThis = how == "once";
+      session->socket().outlivesItsEnd = how == "outlives";
+      session->socket().sending = failsAfterThis ? Behaviour::works : Behaviour::hangs;
     }
   }
-}
+  void end(const std::string& code) {
+    session->socket().ends(code.empty() ? std::nullopt
+                                        : std::optional(static_cast<std::uint16_t>(stoi(code))));
+  }
 
-TEST_F(RelayClientFixture, StartedWhileItSaysGoodbyeItRuns) {
-  prepare = [](ScriptedSocket& socket) { socket.acknowledgesClose = false; };
-  connect();
-  presence(1, 0);
-  takeStates();
-  beginToStop();
-  client->start();
-  clock->advance(1s);
-  presence(2, 0);
-  clock->advance(1s);
-  EXPECT_TRUE(stopped);
-  EXPECT_THAT(takeStates(), ElementsAre(Connecting{}, Online{2}));
-  EXPECT_THAT(session->socket().closedWith, IsEmpty());
-  EXPECT_THAT(takeTimeline(), ElementsAre("0 auth", "1.2 full"));
-  stop();
-  EXPECT_THAT(takeStates(), ElementsAre(Stopped{}));
+  using Text = const std::string&;
+  const std::map<std::string, std::function<void(Text)>> actions{
+      {"start", [this](Text) { client->start(); }},
+      {"stop", [this](Text) { stop(); }},
+      {"another",
+       [this](Text) {
+         stop();
+         clock->settle();
+         client = makeClient();
+         client->start();
+       }},
+      {"after", [this](Text time) { clock->advance(seconds(time)); }},
+      {"restless", [this](Text on) { isRestless = on == "on"; }},
+      // The relay.
+      {"says", [this](Text text) { session->socket().says(text); }},
+      {"brackets", [this](Text) { session->socket().says(std::string(60'000, '[')); }},
+      {"binary", [this](Text text) { session->socket().says(text, false); }},
+      {"ends", [this](Text code) { end(code); }},
+      {"ends-as-it-stops", [this](Text code) { end(code), stop(); }},
+      {"connecting",
+       [this](Text how) {
+         connecting = how == "works"   ? Behaviour::works
+                      : how == "hangs" ? Behaviour::hangs
+                                       : Behaviour::fails;
+       }},
+      {"sending", [this](Text how) { setSending(how); }},
+      {"goodbyes", [this](Text how) { acknowledges = how == "answered"; }},
+      // The machine.
+      {"sampling", [this](Text time) { source->duration = seconds(time); }},
+      {"sample", [this](Text text) { source->alertText = text; }},
+      {"reads", [this](Text members) { read(members); }},
+      {"source", [this](Text how) { source->fails = how == "fails"; }},
+      {"unix", [this](Text time) { clock->unixStart += seconds(time); }},
+      {"queue", [this](Text value) { alerts->append(alert(value)); }},
+      {"emit",
+       [this](Text value) {
+         asio::co_spawn(context, client->emitForTesting(alert(value)),
+                        [this](const std::exception_ptr&) { note("emitted"); });
+       }},
+      {"checks", [this](Text) { note(std::to_string(std::exchange(source->checks, 0))); }},
+      {"saved", [this](Text) { note(std::to_string(saved.size())); }}};
+
+  asio::io_context context;
+  std::shared_ptr<test::ManualClock> clock = std::make_shared<test::ManualClock>(context);
+  const Instant zero = clock->now();
+  std::shared_ptr<test::ScriptedSession> session = std::make_shared<test::ScriptedSession>();
+  std::shared_ptr<ScriptedSource> source = std::make_shared<ScriptedSource>(*clock);
+  std::shared_ptr<AlertQueue> alerts = std::make_shared<AlertQueue>();
+  const Pairing pairing = Pairing(Bytes(16, 1), Bytes(32, 2));
+  Behaviour connecting = Behaviour::works;
+  bool acknowledges = true;
+  bool failsAfterThis = false;
+  bool isRestless = false;
+  std::string log;
+  std::vector<AlertEngine> saved;
+  std::shared_ptr<RelayClient> client = makeClient();
+};
+
+TEST(RelayClient, DoesWhatTheScenariosSay) {
+  std::ifstream scenarios(ORVIK_FIXTURES "/client/scenarios.txt");
+  std::unique_ptr<World> world;
+  std::string name;
+  int actions = 0;
+  for (std::string line; std::getline(scenarios, line);) {
+    if (line.starts_with("== ")) {
+      world = std::make_unique<World>();
+      name = line.substr(3);
+    } else if (world && !line.empty() && line[0] != '#') {
+      const std::size_t arrow = line.find(" -> ");
+      std::string action = line.substr(0, arrow);
+      action.erase(action.find_last_not_of(' ') + 1);
+      const std::string expected = arrow == std::string::npos ? "" : line.substr(arrow + 4);
+      EXPECT_EQ(world->perform(action), expected) << name << ": " << action;
+      ++actions;
+    }
+  }
+  EXPECT_EQ(actions, 259);
 }
 
 TEST(Adding, PutsOneMemberAtTheEnd) {

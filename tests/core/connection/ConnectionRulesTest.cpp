@@ -33,25 +33,16 @@ TEST(DeadLinkWatch, TakesWhatArrivesFromThePingOnForLife) {
 }
 
 TEST(WebSocketURL, TakesOnlyWhatItCanConnectTo) {
-  const struct {
-    const char* text;
-    const char* host;
-    std::uint16_t port;
-    const char* target;
-    const char* header;
-  } good[] = {
-      {"wss://relay.example", "relay.example", 443, "/", "relay.example"},
-      {"wss://relay.example:8443/a/b?c=1", "relay.example", 8443, "/a/b?c=1", "relay.example:8443"},
-      {"wss://[::1]:99/", "::1", 99, "/", "[::1]:99"},
-      {"WSS://127.0.0.1", "127.0.0.1", 443, "/", "127.0.0.1"},
-      {"wss://relay.example?x", "relay.example", 443, "/?x", "relay.example"},
-  };
-  for (const auto& [text, host, port, target, header] : good) {
-    const auto url = WebSocketURL::parse(text);
-    ASSERT_TRUE(url) << text;
-    EXPECT_EQ(std::tie(url->host, url->port, url->target),
-              std::tuple(host, port, std::string(target)));
-    EXPECT_EQ(url->hostHeader(), header);
+  const std::pair<const char*, const char*> good[] = {
+      {"wss://relay.example", "relay.example 443 / relay.example"},
+      {"wss://relay.example:8443/a/b?c=1", "relay.example 8443 /a/b?c=1 relay.example:8443"},
+      {"wss://[::1]:99/", "::1 99 / [::1]:99"},
+      {"WSS://127.0.0.1", "127.0.0.1 443 / 127.0.0.1"},
+      {"wss://relay.example?x", "relay.example 443 /?x relay.example"}};
+  for (const auto& [text, parts] : good) {
+    const auto url = WebSocketURL::parse(text).value();
+    EXPECT_EQ(url.host + " " + std::to_string(url.port) + " " + url.target + " " + url.hostHeader(),
+              parts);
   }
   for (const char* text :
        {"", "relay.example", "ws://relay.example", "https://relay.example", "wss://", "wss:///x",

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <numeric>
+
 #include "core/BuildConstants.h"
 #include "core/pairing/PairingStore.h"
 #include "tests/support/MemorySecretStore.h"
@@ -13,10 +15,8 @@ const SecretStore::Key key{.service = build::applicationId, .account = "pairing"
 
 /// The bytes first, first + 1, …
 Bytes ascending(std::size_t count, int first) {
-  Bytes bytes;
-  while (bytes.size() < count) {
-    bytes.push_back(static_cast<std::uint8_t>(first + static_cast<int>(bytes.size())));
-  }
+  Bytes bytes(count);
+  std::iota(bytes.begin(), bytes.end(), static_cast<std::uint8_t>(first));
   return bytes;
 }
 
@@ -26,12 +26,10 @@ TEST(PairingStore, OnlyFortyEightBytesAreAPairing) {
     ASSERT_TRUE(store.add(key, "", ascending(size, 1)));
     const auto loaded = PairingStore::load(store);
     ASSERT_EQ(loaded.has_value(), size == 48) << size;
-    if (loaded) {
-      EXPECT_EQ(*loaded, Pairing(ascending(16, 1), ascending(32, 17)));
-    } else {
-      const Pairing created = PairingStore::loadOrCreate(store);
-      EXPECT_EQ(PairingStore::load(store), created) << "one that is damaged is replaced";
-    }
+    EXPECT_TRUE(!loaded || *loaded == Pairing(ascending(16, 1), ascending(32, 17)));
+    const Pairing created = PairingStore::loadOrCreate(store);
+    EXPECT_TRUE(!loaded || created == loaded);
+    EXPECT_EQ(PairingStore::load(store), created) << "one that is damaged is replaced";
   }
 }
 

@@ -158,17 +158,6 @@ TEST(PropertyList, RefusesDamageDepthAndBombs) {
   for (const std::string& bytes : refused) {
     EXPECT_THROW((void)readPropertyList(bytes), PropertyListError) << bytes.substr(0, 60);
   }
-  // Whatever is cut off or changed, nothing worse than a refusal comes of it.
-  for (std::size_t i = 8; i < whole.size(); ++i) {
-    for (const int change : {0x01, 0x80, 0xFF}) {
-      std::string damaged = whole;
-      damaged[i] = static_cast<char>(damaged[i] ^ change);
-      try {
-        (void)readPropertyList(damaged);
-      } catch (const PropertyListError&) {
-      }
-    }
-  }
 }
 
 #ifdef ORVIK_HAS_CORPUS

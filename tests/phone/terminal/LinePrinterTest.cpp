@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <fstream>
 #include <utility>
 
 #include "core/system/FileDescriptor.h"
@@ -67,35 +68,21 @@ TEST(LinePrinter, PrintsPayloadsAndNothingElse) {
 TEST(LinePrinter, SaysAlertsInWordsAndOnce) {
   setenv("TZ", "UTC", 1);
   tzset();
-  constexpr std::array alerts = {
-      std::pair(R"("temp_high","state":"raised","value":97.5,"threshold":95)",
-                "The processor is hot: 97.5 °C, for a minute at 95 °C or more"),
-      std::pair(R"("disk_full","state":"raised","value":91,"disk_free_gb":43)",
-                "The disk is nearly full: 91.0 % used, 43 GB free"),
-      std::pair(R"("on_battery","state":"raised","value":82,"battery_min":200)",
-                "Running on battery: 82 %, 3 h 20 min left"),
-      std::pair(R"("on_battery","state":"raised","battery_min":-1)", "Running on battery"),
-      std::pair(R"("on_battery","state":"cleared")", "Back on mains power"),
-      std::pair(R"("battery_low","state":"raised","value":"\u001b[2J","battery_min":5)",
-                "The battery is low: 5 min left"),
-      std::pair(R"("time_machine","state":"raised","value":34,"backup_disk_connected":false,)"
-                R"("backup_disk_name":"Disk\n1")",
-                "No backup for 34 days, Disk 1 is not connected"),
-      std::pair(R"("time_machine","state":"cleared")", "Backed up again"),
-      std::pair(R"("reactor_leak","state":"raised")", ""),
-      std::pair(R"("on_battery")", "")};
   Paper out;
   Paper notes;
-  LinePrinter printer(LinePrinter::Format::summary, out.output, notes.output,
-                      PayloadLimit(alerts.size()));
-  for (const auto& [members, words] : alerts) {
-    const std::string text = std::string(R"({"epoch_ms":1800000000999,"kind":)") + members + "}";
+  LinePrinter printer(LinePrinter::Format::summary, out.output, notes.output, PayloadLimit(10));
+  // The members of an alert, and what is said of it when it comes first.
+  std::ifstream alerts(ORVIK_FIXTURES "/phone/alerts.txt");
+  int count = 0;
+  for (std::string members, words; std::getline(alerts, members); ++count) {
+    std::getline(alerts, words);
+    const std::string text = R"({"epoch_ms":1800000000999,"kind":)" + members + "}";
     for (const bool isNew : {true, false}) {
       EXPECT_TRUE(printer.opened(payload(Envelope::Kind::alert, text.c_str()))) << "10 are wanted";
-      EXPECT_EQ(out.read(), *words != 0 && isNew ? "alert 08:00  " + std::string(words) + "\n" : "")
-          << text;
+      EXPECT_EQ(out.read(), !words.empty() && isNew ? "alert 08:00  " + words + "\n" : "") << text;
     }
   }
+  EXPECT_EQ(count, 10);
 }
 
 TEST(LinePrinter, EndsWhenNobodyReadsItsSummaries) {

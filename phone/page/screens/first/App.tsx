@@ -1,17 +1,23 @@
-import type { ComponentType } from "preact";
-import { useEffect, useLayoutEffect, useMemo, useState } from "preact/hooks";
+import { useComputed } from "@preact/signals";
+import { useEffect, useLayoutEffect, useMemo, useRef, useState } from "preact/hooks";
 import type { Problem, View } from "../../state/view.js";
 import type { Texts } from "../../words/texts.js";
 import { type Screen, ScreenContext, type ScreenName } from "./context.js";
 import { Connecting } from "./connecting/Connecting.js";
-import { later, useLater } from "./later.js";
+import { Later } from "./Later.js";
+import { later } from "./parts.js";
+import { Announcements } from "./live/Announcements.js";
 import { Live } from "./live/Live.js";
 
 /** The page. Which screen is open is an entry of the browser's history, so that the phone's own "back" leads out. */
 export function App({ view, texts }: { view: View; texts: Texts }) {
   const [name, setName] = useState<ScreenName>(() => screenOf(history.state));
+  const moved = useRef(false);
   useEffect(() => {
-    const follow = (): void => setName(screenOf(history.state));
+    const follow = (): void => {
+      moved.current = true;
+      setName(screenOf(history.state));
+    };
     addEventListener("popstate", follow);
     return () => removeEventListener("popstate", follow);
   }, []);
@@ -19,7 +25,9 @@ export function App({ view, texts }: { view: View; texts: Texts }) {
     () => ({
       view,
       texts,
+      hasMoved: () => moved.current,
       open: (next) => {
+        moved.current = true;
         if (next === "live") {
           // Only forwards is known for certain: entries of an earlier visit may lie behind.
           history.replaceState({ screen: "live" }, "");
@@ -42,33 +50,33 @@ export function App({ view, texts }: { view: View; texts: Texts }) {
   return (
     <ScreenContext.Provider value={screen}>
       <Open name={name} view={view} />
+      <Spoken view={view} />
     </ScreenContext.Provider>
   );
 }
 
+function Spoken({ view }: { view: View }) {
+  const hasComputers = useComputed(() => view.isReady.value && view.computers.value.length > 0).value;
+  return hasComputers ? <Announcements /> : null;
+}
+
 function Open({ name, view }: { name: ScreenName; view: View }) {
-  if (!view.isReady.value) return null;
+  const isReady = view.isReady.value;
   const problem = view.problem.value;
-  const computers = view.computers.value;
-  if (problem !== undefined && isPage(problem, computers.length)) {
+  // The list changes with every reading, its length does not.
+  const computers = useComputed(() => view.computers.value.length).value;
+  const hasSample = useComputed(() => view.current.sample.value !== undefined).value;
+  const phase = view.current.phase.value;
+  if (!isReady) return null;
+  if (problem !== undefined && isPage(problem, computers)) {
     return <Later load={later.problem} problem={problem} />;
   }
-  if (computers.length === 0) return <Later load={later.add} />;
+  if (computers === 0) return <Later load={later.add} />;
   if (name === "alerts") return <Later load={later.alerts} />;
   if (name === "computers") return <Later load={later.computers} />;
   if (name === "add") return <Later load={later.add} />;
-  const phase = view.current.phase.value;
   if (phase === "replaced" || phase === "foreign") return <Later load={later.replaced} />;
-  return view.current.sample.value === undefined ? <Connecting /> : <Live />;
-}
-
-/** A part of the page that is loaded when it is first shown. */
-export function Later<Props extends object>({
-  load,
-  ...props
-}: { load: () => Promise<ComponentType<Props>> } & Props) {
-  const Part = useLater(load) as ComponentType<object> | undefined;
-  return Part === undefined ? null : <Part {...props} />;
+  return hasSample ? <Live /> : <Connecting />;
 }
 
 // With a computer on the page, a bad link is a notice over it: what is there goes on.

@@ -9,6 +9,8 @@ export interface Screen {
   readonly texts: Texts;
   open(screen: ScreenName): void;
   back(): void;
+  /** Another screen has been shown since the page was opened. */
+  hasMoved(): boolean;
 }
 
 export type ScreenName = "live" | "alerts" | "computers" | "add";

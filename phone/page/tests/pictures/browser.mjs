@@ -63,7 +63,8 @@ export async function openMadeUp() {
         { name: "prefers-reduced-motion", value: "reduce" },
       ]);
       const query = new URLSearchParams({ scene, lang, ...(screen && { screen }) });
-      await tab.goto(`${address}?${query}`, { waitUntil: "networkidle0" });
+      await tab.goto(`${address}?${query}`, { waitUntil: "load" });
+      await tab.waitForSelector("h1");
       if (rootSize !== undefined) {
         await tab.evaluate((size) => document.documentElement.style.setProperty("font-size", size), rootSize);
       }

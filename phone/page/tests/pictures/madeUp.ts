@@ -121,12 +121,33 @@ interface Scene {
   readonly isServer?: boolean;
 }
 
+const endless = "M".repeat(128);
+const mixed = "\u05e9\u05dc\u05d5\u05dd ".repeat(12);
+
+/** Texts of strangers, as long as the readers let them through. */
+const hostile: Partial<Sample> = {
+  processes: [{ name: endless, percent: 9999.9 }, { name: mixed, percent: 0.1 }, { name: "?", percent: 0 }],
+  volumes: Array.from({ length: 64 }, () => ({ name: endless, sizeBytes: 9e18, freeBytes: 1, protocol: endless, isTimeMachine: true })),
+  usb: [{ name: endless, maker: mixed, speed: endless, kind: "other", storage: false, volume: endless }],
+  displays: [{ name: endless, width: 99999999, height: 99999999, refreshHz: 9999.9, main: true, builtin: true }],
+  bluetooth: [{ name: mixed, kind: "other", battery: 100, batteryLeft: 100, batteryRight: 100, batteryCase: 100 }],
+  network: { link: endless, gateway: endless, router: endless },
+  backupDiskName: endless, uptimeHours: 9e6, swapGib: 99999.99, powerWatts: 99999.9, load: [99999.99, 99999.99, 99999.99],
+  batteryCondition: endless, batteryCycles: 999999, batteryDesignCycles: 999999, ramUsedGib: 99999.9, ramTotalGib: 99999.9,
+};
+
 const offline = { sky: "fog", first: { key: "noContact" } } as const;
 
 export const scenes = {
   live: {},
   late: {
     phase: "late",
+    verdict: { sky: "late", first: { key: "waiting" }, second: { key: "lastReading", ageMs: 9000 } },
+    ageMs: 9000,
+  },
+  lateAlert: {
+    phase: "late",
+    sample: { cpuCelsius: 97, diskPercent: 92, diskFreeGb: 43 },
     verdict: { sky: "late", first: { key: "waiting" }, second: { key: "lastReading", ageMs: 9000 } },
     ageMs: 9000,
   },
@@ -177,6 +198,7 @@ export const scenes = {
     isServer: true,
     verdict: { second: { key: "quiet", sinceMs: -45 * minuteMs } },
   },
+  hostile: { name: "W".repeat(64), sample: hostile, alerts: true },
   damaged: { computers: "none", noSample: true, problem: { kind: "linkDamaged" } },
   newer: { computers: "none", noSample: true, problem: { kind: "linkNewer" } },
   tooOld: { computers: "none", noSample: true, problem: { kind: "browserTooOld" } },
@@ -246,6 +268,7 @@ export function madeUpView(sceneName: string, nowMs: number): { readonly view: V
     ],
   };
   const now = signal(nowMs);
+  const shownDay = signal(day);
   const beats = signal(scene.phase === undefined ? 7 : 0);
   const reading: Signal<Sample | undefined> = signal(sample);
   const readAt: Signal<number | undefined> = signal(sample === undefined ? undefined : readAtMs);
@@ -266,7 +289,7 @@ export function madeUpView(sceneName: string, nowMs: number): { readonly view: V
       readAtMs: readAt,
       beats,
       verdict: signal(shifted),
-      day: signal(day),
+      day: shownDay,
       hasHistory: signal(scene.noHistory !== true),
       alerts: signal(scene.alerts === true || sceneName === "live" ? alertsBefore(nowMs, scene.phase === undefined) : []),
       unseenAlerts: signal(scene.unseen ?? 0),
@@ -292,6 +315,8 @@ export function madeUpView(sceneName: string, nowMs: number): { readonly view: V
       reading.value = { ...before, epochMs: now.value, cpuPercent };
       readAt.value = now.value;
       beats.value += 1;
+      // A new minute draws land and curves anew.
+      if (now.value % minuteMs < 2000) shownDay.value = { ...day };
     },
   };
 }

@@ -22,8 +22,7 @@ constexpr auto name = "org.freedesktop.login1";
 QString text(const char* latin) { return QString::fromLatin1(latin); }
 
 /// A program's own connection to the bus.
-class Connection {
- public:
+struct Connection {
   explicit Connection(const test::BusDaemon& daemon)
       : bus(QDBusConnection::connectToBus(QString::fromStdString(daemon.address), label)) {}
   Connection(const Connection&) = delete;

@@ -6,6 +6,7 @@
 #include "core/sampling/mac/MacmonReader.h"
 #include "tests/support/Children.h"
 #include "tests/support/ManualClock.h"
+#include "tests/support/RecordedMac.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace orvik {
@@ -14,20 +15,6 @@ namespace {
 using namespace std::chrono_literals;
 using std::filesystem::perms;
 using Reading = std::optional<std::string>;
-
-/// Answers every single reading, and says what was asked.
-struct SingleReadings final : CommandRunner {
-  asio::awaitable<std::string> run(std::string path, std::vector<std::string> arguments,
-                                   Seconds timeout) override {
-    for (const std::string& argument : arguments) {
-      path += " " + argument;
-    }
-    asked.push_back(path + " " + std::to_string(timeout.count()));
-    co_return answer;
-  }
-  std::string answer;
-  std::vector<std::string> asked;
-};
 
 /// What all runs of the tool have in common.
 struct Tool {
@@ -69,7 +56,7 @@ class MacmonReaderTest : public testing::Test {
   MacmonReaderTest() {
     std::filesystem::permissions(path, perms::owner_all);
     reader.emplace(std::vector<std::filesystem::path>{"/nonexistent/macmon", path},
-                   MacmonReader::Dependencies{context.get_executor(), clock, single,
+                   MacmonReader::Dependencies{context.get_executor(), clock, commands,
                                               [this](const auto&, const auto&, const auto& given) {
                                                 tool->starts.push_back(given.at(2));
                                                 return std::make_unique<ToolRun>(tool);
@@ -106,7 +93,8 @@ class MacmonReaderTest : public testing::Test {
 
   asio::io_context context;
   const std::shared_ptr<test::ManualClock> clock = std::make_shared<test::ManualClock>(context);
-  const std::shared_ptr<SingleReadings> single = std::make_shared<SingleReadings>();
+  const std::shared_ptr<test::RecordedCommands> commands =
+      std::make_shared<test::RecordedCommands>("laptop.txt", context.get_executor());
   const std::shared_ptr<Tool> tool = std::make_shared<Tool>(context.get_executor());
   const test::TemporaryFolder folder;
   const std::filesystem::path path = folder.write("macmon", "");
@@ -114,8 +102,10 @@ class MacmonReaderTest : public testing::Test {
 };
 
 TEST_F(MacmonReaderTest, StartsOnDemandAndGivesTheLatestValidLine) {
+  const std::string single = "8 s: " + path.string() + " pipe -s 1 -i 500";
+  commands->outputs[single] = "a warning\n{\"b\":1}\n";
   clock->advance(10s);
-  EXPECT_EQ(resultOf(reader->reading(), 0s), std::nullopt);  // and does not start it either
+  EXPECT_EQ(resultOf(reader->reading(), 0s), "{\"b\":1}");  // and does not start it either
   clock->advance(10s);
   EXPECT_THAT(tool->starts, testing::IsEmpty());
   EXPECT_EQ(latest(3s), std::nullopt);
@@ -128,10 +118,10 @@ TEST_F(MacmonReaderTest, StartsOnDemandAndGivesTheLatestValidLine) {
   EXPECT_EQ(resultOf(reader->reading(), 0s), "{\"a\":2}");
   clock->advance(1ns);
   EXPECT_EQ(latest(), std::nullopt);
-  single->asked.clear();
-  single->answer = "a warning\n{\"b\":1}\n";
   EXPECT_EQ(resultOf(reader->reading(), 0s), "{\"b\":1}");
-  EXPECT_THAT(single->asked, testing::ElementsAre(path.string() + " pipe -s 1 -i 500 8.000000"));
+  EXPECT_EQ(commands->taken.count(single), 2U);
+  commands->isMute = true;
+  EXPECT_EQ(resultOf(reader->reading(), 0s), std::nullopt);
 }
 
 TEST_F(MacmonReaderTest, StopsAMinuteAfterTheLastQuestionAndIsWaitedForAfterIt) {
@@ -161,7 +151,7 @@ TEST_F(MacmonReaderTest, StopsAMinuteAfterTheLastQuestionAndIsWaitedForAfterIt) 
   clock->advance(100ms);
   EXPECT_EQ(back, "{\"a\":1}");
   // A run after one that worked is waited for, one after a silent one is not.
-  clock->advance(10s);
+  clock->advance(9900ms);
   EXPECT_EQ(tool->starts.size(), 3U);
   EXPECT_EQ(latest(3s), std::nullopt);
   clock->advance(7s);
@@ -192,7 +182,7 @@ TEST_F(MacmonReaderTest, NothingComesFromAToolThatIsMissing) {
   EXPECT_EQ(latest(3s), std::nullopt);
   EXPECT_EQ(latest(), std::nullopt);
   EXPECT_EQ(resultOf(reader->reading(), 0s), std::nullopt);
-  EXPECT_THAT(single->asked, testing::IsEmpty());
+  EXPECT_TRUE(commands->taken.empty());
   std::filesystem::permissions(path, perms::owner_all);
   clock->advance(2s);
   EXPECT_EQ(tool->starts.size(), 1U) << "installed meanwhile";
@@ -224,15 +214,15 @@ TEST(LineProcess, GivesTheLinesOfAProgramUntilItsEnd) {
     context.run_for(30s);
     return line;
   };
-  const auto process = start("printf 'a\\n\\n'; head -c 3000000 /dev/zero; printf '\\nb\\nrest'");
+  auto process = start("printf 'a\\n\\n'; head -c 3000000 /dev/zero; printf '\\nb\\nrest'");
   for (const Reading& line :
        {Reading("a"), Reading(""), Reading("b"), Reading("rest"), Reading()}) {
     EXPECT_EQ(next(*process), line);
   }
-  auto endless = start("trap '' TERM; echo on; while :; do sleep 1000; done");
-  EXPECT_EQ(next(*endless), "on");
-  endless->terminate();
-  endless.reset();
+  process = start("trap '' TERM; echo on; while :; do sleep 1000; done");
+  EXPECT_EQ(next(*process), "on");
+  process->terminate();
+  process.reset();
   EXPECT_FALSE(test::hasChildren());
   EXPECT_EQ(launchLineProcess(context.get_executor(), "/nonexistent/tool", {}), nullptr);
 }

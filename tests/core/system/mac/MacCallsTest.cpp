@@ -48,10 +48,10 @@ TEST_F(MacCalls, AKeychainItemIsFoundByServiceAndAccountAlone) {
   machine.asked.clear();
   EXPECT_FALSE(store->add({"\xFF", "pairing"}, "", secret));
   EXPECT_FALSE(store->remove({"example.orvik", "\xFF"}));
-  EXPECT_THROW((void)store->find({"example.orvik", "\xFF"}), SecretStore::Unreadable);
+  EXPECT_EQ(store->find({"example.orvik", "\xFF"}), std::nullopt);
   EXPECT_TRUE(machine.asked.empty());
   machine.status = -128;
-  EXPECT_THROW((void)store->find({"example.orvik", "other"}), SecretStore::Unreadable);
+  EXPECT_EQ(store->find({"example.orvik", "other"}), std::nullopt);
   EXPECT_FALSE(store->remove({"example.orvik", "other"}) || store->add(key, "", secret));
   machine.status = 0;
   EXPECT_FALSE(store->add({"example.orvik", "other"}, "", secret)) << "never two under one key";

@@ -3,17 +3,17 @@ import type { ComponentChildren } from "preact";
 import { useEffect, useMemo, useRef, useState } from "preact/hooks";
 import { landBins } from "../../../state/day.js";
 import type { Day, Verdict } from "../../../state/view.js";
-import { Later } from "../App.js";
 import { useScreen } from "../context.js";
-import { later } from "../later.js";
+import { Later } from "../Later.js";
+import { later } from "../parts.js";
 import { firstIcons, Icon } from "../parts/Icon.js";
 import { Row } from "../parts/Row.js";
+import { Title } from "../parts/Title.js";
 import { type LampPlace, Sky } from "../sky/Sky.js";
-import { Announcements } from "./Announcements.js";
 import { Hours } from "./Hours.js";
 import { Notices } from "./Notices.js";
 import { readingRows } from "./readings.js";
-import { awayHelp, firstSentence, isStill, lastKnown, secondSentence } from "./sentences.js";
+import { ageText, awayHelp, firstSentence, isStill, lastKnown, secondSentence } from "./sentences.js";
 import { useMedia } from "./useMedia.js";
 
 const dayMs = 86_400_000;
@@ -29,7 +29,6 @@ export function Live() {
         <BigSky />
       </header>
       <SlimSky after={sky} />
-      <Announcements />
       <main>
         <Hours />
         <Notices />
@@ -52,7 +51,7 @@ function BigSky() {
   const colour = verdict.value.sky;
   useThemeColour(colour);
   return (
-    <Sky {...land} colour={colour} size="big">
+    <Sky {...land} colour={colour} size="big" onLand={showLastDay}>
       <div class="sky-words pad">
         <div class="sky-head">
           <button type="button" class="chooser" onClick={() => open("computers")}>
@@ -77,9 +76,9 @@ function BigSky() {
         <p class="live-line">
           <LiveWhen />
         </p>
-        <h1 class="verdict">
+        <Title class="verdict">
           <Sentences verdict={verdict.value} />
-        </h1>
+        </Title>
         {colour !== "fog" && (
           <ul class="legend" aria-hidden="true">
             {sample.value?.cpuPercent !== undefined && <li>{w.processor}</li>}
@@ -120,7 +119,10 @@ function LiveWhen({ name }: { name?: string }) {
   const { view, texts } = useScreen();
   const { phase, readAtMs } = view.current;
   const isLive = phase.value === "live" && readAtMs.value !== undefined;
-  const words = isLive ? texts.fill(texts.w.live, texts.timeWithSeconds(readAtMs.value ?? 0)) : texts.w.notLive;
+  let words = texts.w.notLive;
+  if (isLive) words = texts.fill(texts.w.live, texts.timeWithSeconds(readAtMs.value ?? 0));
+  // The slim sky has no sentence that would say how old the values under it are.
+  else if (name !== undefined && readAtMs.value !== undefined) words = ageText(view.now.value - readAtMs.value, view.now.value, texts);
   return (
     <>
       <span class={isLive ? "dot" : "dot out"} />
@@ -262,4 +264,10 @@ function useThemeColour(sky: string): void {
     const timer = setTimeout(() => meta.setAttribute("content", getComputedStyle(element).getPropertyValue("--top")), 1300);
     return () => clearTimeout(timer);
   }, [sky, isDark]);
+}
+
+// The land is the last day in small: a tap leads to the large one.
+function showLastDay(): void {
+  const behavior = matchMedia("(prefers-reduced-motion: reduce)").matches ? "auto" : "smooth";
+  document.querySelector(".last-day")?.scrollIntoView({ behavior });
 }

@@ -68,6 +68,11 @@ export function takenAt(atMs: number, nowMs: number, texts: Texts): string {
   return nowMs - atMs < dayMs ? texts.timed(texts.w.atTime, atMs) : texts.fill(texts.w.atDate, texts.dateTime(atMs));
 }
 
+/** How old values are: a duration, after two days a date. */
+export function ageText(ageMs: number, nowMs: number, texts: Texts): string {
+  return ageMs < longAgoMs ? texts.fill(texts.w.ago, texts.duration(ageMs / 1000)) : texts.dateTime(nowMs - ageMs);
+}
+
 /** The note over values that are no longer live, its age apart so that it can be set in bold. */
 export function lastKnown(atMs: number, nowMs: number, texts: Texts): readonly [before: string, age: string, after: string] {
   const isLong = nowMs - atMs >= longAgoMs;

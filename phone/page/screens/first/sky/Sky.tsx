@@ -1,4 +1,4 @@
-// The first view imports nothing from screens/later: what is needed later is loaded later (later.ts).
+// The first view imports nothing from screens/later: what is needed later is loaded later (parts.ts).
 
 import type { ComponentChildren } from "preact";
 import { useEffect, useMemo, useRef } from "preact/hooks";
@@ -22,20 +22,22 @@ export interface SkyProps {
   readonly summary?: string | undefined;
   /** Marks on the land, placed by the caller. */
   readonly marks?: ComponentChildren;
+  /** A tap on the land. */
+  readonly onLand?: () => void;
   readonly children?: ComponentChildren;
 }
 
 /** A sky with its land. It is drawn anew when the bins change, once a minute; with a sample only lamp and tip move. */
-export function Sky({ colour, size, bins, lamp, beats, summary, marks, children }: SkyProps) {
+export function Sky({ colour, size, bins, lamp, beats, summary, marks, onLand, children }: SkyProps) {
   const isLit = colour !== "fog" && colour !== "late";
   return (
     <div class={`sky sky-${size}`} data-sky={colour}>
       {children}
-      <div class="land" role={summary === undefined ? undefined : "img"} aria-label={summary}>
+      <div class="land" onClick={onLand} {...(summary === undefined || summary === "" ? {} : { role: "img", "aria-label": summary })}>
         {lamp !== undefined && isLit && <span class="glow" style={placeOf(lamp)} />}
         <Land bins={bins} isFog={colour === "fog"} end={lamp !== undefined && lamp.at < 1 ? lamp : undefined} />
         {lamp !== undefined && <Lamp lamp={lamp} isLit={isLit} beats={beats} />}
-        {colour === "fog" && <span class="now-post" />}
+        {colour === "fog" && bins !== undefined && <span class="now-post" />}
         {marks}
       </div>
     </div>

@@ -36,9 +36,12 @@ interface Point {
 export function outline(bins: LandBins, last?: Point): Outline {
   const end = last === undefined ? width : Math.min(width, Math.max(0, last.x));
   const runs = runsOf(bins.cpu, bins.span, end);
-  const lastRun = runs.at(-1);
-  if (last !== undefined && lastRun !== undefined && end - (lastRun.at(-1)?.x ?? 0) < 2 * bins.span) {
-    lastRun.push({ x: end, y: Math.min(100, Math.max(0, last.y)) });
+  if (last !== undefined) {
+    const newest = { x: end, y: Math.min(100, Math.max(0, last.y)) };
+    const run = runs.at(-1);
+    if (run !== undefined && end - (run.at(-1)?.x ?? 0) < 2 * bins.span) run.push(newest);
+    // Known from this one reading only: a lone rock, as under the lamp before the history.
+    else runs.push([newest]);
   }
   const tops = runs.map((run) => curve(shoulders(run, end)));
   return {

@@ -1,6 +1,7 @@
 import { useState } from "preact/hooks";
 import { useScreen } from "../../first/context.js";
 import { firstIcons, Icon } from "../../first/parts/Icon.js";
+import { Title } from "../../first/parts/Title.js";
 import { laterIcons } from "../laterIcons.js";
 import { Viewfinder } from "./Viewfinder.js";
 
@@ -51,7 +52,7 @@ export function Add({ problem }: { problem?: { readonly title: string; readonly 
             </button>
           )}
         </div>
-        <h1 class="scan-title pad">{problem?.title ?? w.scanTitle}</h1>
+        <Title class="scan-title pad">{problem?.title ?? w.scanTitle}</Title>
         {problem !== undefined && <p class="scan-help pad">{problem.help}</p>}
         {isScanning ? (
           <Viewfinder

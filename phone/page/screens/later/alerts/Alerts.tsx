@@ -4,6 +4,7 @@ import { useScreen } from "../../first/context.js";
 import { useLand } from "../../first/live/Live.js";
 import { alertTitle } from "../../first/parts/alertTitle.js";
 import { firstIcons, Icon } from "../../first/parts/Icon.js";
+import { Title } from "../../first/parts/Title.js";
 import { Sky } from "../../first/sky/Sky.js";
 import { alertSeverity } from "./severity.js";
 
@@ -28,7 +29,7 @@ export function Alerts() {
                 <bdi class="name">{name.value || w.thisComputer}</bdi>
               </button>
             </div>
-            <h1 class="list-title">{w.alerts}</h1>
+            <Title class="list-title">{w.alerts}</Title>
           </div>
         </Sky>
       </header>

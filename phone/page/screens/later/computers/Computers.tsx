@@ -1,8 +1,9 @@
 import { useEffect, useState } from "preact/hooks";
 import type { ComputerCard } from "../../../state/view.js";
 import { useScreen } from "../../first/context.js";
-import { firstSentence, secondSentence } from "../../first/live/sentences.js";
+import { ageText, firstSentence, secondSentence } from "../../first/live/sentences.js";
 import { firstIcons, Icon } from "../../first/parts/Icon.js";
+import { Title } from "../../first/parts/Title.js";
 import { Sky } from "../../first/sky/Sky.js";
 import { laterIcons } from "../laterIcons.js";
 import { Manage } from "./Manage.js";
@@ -28,7 +29,7 @@ export function Computers() {
           <button type="button" class="round" aria-label={w.back} onClick={back}>
             <Icon path={firstIcons.back} turns />
           </button>
-          <h1 class="list-title">{w.computers}</h1>
+          <Title class="list-title">{w.computers}</Title>
         </div>
         <ul class="cards">
           {cards.map((each) => (
@@ -79,7 +80,7 @@ function Card({ card, choose, manage }: { card: ComputerCard; choose: () => void
             <span class="card-line">
               <span class={isLit ? "dot" : "dot out"} />
               <bdi class="name">{name}</bdi>
-              <span class="card-when">{ageText(phase, ageMs, texts)}</span>
+              <span class="card-when">{whenText(phase, ageMs, now, texts)}</span>
             </span>
             <span class="card-sentence">
               <strong>{firstSentence(verdict.first, texts, name)}</strong>{" "}
@@ -103,9 +104,14 @@ function Card({ card, choose, manage }: { card: ComputerCard; choose: () => void
 }
 
 // Of the computer that is watched closely the newest reading is seconds old: "Live" says more than a number that runs.
-function ageText(phase: ComputerCard["phase"], ageMs: number | undefined, texts: ReturnType<typeof useScreen>["texts"]): string {
+function whenText(
+  phase: ComputerCard["phase"],
+  ageMs: number | undefined,
+  nowMs: number,
+  texts: ReturnType<typeof useScreen>["texts"],
+): string {
   if (ageMs === undefined) return "";
-  return phase === "live" && ageMs < 6000 ? texts.w.liveShort : texts.fill(texts.w.ago, texts.duration(ageMs / 1000));
+  return phase === "live" && ageMs < 6000 ? texts.w.liveShort : ageText(ageMs, nowMs, texts);
 }
 
 function since(atMs: number, nowMs: number, texts: ReturnType<typeof useScreen>["texts"]): string {

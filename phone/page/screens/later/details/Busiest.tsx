@@ -1,6 +1,7 @@
 import { useState } from "preact/hooks";
 import { useScreen } from "../../first/context.js";
 import { Gauge } from "../../first/parts/Row.js";
+import { SectionHead } from "./SectionHead.js";
 
 const few = 5;
 
@@ -13,14 +14,13 @@ export function Busiest() {
   const largest = Math.max(...processes.map((process) => process.percent), 0.1);
   return (
     <section class="section pad busiest">
-      <div class="heading">
-        <h2>{w.busiest}</h2>
-        <p class="second">{fill(w.oneCore, percent(100))}</p>
-      </div>
+      <SectionHead title={w.busiest} note={fill(w.oneCore, percent(100))} />
       <ul>
         {processes.slice(0, isOpen ? processes.length : few).map((process, index) => (
           <li class="process" key={index}>
-            <bdi class="process-name">{process.name}</bdi>
+            <span class="process-name">
+              <bdi>{process.name}</bdi>
+            </span>
             <bdi class="process-use">{percent(process.percent, 1)}</bdi>
             <Gauge filled={(process.percent / largest) * 100} />
           </li>

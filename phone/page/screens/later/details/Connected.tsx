@@ -2,7 +2,8 @@ import type { BluetoothDevice, Display, Sample, UsbDevice } from "../../../proto
 import type { Texts } from "../../../words/texts.js";
 import { useScreen } from "../../first/context.js";
 import { IconRow } from "./IconRow.js";
-import { bluetooth, bluetoothIcon, display, network, usbIcon } from "./icons.js";
+import { bluetooth, bluetoothIcon, cable, display, usbIcon, wireless } from "./icons.js";
+import { SectionHead } from "./SectionHead.js";
 
 export function Connected() {
   const { view, texts } = useScreen();
@@ -18,7 +19,7 @@ export function Connected() {
   if (things.length === 0) return null;
   return (
     <section class="section pad connected">
-      <h2>{texts.w.connected}</h2>
+      <SectionHead title={texts.w.connected} />
       <ul>
         {things.map((thing, index) => (
           <IconRow key={index} {...thing} />
@@ -95,5 +96,7 @@ function speedText(speed: string, { number }: Texts): string {
 
 function networkRows({ network: way }: Sample, { w, list }: Texts) {
   if (way === undefined) return [];
-  return [{ icon: network, name: way.link ?? w.network, detail: list([way.gateway, way.router]) }];
+  // The name of a connection is free text; what is not known to be wireless gets the socket.
+  const isWireless = /wi-?fi|wlan|wireless|airport|^wl/i.test(way.link ?? "");
+  return [{ icon: isWireless ? wireless : cable, name: way.link ?? w.network, detail: list([way.gateway, way.router]) }];
 }

@@ -12,7 +12,9 @@ export function Facts({ facts }: { facts: readonly Fact[] }) {
           {"lines" in fact ? (
             <dd>
               {fact.lines.map((line) => (
-                <bdi class="fact-line">{line}</bdi>
+                <span class="fact-line">
+                  <bdi>{line}</bdi>
+                </span>
               ))}
             </dd>
           ) : (

@@ -2,6 +2,7 @@ import type { Sample } from "../../../protocol/sample.js";
 import type { Texts } from "../../../words/texts.js";
 import { useScreen } from "../../first/context.js";
 import { Facts, type Fact } from "./Facts.js";
+import { SectionHead } from "./SectionHead.js";
 
 export function More() {
   const { view, texts } = useScreen();
@@ -11,7 +12,7 @@ export function More() {
   if (facts.length === 0 && !sample.sensorsFailed) return null;
   return (
     <section class="section pad more">
-      <h2>{texts.w.more}</h2>
+      <SectionHead title={texts.w.more} />
       {sample.sensorsFailed && <p class="sensors">{texts.w.sensorsUnread}</p>}
       <Facts facts={facts} />
     </section>

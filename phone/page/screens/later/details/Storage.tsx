@@ -4,6 +4,7 @@ import { useScreen } from "../../first/context.js";
 import { Row } from "../../first/parts/Row.js";
 import { IconRow } from "./IconRow.js";
 import { backup } from "./icons.js";
+import { SectionHead } from "./SectionHead.js";
 
 const longAgoMs = 48 * 3_600_000;
 
@@ -19,7 +20,9 @@ export function Storage() {
   const severity = view.current.verdict.value.rows.backup?.severity;
   return (
     <section class="section storage">
-      <h2 class="pad">{texts.w.storage}</h2>
+      <div class="pad">
+        <SectionHead title={texts.w.storage} />
+      </div>
       {volumes.length > 0 && (
         <ul>
           {volumes.map((volume, index) => (

@@ -13,7 +13,8 @@ const slab = (x: number, y: number, w: number, h: number): string =>
 export const drive = "M6.2 4.5h11.6L21 14v4a1.5 1.5 0 0 1-1.5 1.5h-15A1.5 1.5 0 0 1 3 18v-4ZM3 14h18M6.5 16.8v.01";
 export const display = `${slab(3, 4, 18, 12)}M12 16v4M8.5 20h7`;
 export const backup = "M3.5 12a8.5 8.5 0 1 0 2.5-6L3.5 8.5M3.5 3.5v5h5M12 7.5V12l3 1.8";
-export const network = "M2.5 9.5a14 14 0 0 1 19 0M5.8 13.2a9 9 0 0 1 12.4 0M9 16.7a4.5 4.5 0 0 1 6 0M12 20v.01";
+export const wireless = "M2.5 9.5a14 14 0 0 1 19 0M5.8 13.2a9 9 0 0 1 12.4 0M9 16.7a4.5 4.5 0 0 1 6 0M12 20v.01";
+export const cable = "M4 4.5h16v9H4ZM9 13.5v3M15 13.5v3M12 16.5V20M8 8v2.5M12 8v2.5M16 8v2.5M8 16.5h8";
 export const bluetooth = "M7 7.5l10 9-5 4.5V3l5 4.5-10 9";
 
 const bluetoothIcons: Readonly<Record<BluetoothKind, string>> = {

@@ -73,8 +73,9 @@ export function createPlot(root: HTMLElement, width: number, curve: Curve, minut
   };
 }
 
+// The colours are of six digits; a canvas of an older browser knows no other way to thin them.
 function translucent(colour: string): string {
-  return `color-mix(in srgb, ${colour} 13%, transparent)`;
+  return `${colour}21`;
 }
 
 // A minute or two without a reading is a missed beat; from five on it is a gap that one can see.

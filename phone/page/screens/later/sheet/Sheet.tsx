@@ -25,7 +25,10 @@ export function Sheet({ title, close, children }: { title: string; close: () => 
       }}
     >
       <div class="sheet-inner">
-        <h2 id={id}>{title}</h2>
+        {/* Focused first: a field would bring up the keyboard, and a listener hears what this is about. */}
+        <h2 id={id} tabIndex={-1} autofocus>
+          {title}
+        </h2>
         {children}
       </div>
     </dialog>

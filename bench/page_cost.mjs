@@ -1,0 +1,287 @@
+#!/usr/bin/env node
+// What the page costs on a slow phone: time to the first values, bytes, slowest task, memory. Beside
+// it, measured in the same way, other monitoring pages where they are installed:
+//
+//   bench/page_cost.mjs [RUNS]
+//
+// The phone is Chromium at 1.6 Mbit/s with 150 ms of latency and a processor slowed four times, by
+// Chromium's own throttling. ORVIK_BUILD names the folder of the built relay and agent.
+
+import { spawn } from "node:child_process";
+import { once } from "node:events";
+import { existsSync, mkdirSync, readFileSync, writeFileSync } from "node:fs";
+import { createServer } from "node:net";
+import { fileURLToPath } from "node:url";
+import { Stage } from "../tests/page/stage.mjs";
+
+const runs = Number(process.argv[2] ?? 5);
+const network = { offline: false, latency: 150, downloadThroughput: 1_600_000 / 8, uploadThroughput: 1_600_000 / 8 };
+const slowdown = 4;
+const watchedMs = 60_000;
+const sampleFile = fileURLToPath(new URL("../tests/page/sample.json", import.meta.url));
+
+const median = (values) => [...values].sort((a, b) => a - b)[Math.floor(values.length / 2)];
+const seconds = (ms) => `${(ms / 1000).toFixed(2)} s`;
+const kib = (bytes) => `${(bytes / 1024).toFixed(1)} KiB`;
+const say = (what, figure) => console.log(`${what.padEnd(64)} ${figure}`);
+
+/** Runs in the page before anything of it: notes when what `shows` names is first there. */
+function noteFirst(shows) {
+  globalThis.firstShown = {};
+  const look = () => {
+    for (const [name, [selector, pattern]] of Object.entries(shows)) {
+      if (name in globalThis.firstShown) continue;
+      for (const element of document.querySelectorAll(selector)) {
+        if (new RegExp(pattern).test(element.textContent)) globalThis.firstShown[name] = performance.now();
+      }
+    }
+  };
+  new MutationObserver(look).observe(document, { childList: true, subtree: true, attributes: true, characterData: true });
+}
+
+/** A page with the network and the processor of a slow phone, and what it has received. */
+async function slowPage(context, shows) {
+  const page = await context.newPage();
+  await page.setViewport({ width: 390, height: 844, deviceScaleFactor: 2 });
+  const protocol = await page.createCDPSession();
+  await protocol.send("Network.enable");
+  await protocol.send("Network.emulateNetworkConditions", network);
+  await protocol.send("Emulation.setCPUThrottlingRate", { rate: slowdown });
+  await page.evaluateOnNewDocument(noteFirst, shows);
+  const received = { bytes: 0, requests: 0 };
+  protocol.on("Network.loadingFinished", ({ encodedDataLength }) => {
+    received.bytes += encodedDataLength;
+    received.requests += 1;
+  });
+  return { page, protocol, received };
+}
+
+async function shown(page, name) {
+  await page.waitForFunction((wanted) => wanted in globalThis.firstShown, { timeout: 60_000, polling: 50 }, name);
+  return page.evaluate((wanted) => globalThis.firstShown[wanted], name);
+}
+
+/** The time to the first value with nothing cached, and the bytes until then; medians. */
+async function cold(browser, address, shows) {
+  const times = [];
+  const bytes = [];
+  const requests = [];
+  for (let run = 0; run < runs; run += 1) {
+    const context = await browser.createBrowserContext();
+    const { page, received } = await slowPage(context, shows);
+    await page.goto(address, { waitUntil: "commit" }).catch(() => page.goto(address));
+    times.push(await shown(page, "value"));
+    bytes.push(received.bytes);
+    requests.push(received.requests);
+    await context.close();
+  }
+  return { time: median(times), bytes: median(bytes), requests: median(requests), all: times };
+}
+
+/** The longest task of the page's main thread while it shows what comes. */
+async function slowestTask(browser, address, shows) {
+  const context = await browser.createBrowserContext();
+  const { page } = await slowPage(context, shows);
+  await page.goto(address);
+  await shown(page, "value");
+  // Until everything that is loaded later is there.
+  await page.waitForNetworkIdle({ idleTime: 3000, timeout: 60_000 }).catch(() => undefined);
+  await page.tracing.start({ categories: ["disabled-by-default-devtools.timeline", "toplevel", "__metadata"] });
+  await new Promise((resolve) => setTimeout(resolve, watchedMs));
+  const { traceEvents } = JSON.parse(Buffer.from(await page.tracing.stop()).toString());
+  await context.close();
+  const mains = new Set(traceEvents
+    .filter(({ name, args }) => name === "thread_name" && args.name === "CrRendererMain")
+    .map(({ pid, tid }) => `${pid}/${tid}`));
+  const tasks = traceEvents.filter(({ name, pid, tid, dur }) =>
+    name.endsWith("RunTask") && dur !== undefined && mains.has(`${pid}/${tid}`));
+  return Math.max(0, ...tasks.map(({ dur }) => dur / 1000));
+}
+
+async function heapOf(protocol) {
+  await protocol.send("HeapProfiler.enable");
+  for (let time = 0; time < 3; time += 1) await protocol.send("HeapProfiler.collectGarbage");
+  return (await protocol.send("Runtime.getHeapUsage")).usedSize;
+}
+
+/** Runs in the page before anything of it: a relay with a computer that sends as fast as it is told to. */
+function scriptRelay(link, sample) {
+  const bytesOf = (text) => Uint8Array.from(atob(text.replaceAll("-", "+").replaceAll("_", "/")), (c) => c.charCodeAt(0));
+  const textOf = (bytes) => btoa(Array.from(bytes, (byte) => String.fromCharCode(byte)).join(""))
+    .replaceAll("+", "-").replaceAll("/", "_").replaceAll("=", "");
+  const [, macId, secret] = link.split("#")[1].split(".").map((part) => part);
+  let key;
+  async function sealed(payload) {
+    key ??= await crypto.subtle.deriveKey(
+      { name: "HKDF", hash: "SHA-256", salt: bytesOf(macId), info: new TextEncoder().encode("orvik enc v1") },
+      await crypto.subtle.importKey("raw", bytesOf(secret), "HKDF", false, ["deriveKey"]),
+      { name: "AES-GCM", length: 256 }, false, ["encrypt"]);
+    const iv = crypto.getRandomValues(new Uint8Array(12));
+    const c = await crypto.subtle.encrypt(
+      { name: "AES-GCM", iv, additionalData: new Uint8Array([0x73, ...bytesOf(macId)]) }, key,
+      new TextEncoder().encode(JSON.stringify(payload)));
+    return JSON.stringify({ c: textOf(new Uint8Array(c)), n: textOf(iv), t: "s", v: 1 });
+  }
+  globalThis.WebSocket = class extends EventTarget {
+    static CONNECTING = 0;
+    static OPEN = 1;
+    static CLOSING = 2;
+    static CLOSED = 3;
+    readyState = 0;
+    bufferedAmount = 0;
+    constructor() {
+      super();
+      setTimeout(() => {
+        this.readyState = 1;
+        this.tell("open", new Event("open"));
+      });
+    }
+    tell(name, event) {
+      this[`on${name}`]?.(event);
+      this.dispatchEvent(event);
+    }
+    say(data) {
+      this.tell("message", new MessageEvent("message", { data }));
+    }
+    send(text) {
+      if (text === "ping") this.say("pong");
+      if (text.startsWith('{"auth"')) setTimeout(() => this.say('{"mac":true}'));
+      globalThis.scripted = this;
+    }
+    close(code = 1000) {
+      this.readyState = 3;
+      setTimeout(() => this.tell("close", new CloseEvent("close", { code })));
+    }
+  };
+  globalThis.sendSamples = async (count, histories) => {
+    for (let sent = 0; sent < count; sent += 1) {
+      const now = Date.now();
+      const payload = { ...sample, epoch: Math.floor(now / 1000), epoch_ms: now, cpu_pct: Math.random() * 100 };
+      if (histories > 0 && sent % Math.floor(count / histories) === 0) {
+        const minutes = Array.from({ length: 1439 }, () => Math.random() * 90);
+        payload.history = {
+          t0: (Math.floor(now / 60_000) - 1439) * 60, dm: minutes.map((_, at) => (at === 0 ? 0 : 1)),
+          cpu: minutes, temp: minutes, w: minutes,
+        };
+      }
+      globalThis.scripted.say(await sealed(payload));
+      // Lets the page draw what has come.
+      await new Promise((resolve) => { setTimeout(resolve, 0); });
+    }
+  };
+}
+
+/** The page's memory over many samples, after the first thousand, in the middle and at the end. */
+async function memory(browser, link, count) {
+  const context = await browser.createBrowserContext();
+  const page = await context.newPage();
+  const protocol = await page.createCDPSession();
+  await page.evaluateOnNewDocument(scriptRelay, link, JSON.parse(readFileSync(sampleFile, "utf8")));
+  await page.goto(link);
+  await page.waitForFunction(() => globalThis.scripted !== undefined);
+  const sizes = [];
+  const send = async (samples, histories) => {
+    await page.evaluate((...told) => globalThis.sendSamples(...told), samples, histories);
+    sizes.push(await heapOf(protocol));
+  };
+  await send(1000, 1);
+  for (let part = 0; part < 9; part += 1) await send(count / 10, 1);
+  const nodes = (await protocol.send("Memory.getDOMCounters").catch(() => ({}))).nodes;
+  await context.close();
+  return { sizes, nodes };
+}
+
+async function freePort() {
+  const server = createServer().listen(0, "127.0.0.1");
+  await once(server, "listening");
+  const { port } = server.address();
+  server.close();
+  return port;
+}
+
+async function answers(address) {
+  const end = Date.now() + 60_000;
+  while (Date.now() < end) {
+    if ((await fetch(address).catch(() => undefined))?.ok) return;
+    await new Promise((resolve) => setTimeout(resolve, 200));
+  }
+  throw new Error(`nobody answers at ${address}`);
+}
+
+// What counts as the first value of a page that is not ours: the first figure where it shows the
+// processor's load.
+const others = [
+  {
+    name: "netdata",
+    program: "/usr/sbin/netdata",
+    options(stage, port) {
+      for (const folder of ["cache", "lib", "log", "etc"]) mkdirSync(stage.path(folder), { recursive: true });
+      const file = stage.path("netdata.conf");
+      writeFileSync(file, `[global]\n[db]\nmode = ram\n[directories]\ncache = ${stage.path("cache")}\nlib = ${stage.path("lib")}\nlog = ${stage.path("log")}\nconfig = ${stage.path("etc")}\n[web]\nbind to = 127.0.0.1\ndefault port = ${port}\n[cloud]\nenabled = no\n[registry]\nenabled = no\n[ml]\nenabled = no\n[plugins]\napps = no\ncharts.d = no\npython.d = no\ngo.d = no\nstatsd = no\n[health]\nenabled = no\n`);
+      return ["-D", "-c", file, "-i", "127.0.0.1", "-p", String(port)];
+    },
+    path: "/",
+    shows: { value: [".easyPieChart, .easyPieChartLabel, .gaugeChartLabel, [class*=abel]", "^\\s*[0-9]+[.,]?[0-9]*\\s*%?\\s*$"] },
+  },
+  {
+    name: "glances",
+    program: "/usr/bin/glances",
+    options: (_, port) => ["-w", "-B", "127.0.0.1", "-p", String(port), "--disable-check-update"],
+    path: "/",
+    shows: { value: ["#cpu, .cpu, glances-plugin-cpu, #quicklook, section", "[0-9]+\\.?[0-9]*\\s*%"] },
+  },
+];
+
+const stage = new Stage();
+try {
+  await stage.startRelay();
+  const agent = await stage.startAgent({ sample: sampleFile });
+  const browser = await stage.startBrowser();
+  const shows = { value: [".page[data-phase=live] .value", "[0-9]"], known: [".page .value", "[0-9]"] };
+
+  const first = await cold(browser, agent.link, shows);
+  say("orvik: first values, cold (median)", `${seconds(first.time)} of ${first.all.map((ms) => (ms / 1000).toFixed(2)).join(", ")}`);
+  say("orvik: bytes on the wire until then; requests", `${kib(first.bytes)}; ${first.requests}`);
+
+  const context = await browser.createBrowserContext();
+  const warmTimes = { known: [], value: [] };
+  const { page, received } = await slowPage(context, shows);
+  await page.goto(agent.link);
+  await shown(page, "value");
+  await page.evaluate(() => navigator.serviceWorker.ready.then(() => undefined));
+  await page.waitForNetworkIdle({ idleTime: 2000, timeout: 60_000 });
+  say("orvik: bytes of the whole page, with the worker's copy", kib(received.bytes));
+  for (let run = 0; run < runs; run += 1) {
+    await page.goto("about:blank");
+    await page.goto(agent.link.split("#")[0]);
+    for (const name of ["known", "value"]) warmTimes[name].push(await shown(page, name));
+  }
+  await context.close();
+  say("orvik: last known values, warm (median)", seconds(median(warmTimes.known)));
+  say("orvik: live values, warm (median)", seconds(median(warmTimes.value)));
+  say("orvik: longest task while samples come, for a minute", `${(await slowestTask(browser, agent.link, shows)).toFixed(1)} ms`);
+  const { sizes, nodes } = await memory(browser, agent.link, 10_000);
+  say("orvik: script memory after each thousand of 10,000 samples", sizes.map((bytes) => (bytes / 1048576).toFixed(2)).join(" ") + " MiB");
+  if (nodes !== undefined) say("orvik: nodes of the document at the end", String(nodes));
+
+  for (const other of others) {
+    if (!existsSync(other.program)) continue;
+    const port = await freePort();
+    const process = spawn(other.program, other.options(stage, port), { stdio: "ignore" });
+    try {
+      const address = `http://127.0.0.1:${port}${other.path}`;
+      await answers(address);
+      const its = await cold(browser, address, other.shows);
+      say(`${other.name}: first values, cold (median)`, `${seconds(its.time)} of ${its.all.map((ms) => (ms / 1000).toFixed(2)).join(", ")}`);
+      say(`${other.name}: bytes on the wire until then; requests`, `${kib(its.bytes)}; ${its.requests}`);
+      say(`${other.name}: longest task while values come, for a minute`, `${(await slowestTask(browser, address, other.shows)).toFixed(1)} ms`);
+    } catch (error) {
+      say(`${other.name}: not measured`, error.message);
+    } finally {
+      process.kill("SIGTERM");
+      await once(process, "exit");
+    }
+  }
+} finally {
+  await stage.end();
+}

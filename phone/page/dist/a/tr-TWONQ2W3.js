@@ -1,1 +1,0 @@
-import{a as o}from"./chunk-AOX2FM6N.js";import"./chunk-6ATBPRIA.js";var t=o;export{t as tr};

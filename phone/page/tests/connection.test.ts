@@ -1,0 +1,122 @@
+import assert from "node:assert/strict";
+import { test } from "node:test";
+import { Connection, type Socket } from "../protocol/connection.js";
+import { FakeClock, FakeRelay } from "./fakes.js";
+
+function make(progress: Socket["progress"] = "connecting") {
+  const clock = new FakeClock();
+  const relay = new FakeRelay();
+  const states: string[] = [];
+  const told: string[] = [];
+  const connection = new Connection(() => Object.assign(relay.open(), { progress }), "AUTH", clock);
+  connection.observe({
+    onState: (state) => states.push(state),
+    onMac: (isConnected) => told.push(`mac ${isConnected}`),
+    onEnvelope: (text) => told.push(text),
+  });
+  return { clock, relay, states, told, connection };
+}
+
+test("authenticates, says whether somebody looks, and rests without connection or timer", () => {
+  const { clock, relay, states, told, connection } = make();
+  connection.look(true);
+  relay.last.accept();
+  relay.last.say("pong");
+  relay.last.say('{"v":1}');
+  connection.look(true);
+  connection.look(false);
+  connection.look(true);
+  assert.deepEqual(relay.last.sent, ["AUTH", '{"active":true}', '{"active":false}', '{"active":true}']);
+  assert.deepEqual(told, ["mac true", '{"v":1}']);
+  const socket = relay.last;
+  connection.rest();
+  assert.equal(socket.sent.at(-1), '{"active":false}');
+  assert.ok(socket.isClosed);
+  assert.equal(clock.pending, 0);
+  assert.deepEqual(states, ["connecting", "accepted", "idle"]);
+  connection.look(true);
+  assert.equal(relay.sockets.length, 2);
+});
+
+test("tries again after 1, 2, 4 … seconds, at once when the network is back, and never once refused", () => {
+  const { clock, relay, states, connection } = make();
+  connection.look(true);
+  const waits = [1, 2, 4, 8, 16, 32, 60, 60].map((seconds, index) => {
+    relay.last.end(1006);
+    clock.advance(seconds * 1000 - 1);
+    const before = relay.sockets.length;
+    clock.advance(1);
+    return before === index + 1 && relay.sockets.length === index + 2;
+  });
+  assert.ok(waits.every(Boolean), String(waits));
+  relay.last.end(1006);
+  const before = relay.sockets.length;
+  connection.wake();
+  assert.equal(relay.sockets.length, before + 1);
+  relay.last.accept();
+  relay.last.end(1001);
+  assert.equal(states.at(-1), "connecting");
+  clock.advance(1000);
+  assert.equal(relay.sockets.length, before + 2);
+  relay.last.onopen?.();
+  relay.last.end(4403);
+  assert.equal(states.at(-1), "replaced");
+  clock.advance(3_600_000);
+  connection.wake();
+  connection.look(false);
+  connection.rest();
+  connection.look(true);
+  assert.equal(relay.sockets.length, before + 2);
+  assert.equal(clock.pending, 0);
+});
+
+test("gives up what does not open, what is silent after a ping, and sooner after a change of network", () => {
+  const { clock, relay, states, connection } = make();
+  connection.look(true);
+  clock.advance(9_999);
+  assert.equal(states.at(-1), "connecting");
+  clock.advance(1);
+  assert.equal(states.at(-1), "failing");
+  clock.advance(1000);
+  relay.last.onopen?.();
+  clock.advance(3000);
+  assert.equal(states.at(-1), "held");
+  relay.last.say({ mac: false });
+  assert.equal(states.at(-1), "accepted");
+  clock.advance(27_000);
+  assert.equal(relay.last.sent.at(-1), "ping");
+  clock.advance(19_999);
+  relay.last.say("pong");
+  clock.advance(10_001);
+  assert.equal(relay.last.sent.filter((text) => text === "ping").length, 2);
+  clock.advance(20_000);
+  assert.equal(states.at(-1), "connecting");
+  clock.advance(1000);
+  relay.last.accept();
+  connection.wake();
+  clock.advance(3_999);
+  assert.equal(states.at(-1), "accepted");
+  clock.advance(1);
+  assert.equal(states.at(-1), "connecting");
+});
+
+test("a socket that was opened ahead of time is taken as far as it has got", () => {
+  for (const [progress, state] of [["open", "held"], ["closed", "failing"]] as const) {
+    const { clock, relay, states, connection } = make(progress);
+    connection.look(true);
+    assert.equal(relay.last.sent[0], progress === "open" ? "AUTH" : undefined);
+    clock.advance(progress === "open" ? 3000 : 0);
+    assert.equal(states.at(-1), state);
+  }
+});
+
+test("what happens before anybody observes is told afterwards, in order", () => {
+  const relay = new FakeRelay();
+  const connection = new Connection(relay.open, "AUTH", new FakeClock());
+  connection.look(true);
+  relay.last.accept();
+  relay.last.say("first");
+  const told: string[] = [];
+  connection.observe({ onState: (s) => told.push(s), onMac: (m) => told.push(String(m)), onEnvelope: (e) => told.push(e) });
+  assert.deepEqual(told, ["connecting", "accepted", "true", "first"]);
+});

@@ -1,0 +1,209 @@
+// What people do with the page, in a browser, against the built relay and agent:
+// node --test tests/page/journeys.mjs. ORVIK_BUILD names the folder of the programs.
+
+import assert from "node:assert/strict";
+import { readFileSync, writeFileSync } from "node:fs";
+import { test } from "node:test";
+import { fileURLToPath } from "node:url";
+import { phonePage, Stage } from "./stage.mjs";
+
+const sample = fileURLToPath(new URL("sample.json", import.meta.url));
+const readings = JSON.parse(readFileSync(sample, "utf8"));
+
+/** A test with a stage of its own, and a page that has said no error at its end. */
+function journey(name, play) {
+  test(name, { timeout: 120_000 }, async () => {
+    const stage = Object.assign(new Stage(), { pages: [] });
+    try {
+      await stage.startRelay();
+      await play(stage).catch(async (error) => {
+        for (const page of stage.pages) console.error(page.url(), await page.evaluate(() => document.body.innerText), page.faults);
+        throw error;
+      });
+      for (const page of stage.pages) assert.deepEqual(page.faults, [], "the page says no error");
+    } finally {
+      await stage.end();
+    }
+  });
+}
+
+async function opened(stage, browser, address) {
+  const page = await phonePage(browser);
+  stage.pages.push(page);
+  await page.goto(address);
+  return page;
+}
+
+const says = (page, ...texts) => page.waitForFunction(
+  (wanted) => wanted.every((text) => document.body.innerText.replaceAll("\u00a0", " ").includes(text)), {}, texts);
+const phase = (page, name) => page.waitForSelector(`.page[data-phase="${name}"]`);
+const count = (page, selector, wanted) => page.waitForFunction(
+  (each, number) => document.querySelectorAll(each).length === number, {}, selector, wanted);
+const badge = (page, wanted) => page.waitForFunction(
+  (number) => document.querySelector(".badge")?.textContent === number, {}, String(wanted));
+const tap = async (page, selector) => (await page.waitForSelector(selector)).click();
+/** Waits for a sample that comes after this moment. */
+async function nextReading(page) {
+  const lineOf = () => document.querySelector(".live-line")?.textContent;
+  const before = await page.evaluate(lineOf);
+  await phase(page, "live");
+  await page.waitForFunction((line) => {
+    const now = document.querySelector(".live-line")?.textContent;
+    return now !== line && now.includes(":");
+  }, {}, before);
+}
+/** Puts the page behind another one, as a switch to another tab does, and back. */
+async function hide(page) {
+  const cover = await page.browser().newPage();
+  await cover.bringToFront();
+  await page.waitForFunction(() => document.visibilityState === "hidden", { polling: 100 });
+  return async () => {
+    await page.bringToFront();
+    await cover.close();
+  };
+}
+
+for (const name of ["chromium", "firefox"]) {
+  journey(`${name}: from the scanned link to live values, and again from storage`, async (stage) => {
+    const agent = await stage.startAgent({ name: "Zoë’s Studio", sample });
+    const browser = await stage.startBrowser(name);
+    const page = await opened(stage, browser, agent.link);
+    await phase(page, "live");
+    await says(page, "Zoë’s Studio", "All is well.", "13%", "48 °C", "84%", "compiler", "9.8 of 16");
+    assert.equal(await page.evaluate(() => location.href), agent.link.split("#")[0], "the link is out of the address");
+    const secret = agent.link.split(".")[2];
+    assert.ok(!(await page.evaluate(() => JSON.stringify(localStorage) + document.documentElement.outerHTML)).includes(secret));
+    writeFileSync(stage.path("sample-Zoë’s Studio.json"), JSON.stringify({ ...readings, cpu_pct: 77 }));
+    await says(page, "77%");
+
+    const second = await opened(stage, await stage.startBrowser(name), agent.link);
+    await phase(second, "live");
+    await agent.after("2 phones connected");
+    await page.reload();
+    await says(page, "Zoë’s Studio");
+    await phase(page, "live");
+  });
+}
+
+journey("away and back: hidden, the relay killed, the computer gone", async (stage) => {
+  const agent = await stage.startAgent({ sample });
+  const browser = await stage.startBrowser();
+  const page = await opened(stage, browser, agent.link);
+  await phase(page, "live");
+
+  const comeBack = await hide(page);
+  await comeBack();
+  await nextReading(page);
+
+  await stage.relay.end("SIGKILL");
+  await phase(page, "unreachable");
+  await says(page, "The relay cannot be reached.");
+  await stage.startRelay();
+  await nextReading(page);
+
+  await agent.end("SIGKILL");
+  await phase(page, "offline");
+  await says(page, "No contact.", "Last known values");
+  await stage.startAgent({ sample });
+  await nextReading(page);
+  // The browser says each refused connection on its console, and nothing may be said besides.
+  page.faults = page.faults.filter((fault) => !fault.includes("WebSocket connection"));
+});
+
+journey("a replaced pairing stops, and scanning again goes on", async (stage) => {
+  const agent = await stage.startAgent({ sample });
+  const browser = await stage.startBrowser();
+  const page = await opened(stage, browser, agent.link);
+  await phase(page, "live");
+  await agent.end();
+  // The same identifier with another secret, as after a pairing that was put back: refused for good.
+  const changed = agent.link.replace(/(#1\.[^.]+\.)(.)/, (_, head, first) => head + (first === "A" ? "B" : "A"));
+  const owner = await stage.startAgent({ sample });
+  const stranger = await opened(stage, browser, "about:blank");
+  await stranger.goto(changed);
+  await says(stranger, "Link replaced.", "Scan the new code");
+  await tap(stranger, ".button:not(.plain)");
+  await stranger.waitForSelector("#link");
+  await stranger.type("#link", owner.link);
+  await tap(stranger, "form .button");
+  await phase(stranger, "live");
+});
+
+journey("alerts that were raised while nobody looked", async (stage) => {
+  const agent = await stage.startAgent({ sample, options: ["--emit-alert", "disk_full"] });
+  const browser = await stage.startBrowser();
+  const page = await opened(stage, browser, agent.link);
+  await phase(page, "live");
+  await badge(page, 1);
+  const comeBack = await hide(page);
+  agent.process.kill("SIGUSR1");
+  await comeBack();
+  await badge(page, 2);
+  await tap(page, ".bell");
+  await count(page, ".alert", 2);
+  await tap(page, ".seen");
+  await count(page, ".seen", 0);
+  await page.reload();
+  await count(page, ".alert", 2);
+});
+
+journey("installable, and opened without a network", async (stage) => {
+  const agent = await stage.startAgent({ sample });
+  const browser = await stage.startBrowser();
+  const page = await opened(stage, browser, agent.link);
+  await phase(page, "live");
+  await page.evaluate(() => navigator.serviceWorker.ready.then(() => undefined));
+  const protocol = await page.createCDPSession();
+  await page.reload();
+  await phase(page, "live");
+  const { installabilityErrors } = await protocol.send("Page.getInstallabilityErrors");
+  assert.deepEqual(installabilityErrors.map(({ errorId }) => errorId), []);
+  const { errors } = await protocol.send("Page.getAppManifest");
+  assert.deepEqual(errors, []);
+
+  await agent.end("SIGKILL");
+  await stage.relay.end("SIGKILL");
+  await page.reload();
+  await says(page, "Studio", "Last known values", "13%");
+  assert.equal(await page.$(".page[data-phase=live]"), null, "what is kept is not shown as live");
+  await tap(page, ".chooser");
+  await says(page, "Computers");
+  page.faults = page.faults.filter((fault) => !/WebSocket connection|Failed to load resource/.test(fault));
+});
+
+journey("several computers: pasted, chosen, renamed, removed", async (stage) => {
+  const studio = await stage.startAgent({ sample });
+  const server = await stage.startAgent({ name: "Server", sample, options: [] });
+  const browser = await stage.startBrowser();
+  const page = await opened(stage, browser, studio.link.split("#")[0]);
+  await page.waitForSelector("#link");
+  await page.type("#link", "https://orvik.example/orvik/p#2.x.y.z");
+  await tap(page, "form .button");
+  await says(page, "newer");
+  for (const { link } of [studio, server]) {
+    if (await page.$("#link") === null) {
+      await tap(page, ".chooser");
+      await tap(page, ".computers > main > .link");
+    }
+    await page.waitForSelector("#link");
+    await page.$eval("#link", (field) => field.select());
+    await page.type("#link", link);
+    await tap(page, "form .button");
+    await phase(page, "live");
+  }
+  await says(page, "Server");
+  await tap(page, ".chooser");
+  await count(page, ".card", 2);
+  await tap(page, ".card:first-child .card-open");
+  await phase(page, "live");
+  await says(page, "Studio");
+  // Opening a link again replaces its computer and adds none.
+  await page.goto("about:blank");
+  await page.goto(server.link);
+  // A second visit is asked whether to install.
+  await tap(page, ".sheet .plain");
+  await count(page, ".sheet", 0);
+  await tap(page, ".chooser");
+  await count(page, ".card", 2);
+});
+
