@@ -2,11 +2,11 @@
 #include <cstdlib>
 #include <functional>
 
-#include "core/sampling/linux/MountTable.h"
-#include "core/sampling/linux/MachineNames.h"
 #include "core/sampling/linux/CoreTypes.h"
 #include "core/sampling/linux/EDID.h"
 #include "core/sampling/linux/KernelText.h"
+#include "core/sampling/linux/MachineNames.h"
+#include "core/sampling/linux/MountTable.h"
 #include "core/sampling/linux/RouteTable.h"
 #include "core/values/Text.h"
 

@@ -4,13 +4,10 @@
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/experimental/awaitable_operators.hpp>
 #include <boost/asio/use_awaitable.hpp>
-#include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/http/empty_body.hpp>
-#include <boost/beast/http/parser.hpp>
-#include <boost/beast/http/read.hpp>
-#include <boost/beast/http/write.hpp>
 
 #include <array>
+
+#include "relay/HTTPTransfer.h"
 
 namespace orvik::relay {
 
@@ -46,20 +43,16 @@ asio::awaitable<void> Connection::run() {
 }
 
 asio::awaitable<bool> Connection::establish() {
-  if (ClientStream::TLS* const tls = stream().tls()) {
-    const auto [handshakeError] =
-        co_await tls->async_handshake(asio::ssl::stream_base::server, asTuple);
-    if (handshakeError) {
-      cut();
-      co_return false;
-    }
+  const auto handshakeError = co_await acceptTLS(stream());
+  if (handshakeError) {
+    cut();
+    co_return false;
   }
   beast::flat_buffer buffer(exchange->limits.requestHeader);
   for (std::size_t left = exchange->limits.requests; left > 0; --left) {
-    http::request_parser<http::empty_body> parser;
+    RequestParser parser;
     parser.header_limit(static_cast<std::uint32_t>(exchange->limits.requestHeader));
-    const auto [readError, size] =
-        co_await http::async_read_header(stream(), buffer, parser, asTuple);
+    const auto readError = co_await readHead(stream(), buffer, parser);
     const bool isUpgrade = !readError && websocket::is_upgrade(parser.get());
     if (readError == http::error::end_of_stream) {
       co_return false;
@@ -104,7 +97,7 @@ asio::awaitable<bool> Connection::upgrade(const Request& request) {
 asio::awaitable<bool> Connection::answer(HTTPAnswer response) {
   response.set(http::field::server, serverName);
   cutAt = now() + exchange->limits.answerTime;
-  const auto [error, size] = co_await http::async_write(stream(), response, asTuple);
+  const auto error = co_await write(stream(), response);
   co_return !error && response.keep_alive();
 }
 
@@ -189,10 +182,8 @@ asio::awaitable<void> Connection::transmit() {
 
 asio::awaitable<void> Connection::finish() {
   limitClosing();
+  co_await endTLS(stream());
   asio::ip::tcp::socket& socket = stream().socket();
-  if (ClientStream::TLS* const tls = stream().tls(); tls != nullptr && socket.is_open()) {
-    co_await tls->async_shutdown(asTuple);
-  }
   // Closing a socket with unread data resets the connection, and the reset overtakes the close
   // code that was sent: the client's data is read to its end first.
   boost::system::error_code error;

@@ -5,14 +5,17 @@ import { watchUpdates, type Updates } from "./browser/serviceWorker.js";
 import { browserClock, openSocket } from "./browser/surroundings.js";
 import { watchVisibility } from "./browser/visibility.js";
 import { App } from "./screens/first/App.js";
-import { clearAddress, language, opening, words } from "./start.js";
+import { clearAddress, opening } from "./start.js";
 import { createState } from "./state/createState.js";
 import { browserStorage } from "./storage/browserStorage.js";
+import { chooseLanguage, loadWords } from "./words/languages.js";
 import { createTexts } from "./words/texts.js";
 
 /** What has not come after this time need not be waited for any longer. */
 const registerAtLatestMs = 5_000;
 
+const language = chooseLanguage(navigator.languages);
+const words = loadWords(language.tag);
 const version = document.querySelector<HTMLMetaElement>("meta[name=version]")?.content ?? "";
 let updates: Updates | undefined;
 

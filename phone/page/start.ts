@@ -8,10 +8,6 @@ import { authentication, deriveKeys } from "./protocol/keys.js";
 import { readFragment, type PairingLink } from "./protocol/link.js";
 import { configuredRelay, ownRelay, phoneAddress } from "./protocol/relayAddress.js";
 import type { EarlyConnection, Opening } from "./state/createState.js";
-import { chooseLanguage, loadWords } from "./words/languages.js";
-
-export const language = chooseLanguage(navigator.languages);
-export const words = loadWords(language.tag);
 
 /** Only Safari on iOS has the member, installed or not. */
 const isIos = "standalone" in navigator;
@@ -50,11 +46,30 @@ async function findRelay(): Promise<string> {
   }
 }
 
+/**
+ * The first number that is formatted loads the tables of the locale, tens of milliseconds on a slow
+ * phone. Here they pass while the network is awaited.
+ */
+function warmFormatters(): void {
+  new Intl.NumberFormat(navigator.language, { style: "percent" }).format(0);
+  new Intl.NumberFormat(navigator.language, { style: "unit", unit: "celsius" }).format(0);
+}
+
 async function connectEarly(paired: PairingLink): Promise<EarlyConnection> {
-  const [keys, base] = await Promise.all([deriveKeys(paired.macId, paired.secret), relay]);
-  const connection = new Connection(
-    () => openSocket(phoneAddress(base, keys.macId)), authentication(keys.token), browserClock);
-  if (document.visibilityState === "visible" && !isInstalled) connection.look(true);
+  const isSeen = document.visibilityState === "visible" && !isInstalled;
+  const keysMade = deriveKeys(paired.macId, paired.secret);
+  const address = phoneAddress(await relay, paired.macId);
+  // The handshake and the derivation of the keys take their time side by side.
+  let ahead = isSeen ? openSocket(address) : undefined;
+  const keys = await keysMade;
+  const openNext = () => {
+    const socket = ahead ?? openSocket(address);
+    ahead = undefined;
+    return socket;
+  };
+  const connection = new Connection(openNext, authentication(keys.token), browserClock);
+  if (isSeen) connection.look(true);
+  warmFormatters();
   return { link: paired, keys, connection };
 }
 

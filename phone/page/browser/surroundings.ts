@@ -10,6 +10,10 @@ export const browserClock: Clock = {
 export function openSocket(address: string): Socket {
   const socket = new WebSocket(address);
   const plain: Socket = {
+    get progress() {
+      if (socket.readyState === WebSocket.CONNECTING) return "connecting";
+      return socket.readyState === WebSocket.OPEN ? "open" : "closed";
+    },
     onopen: null,
     onmessage: null,
     onclose: null,

@@ -3,6 +3,8 @@ import { activity, ping, readMessage } from "./messages.js";
 
 /** What is needed of a WebSocket. */
 export interface Socket {
+  /** What `onopen` and `onclose` have told, or would have before they were set. */
+  readonly progress: "connecting" | "open" | "closed";
   onopen: (() => void) | null;
   onmessage: ((event: { readonly data: unknown }) => void) | null;
   onclose: ((event: { readonly code: number }) => void) | null;
@@ -117,6 +119,9 @@ export class Connection {
       if (code === replacedCode) this.refused();
       else this.failed();
     };
+    // One that was opened ahead of time may have got further already.
+    if (socket.progress === "open") this.opened(socket);
+    else if (socket.progress === "closed") this.failed();
   }
 
   private opened(socket: Socket): void {

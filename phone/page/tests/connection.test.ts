@@ -1,14 +1,14 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
-import { Connection } from "../protocol/connection.js";
+import { Connection, type Socket } from "../protocol/connection.js";
 import { FakeClock, FakeRelay } from "./fakes.js";
 
-function make() {
+function make(progress: Socket["progress"] = "connecting") {
   const clock = new FakeClock();
   const relay = new FakeRelay();
   const states: string[] = [];
   const told: string[] = [];
-  const connection = new Connection(relay.open, "AUTH", clock);
+  const connection = new Connection(() => Object.assign(relay.open(), { progress }), "AUTH", clock);
   connection.observe({
     onState: (state) => states.push(state),
     onMac: (isConnected) => told.push(`mac ${isConnected}`),
@@ -98,6 +98,16 @@ test("gives up what does not open, what is silent after a ping, and sooner after
   assert.equal(states.at(-1), "accepted");
   clock.advance(1);
   assert.equal(states.at(-1), "connecting");
+});
+
+test("a socket that was opened ahead of time is taken as far as it has got", () => {
+  for (const [progress, state] of [["open", "held"], ["closed", "failing"]] as const) {
+    const { clock, relay, states, connection } = make(progress);
+    connection.look(true);
+    assert.equal(relay.last.sent[0], progress === "open" ? "AUTH" : undefined);
+    clock.advance(progress === "open" ? 3000 : 0);
+    assert.equal(states.at(-1), state);
+  }
 });
 
 test("what happens before anybody observes is told afterwards, in order", () => {

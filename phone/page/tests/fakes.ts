@@ -56,6 +56,7 @@ export class FakeSocket implements Socket {
   onclose: Socket["onclose"] = null;
   readonly sent: string[] = [];
   isClosed = false;
+  progress: Socket["progress"] = "connecting";
   constructor(readonly address: string) {}
   send(text: string) { this.sent.push(text); }
   close() { this.isClosed = true; }

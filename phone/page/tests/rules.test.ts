@@ -186,10 +186,10 @@ test("the phase is the worst of what is known", () => {
   for (const [change, wanted] of table) assert.equal(phaseOf({ ...good, ...change }), wanted, JSON.stringify(change));
 });
 
-test("the home screen is offered after 20 s of live view or at the second visit, and not for 30 days after a no", () => {
+test("the home screen is offered after 20 s of live view or 5 s at the second visit, and not for 30 days after a no", () => {
   const offer = (liveMs: number, visits: number, declinedDays?: number) => isTimeToOfferInstall({
     liveMs, visits, nowMs: t0, declinedMs: declinedDays === undefined ? undefined : t0 - declinedDays * 86_400_000,
   });
-  assert.deepEqual([offer(19_999, 1), offer(20_000, 1), offer(0, 2), offer(1000, 2), offer(1e6, 9, 29.9), offer(1e6, 9, 30)],
+  assert.deepEqual([offer(19_999, 1), offer(20_000, 1), offer(4_999, 2), offer(5_000, 2), offer(1e6, 9, 29.9), offer(1e6, 9, 30)],
     [false, true, false, true, false, true]);
 });

@@ -64,7 +64,7 @@ export async function openMadeUp() {
       ]);
       const query = new URLSearchParams({ scene, lang, ...(screen && { screen }) });
       await tab.goto(`${address}?${query}`, { waitUntil: "load" });
-      await tab.waitForNetworkIdle({ idleTime: 60 });
+      await tab.waitForSelector("h1");
       if (rootSize !== undefined) {
         await tab.evaluate((size) => document.documentElement.style.setProperty("font-size", size), rootSize);
       }

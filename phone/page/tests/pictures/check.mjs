@@ -7,7 +7,7 @@ import { openMadeUp } from "./browser.mjs";
 
 const languages = ["en", "ar", "de", "es", "fr", "hi", "it", "ja", "ko", "nl", "pl", "pt-BR", "ru", "tr", "uk", "zh-Hans", "long"];
 const screens = [
-  { scene: "live" }, { scene: "late" }, { scene: "offline" }, { scene: "unreachable" }, { scene: "alert" }, { scene: "onBattery" },
+  { scene: "live" }, { scene: "late" }, { scene: "lateAlert" }, { scene: "offline" }, { scene: "unreachable" }, { scene: "alert" }, { scene: "onBattery" },
   { scene: "alert", screen: "alerts" }, { scene: "computers", screen: "computers" }, { scene: "connecting" },
   { scene: "connectingOffline" }, { scene: "replaced" }, { scene: "foreign" }, { scene: "unpaired" }, { scene: "damaged" },
   { scene: "newer" }, { scene: "tooOld" }, { scene: "insecure" }, { scene: "blocked" }, { scene: "install" },

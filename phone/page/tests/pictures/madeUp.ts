@@ -145,6 +145,12 @@ export const scenes = {
     verdict: { sky: "late", first: { key: "waiting" }, second: { key: "lastReading", ageMs: 9000 } },
     ageMs: 9000,
   },
+  lateAlert: {
+    phase: "late",
+    sample: { cpuCelsius: 97, diskPercent: 92, diskFreeGb: 43 },
+    verdict: { sky: "late", first: { key: "waiting" }, second: { key: "lastReading", ageMs: 9000 } },
+    ageMs: 9000,
+  },
   offline: {
     phase: "offline",
     verdict: offline,
@@ -262,6 +268,7 @@ export function madeUpView(sceneName: string, nowMs: number): { readonly view: V
     ],
   };
   const now = signal(nowMs);
+  const shownDay = signal(day);
   const beats = signal(scene.phase === undefined ? 7 : 0);
   const reading: Signal<Sample | undefined> = signal(sample);
   const readAt: Signal<number | undefined> = signal(sample === undefined ? undefined : readAtMs);
@@ -282,7 +289,7 @@ export function madeUpView(sceneName: string, nowMs: number): { readonly view: V
       readAtMs: readAt,
       beats,
       verdict: signal(shifted),
-      day: signal(day),
+      day: shownDay,
       hasHistory: signal(scene.noHistory !== true),
       alerts: signal(scene.alerts === true || sceneName === "live" ? alertsBefore(nowMs, scene.phase === undefined) : []),
       unseenAlerts: signal(scene.unseen ?? 0),
@@ -308,6 +315,8 @@ export function madeUpView(sceneName: string, nowMs: number): { readonly view: V
       reading.value = { ...before, epochMs: now.value, cpuPercent };
       readAt.value = now.value;
       beats.value += 1;
+      // A new minute draws land and curves anew.
+      if (now.value % minuteMs < 2000) shownDay.value = { ...day };
     },
   };
 }

@@ -2,6 +2,7 @@
 
 import { render } from "preact";
 import { App } from "../../screens/first/App.js";
+import { later } from "../../screens/first/parts.js";
 import { chooseLanguage, loadWords } from "../../words/languages.js";
 import { createTexts } from "../../words/texts.js";
 import { madeUpView } from "./madeUp.js";
@@ -16,5 +17,7 @@ const texts = createTexts(tag === "long" ? lengthened(words) : words, language);
 const screen = query.get("screen");
 if (screen !== null) history.replaceState({ screen }, "");
 Object.assign(window, { advance });
+// All parts are there before the first is shown: a picture must not depend on how busy the machine is.
+await Promise.all(Object.values(later).map((load) => load()));
 const root = document.getElementById("page");
 if (root !== null) render(<App view={view} texts={texts} />, root);
