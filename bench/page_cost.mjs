@@ -170,7 +170,7 @@ function scriptRelay(link, sample) {
       }
       globalThis.scripted.say(await sealed(payload));
       // Lets the page draw what has come.
-      await new Promise((resolve) => { setTimeout(resolve, 0); });
+      await new Promise((resolve) => { requestAnimationFrame(resolve); });
     }
   };
 }
@@ -180,6 +180,7 @@ async function memory(browser, link, count) {
   const context = await browser.createBrowserContext();
   const page = await context.newPage();
   const protocol = await page.createCDPSession();
+  await page.bringToFront();
   await page.evaluateOnNewDocument(scriptRelay, link, JSON.parse(readFileSync(sampleFile, "utf8")));
   await page.goto(link);
   await page.waitForFunction(() => globalThis.scripted !== undefined);
