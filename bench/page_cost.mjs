@@ -2,8 +2,9 @@
 // What the page costs on a slow phone: time to the first values, bytes, slowest task, memory. Beside
 // it, measured in the same way, other monitoring pages where they are installed:
 //
-//   bench/page_cost.mjs [RUNS]
+//   bench/page_cost.mjs [RUNS [PART…]]
 //
+// The parts are cold, warm, task, memory and others; all of them unless some are named.
 // The phone is Chromium at 1.6 Mbit/s with 150 ms of latency and a processor slowed four times, by
 // Chromium's own throttling. ORVIK_BUILD names the folder of the built relay and agent.
 
@@ -11,10 +12,13 @@ import { spawn } from "node:child_process";
 import { once } from "node:events";
 import { existsSync, mkdirSync, readFileSync, writeFileSync } from "node:fs";
 import { createServer } from "node:net";
+import { userInfo } from "node:os";
 import { fileURLToPath } from "node:url";
 import { Stage } from "../tests/page/stage.mjs";
 
 const runs = Number(process.argv[2] ?? 5);
+const parts = process.argv.slice(3);
+const isWanted = (part) => parts.length === 0 || parts.includes(part);
 const network = { offline: false, latency: 150, downloadThroughput: 1_600_000 / 8, uploadThroughput: 1_600_000 / 8 };
 const slowdown = 4;
 const watchedMs = 60_000;
@@ -166,7 +170,7 @@ function scriptRelay(link, sample) {
       }
       globalThis.scripted.say(await sealed(payload));
       // Lets the page draw what has come.
-      await new Promise((resolve) => { setTimeout(resolve, 0); });
+      await new Promise((resolve) => { requestAnimationFrame(resolve); });
     }
   };
 }
@@ -176,6 +180,7 @@ async function memory(browser, link, count) {
   const context = await browser.createBrowserContext();
   const page = await context.newPage();
   const protocol = await page.createCDPSession();
+  await page.bringToFront();
   await page.evaluateOnNewDocument(scriptRelay, link, JSON.parse(readFileSync(sampleFile, "utf8")));
   await page.goto(link);
   await page.waitForFunction(() => globalThis.scripted !== undefined);
@@ -217,7 +222,7 @@ const others = [
     options(stage, port) {
       for (const folder of ["cache", "lib", "log", "etc"]) mkdirSync(stage.path(folder), { recursive: true });
       const file = stage.path("netdata.conf");
-      writeFileSync(file, `[global]\n[db]\nmode = ram\n[directories]\ncache = ${stage.path("cache")}\nlib = ${stage.path("lib")}\nlog = ${stage.path("log")}\nconfig = ${stage.path("etc")}\n[web]\nbind to = 127.0.0.1\ndefault port = ${port}\n[cloud]\nenabled = no\n[registry]\nenabled = no\n[ml]\nenabled = no\n[plugins]\napps = no\ncharts.d = no\npython.d = no\ngo.d = no\nstatsd = no\n[health]\nenabled = no\n`);
+      writeFileSync(file, `[global]\nrun as user = ${userInfo().username}\n[db]\nmode = ram\n[directories]\ncache = ${stage.path("cache")}\nlib = ${stage.path("lib")}\nlog = ${stage.path("log")}\nconfig = ${stage.path("etc")}\n[web]\nbind to = 127.0.0.1\ndefault port = ${port}\n[cloud]\nenabled = no\n[registry]\nenabled = no\n[ml]\nenabled = no\n[plugins]\napps = no\ncharts.d = no\npython.d = no\ngo.d = no\nstatsd = no\n[health]\nenabled = no\n`);
       return ["-D", "-c", file, "-i", "127.0.0.1", "-p", String(port)];
     },
     path: "/",
@@ -236,36 +241,43 @@ const stage = new Stage();
 try {
   await stage.startRelay();
   const agent = await stage.startAgent({ sample: sampleFile });
-  const browser = await stage.startBrowser();
+  const browser = await stage.startBrowser("chromium", { protocolTimeout: 1_800_000 });
   const shows = { value: [".page[data-phase=live] .value", "[0-9]"], known: [".page .value", "[0-9]"] };
 
-  const first = await cold(browser, agent.link, shows);
-  say("orvik: first values, cold (median)", `${seconds(first.time)} of ${first.all.map((ms) => (ms / 1000).toFixed(2)).join(", ")}`);
-  say("orvik: bytes on the wire until then; requests", `${kib(first.bytes)}; ${first.requests}`);
-
-  const context = await browser.createBrowserContext();
-  const warmTimes = { known: [], value: [] };
-  const { page, received } = await slowPage(context, shows);
-  await page.goto(agent.link);
-  await shown(page, "value");
-  await page.evaluate(() => navigator.serviceWorker.ready.then(() => undefined));
-  await page.waitForNetworkIdle({ idleTime: 2000, timeout: 60_000 });
-  say("orvik: bytes of the whole page, with the worker's copy", kib(received.bytes));
-  for (let run = 0; run < runs; run += 1) {
-    await page.goto("about:blank");
-    await page.goto(agent.link.split("#")[0]);
-    for (const name of ["known", "value"]) warmTimes[name].push(await shown(page, name));
+  if (isWanted("cold")) {
+    const first = await cold(browser, agent.link, shows);
+    say("orvik: first values, cold (median)", `${seconds(first.time)} of ${first.all.map((ms) => (ms / 1000).toFixed(2)).join(", ")}`);
+    say("orvik: bytes on the wire until then; requests", `${kib(first.bytes)}; ${first.requests}`);
   }
-  await context.close();
-  say("orvik: last known values, warm (median)", seconds(median(warmTimes.known)));
-  say("orvik: live values, warm (median)", seconds(median(warmTimes.value)));
-  say("orvik: longest task while samples come, for a minute", `${(await slowestTask(browser, agent.link, shows)).toFixed(1)} ms`);
-  const { sizes, nodes } = await memory(browser, agent.link, 10_000);
-  say("orvik: script memory after each thousand of 10,000 samples", sizes.map((bytes) => (bytes / 1048576).toFixed(2)).join(" ") + " MiB");
-  if (nodes !== undefined) say("orvik: nodes of the document at the end", String(nodes));
+  if (isWanted("warm")) {
+    const context = await browser.createBrowserContext();
+    const warmTimes = { known: [], value: [] };
+    const { page, received } = await slowPage(context, shows);
+    await page.goto(agent.link);
+    await shown(page, "value");
+    await page.evaluate(() => navigator.serviceWorker.ready.then(() => undefined));
+    await page.waitForNetworkIdle({ idleTime: 2000, timeout: 60_000 });
+    say("orvik: bytes of the whole page, with the worker's copy", kib(received.bytes));
+    for (let run = 0; run < runs; run += 1) {
+      await page.goto("about:blank");
+      await page.goto(agent.link.split("#")[0]);
+      for (const name of ["known", "value"]) warmTimes[name].push(await shown(page, name));
+    }
+    await context.close();
+    say("orvik: last known values, warm (median)", seconds(median(warmTimes.known)));
+    say("orvik: live values, warm (median)", seconds(median(warmTimes.value)));
+  }
+  if (isWanted("task")) {
+    say("orvik: longest task while samples come, for a minute", `${(await slowestTask(browser, agent.link, shows)).toFixed(1)} ms`);
+  }
+  if (isWanted("memory")) {
+    const { sizes, nodes } = await memory(browser, agent.link, 10_000);
+    say("orvik: script memory after each thousand of 10,000 samples", sizes.map((bytes) => (bytes / 1048576).toFixed(2)).join(" ") + " MiB");
+    if (nodes !== undefined) say("orvik: nodes of the document at the end", String(nodes));
+  }
 
   for (const other of others) {
-    if (!existsSync(other.program)) continue;
+    if (!isWanted("others") || !existsSync(other.program)) continue;
     const port = await freePort();
     const process = spawn(other.program, other.options(stage, port), { stdio: "ignore" });
     try {

@@ -1,215 +1,243 @@
-#include <gmock/gmock.h>
+// The application's model and its way to the end, on a desktop that does what a scenario says.
 
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QEvent>
+#include <QTimer>
+#include <csignal>
 #include <map>
 
 #include "OrvikApp/AppModel.h"
+#include "OrvikApp/CoreModelClock.h"
+#include "OrvikApp/CoreThread.h"
+#include "OrvikApp/QuitRequests.h"
+#include "OrvikApp/TerminationSignals.h"
 #include "core/pairing/PairingStore.h"
-#include "tests/OrvikApp/FakeDesktop.h"
+#include "tests/support/EventLoop.h"
+#include "tests/support/ManualClock.h"
+#include "tests/support/MemorySecretStore.h"
+#include "tests/support/Scenarios.h"
 
 namespace orvik {
 namespace {
 
 using namespace std::chrono_literals;
-using relayState::Connecting;
-using relayState::Online;
-using relayState::Stopped;
-using relayState::Waiting;
-using testing::ElementsAre;
-using Login = LoginItem::Status;
+using Text = const std::string&;
 
-TEST(AppModel, RegistersItselfOnTheFirstLaunchOnly) {
-  test::FakeDesktop desktop;
-  const auto first = desktop.model();
-  EXPECT_TRUE(first->isFirstLaunch());
-  EXPECT_TRUE(first->launchAtLogin());
-  EXPECT_EQ(first->macName(), "Mac");
-  EXPECT_EQ(PairingStore::load(*desktop.secrets), first->pairing());
+struct Link final : RelayLink {
+  void start() override { note("starts"); }
+  void stop(std::function<void()> stopped) override {
+    note("stops");
+    finish = std::move(stopped);
+  }
 
-  desktop.system->loginStatus = Login::notRegistered;
-  desktop.hostName = "Ada's laptop";
-  const auto second = desktop.model();
-  EXPECT_FALSE(second->isFirstLaunch());
-  EXPECT_FALSE(second->launchAtLogin());
-  EXPECT_EQ(second->macName(), "Ada's laptop");
-  EXPECT_EQ(second->pairing(), first->pairing());
-  EXPECT_EQ(desktop.links.back()->pairing, first->pairing());
-  EXPECT_EQ(desktop.system->registrations, 1);
-  EXPECT_EQ(AppModel::current(), second.get());
-}
+  std::function<void(Text)> note;
+  std::function<void(const RelayState&)> report;
+  std::function<void()> finish;
+};
 
-TEST(AppModel, APairingThatCannotBeReadIsNotReplaced) {
-  test::FakeDesktop desktop;
-  const Pairing stored = desktop.model()->pairing();
-  desktop.secrets->canFind = false;
-  EXPECT_THROW((void)desktop.model(), SecretStore::Unreadable);
-  desktop.secrets->canFind = true;
-  EXPECT_EQ(PairingStore::load(*desktop.secrets), stored);
-}
+class Desktop final : public LoginItem, public PowerEvents {
+ public:
+  /// Carries out an action and gives what happened meanwhile.
+  std::string perform(const std::string& line) {
+    log.clear();
+    const std::size_t blank = std::min(line.find(' '), line.size());
+    actions.at(line.substr(0, blank))(line.substr(std::min(blank + 1, line.size())));
+    clock->settle();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(AppModel::current(), model.get());
+    return log;
+  }
 
-TEST(AppModel, ShowsTheStateOfTheNewestLinkAndOfNoOther) {
-  test::FakeDesktop desktop;
-  const auto model = desktop.model();
-  std::vector<RelayState> shown;
-  QObject::connect(model.get(), &AppModel::stateChanged, [&] { shown.push_back(model->state()); });
-  const auto report = [&](std::size_t link, const RelayState& state) {
-    desktop.links[link]->report(state);
-  };
-  EXPECT_EQ(model->state(), RelayState(Stopped{}));
-  model->connect();
-  ASSERT_EQ(desktop.links.size(), 1U);
-  report(0, Online{2});
-  report(0, Online{2});
-  model->disconnect();
-  report(0, Waiting{1});
-  model->connect();
-  report(1, Connecting{});
-  report(0, Stopped{});
-  EXPECT_TRUE(model->sayGoodbye([] {}));
-  model->disconnect();
-  EXPECT_EQ(model->state(), RelayState(Connecting{}));
-  report(1, Stopped{});
-  EXPECT_THAT(shown, ElementsAre(Online{2}, Stopped{}, Connecting{}, Stopped{}));
-}
+ private:
+  void note(const std::string& entry) { log += (log.empty() ? "" : ", ") + entry; }
+  std::string letter(const Pairing& pairing) {
+    const auto found = std::ranges::find(pairings, pairing);
+    const auto index = found - pairings.begin();
+    if (found == pairings.end()) {
+      pairings.push_back(pairing);
+    }
+    return {static_cast<char>('A' + index)};
+  }
+  void noteSwitch() { note(model->launchAtLogin() ? "switch on" : "switch off"); }
+  void noteState() {
+    note(std::ranges::find(states, model->state(), [](auto& it) { return it.second; })->first);
+  }
+  void notePause() {
+    using Minutes = std::chrono::duration<int, std::ratio<60>>;
+    note(!model->isPaused()
+             ? "not paused"
+             : "paused until " +
+                   std::to_string(
+                       std::chrono::round<Minutes>(*model->pausedUntil() - zero).count()));
+  }
 
-TEST(AppModel, PausesForOneHour) {
-  struct Case {
-    const char* rule;
-    /// What happens in which minute.
-    std::vector<std::pair<int, const char*>> steps;
-    /// The model is paused right before this minute, and runs from it on.
-    int resumes;
-    int shownEnd;
-  };
-  for (const Case& each :
-       {Case{"one pause", {{0, "pause"}}, 60, 60},
-        {"wake and connect do not end it", {{0, "pause"}, {9, "wake"}, {9, "connect"}}, 60, 60},
-        {"the first timer of two runs out", {{0, "pause"}, {30, "pause"}}, 60, 90},
-        {"it takes the second along", {{0, "pause"}, {30, "pause"}, {75, "pause"}}, 135, 135},
-        {"resuming cancels", {{0, "pause"}, {10, "resume"}, {50, "pause"}}, 110, 110}}) {
-    SCOPED_TRACE(each.rule);
-    test::FakeDesktop desktop;
-    const auto model = desktop.model();
-    const auto start = desktop.clock->now();
-    const auto advanceTo = [&](Clock::Duration time) {
-      desktop.clock->advance(start + time - desktop.clock->now());
+  [[nodiscard]] Status status() const override { return loginStatus; }
+  bool setRegistered(bool registered) override {
+    note(registered ? "registers" : "unregisters");
+    loginStatus = refuses ? loginStatus : registered ? Status::enabled : Status::notRegistered;
+    return !refuses;
+  }
+  [[nodiscard]] Observer onWillSleep(std::function<void(const SleepHold&)> action) override {
+    willSleep = std::move(action);
+    return nullptr;
+  }
+  [[nodiscard]] Observer onDidWake(std::function<void()> action) override {
+    wake = std::move(action);
+    return nullptr;
+  }
+
+  std::shared_ptr<RelayLink> makeLink(const Pairing& pairing,
+                                      std::function<void(const RelayState&)> onState) {
+    auto link = std::make_shared<Link>();
+    link->note = [this, number = std::to_string(links.size()),
+                  letter = letter(pairing)](Text what) {
+      note("link " + number + " " + what + (what == "starts" ? " with " + letter : ""));
     };
-    for (const auto& [minute, action] : each.steps) {
-      advanceTo(minute * 1min);
-      const std::map<std::string, std::function<void()>> actions{
-          {"pause", [&] { model->pauseOneHour(); }},
-          {"resume", [&] { model->resume(); }},
-          {"connect", [&] { model->connect(); }},
-          {"wake", [&] { desktop.system->wake(); }}};
-      actions.at(action)();
-    }
-    advanceTo(each.resumes * 1min - 1ns);
-    EXPECT_EQ(model->pausedUntil(), start + each.shownEnd * 1min);
-    EXPECT_FALSE(desktop.isConnected());
-    EXPECT_EQ(model->state(), RelayState(Stopped{}));
-    advanceTo(each.resumes * 1min);
-    EXPECT_FALSE(model->isPaused());
-    EXPECT_TRUE(desktop.isConnected());
+    link->report = std::move(onState);
+    links.push_back(link);
+    return link;
   }
-}
+  void launch() {
+    const std::shared_ptr<Desktop> self(std::shared_ptr<void>(), this);
+    model.reset();
+    try {
+      model = std::make_unique<AppModel>(AppModel::Dependencies{
+          [this](const Pairing& pairing, auto onState) { return makeLink(pairing, onState); },
+          secrets, self, self, std::make_shared<CoreModelClock>(context.get_executor(), clock),
+          hostName});
+    } catch (const SecretStore::Unreadable&) {
+      return note("unreadable");
+    }
+    QObject::connect(model.get(), &AppModel::stateChanged, [this] { noteState(); });
+    QObject::connect(model.get(), &AppModel::pausedUntilChanged, [this] { notePause(); });
+    QObject::connect(model.get(), &AppModel::pairingChanged,
+                     [this] { note("pairing " + letter(model->pairing())); });
+    QObject::connect(model.get(), &AppModel::launchAtLoginChanged, [this] { noteSwitch(); });
+    note(model->macName() + (model->isFirstLaunch() ? ", first launch" : ""));
+    noteSwitch();
+  }
+  void sleep() {
+    const SleepHold hold(&log, [this](auto*) { note("sleeps"); });
+    willSleep(hold);
+  }
+  void setSecrets(Text how) {
+    secrets->canFind = how != "unreadable";
+    secrets->canAdd = how != "full";
+  }
+  void noteStored() {
+    const auto stored = PairingStore::load(*secrets);
+    note(stored ? letter(*stored) : "none");
+  }
 
-TEST(AppModel, ReplacesThePairingAndConnectsUnlessPaused) {
-  for (const bool isPaused : {false, true}) {
-    for (const bool refuses : {false, true}) {
-      test::FakeDesktop desktop;
-      const auto model = desktop.model();
-      const Pairing old = model->pairing();
-      int changes = 0;
-      QObject::connect(model.get(), &AppModel::pairingChanged, [&] { ++changes; });
-      if (isPaused) {
-        model->pauseOneHour();
+  /// The hold is far longer than a test waits, the time until a session goes on is over at once.
+  [[nodiscard]] std::unique_ptr<QuitRequests> quitRequests(QuitRequests::Times times) {
+    return std::make_unique<QuitRequests>([this] { note("ends"); }, times);
+  }
+  void receive(Text signal) {
+    if (!thread) {
+      thread = std::make_unique<CoreThread>();
+      onTerminationSignal(thread->executor(), [this] { ++signals, requests->requestQuit(); });
+    }
+    kill(getpid(), std::stoi(signal));
+    EXPECT_TRUE(test::eventually([this] { return std::exchange(signals, 0) == 1; }));
+  }
+  void endSession(Text how) {
+    QTimer::singleShot(0, [this, how] {
+      if (how == "quit") {
+        requests->requestQuit();
       }
-      desktop.secrets->canAdd = !refuses;
-      model->disconnectAllPhones();
-      EXPECT_EQ(desktop.links[0]->stops, 1);
-      EXPECT_EQ(desktop.isConnected(), !isPaused);
-      EXPECT_NE(model->pairing(), old);
-      EXPECT_EQ(PairingStore::load(*desktop.secrets),
-                refuses ? std::nullopt : std::optional(model->pairing()));
-      EXPECT_EQ(changes, 1);
-      model->resume();
-      EXPECT_TRUE(desktop.isConnected());
-      EXPECT_EQ(desktop.links.back()->pairing, model->pairing());
-    }
+      if (how != "mute") {
+        note("finished");
+        links.back()->finish();
+      }
+    });
+    requests->prepareForSessionEnd();
+    note("session ends");
+    EXPECT_TRUE(how != "" || test::eventually([this] { return log.ends_with("with A"); }));
   }
-}
-
-TEST(AppModel, SleepWaitsForTheGoodbyeAndWakingConnects) {
-  test::FakeDesktop desktop;
-  const auto model = desktop.model();
-  desktop.system->wake();
-  ASSERT_EQ(desktop.links.size(), 1U) << "waking while connected";
-  const auto hold = desktop.system->sleep();
-  EXPECT_EQ(desktop.links[0]->stops, 1);
-  EXPECT_FALSE(hold.expired());
-  std::exchange(desktop.links[0]->finishStop, nullptr)();
-  EXPECT_TRUE(hold.expired());
-  EXPECT_TRUE(desktop.system->sleep().expired()) << "nothing to say goodbye to";
-  desktop.system->wake();
-  EXPECT_TRUE(desktop.links.size() == 2 && desktop.isConnected());
-  // The one that quitting waits for is said once.
-  int goodbyes = 0;
-  EXPECT_TRUE(model->sayGoodbye([&] { ++goodbyes; }));
-  EXPECT_FALSE(model->sayGoodbye([&] { ++goodbyes; }));
-  EXPECT_EQ(goodbyes, 0);
-  desktop.links[1]->finishStop();
-  EXPECT_EQ(goodbyes, 1);
-  EXPECT_EQ(desktop.links[1]->stops, 1);
-}
-
-TEST(AppModel, WhatItBeganMayOutliveIt) {
-  test::FakeDesktop desktop;
-  auto model = desktop.model();
-  model->pauseOneHour();
-  model->resume();
-  model->pauseOneHour();
-  model.reset();
-  EXPECT_EQ(AppModel::current(), nullptr);
-  desktop.clock->advance(2h);
-  desktop.links[0]->finishStop();
-  desktop.links[1]->report(Online{1});
-  EXPECT_TRUE(desktop.system->sleep().expired());
-  desktop.system->wake();
-  EXPECT_EQ(desktop.links.size(), 2U);
-
-  model = desktop.model();
-  bool isOver = false;
-  EXPECT_TRUE(model->sayGoodbye([&] { isOver = true; }));
-  model.reset();
-  desktop.links.back()->finishStop();
-  EXPECT_TRUE(isOver);
-}
-
-TEST(AppModel, ItsSwitchShowsWhatTheSystemDid) {
-  struct Case {
-    Login before;
-    bool write;
-    bool refuses;
-    int registrations;
-    std::vector<bool> shown;
-  };
-  for (const Case& each : {Case{Login::notRegistered, true, false, 1, {true}},
-                           {Login::enabled, false, true, 1, {false, true}},
-                           {Login::notFound, true, true, 1, {true, false}},
-                           {Login::notRegistered, false, false, 0, {}},
-                           {Login::requiresApproval, true, false, 0, {}}}) {
-    test::FakeDesktop desktop;
-    ASSERT_TRUE(PairingStore::save(*desktop.secrets, Pairing::generate()));
-    desktop.system->loginStatus = each.before;
-    const auto model = desktop.model();
-    std::vector<bool> shown;
-    QObject::connect(model.get(), &AppModel::launchAtLoginChanged,
-                     [&] { shown.push_back(model->launchAtLogin()); });
-    desktop.system->refuses = each.refuses;
-    model->setLaunchAtLogin(each.write);
-    EXPECT_EQ(desktop.system->registrations, each.registrations);
-    EXPECT_EQ(shown, each.shown);
-    EXPECT_EQ(model->launchAtLogin(), model->isRegistered());
+  void askToQuit() {
+    const bool now = requests->answer([this] { note("allowed"); }) == TerminateReply::now;
+    note(now ? "now" : "later");
   }
+
+  const std::map<std::string, RelayState> states{{"online", relayState::Online{2}},
+                                                 {"waiting", relayState::Waiting{1}},
+                                                 {"connecting", relayState::Connecting{}},
+                                                 {"stopped", relayState::Stopped{}}};
+  const std::map<std::string, Status> statuses{{"notRegistered", Status::notRegistered},
+                                               {"notFound", Status::notFound},
+                                               {"requiresApproval", Status::requiresApproval}};
+  const std::map<std::string, std::function<void(Text)>> actions{
+      {"launch", [this](Text) { launch(); }},
+      {"close", [this](Text) { model.reset(); }},
+      {"after",
+       [this](Text minutes) {
+         clock->advance(std::chrono::round<std::chrono::milliseconds>(
+             std::chrono::duration<double, std::ratio<60>>(std::stod(minutes))));
+       }},
+      // The user.
+      {"connect", [this](Text) { model->connect(); }},
+      {"disconnect", [this](Text) { model->disconnect(); }},
+      {"pause", [this](Text) { model->pauseOneHour(); }},
+      {"resume", [this](Text) { model->resume(); }},
+      {"renew", [this](Text) { model->disconnectAllPhones(); }},
+      {"switch", [this](Text to) { model->setLaunchAtLogin(to == "on"); }},
+      {"goodbye",
+       [this](Text) {
+         if (!model->sayGoodbye([this] { note("goodbye over"); })) {
+           note("nothing to say");
+         }
+       }},
+      // The links.
+      {"report", [this](Text text) { links.at(stoul(text))->report(states.at(text.substr(2))); }},
+      {"finish", [this](Text link) { std::exchange(links.at(stoul(link))->finish, nullptr)(); }},
+      // The system.
+      {"sleep", [this](Text) { sleep(); }},
+      {"wake", [this](Text) { wake(); }},
+      {"name", [this](Text name) { hostName = name; }},
+      {"status", [this](Text name) { loginStatus = statuses.at(name); }},
+      {"system", [this](Text how) { refuses = how == "refuses"; }},
+      {"secrets", [this](Text how) { setSecrets(how); }},
+      {"stored", [this](Text) { noteStored(); }},
+      // The end.
+      {"signal", [this](Text number) { receive(number); }},
+      {"quit", [this](Text) { requests->requestQuit(); }},
+      {"quit-event",
+       [](Text) {
+         QEvent quit(QEvent::Quit);
+         QCoreApplication::sendEvent(qGuiApp, &quit);
+         EXPECT_TRUE(quit.isAccepted());
+       }},
+      {"ask", [this](Text) { askToQuit(); }},
+      {"impatient",
+       [this](Text) {
+         requests = quitRequests({10ms, 1h});
+       }},
+      {"end-session", [this](Text how) { endSession(how); }}};
+
+  std::string log;
+  asio::io_context context;
+  const std::shared_ptr<test::ManualClock> clock = std::make_shared<test::ManualClock>(context);
+  const Clock::UnixTime zero = clock->unixNow();
+  const std::shared_ptr<test::MemorySecretStore> secrets =
+      std::make_shared<test::MemorySecretStore>();
+  std::optional<std::string> hostName;
+  Status loginStatus = Status::notRegistered;
+  bool refuses = false;
+  std::vector<Pairing> pairings;
+  std::function<void(const SleepHold&)> willSleep;
+  std::function<void()> wake;
+  std::vector<std::shared_ptr<Link>> links;
+  std::unique_ptr<QuitRequests> requests = quitRequests({1h, 1ms});
+  int signals = 0;
+  std::unique_ptr<CoreThread> thread;
+  std::unique_ptr<AppModel> model;
+};
+
+TEST(AppModel, DoesWhatTheScenariosSay) {
+  EXPECT_EQ(test::expectScenarios<Desktop>("app/scenarios.txt"), 118);
 }
 
 }  // namespace

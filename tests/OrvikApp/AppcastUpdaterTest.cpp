@@ -2,8 +2,7 @@
 
 #include <QApplication>
 #include <QDesktopServices>
-#include <QDir>
-#include <QFile>
+#include <QDialog>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -15,6 +14,7 @@
 #include "OrvikApp/AppcastUpdater.h"
 #include "OrvikApp/Texts.h"
 #include "core/BuildConstants.h"
+#include "tests/support/Corpus.h"
 #include "tests/support/EventLoop.h"
 
 namespace orvik {
@@ -27,11 +27,11 @@ using test::eventually;
 class FeedServer {
  public:
   FeedServer() {
-    QFile key(QStringLiteral(ORVIK_FIXTURES "/localhost.key.pem"));
-    EXPECT_TRUE(key.open(QIODevice::ReadOnly));
+    const auto key = test::contentsOf(ORVIK_FIXTURES "/localhost.key.pem");
     QSslConfiguration encryption = QSslConfiguration::defaultConfiguration();
     encryption.setLocalCertificate(certificate);
-    encryption.setPrivateKey(QSslKey(&key, certificate.publicKey().algorithm()));
+    encryption.setPrivateKey(
+        QSslKey(QByteArray::fromStdString(key), certificate.publicKey().algorithm()));
     server.setSslConfiguration(encryption);
     QObject::connect(&server, &QTcpServer::pendingConnectionAvailable, &server, [this] {
       QTcpSocket* const socket = server.nextPendingConnection();
@@ -78,42 +78,40 @@ class OpenedLinks : public QObject {
   void open(const QUrl& link) { links += link.toString(); }
 };
 
-/// The dialogs that are on the screen.
-std::vector<QDialog*> dialogs() {
-  std::vector<QDialog*> shown;
-  for (QWidget* const widget : QApplication::topLevelWidgets()) {
-    if (auto* const dialog = qobject_cast<QDialog*>(widget); dialog && dialog->isVisible()) {
-      shown.push_back(dialog);
-    }
-  }
-  return shown;
+/// The dialog that is on the screen, of which there is at most one.
+QWidget* dialog() {
+  QWidgetList shown = QApplication::topLevelWidgets();
+  shown.removeIf([](QWidget* it) { return !qobject_cast<QDialog*>(it) || !it->isVisible(); });
+  EXPECT_LE(shown.size(), 1);
+  return shown.value(0);
 }
 
-/// What the one dialog says, part by part.
+/// What the dialog says, part by part.
 std::string said() {
   std::string said;
-  for (const QLabel* const label : dialogs().at(0)->findChildren<QLabel*>()) {
+  for (const QLabel* const label : dialog()->findChildren<QLabel*>()) {
     said += label->text().isEmpty() ? "" : label->text().toStdString() + "|";
   }
-  const auto* const notes = dialogs().at(0)->findChild<QPlainTextEdit*>();
+  const auto* const notes = dialog()->findChild<QPlainTextEdit*>();
   return said + (notes ? notes->toPlainText().toStdString() : "");
 }
 
 void click(const char* text) {
-  const auto buttons = dialogs().at(0)->findChildren<QPushButton*>();
-  const auto button = std::ranges::find(buttons, QString::fromUtf8(text), &QPushButton::text);
-  ASSERT_NE(button, buttons.end()) << text;
-  (*button)->click();
+  for (QPushButton* const button : dialog()->findChildren<QPushButton*>()) {
+    if (button->text() == QString::fromUtf8(text)) {
+      return button->click();
+    }
+  }
+  ADD_FAILURE() << "no button " << text;
 }
 
-QByteArray ok(const QByteArray& body) {
-  return "HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" +
-         body;
+QByteArray ok(const QByteArray& body, const QByteArray& status = "200 OK") {
+  return "HTTP/1.1 " + status + "\r\nContent-Length: " + QByteArray::number(body.size()) +
+         "\r\n\r\n" + body;
 }
 
 QByteArray movedTo(const QByteArray& place) {
-  return "HTTP/1.1 302 Found\r\nSet-Cookie: a=b\r\nContent-Length: 0\r\nLocation: " + place +
-         "\r\n\r\n";
+  return ok("", "302 Found\r\nSet-Cookie: a=b\r\nLocation: " + place);
 }
 
 TEST(AppcastUpdater, SaysWhatTheFeedSaysWhenItComesWholeInTimeAndOverHTTPS) {
@@ -135,12 +133,11 @@ TEST(AppcastUpdater, SaysWhatTheFeedSaysWhenItComesWholeInTimeAndOverHTTPS) {
     server.asked.clear();
     updater.checkForUpdates();
     updater.checkForUpdates();
-    ASSERT_TRUE(eventually([] { return !dialogs().empty(); }));
+    ASSERT_TRUE(eventually([] { return dialog() != nullptr; }));
     updater.checkForUpdates();
-    EXPECT_EQ(dialogs().size(), 1U);
     EXPECT_EQ(said(), expected);
     click(button);
-    EXPECT_TRUE(dialogs().empty());
+    EXPECT_EQ(dialog(), nullptr);
     EXPECT_FALSE(server.asked.contains("Cookie:"));
     EXPECT_EQ(server.asked.contains("User-Agent: Orvik/"), !server.asked.isEmpty());
   };
@@ -159,8 +156,7 @@ TEST(AppcastUpdater, SaysWhatTheFeedSaysWhenItComesWholeInTimeAndOverHTTPS) {
   for (const QByteArray& answer :
        {ok(old.leftJustified(1'048'577)), "HTTP/1.1 200 OK\r\n\r\n" + QByteArray(3'000'000, 'x'),
         movedTo("/round"), movedTo(server.url("http")), movedTo("file:///etc/passwd"),
-        "HTTP/1.1 404 Not Found\r\nContent-Length: 21\r\n\r\n" + old,
-        QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 99\r\n\r\nhalf"),
+        ok(old, "404 Not Found"), QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 99\r\n\r\nhalf"),
         QByteArray("\x01\x02\x03\r\n\r\n"), QByteArray()}) {
     check("https", answer, unreadable);
   }
@@ -171,10 +167,9 @@ TEST(AppcastUpdater, SaysWhatTheFeedSaysWhenItComesWholeInTimeAndOverHTTPS) {
   // Qt does not wait for the thread that it downloads on, and what that has still to free would
   // count as leaked.
   EXPECT_TRUE(eventually([] {
-    const QDir threads(QStringLiteral("/proc/self/task"));
-    return std::ranges::none_of(threads.entryList(QDir::Dirs), [&](const QString& thread) {
-      QFile name(threads.filePath(thread + QStringLiteral("/comm")));
-      return name.open(QIODevice::ReadOnly) && name.readAll().startsWith("QNetworkAccess");
+    const std::filesystem::directory_iterator threads("/proc/self/task");
+    return std::ranges::none_of(threads, [](const auto& thread) {
+      return test::contentsOf(thread.path() / "comm").starts_with("QNetworkAccess");
     });
   }));
 }

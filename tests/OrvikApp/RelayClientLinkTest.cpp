@@ -1,9 +1,8 @@
 // What joins the main thread and the core's.
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <QThread>
-#include <atomic>
 
 #include "OrvikApp/CoreModelClock.h"
 #include "OrvikApp/CoreThread.h"
@@ -12,39 +11,26 @@
 #include "core/sampling/BasicSampleSource.h"
 #include "tests/support/EventLoop.h"
 #include "tests/support/ManualClock.h"
-#include "tests/support/TestRelay.h"
 
 namespace orvik {
 namespace {
 
 using namespace std::chrono_literals;
 using relayState::Connecting;
-using relayState::Online;
 using relayState::Stopped;
+using relayState::Waiting;
 
-TEST(RelayClientLink, GoesOnlineAndSaysGoodbye) {
-  std::atomic<bool> hasLeft = false;
-  const test::TestRelay relay([&](test::TestRelay::Connection& connection) {
-    connection.read();
-    connection.write(R"({"viewers":3})");
-    try {
-      for (;;) {
-        connection.read();
-      }
-    } catch (const std::exception&) {
-      hasLeft = true;
-    }
-  });
+TEST(RelayClientLink, TellsTheMainThreadWhatTheClientDoes) {
   CoreThread thread;
   const auto clock = std::make_shared<SystemClock>();
   const auto session =
-      std::make_shared<BeastWebSocketSession>(clock, test::fixture("localhost.pem"));
+      std::make_shared<BeastWebSocketSession>(clock, ORVIK_FIXTURES "/localhost.pem");
   std::vector<RelayState> states;
   const auto link = std::make_shared<RelayClientLink>(
       thread.executor(),
       [&](RelayClient::StateCallback onState) {
         return std::make_shared<RelayClient>(
-            Pairing::generate(), relay.url(), std::make_shared<BasicSampleSource>(clock),
+            Pairing::generate(), "wss://localhost:1", std::make_shared<BasicSampleSource>(clock),
             AlertStateStore::memory(), std::move(onState),
             RelayClient::Dependencies{thread.executor(), clock, session});
       },
@@ -56,52 +42,37 @@ TEST(RelayClientLink, GoesOnlineAndSaysGoodbye) {
   link->stop([&] { isUnstartedStopped = true; });
   ASSERT_TRUE(test::eventually([&] { return isUnstartedStopped; }));
   link->start();
-  ASSERT_TRUE(test::eventually([&] { return states.size() == 2; }));
+  ASSERT_TRUE(test::eventually([&] { return states.size() >= 2; }));
   bool isStopped = false;
   link->stop([&] { isStopped = QThread::currentThread() == qApp->thread(); });
-  ASSERT_TRUE(test::eventually([&] { return isStopped && hasLeft; }));
-  EXPECT_THAT(states, testing::ElementsAre(Connecting{}, Online{3}, Stopped{}));
+  ASSERT_TRUE(test::eventually([&] { return isStopped; }));
+  EXPECT_EQ(states.at(0), RelayState(Connecting{}));
+  EXPECT_EQ(states.at(1), RelayState(Waiting{1}));
+  EXPECT_EQ(states.back(), RelayState(Stopped{}));
 }
 
-TEST(CoreModelClock, ActsOnceInItsTimeUnlessCancelled) {
+TEST(CoreModelClock, ActsInItsTimeUnlessItIsCancelledOrItsThreadEnds) {
   asio::io_context context;
   const auto time = std::make_shared<test::ManualClock>(context);
   CoreModelClock clock(context.get_executor(), time);
-  EXPECT_EQ(clock.now(), time->unixNow());
   std::string log;
-  const auto first = clock.after(1h, [&] { log += "first "; });
-  static_cast<void>(clock.after(2h, [&] { log += "let-go-of "; }));
-  const auto early = clock.after(3h, [&] { log += "cancelled "; });
-  const auto late = clock.after(4h, [&] { log += "cancelled-too-late-for-the-core "; });
-  const auto pending = clock.after(9h, [&] { log += "never "; });
-  const auto advance = [&](Clock::Duration duration) {
-    time->advance(duration);
-    QCoreApplication::processEvents();
-  };
-  advance(1h - 1ns);
+  const auto early = clock.after(1h, [&] { log += "early "; });
+  const auto late = clock.after(2h, [&] { log += "cancelled-too-late-for-the-core "; });
+  time->advance(1h - 1ns);
+  QCoreApplication::processEvents();
   EXPECT_EQ(log, "");
-  advance(1ns);
-  EXPECT_EQ(log, "first ");
-  first->cancel();
-  early->cancel();
-  advance(2h);
-  EXPECT_EQ(log, "first let-go-of ");
-  time->advance(1h);
+  time->advance(2h);
   late->cancel();
-  advance(1h);
-  EXPECT_EQ(log, "first let-go-of ");
-}
-
-TEST(CoreThread, EndsWhileSomethingSleeps) {
-  bool hasActed = false;
+  QCoreApplication::processEvents();
+  EXPECT_EQ(log, "early ");
   std::shared_ptr<ModelClock::Task> task;
   {
     CoreThread thread;
-    CoreModelClock clock(thread.executor(), std::make_shared<SystemClock>());
-    task = clock.after(1h, [&] { hasActed = true; });
+    CoreModelClock real(thread.executor(), std::make_shared<SystemClock>());
+    task = real.after(1h, [&] { log += "never"; });
   }
   QCoreApplication::processEvents();
-  EXPECT_FALSE(hasActed);
+  EXPECT_EQ(log, "early ");
 }
 
 TEST(RelayEndpoint, IsTheBuildsUnlessTheEnvironmentNamesOne) {

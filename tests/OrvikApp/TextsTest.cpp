@@ -1,13 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <QDateTime>
 #include <QDirIterator>
 #include <QRegularExpression>
 #include <QSet>
-#include <QTime>
 #include <map>
-#include <vector>
 
+#include "OrvikApp/StatusMenu.h"
 #include "OrvikApp/Texts.h"
+#include "tests/support/Table.h"
 
 namespace orvik {
 namespace {
@@ -15,9 +16,7 @@ namespace {
 const QString sources = QStringLiteral(ORVIK_APP_SOURCES);
 
 QString content(const QString& path) {
-  QFile file(path);
-  EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
-  return QString::fromUtf8(file.readAll());
+  return QString::fromStdString(test::contentsOf(path.toStdString()));
 }
 
 /// The keys in the sources: what stands in quotes in the first argument of `text(…)`.
@@ -86,54 +85,48 @@ TEST(Texts, AreCompleteInEveryLanguage) {
   EXPECT_EQ(folder.entryList(QDir::Files).size(), static_cast<qsizetype>(plurals.size()));
 }
 
-TEST(Texts, MatchTheLocale) {
-  const std::map<std::string, std::vector<std::string>> cancel{
-      {"Abbrechen", {"de", "de-AT", "de_CH.UTF-8"}},
-      {"Cancelar", {"pt", "pt_BR", "es_MX"}},
-      {"取消", {"zh", "zh_CN.UTF-8", "zh-Hans-HK"}},
-      {"إلغاء", {"ar", "ar_EG"}},
-      {"Cancel", {"en_GB", "zh-TW", "zh_HK", "he", "", "C", "not a locale", "../../etc"}}};
-  for (const auto& [expected, identifiers] : cancel) {
-    for (const std::string& identifier : identifiers) {
-      const Texts texts(QString::fromStdString(identifier));
-      EXPECT_EQ(texts.text("Cancel").toStdString(), expected) << identifier;
-      EXPECT_EQ(texts.direction() == Qt::RightToLeft, identifier.starts_with("ar")) << identifier;
-    }
-  }
-  for (const auto& [languages, first] :
-       {std::pair{"sv-SE zh-TW de-AT fr", "de-AT"}, {"en-GB de", "en-GB"}, {"C", "en"}}) {
-    EXPECT_EQ(Texts::userLocale(QString::fromLatin1(languages).split(QLatin1Char(' '))),
-              QString::fromLatin1(first));
-  }
+TEST(Texts, MatchTheLocaleAndCountPhonesAsTheLanguageDoes) {
+  const auto qt = [](std::string_view text) { return QString::fromStdString(std::string(text)); };
+  test::expectTable("app/texts.txt",
+                    {{"cancel",
+                      [&](std::string_view locale) {
+                        const Texts texts(qt(locale));
+                        const char* const side = texts.direction() == Qt::RightToLeft ? "<" : "";
+                        return side + texts.text("Cancel").toStdString();
+                      }},
+                     {"user",
+                      [&](std::string_view languages) {
+                        return Texts::userLocale(qt(languages).split(u' ')).toStdString();
+                      }},
+                     {"online", [&](std::string_view row) {
+                        const QStringList words = qt(row).split(u' ');
+                        const relayState::Online online{words[1].toLongLong()};
+                        return StatusMenu::statusLine({}, online, Texts(words[0])).toStdString();
+                      }}});
 }
 
-TEST(Texts, CountPhonesAsTheLanguageDoes) {
-  const std::tuple<const char*, qint64, const char*> cases[] = {
-      {"en", 1, "1 phones"},
-      {"en", 1234, "1,234 phones"},
-      {"de", 3'000'000'000, "3.000.000.000 Telefone"},
-      {"ru", 2, "2 телефона"},
-      {"ru", 11, "11 телефонов"},
-      {"ru", 21, "21 телефон"},
-      {"ar", 1, "هاتف واحد"},
-      {"ar", 11, "١١ هاتفًا"},
-      {"ja", 2, "スマートフォン2台"}};
-  for (const auto& [locale, count, text] : cases) {
-    EXPECT_EQ(Texts(QString::fromLatin1(locale)).phones(count).toStdString(), text);
-  }
-}
-
-TEST(Texts, FillInArgumentsOnceAndWriteTimesForPeople) {
+TEST(Texts, FillInArgumentsOnce) {
   const Texts texts(QStringLiteral("en"));
   const QString two = QStringLiteral("2");
   const char* const key = "Orvik %@ is available. You have %@.";
   EXPECT_EQ(texts.text(key, {QStringLiteral("%@"), two, two}).toStdString(),
             "Orvik %@ is available. You have 2.");
   EXPECT_EQ(texts.text(key, {two}).toStdString(), "Orvik 2 is available. You have %@.");
-  for (const auto& [formats, time] : {std::pair{QLocale(QStringLiteral("de")), "14:05"},
-                                      {QLocale::c(), "2:05 PM"}}) {  // and no seconds
-    const Texts german(QStringLiteral("de"), formats);
-    EXPECT_EQ(german.locale().toString(QTime(14, 5), QLocale::ShortFormat).toStdString(), time);
+}
+
+TEST(Texts, SayThePauseBeforeTheStateAndItsEndAsTheLocaleWritesTimes) {
+  const QDateTime afternoon(QDate(2026, 3, 1), QTime(14, 5));
+  const Clock::UnixTime later{std::chrono::milliseconds(afternoon.toMSecsSinceEpoch())};
+  const std::tuple<QLocale, std::optional<Clock::UnixTime>, RelayState, const char*> cases[] = {
+      {QLocale(QStringLiteral("de")), later, relayState::Online{3}, "Paused until 14:05"},
+      {QLocale::c(), later, relayState::Stopped{}, "Paused until 2:05 PM"},
+      {QLocale::c(), {}, relayState::Waiting{8}, "Offline – reconnecting…"},
+      {QLocale::c(), {}, relayState::Stopped{}, "Offline – reconnecting…"},
+      {QLocale::c(), {}, relayState::Connecting{}, "Connecting…"},
+      {QLocale::c(), {}, relayState::Rejected{}, "Pairing lost – add a phone again"}};
+  for (const auto& [formats, pausedUntil, state, line] : cases) {
+    const Texts english(QStringLiteral("en"), formats);
+    EXPECT_EQ(StatusMenu::statusLine(pausedUntil, state, english).toStdString(), line);
   }
 }
 

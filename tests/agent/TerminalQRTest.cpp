@@ -43,17 +43,12 @@ std::vector<std::string> modulesOf(std::string_view drawing, bool isColoured) {
 /// What a scanner reads, or empty text.
 std::string scanned(const std::vector<std::string>& rows) {
   constexpr std::size_t scale = 4;
+  const std::size_t width = rows.front().size() * scale;
   std::string pixels;
-  for (const std::string& row : rows) {
-    std::string wide;
-    for (const char module : row) {
-      wide.append(scale, module);
-    }
-    for (std::size_t i = 0; i < scale; ++i) {
-      pixels += wide;
-    }
+  for (std::size_t i = 0; i < rows.size() * scale * width; ++i) {
+    pixels += rows[i / width / scale][i % width / scale];
   }
-  return test::scannedCode(pixels, rows.front().size() * scale);
+  return test::scannedCode(pixels, width);
 }
 
 TEST(TerminalQR, ReadsBack) {

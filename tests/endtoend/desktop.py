@@ -4,7 +4,6 @@ import os
 import select
 import subprocess
 import tempfile
-import time
 
 import dbus
 import dbus.mainloop.glib
@@ -77,9 +76,6 @@ class Panel(dbus.service.Object):
         self.bus = dbus.bus.BusConnection(address)
         super().__init__(self.bus, "/StatusNotifierWatcher")
         self.items = []
-        self.appear()
-
-    def appear(self):
         self.bus.request_name(WATCHER)
 
     def vanish(self):
@@ -191,23 +187,17 @@ class Screen:
     def press(self, key, until, message):
         """In the window that is in front, again and again until it has had its effect: the window
         manager takes its time to hand over the keyboard."""
-        last = -1.0
-
         def attempt():
-            nonlocal last
-            if until():
-                return True
-            if self.front() and time.monotonic() - last > 1:
-                last = time.monotonic()
+            if self.front() and not until():
                 self.run("xdotool", "key", "--clearmodifiers", key)
-            return False
+            return True
 
-        await_that(attempt, message)
-
-    def picture(self, file):
-        self.run("import", "-window", "root", file)
+        attempt()
+        attempts = GLib.timeout_add_seconds(1, attempt)
+        await_that(until, message)
+        GLib.source_remove(attempts)
 
     def code(self):
         """What a camera reads on the screen; empty without a code."""
-        self.picture(path("screen.png"))
+        self.run("import", "-window", "root", path("screen.png"))
         return self.run("zbarimg", "--quiet", "--raw", path("screen.png"))

@@ -34,7 +34,7 @@ def picture(name):
 def test():
     odd = os.fsencode(path("")) + b"\xff.png"
     names = [path("a.png"), path("b.png"), path("c.png"), odd]
-    programs = [(0, draw("--ignored", "--render-pairing", names[0])),
+    programs = [(0, draw("--ignored", "--render-pairing", names[0], "--render-pairing", "")),
                 (0, draw("--render-pairing", names[1], "en")),
                 (0, draw("--render-pairing", names[2], "de", "ignored")),
                 (0, draw("--render-pairing", names[3], "xx"))]

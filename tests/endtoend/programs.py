@@ -43,6 +43,10 @@ class Program:
     def line(self):
         return self.lines.get(timeout=TIMEOUT)
 
+    def await_line(self, start):
+        while not self.line().startswith(start):
+            pass
+
     def payload(self):
         return json.loads(self.line())
 
@@ -71,9 +75,16 @@ def check(condition, message):
 
 
 def start_relay(port=0):
+    """The relay, its port, and the options with which an agent or a phone finds it."""
     relay = Program("orvik-relay", "--listen", f"127.0.0.1:{port}", "--state", path("state"))
     port = relay.line().rsplit(":", 1)[1]
-    return relay, port
+    return relay, port, ["--relay", f"wss://localhost:{port}",
+                         "--trust", path("state/certificate.pem")]
+
+
+def read(name):
+    with open(path(name), encoding="utf-8") as file:
+        return file.read().strip()
 
 
 def start_phone(link, options):

@@ -8,7 +8,7 @@ import subprocess
 import sys
 import time
 
-from programs import Program, check, path, run, running, start_phone, start_relay
+from programs import Program, check, path, read, run, running, start_phone, start_relay
 
 
 def output(*command):
@@ -21,15 +21,6 @@ def near(name, ours, theirs, bound):
           f"{name}: {ours} here, {theirs} there, more than {bound} apart")
 
 
-def keep_a_processor_busy():
-    """A program that nobody else runs."""
-    name = path("busy-for-a-test")
-    os.symlink(os.path.realpath(sys.executable), name)
-    program = subprocess.Popen([name, "-c", "while True: pass"])
-    running.append(program)
-    return program
-
-
 def top(pid):
     """Use of all processors, and of one by the process, over 4 s."""
     text = output("top", "-b", "-w", "200", "-n", "2", "-d", "4", "-p", str(pid)).rsplit("%Cpu(s)", 1)[1]
@@ -39,14 +30,14 @@ def top(pid):
 
 
 def test():
-    busy = keep_a_processor_busy()
-    relay, port = start_relay()
-    options = ["--relay", f"wss://localhost:{port}", "--trust", path("state/certificate.pem")]
+    # A program that nobody else runs keeps a processor busy.
+    os.symlink(os.path.realpath(sys.executable), path("busy-for-a-test"))
+    busy = subprocess.Popen([path("busy-for-a-test"), "-c", "while True: pass"])
+    running.append(busy)
+    _, _, options = start_relay()
     agent = Program("orvik-agent", *options, "--link-file", path("link"))
-    while agent.line() != "online, 0 phones connected":
-        pass
-    with open(path("link"), encoding="utf-8") as file:
-        phone = start_phone(file.read(), options)
+    agent.await_line("online, 0 phones connected")
+    phone = start_phone(read("link"), options)
     phone.payload()
 
     # The samples that come while `top` counts.

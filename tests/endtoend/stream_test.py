@@ -8,29 +8,22 @@ import os
 import signal
 import time
 
-from programs import Program, check, path, run, start_phone, start_relay
+from programs import Program, check, path, read, run, start_phone, start_relay
 
 
-def is_full(payload):
-    return "mac_info" in payload
-
-
-def is_alert(payload):
-    return "kind" in payload
-
-
-def has_history(payload):
-    return "history" in payload
+def has(member):
+    """Full samples have "mac_info", alerts a "kind", the second sample a "history"."""
+    return lambda payload: member in payload
 
 
 def join(phone, others=()):
     """A phone that joins gets a full sample, then the history; so do the others."""
     first, second = phone.payload(), phone.payload()
-    check(is_full(first) and not has_history(first), "the first sample is full, without history")
-    check(has_history(second) and not is_full(second), "the second has the history")
+    check("mac_info" in first and "history" not in first, "the first sample is full, without history")
+    check("history" in second and "mac_info" not in second, "the second has the history")
     for other in others:
-        payloads = other.until(has_history)
-        check(is_full(payloads[-2]), "everybody gets the full sample before the history")
+        payloads = other.until(has("history"))
+        check("mac_info" in payloads[-2], "everybody gets the full sample before the history")
 
 
 def link_at_start(options):
@@ -49,14 +42,11 @@ def test():
     with open(path("sample.json"), "w", encoding="utf-8") as sample:
         json.dump({**readings, "mac_info": {"name": "Zoë"}}, sample)
 
-    relay, port = start_relay()
-    options = ["--relay", f"wss://localhost:{port}", "--trust", path("state/certificate.pem")]
+    relay, port, options = start_relay()
     agent = Program("orvik-agent", *options, "--name", "Zoë’s Mac", "--link-file", path("link"),
                     "--sample-file", path("sample.json"), "--emit-alert", "temp_high")
-    while agent.line() != "online, 0 phones connected":
-        pass
-    with open(path("link"), encoding="utf-8") as file:
-        link = file.read()
+    agent.await_line("online, 0 phones connected")
+    link = read("link")
     check(os.stat(path("link")).st_mode & 0o777 == 0o600, "the link is its owner's alone")
 
     # The alerts of the start, the made-up one and that of the readings, have waited for the phone.
@@ -75,37 +65,33 @@ def test():
     join(second, others=[phone])
 
     # A phone with the right identifier and another secret.
-    head, macId, secret, name = link.strip().rsplit(".", 3)
+    head, macId, secret, name = link.rsplit(".", 3)
     stranger = start_phone(".".join([head, macId, secret[::-1][1:] + "A", name]), options)
     stranger.ends(signum=None, status=3)
 
     relay.ends(signal.SIGKILL, status=-signal.SIGKILL)
     phone.forget()
     second.forget()
-    while not agent.line().startswith("offline"):
-        pass
+    agent.await_line("offline")
     agent.process.send_signal(signal.SIGUSR1)
-    relay, _ = start_relay(port)
+    relay, _, _ = start_relay(port)
     arrived = []
     for one in (phone, second):
-        payloads = one.until(is_full)
-        check(is_full(payloads[-1]), "the stream resumes by itself, with a full sample")
-        payloads += one.until(has_history) + [one.payload()]
-        arrived.append([payload for payload in payloads if is_alert(payload)])
+        # The stream resumes by itself, with a full sample.
+        payloads = one.until(has("mac_info")) + one.until(has("history")) + [one.payload()]
+        arrived.append(list(filter(has("kind"), payloads)))
         check(all(later["epoch_ms"] > alerts["temp_high"]["epoch_ms"] for later in arrived[-1]), "a new alert")
     # A phone that is back after the computer and the other phone has missed it.
     check(sorted(map(len, arrived)) in ([0, 1], [1, 1]),
           f"the alert of the break comes once: {arrived}")
 
     second.ends()
-    while agent.line() != "online, 1 phone connected":
-        pass
+    agent.await_line("online, 1 phone connected")
     agent.ends(signal.SIGINT)
-    while agent.line() != "stopped":
-        pass
+    agent.await_line("stopped")
     phone.ends()
 
-    check(link_at_start([*options, "--name", "Zoë’s Mac"]) == link.strip(), "the pairing lasts")
+    check(link_at_start([*options, "--name", "Zoë’s Mac"]) == link, "the pairing lasts")
     renewed = link_at_start([*options, "--new-pairing"])
     check(renewed.split(".")[-3:-1] != [macId, secret], "both values of a new pairing are new")
     check(link_at_start(options) == renewed, "the new pairing lasts")

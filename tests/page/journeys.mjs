@@ -12,7 +12,7 @@ const readings = JSON.parse(readFileSync(sample, "utf8"));
 
 /** A test with a stage of its own, and a page that has said no error at its end. */
 function journey(name, play) {
-  test(name, { timeout: 120_000 }, async () => {
+  test(name, { timeout: 240_000 }, async () => {
     const stage = Object.assign(new Stage(), { pages: [] });
     try {
       await stage.startRelay();

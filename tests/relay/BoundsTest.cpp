@@ -1,10 +1,12 @@
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <sstream>
 
+#include "core/values/Base64.h"
 #include "relay/Admission.h"
 #include "relay/ListenAddress.h"
 #include "relay/Target.h"
+#include "tests/support/Table.h"
 
 namespace orvik::relay {
 namespace {
@@ -14,15 +16,13 @@ using namespace std::chrono_literals;
 TEST(RateLimit, LetsTheBurstThroughAndRefillsNoFurther) {
   const Instant start{1h};
   RateLimit limit({2, 4}, start);
-  struct Step {
-    Clock::Duration at;
-    double amount;
-    bool taken;
-  };
-  for (const Step& step :
-       {Step{0ms, 4, true}, Step{0ms, 1, false}, Step{499ms, 1, false}, Step{500ms, 1, true},
-        Step{500ms, 1, false}, Step{1h, 4.5, false}, Step{1h, 4, true}, Step{1h, 0.5, false}}) {
-    EXPECT_EQ(limit.take(start + step.at, step.amount), step.taken) << step.at.count();
+  // Milliseconds, amount, whether it is let through.
+  constexpr double steps[][3] = {{0, 4, 1},       {0, 1, 0},        {499, 1, 0},
+                                 {500, 1, 1},     {500, 1, 0},      {3600000, 4.5, 0},
+                                 {3600000, 4, 1}, {3600000, 0.5, 0}};
+  for (const auto& [ms, amount, isTaken] : steps) {
+    const auto at = start + std::chrono::milliseconds(static_cast<std::int64_t>(ms));
+    EXPECT_EQ(limit.take(at, amount), isTaken != 0) << ms;
   }
 }
 
@@ -53,36 +53,22 @@ TEST(Admission, BoundsTotalsAndPlaces) {
   enters("192.0.2.2", false);  // Four unauthenticated.
 }
 
-TEST(Target, IsReadFromTheLastThreeSegments) {
-  const std::string id = "AAECAwQFBgcICQoLDA0ODw";
-  const auto mac = Target::of("/v1/mac/" + id);
-  const auto phone = Target::of("/a//b/v1/phone/" + id);
-  ASSERT_TRUE(mac && phone);
-  EXPECT_EQ(mac->role, Target::Role::mac);
-  EXPECT_EQ(phone->role, Target::Role::phone);
-  EXPECT_EQ(phone->identifier, mac->identifier);
-  EXPECT_EQ(mac->identifier[15], 15);
-  for (const std::string path :
-       {"", "/", "v1/mac/#", "/v1/mac/#/", "/v1/mac/#?a=b", "/v1/mac/#==", "/v1/mac/#A",
-        "/v1/macs/#", "/v2/mac/#", "/v1/mac/", "#", "/v1/mac/++++++++++++++++++++AA",
-        "/v1/mac/AAECAwQFBgcICQoLDA0ODx"}) {
-    const std::size_t place = path.find('#');
-    EXPECT_FALSE(Target::of(place == path.npos ? path : std::string(path).replace(place, 1, id)))
-        << path;
-  }
-}
+const test::Parsers parsers{
+    {"target",
+     [](auto path) -> JSONValue {
+       const auto target = Target::of(path);
+       return target ? JSONValue((target->role == Target::Role::mac ? "mac " : "phone ") +
+                                 base64URL(target->identifier))
+                     : nullptr;
+     }},
+    {"address", [](auto text) -> JSONValue {
+       const auto address = listenAddress(std::string(text));
+       std::ostringstream read;
+       return address ? JSONValue((read << *address, read.str())) : nullptr;
+     }}};
 
-TEST(ListenAddress, TakesNumericAddressesWithPorts) {
-  for (const char* text : {"127.0.0.1:47443", "[::1]:0", "0.0.0.0:65535", "[::]:1"}) {
-    std::ostringstream read;
-    read << listenAddress(text).value();
-    EXPECT_EQ(read.str(), text);
-  }
-  for (const char* text :
-       {"", ":", ":1", "127.0.0.1", "127.0.0.1:", "127.0.0.1:65536", "127.0.0.1:-1", "127.0.0.1:1x",
-        "::1:1", "[::1]", "[]:1", "[:1", "[127.0.0.1]:1", "localhost:1"}) {
-    EXPECT_FALSE(listenAddress(text)) << text;
-  }
+TEST(Relay, ReadsTargetsAndAddressesAsTheTableSays) {
+  test::expectTable("relay/texts.txt", parsers);
 }
 
 }  // namespace

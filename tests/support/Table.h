@@ -39,7 +39,7 @@ inline void expectTable(const std::string& table, const Parsers& parsers) {
               JSONValue::any(cells[2]).text())
         << line;
   }
-  EXPECT_GT(count, 40);
+  EXPECT_GT(count, 8);
 }
 
 }  // namespace orvik::test

@@ -50,6 +50,7 @@ export class Computer {
   private readonly rows = new TurningRows();
   private readonly alertList = new AlertList();
   private connection: Connection | undefined;
+  private hasEnded = false;
   private link: LinkState = "idle";
   private isMacConnected: boolean | undefined;
   private foreign = 0;
@@ -103,6 +104,7 @@ export class Computer {
 
   /** Ends for good: removed, or replaced by a new pairing. */
   end(): void {
+    this.hasEnded = true;
     this.connection?.rest();
     this.connection = undefined;
   }
@@ -313,6 +315,8 @@ export class Computer {
   }
 
   private keep(part: KeptPart, value: object): void {
+    // An envelope that is still being opened must not bring back what has been removed.
+    if (this.hasEnded) return;
     void this.around.storage.keep(this.macId, part, JSON.stringify(value)).then(this.around.wrote);
   }
 }

@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <limits>
 #include <sstream>
 
 #include "core/alerts/AlertEngine.h"
 #include "core/values/JSONReader.h"
+#include "tests/support/Table.h"
 
 namespace orvik {
 namespace {
@@ -34,86 +36,72 @@ std::string summary(const std::vector<Alert>& alerts) {
   return text;
 }
 
-/// The steps of a timeline, each "milliseconds since the start, value of each key, = alerts". With
-/// every step the program is started anew, and the state read back from its stored form.
-void follow(const std::vector<const char*>& keys, std::string_view timeline,
-            const AlertSettings& settings = {}) {
+JSONValue parsed(std::string_view text) { return JSONValue::any(readJSON(text)); }
+
+/// What a timeline gives. With every step the program is started anew, and the state read back from
+/// its stored form.
+std::string told(std::string_view timeline, const AlertSettings& settings) {
+  std::istringstream steps{std::string(timeline)};
+  std::string part;
+  std::getline(steps, part, ':');
+  std::istringstream head(part);
+  const std::vector<std::string> keys{std::istream_iterator<std::string>(head), {}};
   AlertEngine engine;
-  while (!timeline.empty()) {
-    const std::size_t end = std::min(timeline.find(';'), timeline.size());
-    const std::string step(timeline.substr(0, end));
-    timeline.remove_prefix(std::min(end + 1, timeline.size()));
-    const std::size_t equals = std::min(step.find(" = "), step.size());
-    std::istringstream words(step.substr(0, equals));
+  std::string all;
+  while (std::getline(steps, part, ';')) {
+    std::istringstream words(part);
     std::int64_t at = 0;
     words >> at;
     JSONObject readings;
-    for (const char* key : keys) {
-      std::string value;
-      words >> value;
-      readings.set(key, JSONValue::any(readJSON(value)));
+    for (const std::string& key : keys) {
+      words >> part;
+      readings.set(key, parsed(part));
     }
     if (const auto* age = readings.get<std::int64_t>("tm_last_backup")) {
       readings.set("tm_last_backup", start / 1000 - *age);
     }
-    const auto stored = AlertEngine::from(JSONValue::any(readJSON(engine.json().text())));
-    ASSERT_EQ(stored, engine);
-    engine = *stored;
-    EXPECT_EQ(summary(engine.evaluate(sampleAt(at, readings), settings)),
-              equals < step.size() ? step.substr(equals + 3) : "")
-        << step;
+    const auto stored = AlertEngine::from(parsed(engine.json().text()));
+    EXPECT_EQ(stored, engine);
+    engine = stored.value();
+    for (const Alert& alert : engine.evaluate(sampleAt(at, readings), settings)) {
+      all += (all.empty() ? "" : ", ") + std::to_string(at) + " " + summary({alert});
+    }
   }
+  return all;
 }
 
-TEST(TemperatureAlert, NeedsAMinuteWithoutAGap) {
-  follow({"temp_cpu"}, "0 95; 59999 97.5; 60000 96.5 = temp_high 96.5; 90000 99");
-  // One millisecond more is a gap, and the minute begins anew.
-  follow({"temp_cpu"}, "0 96; 60001 96; 120001 96 = temp_high 96.0");
-  follow({"temp_cpu"}, "0 96; 30000 94.9; 60000 96; 119999 96; 120000 95 = temp_high 95.0");
-  // What is no reading changes nothing: the gap counts from the last one.
-  follow({"temp_cpu"}, R"(0 96; 30000 "60"; 50000 null; 60000 96 = temp_high 96.0)");
-  follow({"temp_cpu"}, "0 96; 60000 null; 60001 96");
-}
-
-TEST(TemperatureAlert, RearmsMoreThanFiveDegreesBelowAndWaitsThirtyMinutes) {
-  const std::string raised = "0 96; 60000 96 = temp_high 96.0; 120000 ";
-  follow({"temp_cpu"}, raised + "90; 1800000 97; 1859999 97; 1860000 97");
-  follow({"temp_cpu"}, raised + "89.9; 1800000 97; 1859999 97; 1860000 97 = temp_high 97.0");
-}
-
-TEST(DiskAlert, FiresAtTheThresholdAndRearmsMoreThanTwoBelow) {
-  const std::string raised = R"(0 "95"; 0 89.9; 1 90 = disk_full 90.0; 2 )";
-  follow({"disk_pct"}, raised + "88; 1800000 95; 1800001 90.0");
-  follow({"disk_pct"}, raised + "87.9; 1800000 95; 1800001 90.0 = disk_full 90.0");
-}
-
-TEST(MainsAlert, TellsEveryChangeAndNothingElse) {
-  follow({"on_ac", "battery_pct"},
-         "0 false 50; 1 true null = on_battery cleared; 2 true null; 3 false 81 = on_battery 81.0;"
-         "4 null null; 5 1 null; 6 false null; 7 true null = on_battery cleared;"
-         "8 false 80.0 = on_battery");
-  follow({"on_ac"}, "0 true; 1 false; 2 true = on_battery cleared", {.onBattery = false});
-}
-
-TEST(LowBatteryAlert, NeedsAKnownBatteryStateAndRearmsAtTwenty) {
-  const std::string raised =
-      "0 null 5; 1 false 15; 2 false 14.0; 3 false 14 = battery_low 14.0; 4 ";
-  const std::string later = "; 1800003 null 13; 1800004 false 13";
-  follow({"on_ac", "battery_pct"}, raised + "false 19" + later);
-  for (const char* charged : {"false 20", "null 20"}) {
-    follow({"on_ac", "battery_pct"}, raised + charged + later + " = battery_low 13.0");
-  }
-  follow({"on_ac", "battery_pct"}, "0 true 3; 1 false 3 = on_battery 3.0", {.batteryLow = false});
-}
-
-TEST(BackupAlert, RemindsOnceInThirtyDaysAndClears) {
-  // Another backup, old as well, has a reminder of its own.
-  follow({"tm_last_backup", "tm_running"},
-         "0 2591999 null; 0 2592000 true; 0 2592000 null = time_machine 30.0; 1000 2592000 null;"
-         "0 2678400 false = time_machine 31.0; 2591999999 2678400 null;"
-         "2592000000 2678400 null = time_machine 61.0; 0 2591999 null = time_machine cleared;"
-         "0 2591999 null; 0 1.0 null");
-  follow({"tm_last_backup"}, "0 2592000", {.timeMachine = false});
+TEST(AlertEngine, TellsWhatTheTableSays) {
+  AlertEngine kept;
+  const auto filled = [](AlertEngine& engine, std::string_view sample) {
+    JSONValue::Array alerts;
+    for (const Alert& alert : engine.evaluate(*parsed(sample).get<JSONObject>(), {})) {
+      alerts.push_back(alert.json());
+    }
+    return alerts;
+  };
+  test::expectTable(
+      "alerts/alerts.txt",
+      {{"told", [](auto text) { return told(text, {}); }},
+       {"without on_battery", [](auto text) { return told(text, {.onBattery = false}); }},
+       {"without battery_low", [](auto text) { return told(text, {.batteryLow = false}); }},
+       {"without time_machine", [](auto text) { return told(text, {.timeMachine = false}); }},
+       {"filled", [&](auto text) { return filled(kept, text); }},
+       {"filled new",
+        [&](auto text) {
+          AlertEngine engine;
+          const JSONValue alerts = filled(engine, text);
+          EXPECT_EQ(engine, AlertEngine());
+          return alerts;
+        }},
+       {"state",
+        [](auto text) {
+          const auto engine = AlertEngine::from(parsed(text));
+          return engine ? engine->json() : JSONValue();
+        }},
+       {"read", [](auto text) {
+          const auto alert = Alert::from(parsed(text));
+          return alert ? alert->json() : JSONValue();
+        }}});
 }
 
 TEST(AlertEngine, ATimeInTheFutureIsNoTime) {
@@ -140,45 +128,8 @@ TEST(AlertEngine, ATimeInTheFutureIsNoTime) {
             "time_machine cleared");
 }
 
-TEST(AlertEngine, FillsOnlyWhatAnAlertIsAbout) {
+TEST(AlertEngine, OutlivesTimesAtTheLimits) {
   AlertEngine engine;
-  for (const auto& [keys, texts] : {
-           std::pair<JSONObject, const char*>{{{"on_ac", true}}, ""},
-           {{{"disk_pct", 90.5}, {"disk_free_gb", 12}, {"battery_min", 9}},
-            R"({"disk_free_gb":12,"epoch_ms":1800000000000,"kind":"disk_full",)"
-            R"("state":"raised","threshold":90,"value":90.5})"},
-           {{{"on_ac", false}, {"battery_pct", 9}, {"battery_min", 7}},
-            R"({"battery_min":7,"epoch_ms":1800000000000,"kind":"on_battery","state":"raised",)"
-            R"("value":9.0}{"battery_min":7,"epoch_ms":1800000000000,"kind":"battery_low",)"
-            R"("state":"raised","value":9.0})"},
-           {{{"on_ac", true}, {"battery_pct", 9}, {"battery_min", 7}},
-            R"({"epoch_ms":1800000000000,"kind":"on_battery","state":"cleared"})"},
-           {{{"tm_last_backup", 0}, {"tm_disk_name", 1}, {"tm_disk_connected", "yes"}},
-            R"({"backup_disk_connected":false,"backup_epoch":0,"epoch_ms":1800000000000,)"
-            R"("kind":"time_machine","state":"raised","value":20833.0})"},
-           {{{"tm_last_backup", 1}, {"tm_disk_name", "Zoë"}, {"tm_disk_connected", true}},
-            R"({"backup_disk_connected":true,"backup_disk_name":"Zoë","backup_epoch":1,)"
-            R"("epoch_ms":1800000000000,"kind":"time_machine","state":"raised","value":20833.0})"},
-       }) {
-    std::string written;
-    for (const Alert& alert : engine.evaluate(sampleAt(0, keys), {})) {
-      written += alert.json().text();
-    }
-    EXPECT_EQ(written, texts);
-  }
-  const auto alerts = AlertEngine().evaluate(
-      {{"epoch", 1}, {"disk_pct", 95}, {"disk_free_gb", 12.0}, {"epoch_ms", 1.0}}, {});
-  EXPECT_EQ(alerts.at(0).diskFreeGb, std::nullopt);
-  EXPECT_EQ(alerts.at(0).epochMs, 1000) << "from the seconds";
-}
-
-TEST(AlertEngine, IgnoresSamplesWithoutTimeAndOutlivesTimesAtTheLimits) {
-  AlertEngine engine;
-  for (const JSONValue& epoch : {JSONValue(0), JSONValue(Limits::min()), JSONValue(1.8e9),
-                                 JSONValue("1800000000"), JSONValue()}) {
-    EXPECT_TRUE(engine.evaluate({{"epoch", epoch}, {"disk_pct", 99}}, {}).empty());
-    EXPECT_EQ(engine, AlertEngine());
-  }
   const auto at = [&](std::int64_t epoch, JSONValue epochMs, std::int64_t lastBackup) {
     return summary(engine.evaluate({{"epoch", epoch},
                                     {"epoch_ms", std::move(epochMs)},

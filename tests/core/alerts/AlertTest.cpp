@@ -4,7 +4,6 @@
 #include <limits>
 
 #include "core/alerts/AlertQueue.h"
-#include "core/values/JSONReader.h"
 
 namespace orvik {
 namespace {
@@ -15,33 +14,10 @@ Alert alertAt(std::int64_t epochMs, std::optional<double> value = std::nullopt) 
   return {Alert::Kind::diskFull, Alert::State::raised, value, epochMs};
 }
 
-TEST(Alert, ReadsItsOwnFormAndNothingElse) {
-  const auto read = [](const std::string& text) {
-    return Alert::from(JSONValue::any(readJSON(text)));
-  };
-  for (const auto kind : {Alert::Kind::tempHigh, Alert::Kind::diskFull, Alert::Kind::onBattery,
-                          Alert::Kind::batteryLow, Alert::Kind::timeMachine}) {
-    const Alert alert{kind, Alert::State::raised, 31.5, -1, 2, 3, 4, 5, "Zoë", false};
-    EXPECT_EQ(read(alert.json().text()), alert);
-  }
-  const std::string small = R"({"epoch_ms":5,"kind":"disk_full","state":"raised"})";
+TEST(Alert, LeavesAValueOutThatIsNoNumber) {
   for (const double none : {INFINITY, -INFINITY, NAN}) {
-    EXPECT_EQ(alertAt(5, none).json().text(), small);
-  }
-  EXPECT_EQ(read(small), alertAt(5));
-  EXPECT_EQ(read(R"({"epoch_ms":5,"kind":"disk_full","state":"raised","value":90,"more":{}})"),
-            alertAt(5, 90));
-  for (const char* text :
-       {"[]", R"({"kind":"disk_full","state":"raised"})",
-        R"({"epoch_ms":"5","kind":"disk_full","state":"raised"})",
-        R"({"epoch_ms":5,"kind":"TEMP_HIGH","state":"raised"})",
-        R"({"epoch_ms":5,"kind":"","state":"raised"})",
-        R"({"epoch_ms":5,"kind":1,"state":"raised"})",
-        R"({"epoch_ms":5,"kind":"disk_full","state":"gone"})",
-        R"({"epoch_ms":5,"kind":"disk_full","state":"raised","value":"90"})",
-        R"({"epoch_ms":5,"kind":"disk_full","state":"raised","threshold":90.5})",
-        R"({"epoch_ms":5,"kind":"disk_full","state":"raised","backup_disk_name":null})"}) {
-    EXPECT_EQ(read(text), std::nullopt) << text;
+    EXPECT_EQ(alertAt(5, none).json().text(),
+              R"({"epoch_ms":5,"kind":"disk_full","state":"raised"})");
   }
 }
 

@@ -7,12 +7,9 @@
 namespace orvik {
 namespace {
 
-JSONObject sample(std::int64_t epoch, JSONValue cpu, JSONValue temp = nullptr,
-                  JSONValue watts = nullptr) {
-  return {{"epoch", epoch},
-          {"cpu_pct", std::move(cpu)},
-          {"temp_cpu", std::move(temp)},
-          {"power_w", std::move(watts)}};
+JSONObject sample(std::int64_t epoch, const JSONValue& cpu, const JSONValue& temp = {},
+                  const JSONValue& watts = {}) {
+  return {{"epoch", epoch}, {"cpu_pct", cpu}, {"temp_cpu", temp}, {"power_w", watts}};
 }
 
 std::string text(const MinuteHistory& history, std::int64_t now) {
@@ -58,9 +55,9 @@ TEST(MinuteHistory, ForgetsWhatAClockThatWasAheadHasRecorded) {
   history.forgetAfter(11 * 60 + 5);
   history.add(sample(11 * 60 + 5, 1.0));
   history.add(sample(12 * 60, 1.0));
-  EXPECT_EQ(text(history, 12 * 60),
-            R"({"cpu":[9.0,10.0,1.0],"dm":[0,1,1],"t0":540,"temp":[null,null,null],)"
-            R"("w":[null,null,null]})");
+  const std::string nulls = "[null,null,null]";
+  EXPECT_EQ(text(history, 12 * 60), R"({"cpu":[9.0,10.0,1.0],"dm":[0,1,1],"t0":540,"temp":)" +
+                                        nulls + R"(,"w":)" + nulls + "}");
 }
 
 TEST(MinuteHistory, IgnoresSamplesWithoutTimeOrReadings) {

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <fstream>
 #include <map>
 #include <sstream>
 
@@ -13,6 +12,7 @@
 #include "core/values/Base64.h"
 #include "core/values/JSONReader.h"
 #include "tests/support/ManualClock.h"
+#include "tests/support/Scenarios.h"
 #include "tests/support/ScriptedSocket.h"
 
 namespace orvik {
@@ -223,24 +223,7 @@ class World {
 };
 
 TEST(RelayClient, DoesWhatTheScenariosSay) {
-  std::ifstream scenarios(ORVIK_FIXTURES "/client/scenarios.txt");
-  std::unique_ptr<World> world;
-  std::string name;
-  int actions = 0;
-  for (std::string line; std::getline(scenarios, line);) {
-    if (line.starts_with("== ")) {
-      world = std::make_unique<World>();
-      name = line.substr(3);
-    } else if (world && !line.empty() && line[0] != '#') {
-      const std::size_t arrow = line.find(" -> ");
-      std::string action = line.substr(0, arrow);
-      action.erase(action.find_last_not_of(' ') + 1);
-      const std::string expected = arrow == std::string::npos ? "" : line.substr(arrow + 4);
-      EXPECT_EQ(world->perform(action), expected) << name << ": " << action;
-      ++actions;
-    }
-  }
-  EXPECT_EQ(actions, 259);
+  EXPECT_EQ(test::expectScenarios<World>("client/scenarios.txt"), 259);
 }
 
 TEST(Adding, PutsOneMemberAtTheEnd) {

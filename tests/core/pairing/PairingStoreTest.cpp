@@ -14,9 +14,9 @@ using test::MemorySecretStore;
 const SecretStore::Key key{.service = build::applicationId, .account = "pairing"};
 
 /// The bytes first, first + 1, …
-Bytes ascending(std::size_t count, int first) {
+Bytes ascending(std::size_t count, std::uint8_t first) {
   Bytes bytes(count);
-  std::iota(bytes.begin(), bytes.end(), static_cast<std::uint8_t>(first));
+  std::iota(bytes.begin(), bytes.end(), first);
   return bytes;
 }
 
@@ -47,23 +47,22 @@ TEST(PairingStore, SavingTwiceLeavesTheSecond) {
 }
 
 TEST(PairingStore, WhatIsCreatedStaysWhereItCan) {
-  struct Case {
-    bool canFind, canRemove, canAdd, isKept;
-  };
-  for (const Case& does : {Case{true, true, true, true},
-                           {true, false, true, true},
-                           {true, true, false, false},
-                           {false, true, true, false}}) {
+  // Whether it can find, remove, add; whether the pairing is kept.
+  constexpr bool cases[][4] = {{true, true, true, true},
+                               {true, false, true, true},
+                               {true, true, false, false},
+                               {false, true, true, false}};
+  for (const auto& [canFind, canRemove, canAdd, isKept] : cases) {
     MemorySecretStore store;
-    store.canFind = does.canFind;
-    store.canRemove = does.canRemove;
-    store.canAdd = does.canAdd;
+    store.canFind = canFind;
+    store.canRemove = canRemove;
+    store.canAdd = canAdd;
     const Pairing first = PairingStore::loadOrCreate(store);
     const Pairing second = PairingStore::loadOrCreate(store);
-    EXPECT_EQ(first == second, does.isKept) << does.canFind << does.canRemove << does.canAdd;
-    EXPECT_EQ(PairingStore::save(store, first), does.canAdd);
-    if (does.canFind) {
-      EXPECT_EQ(PairingStore::find(store).has_value(), does.canAdd);
+    EXPECT_EQ(first == second, isKept) << canFind << canRemove << canAdd;
+    EXPECT_EQ(PairingStore::save(store, first), canAdd);
+    if (canFind) {
+      EXPECT_EQ(PairingStore::find(store).has_value(), canAdd);
     } else {
       EXPECT_THROW((void)PairingStore::find(store), SecretStore::Unreadable);
       EXPECT_EQ(PairingStore::load(store), std::nullopt);

@@ -2,92 +2,104 @@
 
 #include <algorithm>
 #include <memory>
+#include <sstream>
 
 #include "core/BuildConstants.h"
-#include "core/pairing/Pairing.h"
+#include "core/pairing/Envelope.h"
 #include "core/values/Base64.h"
-#include "core/values/JSONReader.h"
-#include "tests/support/Corpus.h"
+#include "core/values/Text.h"
 #include "tests/support/Hex.h"
+#include "tests/support/Table.h"
 
 namespace orvik {
 namespace {
 
 using test::hex;
 
-TEST(Base64URL, ReadsBackWhatItWritesAndTheOtherAlphabetAndNothingElse) {
-  for (const auto& [bytes, text] : {std::pair{"", ""},
-                                    {"00", "AA"},
-                                    {"0000", "AAA"},
-                                    {"fbeffe", "--_-"},
-                                    {"666f6f62", "Zm9vYg"}}) {
-    EXPECT_EQ(base64URL(hex(bytes)), text);
+std::string hexOf(ByteView bytes) {
+  std::string text;
+  for (const std::uint8_t byte : bytes) {
+    appendHex(byte, text);
   }
+  return text;
+}
+
+/// The bytes of hexadecimal texts with commas between.
+std::vector<Bytes> fields(std::string_view text) {
+  std::istringstream all{std::string(text)};
+  std::vector<Bytes> bytes;
+  for (std::string field; std::getline(all, field, ',');) {
+    bytes.push_back(hex(field));
+  }
+  return bytes;
+}
+
+const Pairing plain(Bytes(16, 0), Bytes(32, 0xFF));
+
+const test::Parsers parsers{
+    {"base64",
+     [](auto text) {
+       const auto bytes = bytesFromBase64URL(text);
+       return bytes ? JSONValue(base64URL(*bytes)) : JSONValue();
+     }},
+    {"HKDF",
+     [](auto text) {
+       const auto field = fields(text);
+       Bytes output(field[3][0]);
+       hkdfSHA256(field[0], field[1], field[2], output);
+       return hexOf(output);
+     }},
+    {"AES-256-GCM",
+     [](auto text) {
+       const auto field = fields(text);
+       const ByteView keyBytes = field[0];
+       const SymmetricKey key(keyBytes.first<32>());
+       const auto nonce = ByteView(field[1]).first<Envelope::nonceSize>();
+       Bytes sealed(field[3].size() + Envelope::tagSize);
+       sealAES256GCM(key, nonce, field[2], field[3], sealed);
+       EXPECT_EQ(openAES256GCM(key, nonce, field[2], sealed), textOf(field[3]));
+       return hexOf(sealed);
+     }},
+    {"link",
+     [](auto name) {
+       const std::string head = std::string("https://") + build::pairingHost + "/orvik/p#1." +
+                                std::string(22, 'A') + "." + std::string(42, '_') + "8.";
+       const SecretText link = plain.link(name);
+       EXPECT_TRUE(link.text().starts_with(head));
+       return std::string(link.text().substr(head.size()));
+     }},
+    {"envelope", [](auto text) {
+       try {
+         return Envelope::open(text, plain).plaintext;
+       } catch (const Envelope::Malformed&) {
+         return std::string("malformed");
+       } catch (const Envelope::CipherError&) {
+         return std::string("forged");
+       }
+     }}};
+
+TEST(Pairing, ReadsAndWritesWhatTheTableSays) {
+  test::expectTable("pairing/texts.txt", parsers);
+  EXPECT_TRUE(plain.link("broken\xFF").text().ends_with("."));
+  EXPECT_EQ(bytesFromBase64URL("\xFF\xFF"), std::nullopt);
+  EXPECT_EQ(bytesFromBase64URL("--_-"), hex("fbeffe"));
   for (std::size_t size = 0; size < 50; ++size) {
     const Bytes bytes = randomBytes(size);
     EXPECT_EQ(bytesFromBase64URL(base64URL(bytes)), bytes);
   }
-  for (const auto& [text, bytes] : {std::pair{"++/+", "fbeffe"}, {"AA==", "00"}, {"AA=", "00"}}) {
-    EXPECT_EQ(bytesFromBase64URL(text), hex(bytes));
-  }
-  for (const std::string_view text :
-       {"A", "AAAAA", "A===", "A=AA", "AAA==", "AAAA=", "AA===", "=", "AB", "AAB", "AA A", "AAA\n",
-        "AA.A", "AA=A", "é", "\xFF\xFF"}) {
-    EXPECT_EQ(bytesFromBase64URL(text), std::nullopt) << text;
-  }
-  EXPECT_EQ(bytesFromBase64URL(std::string_view("AA\0A", 4)), std::nullopt);
 }
 
-TEST(HKDF, MatchesRFC5869) {
-  const struct {
-    Bytes key, salt, info;
-    const char* output;
-  } cases[] = {
-      {hex("000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f202122232425262728292a"
-           "2b2c2d2e2f303132333435363738393a3b3c3d3e3f404142434445464748494a4b4c4d4e4f"),
-       hex("606162636465666768696a6b6c6d6e6f707172737475767778797a7b7c7d7e7f808182838485868788898a"
-           "8b8c8d8e8f909192939495969798999a9b9c9d9e9fa0a1a2a3a4a5a6a7a8a9aaabacadaeaf"),
-       hex("b0b1b2b3b4b5b6b7b8b9babbbcbdbebfc0c1c2c3c4c5c6c7c8c9cacbcccdcecfd0d1d2d3d4d5d6d7d8d9da"
-           "dbdcdddedfe0e1e2e3e4e5e6e7e8e9eaebecedeeeff0f1f2f3f4f5f6f7f8f9fafbfcfdfeff"),
-       "b11e398dc80327a1c8e7f78c596a49344f012eda2d4efad8a050cc4c19afa97c59045a99cac7827271cb41c65e"
-       "590e09da3275600c2f09b8367793a9aca3db71cc30c58179ec3e87c14c01d5c1f3434f1d87"},
-      {Bytes(22, 0x0b),
-       {},
-       {},
-       "8da4e775a563c18f715f802a063c5a31b8a11f5c5ee1879ec3454e5f3c738d2d9d201395faa4b61a96c8"},
+TEST(Pairing, IsComparedWholeAndTakesExactLengthsOnly) {
+  const auto made = [](std::size_t idSize, std::size_t secretSize, std::uint8_t id = 1,
+                       std::uint8_t secret = 2) {
+    return Pairing(Bytes(idSize, id), Bytes(secretSize, secret));
   };
-  for (const auto& [key, salt, info, output] : cases) {
-    Bytes derived(hex(output).size());
-    hkdfSHA256(key, salt, info, derived);
-    EXPECT_EQ(derived, hex(output));
-  }
-}
-
-TEST(Pairing, IsComparedWholeAndNeverTheSameTwice) {
-  EXPECT_EQ(Pairing(Bytes(16, 1), Bytes(32, 2)), Pairing(Bytes(16, 1), Bytes(32, 2)));
-  EXPECT_NE(Pairing(Bytes(16, 1), Bytes(32, 2)), Pairing(Bytes(16, 2), Bytes(32, 2)));
-  EXPECT_NE(Pairing(Bytes(16, 1), Bytes(32, 2)), Pairing(Bytes(16, 1), Bytes(32, 1)));
+  EXPECT_EQ(made(16, 32), made(16, 32));
+  EXPECT_NE(made(16, 32), made(16, 32, 2, 2));
+  EXPECT_NE(made(16, 32), made(16, 32, 1, 1));
   EXPECT_NE(Pairing::generate(), Pairing::generate());
-}
-
-TEST(Pairing, TakesExactLengthsOnly) {
-  for (const auto& [id, secret] : {std::pair{15, 32}, {17, 32}, {16, 31}, {16, 33}, {0, 0}}) {
-    const Bytes idBytes(static_cast<std::size_t>(id));
-    const Bytes secretBytes(static_cast<std::size_t>(secret));
-    EXPECT_DEATH(Pairing(idBytes, secretBytes), "16 bytes");
-  }
-}
-
-TEST(Pairing, LinkCarriesIdentifierSecretAndName) {
-  const std::string head = std::string("https://") + build::pairingHost + "/orvik/p#1." +
-                           std::string(22, 'A') + "." + std::string(42, '_') + "8.";
-  const Pairing pairing(Bytes(16, 0), Bytes(32, 0xFF));
-  for (const auto& [name, encoded] : {std::pair{"Mac mini", "Mac%20mini"},
-                                      {"Az09-._~", "Az09-._~"},
-                                      {"Zoë’s/Mac?", "Zo%C3%AB%E2%80%99s%2FMac%3F"},
-                                      {"", ""},
-                                      {"broken\xFF", ""}}) {
-    EXPECT_EQ(pairing.link(name).text(), head + encoded);
+  for (const auto& [id, secret] : {std::pair{15U, 32U}, {17U, 32U}, {16U, 31U}, {16U, 33U}}) {
+    EXPECT_DEATH(made(id, secret), "16 bytes");
   }
 }
 

@@ -17,55 +17,19 @@ std::string repeated(std::string_view part, std::size_t times) {
   return text;
 }
 
-std::string rewritten(std::string_view json) { return JSONValue::any(readJSON(json)).text(); }
-
-TEST(JSONReader, KeepsIntegersDoublesAndBooleansApart) {
-  const std::pair<const char*, const char*> cases[] = {
-      {R"({"b":true,"i":1,"d":1.0})", R"({"b":true,"d":1.0,"i":1})"},
-      {" [ 1e2 , -7 , 9223372036854775807 ] ", "[100.0,-7,9223372036854775807]"},
-      {R"({"a":1,"a":2})", R"({"a":2})"},
-      {R"("\u00e9\ud83d\ude00\u0000")", "\"é\U0001F600\\u0000\""},
-      // Read to the nearest double, where a cheaper reader is one unit off.
-      {"[8.90299999999999, 1.7976931348623157e308, 5e-324, 123456789012345678901234567890]",
-       "[8.90299999999999,1.7976931348623157e+308,5e-324,1.2345678901234568e+29]"},
-      // No signed integer, and never a negative one.
-      {"[9223372036854775808,18446744073709551615,-9223372036854775808]",
-       "[9.223372036854776e+18,1.8446744073709552e+19,-9223372036854775808]"},
-      {"null", "null"},
-  };
-  for (const auto& [text, written] : cases) {
-    EXPECT_EQ(rewritten(text), written);
-  }
-}
-
-TEST(JSONReader, RefusesWhatIsNotJSON) {
-  const std::string deep(maximumNesting + 1, '[');
-  for (const std::string& text :
-       {std::string(), std::string("{"), std::string("[1,]"), std::string("{} x"),
-        std::string("'a'"), std::string("nan"), std::string("\"\xFF\""), std::string("[01]"),
-        std::string("\"\x01\""), deep, std::string(1'000'000, '['),
-        "[" + repeated("0,", maximumValues - 1) + "0]"}) {
+TEST(JSONReader, RefusesDepthAndBombs) {
+  const auto values = [](std::size_t count) { return "[" + repeated("0,", count - 2) + "0]"; };
+  for (const std::string& text : {std::string(maximumNesting + 1, '['), std::string(1'000'000, '['),
+                                  values(maximumValues + 1), std::string("\"\xFF\"")}) {
     EXPECT_THROW((void)readJSON(text), JSONError) << text.substr(0, 20);
   }
   const std::string allowed = std::string(maximumNesting, '[') + std::string(maximumNesting, ']');
-  EXPECT_EQ(rewritten(allowed), allowed);
-  EXPECT_NO_THROW((void)readJSON("[" + repeated("0,", maximumValues - 2) + "0]"));
+  EXPECT_EQ(JSONValue::any(readJSON(allowed)).text(), allowed);
+  EXPECT_NO_THROW((void)readJSON(values(maximumValues)));
 }
 
 constexpr std::string_view plistHead =
     R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0">)";
-
-TEST(PropertyList, ReadsXML) {
-  const auto value = readPropertyList(
-      std::string(plistHead) +
-      "<dict><key>n</key><integer>-5</integer><key>u</key><integer>18446744073709548738</integer>"
-      "<key>r</key><real>1.5</real><key>t</key><true/><key>s</key><string>é &amp; x</string>"
-      "<key>d</key><date>2024-01-01T00:00:00Z</date><key>b</key><data>AAEC</data>"
-      "<key>l</key><array><false/><array/></array></dict></plist>");
-  EXPECT_EQ(JSONValue::any(value).text(),
-            R"({"b":null,"d":null,"l":[false,[]],"n":-5,"r":1.5,"s":"é & x","t":true,"u":-2878})");
-  EXPECT_EQ(*value.find("d"), UntypedValue::Date{1'704'067'200});
-}
 
 std::string twoBytes(std::size_t number) {
   return {static_cast<char>(number >> 8U), static_cast<char>(number)};
@@ -89,16 +53,21 @@ std::string binaryList(const std::vector<std::string>& objects, char referenceSi
   return bytes;
 }
 
-TEST(PropertyList, ReadsBinary) {
+TEST(PropertyList, ReadsBothForms) {
   using namespace std::string_literals;
-  const auto value = readPropertyList(
-      binaryList({"\xD2\x01\x02\x03\x04"s,
-                  "\x51"
-                  "a"s,
-                  "\x51"
-                  "b"s,
-                  "\xA2\x05\x05"s, "\x13\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFB"s, "\x09"s}));
-  EXPECT_EQ(JSONValue::any(value).text(), R"({"a":[true,true],"b":-5})");
+  const auto xml = readPropertyList(
+      std::string(plistHead) +
+      "<dict><key>n</key><integer>-5</integer><key>u</key><integer>18446744073709548738</integer>"
+      "<key>r</key><real>1.5</real><key>t</key><true/><key>s</key><string>é &amp; x</string>"
+      "<key>d</key><date>2024-01-01T00:00:00Z</date><key>b</key><data>AAEC</data>"
+      "<key>l</key><array><false/><array/></array></dict></plist>");
+  EXPECT_EQ(JSONValue::any(xml).text(),
+            R"({"b":null,"d":null,"l":[false,[]],"n":-5,"r":1.5,"s":"é & x","t":true,"u":-2878})");
+  EXPECT_EQ(*xml.find("d"), UntypedValue::Date{1'704'067'200});
+  const auto binary = readPropertyList(
+      binaryList({"\xD2\x01\x02\x03\x04"s, "\x51\x61"s, "\x51\x62"s, "\xA2\x05\x05"s,
+                  "\x13\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFB"s, "\x09"s}));
+  EXPECT_EQ(JSONValue::any(binary).text(), R"({"a":[true,true],"b":-5})");
 }
 
 TEST(PropertyList, RefusesDamageDepthAndBombs) {
@@ -177,7 +146,7 @@ TEST(CorpusJSON, AcceptedFilesReadBackTheSame) {
       ++count;
     } else {
       try {
-        (void)rewritten(text);
+        (void)readJSON(text);
       } catch (const JSONError&) {  // either answer is right for these
       }
     }

@@ -17,7 +17,7 @@ export const later = {
 
 const loaded = new Map<unknown, unknown>();
 
-/** The part once it has been loaded. A failed attempt is made again when the phone is back online. */
+/** What has been loaded, once it is there. A failed attempt is made again when the phone is back online. */
 export function useLater<Props>(load: () => Promise<ComponentType<Props>>): ComponentType<Props> | undefined {
   const [part, setPart] = useState(() => loaded.get(load) as ComponentType<Props> | undefined);
   useEffect(() => {

@@ -3,6 +3,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <functional>
+#include <utility>
+
 #include "core/system/linux/FallbackSecretStore.h"
 #include "core/system/linux/SecretFile.h"
 #include "tests/support/MemorySecretStore.h"
@@ -16,12 +19,6 @@ namespace fs = std::filesystem;
 const SecretStore::Key key{.service = "example.Test", .account = "pairing"};
 const Bytes secret{0, '\n', 0xFF, 'a'};
 
-mode_t modeOf(const fs::path& path) {
-  struct stat status {};
-  EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
-  return status.st_mode & 07777U;
-}
-
 struct SecretFileTest : testing::Test {
   test::TemporaryFolder home;
   fs::path folder = home.path / "share" / "orvik";
@@ -33,58 +30,50 @@ TEST_F(SecretFileTest, AnItemIsAFileOfItsOwnerAlone) {
   EXPECT_EQ(store.find(key), std::nullopt);
   EXPECT_TRUE(store.remove(key));
   fs::create_directories(folder);
-  ASSERT_EQ(chmod(folder.c_str(), 0755), 0);
+  fs::permissions(folder, fs::perms(0755));
   ASSERT_TRUE(store.add(key, "Label", Bytes{1, 2}));
   ASSERT_TRUE(store.add(key, "Label", secret));
   EXPECT_EQ(store.find(key), secret);
   EXPECT_EQ(store.find({.service = key.service, .account = "other"}), std::nullopt);
-  EXPECT_EQ(modeOf(file), 0600U);
-  EXPECT_EQ(modeOf(folder), 0700U);
+  EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
+  EXPECT_EQ(fs::status(folder).permissions(), fs::perms(0700));
   EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1);
   EXPECT_TRUE(store.remove(key));
   EXPECT_EQ(store.find(key), std::nullopt);
 }
 
 TEST_F(SecretFileTest, WhatOthersCouldHaveSeenOrMadeIsAbsent) {
-  struct Case {
-    const char* name;
-    std::function<void()> spoil;
-  };
-  const Case cases[] = {
-      {"read by the group", [&] { chmod(file.c_str(), 0640); }},
-      {"read by others", [&] { chmod(file.c_str(), 0604); }},
-      {"written by others", [&] { chmod(file.c_str(), 0602); }},
-      {"a link", [&] { fs::rename(file, folder / "x"), fs::create_symlink("x", file); }},
-      {"a folder", [&] { fs::remove(file), fs::create_directory(file); }},
-      {"a pipe", [&] { fs::remove(file), mkfifo(file.c_str(), 0600); }},
-      {"endless", [&] { fs::resize_file(file, std::uintmax_t{1} << 40U); }},
+  const std::function<void()> spoilers[] = {
+      [&] { chmod(file.c_str(), 0640); },
+      [&] { chmod(file.c_str(), 0604); },
+      [&] { chmod(file.c_str(), 0602); },
+      [&] { fs::rename(file, folder / "x"), fs::create_symlink("x", file); },
+      [&] { fs::remove(file), fs::create_directory(file); },
+      [&] { fs::remove(file), mkfifo(file.c_str(), 0600); },
+      [&] { fs::resize_file(file, std::uintmax_t{1} << 40U); },
       // Only root can give a file away.
-      {"somebody else's",
-       [&] { geteuid() == 0 ? chown(file.c_str(), 1, 1) : unlink(&*file.c_str()); }},
+      [&] { geteuid() == 0 ? chown(file.c_str(), 1, 1) : unlink(file.c_str()); },
   };
-  for (const Case& spoilt : cases) {
+  for (const auto& spoil : spoilers) {
     ASSERT_TRUE(store.add(key, "Label", secret));
     ASSERT_EQ(store.find(key), secret);
-    spoilt.spoil();
-    EXPECT_EQ(store.find(key), std::nullopt) << spoilt.name;
+    spoil();
+    EXPECT_EQ(store.find(key), std::nullopt) << &spoil - spoilers;
     fs::remove_all(file);
   }
 }
 
 TEST_F(SecretFileTest, WhatCannotBeOpenedIsNoReasonForAnother) {
   ASSERT_TRUE(store.add(key, "Label", secret));
-  struct rlimit former {};
-  getrlimit(RLIMIT_NOFILE, &former);
-  const struct rlimit none {
-    0, former.rlim_max
-  };
-  setrlimit(RLIMIT_NOFILE, &none);
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const rlim_t former = std::exchange(limit.rlim_cur, 0);
+  setrlimit(RLIMIT_NOFILE, &limit);
   EXPECT_THROW((void)store.find(key), SecretStore::Unreadable);
-  setrlimit(RLIMIT_NOFILE, &former);
+  limit.rlim_cur = former;
+  setrlimit(RLIMIT_NOFILE, &limit);
   EXPECT_EQ(store.find(key), secret);
-}
-
-TEST_F(SecretFileTest, WithoutAPlaceNothingIsStored) {
+  // Without a place nothing is stored.
   home.write("file", "");
   for (const fs::path& nowhere : {fs::path(), home.path / "file" / "orvik", home.path / "file"}) {
     SecretFile without(nowhere);

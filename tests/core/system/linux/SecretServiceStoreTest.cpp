@@ -1,12 +1,10 @@
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <systemd/sd-bus.h>
 
-#include <fstream>
 #include <thread>
 
-#include "core/system/FileDescriptor.h"
 #include "core/system/linux/SecretServiceStore.h"
 #include "core/system/linux/SystemBus.h"
 #include "tests/support/BusDaemon.h"
@@ -51,14 +49,14 @@ struct Keyring {
     SystemBus bus(daemon.address);
     bus.allow(1min);
     // It is on the bus before its collections are, and those before they are unlocked.
+    const std::string root = "/org/freedesktop/secrets";
     const auto isThere = [&] {
-      const auto collections =
-          bus.property(SecretServiceStore::serviceName, "/org/freedesktop/secrets",
-                       "org.freedesktop.Secret.Service", "Collections");
-      const auto isLocked =
-          bus.property(SecretServiceStore::serviceName, "/org/freedesktop/secrets/aliases/default",
-                       "org.freedesktop.Secret.Collection", "Locked");
-      return isUnlocked ? isLocked == UntypedValue(false) : collections.has_value();
+      const char* const name = SecretServiceStore::serviceName;
+      return isUnlocked ? bus.property(name, root + "/aliases/default",
+                                       "org.freedesktop.Secret.Collection",
+                                       "Locked") == UntypedValue(false)
+                        : bus.property(name, root, "org.freedesktop.Secret.Service",
+                                       "Collections") != std::nullopt;
     };
     while (!bus.isLate() && !isThere()) {
       std::this_thread::sleep_for(2ms);
@@ -82,24 +80,16 @@ struct Keyring {
   pid_t service = 0;
 };
 
-/// A program on the bus.
-struct Participant {
-  explicit Participant(const std::string& address) {
+/// Is there to ask the user for a password, but never comes back.
+struct SilentPrompter {
+  explicit SilentPrompter(const std::string& address) {
     EXPECT_GE(sd_bus_new(&bus), 0);
     sd_bus_set_address(bus, address.c_str());
     sd_bus_set_bus_client(bus, 1);
     EXPECT_GE(sd_bus_start(bus), 0);
-  }
-  ~Participant() { sd_bus_close_unref(bus); }
-
-  sd_bus* bus = nullptr;
-};
-
-/// Is there to ask the user for a password, but never comes back.
-struct SilentPrompter : Participant {
-  explicit SilentPrompter(const std::string& address) : Participant(address) {
     EXPECT_GE(sd_bus_request_name(bus, "org.gnome.keyring.SystemPrompter", 0), 0);
   }
+  ~SilentPrompter() { sd_bus_close_unref(bus); }
   void awaitPrompt() const {
     for (bool isAsked = false; !isAsked;) {
       sd_bus_message* message = nullptr;
@@ -111,16 +101,9 @@ struct SilentPrompter : Participant {
       sd_bus_message_unref(message);
     }
   }
-};
 
-void lock(const Keyring& keyring) {
-  const Participant client(keyring.daemon.address);
-  EXPECT_GE(
-      sd_bus_call_method(client.bus, SecretServiceStore::serviceName, "/org/freedesktop/secrets",
-                         "org.freedesktop.Secret.Service", "Lock", nullptr, nullptr, "ao", 1,
-                         "/org/freedesktop/secrets/collection/login"),
-      0);
-}
+  sd_bus* bus = nullptr;
+};
 
 /// The item under the key: its data, "none" or "unreadable".
 std::string found(SecretServiceStore& store) {
@@ -168,7 +151,7 @@ TEST(SecretServiceStore, AnotherClientFindsTheOneItem) {
 TEST(SecretServiceStore, ALockedItemIsUnreadableAndStays) {
   Keyring keyring;
   ASSERT_TRUE(SecretServiceStore(generous).add(key, "Orvik pairing", secret));
-  lock(keyring);
+  EXPECT_EQ(keyring.tool("lock --collection=login"), "");
   // Nobody can ask the user.
   expectNothingWorks(SecretServiceStore(generous));
   SecretServiceStore resting({.answer = 1min, .prompt = 1min, .rest = 1h});
@@ -182,7 +165,7 @@ TEST(SecretServiceStore, ALockedItemIsUnreadableAndStays) {
     waiting.join();
   }
   keyring.start(true);
-  lock(keyring);
+  EXPECT_EQ(keyring.tool("lock --collection=login"), "");
   {
     // The user does not answer.
     const SilentPrompter prompter(keyring.daemon.address);
@@ -225,12 +208,8 @@ TEST(SecretServiceStore, AServiceThatDiesOrIsSilentIsNotWaitedFor) {
 TEST(SecretServiceStore, ABusThatSaysNothingIsNoBus) {
   const test::TemporaryFolder folder;
   const std::string path = (folder.path / "socket").string();
-  const FileDescriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  sockaddr_un name{};
-  name.sun_family = AF_UNIX;
-  path.copy(name.sun_path, sizeof name.sun_path - 1);
-  ASSERT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&name), sizeof name), 0);
-  ASSERT_EQ(listen(listener.get(), 4), 0);
+  boost::asio::io_context context;
+  const boost::asio::local::stream_protocol::acceptor listener(context, path);
   for (const std::string& address : {"unix:path=" + path, std::string("nonsense"), std::string()}) {
     const test::Environment bus(busVariable, address);
     expectNothingWorks(SecretServiceStore(hasty));

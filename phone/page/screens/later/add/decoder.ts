@@ -3,7 +3,7 @@
 
 export type Decode = (video: HTMLVideoElement) => Promise<string | undefined>;
 
-/** The part of the system's barcode detector that is used here; TypeScript's own library does not have it yet. */
+/** What is used here of the system's barcode detector; TypeScript's own library does not have it yet. */
 interface Detector {
   detect(source: HTMLVideoElement): Promise<readonly { readonly rawValue: string }[]>;
 }

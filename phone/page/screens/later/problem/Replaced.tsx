@@ -27,6 +27,9 @@ export function Replaced() {
                 <Icon path={firstIcons.down} />
                 <span class="spoken">{w.computers}</span>
               </button>
+              <button type="button" class="bell" aria-label={w.alerts} onClick={() => open("alerts")}>
+                <Icon path={firstIcons.bell} />
+              </button>
             </div>
             <p class="live-line">
               <span class="dot out" />
