@@ -1,27 +1,60 @@
 #pragma once
 
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/ssl/context.hpp>
+#include <boost/asio/ssl/stream.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/beast/core/buffers_to_string.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/websocket/ssl.hpp>
+#include <boost/beast/websocket/stream.hpp>
+#include <sys/socket.h>
+
+#include <atomic>
 #include <functional>
-#include <memory>
+#include <future>
+#include <list>
+#include <mutex>
 #include <string>
+#include <thread>
 
 namespace orvik::test {
+
+/// The path of a file in tests/fixtures.
+inline std::string fixture(const std::string& name) {
+  return std::string(ORVIK_FIXTURES) + "/" + name;
+}
 
 /// A WebSocket server over TLS on loopback that misbehaves as a test wants. Each connection runs
 /// its script on a thread; the connection ends with the script, without a closing handshake.
 class TestRelay {
+  using tcp = boost::asio::ip::tcp;
+  using Stream = boost::beast::websocket::stream<boost::asio::ssl::stream<tcp::socket>>;
+
  public:
   /// What a script does with one connection. Operations throw when the connection ends, and when
   /// the relay is destroyed.
-  class Connection {
-   public:
-    virtual ~Connection() = default;
+  struct Connection {
     /// The next message from the client.
-    virtual std::string read() = 0;
-    virtual void write(const std::string& message, bool isText = true) = 0;
+    std::string read() {
+      boost::beast::flat_buffer buffer;
+      stream.read(buffer);
+      return boost::beast::buffers_to_string(buffer.data());
+    }
+    void write(const std::string& message, bool isText = true) {
+      stream.text(isText);
+      stream.write(boost::asio::buffer(message));
+    }
     /// Bytes that are no message: a frame, or a part of one.
-    virtual void writeBytes(const std::string& bytes) = 0;
+    void writeBytes(const std::string& bytes) {
+      boost::asio::write(stream.next_layer(), boost::asio::buffer(bytes));
+    }
     /// Does nothing, not even answer control frames, until the relay is destroyed.
-    virtual void hang() = 0;
+    void hang() { relay.ended.wait(); }
+
+    TestRelay& relay;
+    Stream& stream;
   };
   using Script = std::function<void(Connection&)>;
 
@@ -32,21 +65,83 @@ class TestRelay {
     bool isMuteAfterTLS = false;
   };
 
-  TestRelay(Script script, const Options& options);
-  explicit TestRelay(Script script) : TestRelay(std::move(script), Options()) {}
-  ~TestRelay();
+  TestRelay(Script connected, Options chosen)
+      : script(std::move(connected)), options(std::move(chosen)) {
+    using boost::asio::ssl::context;
+    tls.use_certificate_file(fixture(options.certificate + ".pem"), context::pem);
+    tls.use_private_key_file(fixture(options.certificate + ".key.pem"), context::pem);
+    threads.emplace_back([this] { acceptAll(); });
+  }
+  explicit TestRelay(Script connected) : TestRelay(std::move(connected), Options()) {}
+  TestRelay(const TestRelay&) = delete;
+  TestRelay& operator=(const TestRelay&) = delete;
+  ~TestRelay() {
+    {
+      const std::lock_guard guard(lock);
+      isEnding = true;
+      for (Stream& stream : streams) {
+        ::shutdown(boost::beast::get_lowest_layer(stream).native_handle(), SHUT_RDWR);
+      }
+      ::shutdown(acceptor.native_handle(), SHUT_RDWR);
+    }
+    end.set_value();
+    // The accepting thread is the first, and adds none once it has seen the end.
+    for (std::thread& thread : threads) {
+      thread.join();
+    }
+  }
 
   /// The base URL, by host name.
-  [[nodiscard]] std::string url() const;
+  [[nodiscard]] std::string url() const {
+    return "wss://localhost:" + std::to_string(acceptor.local_endpoint().port());
+  }
   /// Connections accepted so far.
-  [[nodiscard]] int connectionCount() const;
+  [[nodiscard]] int connectionCount() const { return count; }
 
  private:
-  struct State;
-  std::shared_ptr<State> state;
-};
+  void serve(Stream& stream) {
+    Connection connection{*this, stream};
+    try {
+      if (!options.isMute) {
+        stream.next_layer().handshake(boost::asio::ssl::stream_base::server);
+      }
+      if (options.isMute || options.isMuteAfterTLS) {
+        connection.hang();
+      }
+      stream.accept();
+      script(connection);
+    } catch (const std::exception&) {  // the client has left
+    }
+    const std::lock_guard guard(lock);
+    boost::beast::get_lowest_layer(stream).close();
+  }
+  void acceptAll() {
+    for (;;) {
+      boost::system::error_code error;
+      tcp::socket socket = acceptor.accept(error);
+      const std::lock_guard guard(lock);
+      if (error || isEnding) {
+        return;
+      }
+      ++count;
+      Stream& stream = streams.emplace_back(std::move(socket), tls);
+      threads.emplace_back([this, &stream] { serve(stream); });
+    }
+  }
 
-/// The path of a file in tests/fixtures.
-[[nodiscard]] std::string fixture(const std::string& name);
+  const Script script;
+  const Options options;
+  boost::asio::io_context context;
+  boost::asio::ssl::context tls{boost::asio::ssl::context::tls_server};
+  tcp::acceptor acceptor{context, {boost::asio::ip::address_v4::loopback(), 0}};
+  std::atomic<int> count = 0;
+  std::promise<void> end;
+  const std::shared_future<void> ended = end.get_future();
+  std::mutex lock;
+  bool isEnding = false;
+  /// To be shut down at the end, as far as they are open.
+  std::list<Stream> streams;
+  std::list<std::thread> threads;
+};
 
 }  // namespace orvik::test

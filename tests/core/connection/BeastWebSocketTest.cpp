@@ -16,11 +16,7 @@ namespace orvik {
 namespace {
 
 using namespace std::chrono_literals;
-using relayState::Connecting;
-using relayState::Online;
-using relayState::Rejected;
-using relayState::Stopped;
-using relayState::Waiting;
+using namespace relayState;
 using test::TestRelay;
 using testing::ElementsAre;
 

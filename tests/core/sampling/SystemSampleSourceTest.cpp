@@ -8,7 +8,6 @@
 #include <set>
 
 #include "core/sampling/SystemSampleSource.h"
-#include "core/sampling/Volume.h"
 #include "core/sampling/mac/MacReadings.h"
 #include "core/values/JSONReader.h"
 #include "tests/support/ManualClock.h"
@@ -185,6 +184,11 @@ TEST_F(RecordedMac, NoGroupHoldsUpTheOthers) {
     EXPECT_THAT(taken(source->sample(), 0s), HasSubstr("epoch")) << "it is not waited for again";
     clock->advance(life);
     EXPECT_THAT(taken(source->sample(), 2s), Not(HasSubstr(key)));
+    // What is still read ends with the source.
+    EXPECT_GT(commands->waiting, 0) << held;
+    source.reset();
+    clock->settle();
+    EXPECT_EQ(commands->waiting, 0);
     commands->letGo();
   }
 }
@@ -259,35 +263,6 @@ TEST_F(RecordedMac, ASampleThatIsCancelledLeavesTheNextOneWhole) {
       EXPECT_THAT(sample(), HasSubstr(key)) << held;
     }
   }
-}
-
-TEST_F(RecordedMac, WhatIsStillReadEndsWithTheSource) {
-  commands->held = "/usr/bin/pmset";
-  EXPECT_THAT(taken(source->sample(), 10s), HasSubstr("epoch"));
-  EXPECT_EQ(commands->waiting, 1);
-  source.reset();
-  clock->settle();
-  EXPECT_EQ(commands->waiting, 0);
-}
-
-TEST(DiskFields, RoundTiesToEven) {
-  const auto text = [](double total, double free) {
-    return JSONValue(diskFields(total, free)).text();
-  };
-  EXPECT_EQ(text(500e9, 100e9), R"({"disk_free_gb":100,"disk_pct":80.0})");
-  EXPECT_EQ(text(3e9, 2.5e9), R"({"disk_free_gb":2,"disk_pct":16.7})");
-  EXPECT_EQ(text(0, 0), "{}");
-}
-
-TEST(LoadNow, UndoesTheKernelsDamping) {
-  LoadNow load;
-  EXPECT_EQ(load.update(1.0, 100), 1.0);
-  EXPECT_EQ(load.update(1.0, 105), 1.0);
-  // The kernel's own step from 1.0 under a load of 3: 1.0 × 0.92 + 3 × 0.08. The average stood
-  // still at 105, so that two of its intervals count as passed.
-  const double damping = std::exp(-5.0 / 60);
-  EXPECT_NEAR(load.update(damping + 3 * (1 - damping), 105.1), 3.0, 0.05);
-  EXPECT_EQ(load.update(0.1, 106), 0.0) << "a load is never below nothing";
 }
 
 }  // namespace

@@ -1,10 +1,7 @@
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
+#include <signal.h>
 #include <systemd/sd-bus.h>
-#include <unistd.h>
 
-#include <array>
 #include <atomic>
 #include <functional>
 #include <thread>
@@ -13,7 +10,6 @@
 #include "core/sampling/linux/NetworkReader.h"
 #include "tests/support/BusDaemon.h"
 #include "tests/support/FixtureTree.h"
-#include "tests/support/TemporaryFolder.h"
 
 namespace orvik {
 namespace {
@@ -94,23 +90,13 @@ JSONObject readBluetooth(const std::string& address, std::chrono::milliseconds l
 
 TEST(BusServices, ConnectedBluetoothDevicesAreListedByName) {
   const PrivateBus bus([](sd_bus_message* call, const std::string&) {
-    sd_bus_message* reply = nullptr;
-    sd_bus_message_new_method_return(call, &reply);
-    const auto bytes = std::array<std::uint8_t, 2>{1, 2};
-    sd_bus_message_open_container(reply, 'a', "{oa{sa{sv}}}");
-    sd_bus_message_append(reply, "{oa{sa{sv}}}", "/org/bluez/hci0", 1, "org.bluez.Adapter1", 1,
-                          "Powered", "b", 1);
-    sd_bus_message_append(reply, "{oa{sa{sv}}}", "/org/bluez/hci0/dev_1", 2, "org.bluez.Device1", 5,
-                          "Alias", "s", "Zoë's buds", "Connected", "b", 1, "Icon", "s",
-                          "audio-headset", "RSSI", "n", -50, "ManufacturerData", "a{qv}", 1, 76,
-                          "ay", 2, bytes[0], bytes[1], "org.bluez.Battery1", 1, "Percentage", "y",
-                          87);
-    sd_bus_message_append(reply, "{oa{sa{sv}}}", "/org/bluez/hci0/dev_2", 2, "org.bluez.Device1", 3,
-                          "Alias", "s", "Left", "Connected", "b", 0, "UUIDs", "as", 2, "a", "b",
-                          "org.bluez.Battery1", 1, "Percentage", "y", 40);
-    sd_bus_message_close_container(reply);
-    sd_bus_send(nullptr, reply, nullptr);
-    sd_bus_message_unref(reply);
+    sd_bus_reply_method_return(
+        call, "a{oa{sa{sv}}}", 3, "/org/bluez/hci0", 1, "org.bluez.Adapter1", 1, "Powered", "b", 1,
+        "/org/bluez/hci0/dev_1", 2, "org.bluez.Device1", 5, "Alias", "s", "Zoë's buds", "Connected",
+        "b", 1, "Icon", "s", "audio-headset", "RSSI", "n", -50, "ManufacturerData", "a{qv}", 1, 76,
+        "ay", 2, 1, 2, "org.bluez.Battery1", 1, "Percentage", "y", 87, "/org/bluez/hci0/dev_2", 2,
+        "org.bluez.Device1", 3, "Alias", "s", "Left", "Connected", "b", 0, "UUIDs", "as", 2, "a",
+        "b", "org.bluez.Battery1", 1, "Percentage", "y", 40);
   });
   EXPECT_EQ(
       JSONValue(readBluetooth(bus.address, 1h)).text(),
@@ -163,18 +149,13 @@ TEST(BusServices, SilenceIsNoReply) {
   EXPECT_TRUE(bluetooth.read(bus, Instant(60s)).empty());
   EXPECT_TRUE(bus.isLate());
 
-  // A bus that accepts connections and never says a word.
-  const test::TemporaryFolder folder;
-  const std::string path = (folder.path / "socket").string();
-  const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_un name{};
-  name.sun_family = AF_UNIX;
-  path.copy(name.sun_path, sizeof name.sun_path - 1);
-  ASSERT_EQ(bind(listener, reinterpret_cast<const sockaddr*>(&name), sizeof name), 0);
-  ASSERT_EQ(listen(listener, 4), 0);
-  EXPECT_TRUE(readBluetooth("unix:path=" + path, 50ms).empty());
-  close(listener);
-  for (const std::string& address : {"unix:path=" + path, std::string("nonsense")}) {
+  // A bus to which one can connect, and which never says a word.
+  test::BusDaemon stopped;
+  kill(stopped.daemon, SIGSTOP);
+  EXPECT_TRUE(readBluetooth(stopped.address, 50ms).empty());
+  kill(stopped.daemon, SIGCONT);
+  stopped.end();
+  for (const std::string& address : {stopped.address, std::string("nonsense")}) {
     EXPECT_TRUE(readBluetooth(address, 1h).empty());
   }
 }

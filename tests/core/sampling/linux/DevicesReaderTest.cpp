@@ -72,19 +72,12 @@ TEST(DevicesReader, AsksForTheRoutersNameOnceInFiveMinutes) {
   };
   NetworkReader network(tree.root().string(), nameOf, {.routerName = timeout});
   SystemBus bus(noBus);
-  struct Step {
-    int seconds;
-    const char* router;
-  };
-  for (const Step& step : {Step{0, "\"first\""},
-                           {299, "\"first\""},
-                           {300, "null"},
-                           {599, "null"},
-                           {600, "null"},
-                           {900, "\"last\""}}) {
-    const std::string text = network.read(bus, Instant(std::chrono::seconds(step.seconds))).text();
-    EXPECT_NE(text.find("\"router\":" + std::string(step.router)), std::string::npos)
-        << step.seconds << ": " << text;
+  const std::pair<int, std::string> steps[] = {{0, R"("first")"}, {299, R"("first")"},
+                                               {300, "null"},     {599, "null"},
+                                               {600, "null"},     {900, R"("last")"}};
+  for (const auto& [second, router] : steps) {
+    const std::string text = network.read(bus, Instant(std::chrono::seconds(second))).text();
+    EXPECT_NE(text.find("\"router\":" + router), std::string::npos) << second << ": " << text;
   }
   EXPECT_EQ(*asked, 4);
 }

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "core/sampling/linux/BluetoothReader.h"
 #include "core/sampling/linux/CoreTypes.h"
+#include "core/sampling/linux/CounterRate.h"
 #include "core/sampling/linux/EDID.h"
 #include "core/sampling/linux/KernelText.h"
 #include "core/sampling/linux/MachineInfoReader.h"
@@ -70,8 +73,25 @@ JSONValue ticks(std::string_view stat) {
   return times ? JSONValue(array) : JSONValue();
 }
 
+/// The rates of a counter with this range and at most 1000 a second, of which readings follow, each
+/// behind the seconds since the last.
+JSONValue rates(std::string_view text) {
+  std::istringstream words{std::string(text)};
+  std::int64_t range = 0;
+  words >> range;
+  CounterRate rate(1000);
+  Instant now(std::chrono::hours(1));
+  JSONValue::Array list;
+  for (std::int64_t later = 0, value = 0; words >> later >> value;) {
+    now += std::chrono::seconds(later);
+    list.push_back(orNull(rate.update(now, value, range)));
+  }
+  return list;
+}
+
 const test::Parsers parsers{
     {"ticks", ticks},
+    {"rates", rates},
     {"process",
      [](auto text) {
        const auto process = KernelText::processTimes(text);

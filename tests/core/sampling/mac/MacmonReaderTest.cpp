@@ -173,6 +173,10 @@ TEST_F(MacmonReaderTest, StartsAToolAgainThatHasEndedOrStalls) {
   clock->advance(1ns);
   EXPECT_EQ(tool->starts.size(), 3U);
   EXPECT_EQ(tool->running, 1);
+  reader.reset();
+  tool->isPolite = true;
+  clock->advance(10s);
+  EXPECT_EQ(tool->running, 0) << "the tool ends with the reader";
 }
 
 TEST_F(MacmonReaderTest, NothingComesFromAToolThatIsMissing) {
@@ -190,15 +194,6 @@ TEST_F(MacmonReaderTest, NothingComesFromAToolThatIsMissing) {
       MacmonReader::usualPlaces("/bundle"),
       testing::ElementsAre("/bundle/macmon", "/opt/homebrew/bin/macmon", "/usr/local/bin/macmon"));
   EXPECT_EQ(MacmonReader::usualPlaces(std::nullopt).size(), 2U);
-}
-
-TEST_F(MacmonReaderTest, TheToolEndsWithTheReader) {
-  asio::co_spawn(context, reader->latest(), [](const std::exception_ptr&, const Reading&) {});
-  clock->settle();
-  EXPECT_EQ(tool->running, 1);
-  reader.reset();
-  clock->advance(10s);
-  EXPECT_EQ(tool->running, 0);
 }
 
 TEST(LineProcess, GivesTheLinesOfAProgramUntilItsEnd) {

@@ -1,10 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <limits>
 #include <regex>
+#include <sstream>
 #include <thread>
 
+#include "core/sampling/SystemSampleSource.h"
+#include "core/sampling/Volume.h"
 #include "core/sampling/mac/BluetoothParsing.h"
 #include "core/sampling/mac/DisplayParsing.h"
 #include "core/sampling/mac/MacInfoParsing.h"
@@ -14,6 +15,7 @@
 #include "core/sampling/mac/SamplerParsing.h"
 #include "core/sampling/mac/USBParsing.h"
 #include "core/sampling/mac/VolumeParsing.h"
+#include "core/values/NumberText.h"
 #include "tests/support/Table.h"
 
 namespace orvik {
@@ -84,6 +86,49 @@ JSONValue volumesIn(std::string_view text, bool (*isListed)(const UntypedValue&)
   return listed(volumes(profilerDocument(text), "USB_TM_1TB", isListed), key);
 }
 
+/// The volume that a device with this name is linked to.
+JSONValue linkedVolume(std::string_view name) {
+  std::vector<USBDevice> devices(1);
+  devices[0].name = name;
+  linkVolumes(devices, {{"No medium", 1, 1, {}, "", false},
+                        {"First", 1, 1, {}, "Maker PORTABLE SSD Media", false},
+                        {"Second", 1, 1, {}, "portable ssd", false},
+                        {"Clé", 1, 1, {}, "CLE\xCC\x81 USB Media", false}});
+  EXPECT_EQ(devices[0].storage, devices[0].volume.has_value());
+  return orNull(devices[0].volume);
+}
+
+/// What is made of the last of these readings of a power, each behind how often it comes.
+JSONValue guarded(std::string_view readings) {
+  PowerGuard guard;
+  std::istringstream words{std::string(readings)};
+  double last = 0;
+  for (std::string times, value; words >> times >> value;) {
+    for (int i = 0; i < std::stoi(times); ++i) {
+      last = guard.clean("all", std::stod(value));
+    }
+  }
+  EXPECT_EQ(guard.clean("cpu", 100), 100) << "kinds have their own histories";
+  return last;
+}
+
+/// The load of now, of the last of these averages of a minute, each before its time.
+JSONValue loadNow(std::string_view averages) {
+  LoadNow load;
+  std::istringstream words{std::string(averages)};
+  double last = 0;
+  for (double average = 0, time = 0; words >> average >> time;) {
+    last = load.update(average, time);
+  }
+  return last;
+}
+
+/// The group of the pattern on the first line in the lines below it.
+JSONValue groupIn(std::string_view text, RegexOptions options = RegexOptions::none) {
+  const std::size_t end = text.find('\n');
+  return orNull(firstGroup(text.substr(end + 1), text.substr(0, end), options));
+}
+
 const test::Parsers parsers{
     {"pmset", pmsetBattery},
     {"registry", batteryExtras},
@@ -124,6 +169,17 @@ const test::Parsers parsers{
      }},
     {"displays", [](auto text) { return displays(profilerDocument(text)); }},
     {"bluetooth", [](auto text) { return JSONValue(bluetooth(profilerDocument(text))); }},
+    {"disk",
+     [](auto text) {
+       const std::size_t blank = text.find(' ');
+       return diskFields(parseDouble(text.substr(0, blank)).value(),
+                         parseDouble(text.substr(blank + 1)).value());
+     }},
+    {"load", loadNow},
+    {"linked", linkedVolume},
+    {"guarded", guarded},
+    {"group", [](auto text) { return groupIn(text); }},
+    {"group of lines", [](auto text) { return groupIn(text, RegexOptions::anchorsMatchLines); }},
     {"frequencies", [](auto text) {
        const auto top = MacInfoParsing::maxMHz(text);
        return Array{orNull(top.performance), orNull(top.efficiency)};
@@ -141,98 +197,14 @@ TEST(MacParsing, OutputsGiveWhatIsWrittenBesideThem) {
   EXPECT_EQ(MacInfoParsing::version(14, 0, 0), "14.0");
 }
 
-TEST(USBDevices, AreLinkedToTheFirstVolumeOnTheirMedium) {
-  const std::vector<Volume> mounted = {{"No medium", 1, 1, {}, "", false},
-                                       {"First", 1, 1, {}, "Maker PORTABLE SSD Media", false},
-                                       {"Second", 1, 1, {}, "portable ssd", false},
-                                       {"Clé", 1, 1, {}, "CLE\xCC\x81 USB Media", false}};
-  const std::pair<const char*, std::optional<std::string>> cases[] = {{" Portable SSD\n", "First"},
-                                                                      {"Clé", "Clé"},
-                                                                      {"Portable SSD 2", {}},
-                                                                      {" \t\xC2\xA0", {}},
-                                                                      {"", {}}};
-  for (const auto& [name, volume] : cases) {
-    std::vector<USBDevice> devices(1);
-    devices[0].name = name;
-    linkVolumes(devices, mounted);
-    EXPECT_EQ(devices[0].volume, volume) << name;
-    EXPECT_EQ(devices[0].storage, volume.has_value()) << name;
-  }
-}
-
-TEST(PowerGuard, ReplacesASpikeByTheLastGoodReading) {
-  constexpr double infinity = std::numeric_limits<double>::infinity();
-  const struct {
-    std::size_t count;
-    double before;
-    double value;
-    double expected;
-  } cases[] = {
-      {5, 3, 100, 100},         // too few to judge
-      {6, 3, 100, 3},           // a spike
-      {6, 0.5, 41, 0.5},        // from idle
-      {6, 0.5, 39, 39},         // harmless
-      {6, 3, 40, 40},           // not above
-      {6, 3, 40.01, 3},         // above
-      {6, 12, 48, 48},          // four times the median is no spike
-      {6, 12, 48.01, 12},       // above that is
-      {0, 0, infinity, 0},      // nothing good yet
-      {6, 3, -infinity, 3},     //
-      {6, 3, std::nan(""), 3},  //
-      {300, 3, 100, 3},
-  };
-  for (const auto& [count, before, value, expected] : cases) {
-    PowerGuard guard;
-    for (std::size_t reading = 0; reading < count; ++reading) {
-      EXPECT_EQ(guard.clean("all", before), before);
-    }
-    EXPECT_EQ(guard.clean("all", value), expected) << count << " times " << before << ", " << value;
-    EXPECT_EQ(guard.clean("cpu", 100), 100) << "kinds have their own histories";
-  }
-}
-
-TEST(PowerGuard, BelievesALoadThatLasts) {
-  PowerGuard guard;
-  std::vector<double> reported;
-  const auto report = [&](double value, int times) {
-    for (int reading = 0; reading < times; ++reading) {
-      reported.push_back(guard.clean("sys", value));
-    }
-  };
-  report(3, 30);
-  // Suppressed until the upper median of the last 30 is the load itself: from its 15th reading on.
-  report(100, 15);
-  EXPECT_EQ(std::count(reported.begin(), reported.end(), 3.0), 44);
-  EXPECT_EQ(reported.back(), 100.0);
-  // What is not a number leaves the history and the last good reading as they are.
-  report(std::nan(""), 40);
-  EXPECT_EQ(reported.back(), 100.0);
-}
-
-TEST(RegularExpression, GivesTheFirstMatchOrNothing) {
-  const struct {
-    std::string text;
-    std::string pattern;
-    std::optional<std::string> group;
-    RegexOptions options = RegexOptions::none;
-  } cases[] = {
-      {"a1b2", R"([a-z](\d))", "1"},
-      {"a1", "a1", {}},
-      {"a1", "(", {}},
-      {"b", "(a)?b", ""},
-      {"x\nName : y\r\nz", R"(^Name\s*:\s*(.+)$)", "y", RegexOptions::anchorsMatchLines},
-      {"x\nName : y", R"(^Name\s*:\s*(.+)$)", {}},
-      {"é\xFFz\xE2\x82", "é(.*)", "�z�"},
-      {std::string("a\0b", 3), "(?s)(.*)", std::string("a\0b", 3)},
-      {std::string(5000, 'a'), "(" + std::string(4094, 'a') + ")", std::string(4094, 'a')},
-      {std::string(5000, 'a'), "(" + std::string(4095, 'a') + ")", {}},
-      // What would be tried from each digit to the last, and what takes memory for each line.
-      {std::string(100'000, '1') + " 1%", R"((\d+)%)", {}},
-      {"(Name)" + std::string(1'000'000, '\n'), R"((Name)\s*:)", {}},
-  };
-  for (const auto& [text, pattern, group, options] : cases) {
-    EXPECT_EQ(firstGroup(text, pattern, options), group) << pattern.substr(0, 40);
-  }
+TEST(RegularExpression, TakesAnyTextAndBoundsItsWork) {
+  const std::string longText(5000, 'a');
+  EXPECT_EQ(firstGroup("é\xFFz\xE2\x82", "é(.*)"), "�z�");
+  EXPECT_EQ(firstGroup(longText, "(" + std::string(4094, 'a') + ")"), std::string(4094, 'a'));
+  EXPECT_FALSE(firstGroup(longText, "(" + std::string(4095, 'a') + ")"));
+  // What would be tried from each digit to the last, and what takes memory for each line.
+  EXPECT_FALSE(firstGroup(std::string(100'000, '1') + " 1%", R"((\d+)%)"));
+  EXPECT_FALSE(firstGroup("(Name)" + std::string(1'000'000, '\n'), R"((Name)\s*:)"));
   std::string all = "é";
   for (char c = 1; c < 127; ++c) {
     all += c;

@@ -65,10 +65,7 @@ TEST(Shell, GivesTheOutputOfACommandThatEnds) {
   signal(SIGUSR1, SIG_IGN);
   setenv("LC_ALL", "tr_TR.UTF-8", 1);
   const FileDescriptor inheritable(fcntl(STDIN_FILENO, F_DUPFD, 100));
-  const struct {
-    const char* script;
-    std::string output;
-  } cases[] = {
+  const std::pair<const char*, std::string> cases[] = {
       {"echo one; echo two", "one\ntwo\n"},
       {"printf 'a\\377b'", "a\uFFFDb"},
       {"echo unseen >&2; echo seen; exit 3", "seen\n"},
