@@ -4,7 +4,7 @@
 //
 //   bench/page_cost.mjs [RUNS [PART…]]
 //
-// The parts are cold, warm, task, memory and others; all of them unless some are named.
+// PART is cold, warm, task, memory or others; without any, all of them are measured.
 // The phone is Chromium at 1.6 Mbit/s with 150 ms of latency and a processor slowed four times, by
 // Chromium's own throttling. ORVIK_BUILD names the folder of the built relay and agent.
 
