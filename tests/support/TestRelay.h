@@ -19,6 +19,8 @@
 #include <string>
 #include <thread>
 
+#include "core/system/FileDescriptor.h"
+
 namespace orvik::test {
 
 /// The path of a file in tests/fixtures.
@@ -79,8 +81,8 @@ class TestRelay {
     {
       const std::lock_guard guard(lock);
       isEnding = true;
-      for (Stream& stream : streams) {
-        ::shutdown(boost::beast::get_lowest_layer(stream).native_handle(), SHUT_RDWR);
+      for (const Served& client : clients) {
+        ::shutdown(client.descriptor.get(), SHUT_RDWR);
       }
       ::shutdown(acceptor.native_handle(), SHUT_RDWR);
     }
@@ -99,21 +101,29 @@ class TestRelay {
   [[nodiscard]] int connectionCount() const { return count; }
 
  private:
-  void serve(Stream& stream) {
-    Connection connection{*this, stream};
+  struct Served {
+    /// Its thread's alone.
+    Stream stream;
+    /// Another one for the same socket, until that is closed.
+    FileDescriptor descriptor;
+  };
+
+  void serve(Served& client) {
+    Connection connection{*this, client.stream};
     try {
       if (!options.isMute) {
-        stream.next_layer().handshake(boost::asio::ssl::stream_base::server);
+        client.stream.next_layer().handshake(boost::asio::ssl::stream_base::server);
       }
       if (options.isMute || options.isMuteAfterTLS) {
         connection.hang();
       }
-      stream.accept();
+      client.stream.accept();
       script(connection);
     } catch (const std::exception&) {  // the client has left
     }
     const std::lock_guard guard(lock);
-    boost::beast::get_lowest_layer(stream).close();
+    boost::beast::get_lowest_layer(client.stream).close();
+    client.descriptor = FileDescriptor();
   }
   void acceptAll() {
     for (;;) {
@@ -124,8 +134,9 @@ class TestRelay {
         return;
       }
       ++count;
-      Stream& stream = streams.emplace_back(std::move(socket), tls);
-      threads.emplace_back([this, &stream] { serve(stream); });
+      FileDescriptor descriptor(::dup(socket.native_handle()));
+      clients.push_back({Stream(std::move(socket), tls), std::move(descriptor)});
+      threads.emplace_back([this, &client = clients.back()] { serve(client); });
     }
   }
 
@@ -140,7 +151,7 @@ class TestRelay {
   std::mutex lock;
   bool isEnding = false;
   /// To be shut down at the end, as far as they are open.
-  std::list<Stream> streams;
+  std::list<Served> clients;
   std::list<std::thread> threads;
 };
 
