@@ -16,13 +16,11 @@ std::size_t memoryOf(const SharedText& alert) { return alert->size() + 400; }
 }  // namespace
 
 void KeptAlerts::keep(const Identifier& identifier, const SharedText& message, Instant now) {
-  if (message->size() > limits.keptAlertBytes || !isAlert(*message)) {
+  if (message->size() > limits.keptAlertBytes || !isAlert(message->text())) {
     return;
   }
   bytes += memoryOf(message);
-  // A copy: the message itself stands in a buffer with room for much more.
-  all.push_back(
-      {identifier, std::make_shared<const std::string>(*message), now + limits.keptAlertTime});
+  all.push_back({identifier, message, now + limits.keptAlertTime});
   auto& kept = ofMac[identifier];
   kept.push_back(std::prev(all.end()));
   if (kept.size() > limits.keptAlertsPerMac) {

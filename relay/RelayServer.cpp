@@ -85,7 +85,7 @@ asio::awaitable<void> RelayServer::run() {
   acceptor.close();
   plainAcceptor.reset();
   for (const auto& connection : connections) {
-    connection->close(closeCode::goingAway, "the relay is shutting down");
+    connection->close(CloseReason::shuttingDown);
   }
   const auto allEnded = [this] { return connections.empty(); };
   co_await (changed.until(allEnded) || pause(exchange->limits.shutdownTime));

@@ -8,14 +8,9 @@ namespace orvik::relay {
 
 namespace {
 
-SharedText sharedText(const JSONValue& value) {
-  return std::make_shared<const std::string>(value.text());
-}
+SharedText sharedText(const JSONValue& value) { return framedText(value.text()); }
 
 SharedText macState(bool connected) { return sharedText(JSONObject{{"mac", connected}}); }
-
-void reject(Peer& peer) { peer.close(closeCode::pairingRejected, "pairing rejected"); }
-void sendAway(Peer& peer, std::string_view reason) { peer.close(closeCode::tryAgainLater, reason); }
 
 }  // namespace
 
@@ -24,18 +19,18 @@ bool Switchboard::macArrived(const Identifier& identifier, const TokenHash& toke
   if (entry == records.end()) {
     entry = claim(identifier, token);
     if (entry == records.end()) {
-      sendAway(mac, "too many Macs");
+      mac.close(CloseReason::tooManyMacs);
       return false;
     }
   }
   Record& record = entry->second;
   if (record.owner != token) {
-    reject(mac);
+    mac.close(CloseReason::pairingRejected);
     return false;
   }
   Peer* const previous = std::exchange(record.mac, &mac);
   if (previous != nullptr) {
-    previous->close(closeCode::replaced, "replaced");
+    previous->close(CloseReason::replaced);
   } else {
     tellPhones(record);
   }
@@ -54,7 +49,7 @@ bool Switchboard::phoneArrived(const Identifier& identifier, const TokenHash& to
       if (waiting.empty()) {
         held.erase(identifier);
       }
-      sendAway(phone, "too many phones");
+      phone.close(CloseReason::tooManyPhones);
       return false;
     }
     waiting.push_back({{&phone, false}, token, now + limits.holdTime});
@@ -63,11 +58,11 @@ bool Switchboard::phoneArrived(const Identifier& identifier, const TokenHash& to
   }
   Record& record = entry->second;
   if (record.owner != token) {
-    reject(phone);
+    phone.close(CloseReason::pairingRejected);
     return false;
   }
   if (record.phones.size() >= limits.phonesPerMac) {
-    sendAway(phone, "too many phones");
+    phone.close(CloseReason::tooManyPhones);
     return false;
   }
   record.phones.push_back({&phone, false});
@@ -137,7 +132,7 @@ void Switchboard::expire(Instant now) {
     heldCount -= std::erase_if(waiting, [now](const HeldPhone& phone) {
       const bool over = now >= phone.until;
       if (over) {
-        sendAway(*phone.phone.peer, "the Mac is not connected");
+        phone.phone.peer->close(CloseReason::macAbsent);
       }
       return over;
     });
@@ -168,9 +163,9 @@ void Switchboard::releaseHeldPhones(Records::value_type& entry) {
   for (const HeldPhone& heldPhone : waiting->second) {
     Peer& peer = *heldPhone.phone.peer;
     if (heldPhone.token != record.owner) {
-      reject(peer);
+      peer.close(CloseReason::pairingRejected);
     } else if (record.phones.size() >= limits.phonesPerMac) {
-      sendAway(peer, "too many phones");
+      peer.close(CloseReason::tooManyPhones);
     } else {
       record.phones.push_back(heldPhone.phone);
       peer.send(macState(true));

@@ -71,12 +71,14 @@ class Stage {
     Actor(Stage& on, const std::string& called, const Target& target)
         : stage(on), name(called), session(target, *this, on.switchboard, on.limits, on.now) {}
     void says(const std::string& text, bool isText = true) {
-      session.received(isText, std::make_shared<const std::string>(text), stage.now);
+      session.received(isText, framedText(text), stage.now);
     }
-    void send(SharedText text) override { stage.told += " " + name + " " + *text; }
-    void close(std::uint16_t code, std::string_view) override {
+    void send(SharedText text) override {
+      stage.told += " " + name + " " + std::string(text->text());
+    }
+    void close(CloseReason reason) override {
       if (!std::exchange(isClosed, true)) {
-        stage.told += " " + name + " closed " + std::to_string(code);
+        stage.told += " " + name + " closed " + std::to_string(rowOf(reason).code);
       }
     }
     Stage& stage;
