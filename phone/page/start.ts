@@ -46,15 +46,6 @@ async function findRelay(): Promise<string> {
   }
 }
 
-/**
- * The first number that is formatted loads the tables of the locale, tens of milliseconds on a slow
- * phone. Here they pass while the network is awaited.
- */
-function warmFormatters(): void {
-  new Intl.NumberFormat(navigator.language, { style: "percent" }).format(0);
-  new Intl.NumberFormat(navigator.language, { style: "unit", unit: "celsius" }).format(0);
-}
-
 async function connectEarly(paired: PairingLink): Promise<EarlyConnection> {
   const isSeen = document.visibilityState === "visible" && !isInstalled;
   const keysMade = deriveKeys(paired.macId, paired.secret);
@@ -69,7 +60,6 @@ async function connectEarly(paired: PairingLink): Promise<EarlyConnection> {
   };
   const connection = new Connection(openNext, authentication(keys.token), browserClock);
   if (isSeen) connection.look(true);
-  warmFormatters();
   return { link: paired, keys, connection };
 }
 
