@@ -30,23 +30,6 @@ void setText(JSONObject& info, std::string_view key, const std::optional<std::st
   }
 }
 
-/// The value of a shell-like assignment, in quotes or without: "Debian GNU/Linux 12 (bookworm)".
-std::string unquoted(std::string_view value) {
-  value = trimmed(value);
-  if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') &&
-      value.back() == value.front()) {
-    value = value.substr(1, value.size() - 2);
-  }
-  std::string text;
-  for (std::size_t i = 0; i < value.size(); ++i) {
-    if (value[i] == '\\' && i + 1 < value.size()) {
-      ++i;
-    }
-    text += value[i];
-  }
-  return text;
-}
-
 std::string fileOfCPU(const std::string& folder, int cpu, const char* file) {
   return folder + "/cpu" + std::to_string(cpu) + file;
 }
@@ -137,13 +120,10 @@ std::optional<std::int64_t> MachineInfoReader::memory() const {
 }
 
 std::optional<std::string> MachineInfoReader::systemName() const {
-  constexpr std::string_view key = "PRETTY_NAME=";
   for (const char* file : {"/etc/os-release", "/usr/lib/os-release"}) {
-    const std::string text = readText(root + file).value_or("");
-    for (const std::string_view line : splitAt(text, '\n')) {
-      const std::string name = line.starts_with(key) ? unquoted(line.substr(key.size())) : "";
+    for (std::string& name : assignedValues(readText(root + file).value_or(""), "PRETTY_NAME=")) {
       if (!name.empty()) {
-        return name;
+        return std::move(name);
       }
     }
   }

@@ -54,6 +54,23 @@ std::optional<std::string_view> readWhole(int file, std::span<char> buffer) {
   return std::string_view(buffer.data(), size);
 }
 
+/// The value of an assignment as a shell reads it, where nothing is to be expanded.
+std::string unquoted(std::string_view value) {
+  std::string result;
+  char quote = '\0';
+  for (std::size_t at = 0; at < value.size(); ++at) {
+    const char c = value[at];
+    if (quote == '\0' ? c == '"' || c == '\'' : c == quote) {
+      quote = quote == '\0' ? c : '\0';
+    } else if (c == '\\' && quote != '\'' && at + 1 < value.size()) {
+      result += value[++at];
+    } else {
+      result += c;
+    }
+  }
+  return result;
+}
+
 struct CloseFolder {
   void operator()(DIR* folder) const { closedir(folder); }
 };
@@ -116,6 +133,19 @@ std::string readLine(const std::string& path) {
   const std::string_view text = TextFile(path).readShort(buffer).value_or("");
   // Texts of the device tree end with a zero byte.
   return std::string(trimmed(text.substr(0, text.find('\0'))));
+}
+
+std::vector<std::string> assignedValues(std::string_view text, std::string_view key) {
+  std::vector<std::string> values;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    const std::string_view line = trimmed(text.substr(0, end));
+    if (line.starts_with(key)) {
+      values.push_back(unquoted(trimmed(line.substr(key.size()))));
+    }
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return values;
 }
 
 std::string pathIn(std::string_view folder, std::string_view name) {
