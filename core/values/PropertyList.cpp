@@ -118,27 +118,16 @@ UntypedValue converted(plist_t node) {
 }  // namespace
 
 UntypedValue readPropertyList(std::string_view bytes) {
-  if (bytes.size() > std::numeric_limits<std::uint32_t>::max()) {
-    throw PropertyListError("larger than a property list may be");
+  const bool isBinary = bytes.starts_with(binaryMagic);
+  if (bytes.size() > std::numeric_limits<std::uint32_t>::max() ||
+      !(isBinary ? isSaneBinaryList(bytes) : isSaneXMLList(bytes))) {
+    return {};
   }
-  const auto size = static_cast<std::uint32_t>(bytes.size());
+  const auto parse = isBinary ? plist_from_bin : plist_from_xml;
   plist_t root = nullptr;
-  if (bytes.starts_with(binaryMagic)) {
-    if (!isSaneBinaryList(bytes)) {
-      throw PropertyListError("damaged, too deep or too large a binary property list");
-    }
-    plist_from_bin(bytes.data(), size, &root);
-  } else {
-    if (!isSaneXMLList(bytes)) {
-      throw PropertyListError("too deep or too large a property list");
-    }
-    plist_from_xml(bytes.data(), size, &root);
-  }
+  parse(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
   const std::unique_ptr<void, FreeNode> owner(root);
-  if (root == nullptr) {
-    throw PropertyListError("not a property list");
-  }
-  return converted(root);
+  return root == nullptr ? UntypedValue() : converted(root);
 }
 
 }  // namespace orvik

@@ -35,14 +35,11 @@ std::optional<std::string> trimmedGroup(std::string_view text, std::string_view 
 }
 
 std::string_view batteryState(std::string_view shown) {
-  const auto startsWith = [shown](std::string_view word) {
-    return std::ranges::equal(shown.substr(0, word.size()), word, [](char given, char lower) {
-      return (given >= 'A' && given <= 'Z' ? given - 'A' + 'a' : given) == lower;
-    });
-  };
   constexpr std::array<std::string_view, 4> states{"discharging", "charging", "finishing",
                                                    "charged"};
-  const auto* const state = std::ranges::find_if(states, startsWith);
+  const std::string text = lowercased(shown);
+  const auto* const state = std::ranges::find_if(
+      states, [&text](std::string_view word) { return text.starts_with(word); });
   return state == states.end() ? "paused" : *state;
 }
 
@@ -143,12 +140,7 @@ JSONValue processes(std::string_view text) {
 }
 
 std::optional<std::int64_t> lastBackup(std::string_view prefs) {
-  UntypedValue document;
-  try {
-    document = readPropertyList(prefs);
-  } catch (const PropertyListError&) {
-    return std::nullopt;
-  }
+  const UntypedValue document = readPropertyList(prefs);
   std::optional<double> latest;
   if (const auto* destinations = document.get<UntypedValue::List>("Destinations")) {
     for (const UntypedValue& destination : *destinations) {
