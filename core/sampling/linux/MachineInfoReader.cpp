@@ -13,6 +13,7 @@
 #include "core/sampling/linux/MachineNames.h"
 #include "core/system/linux/TextFile.h"
 #include "core/values/Base64.h"
+#include "core/values/JSONMembers.h"
 #include "core/values/Text.h"
 
 namespace orvik {
@@ -103,12 +104,8 @@ void MachineInfoReader::addCores(JSONObject& info) const {
   }
   info.set("p_cores", coreCount(folder, types.performance));
   info.set("e_cores", coreCount(folder, types.efficiency));
-  if (const auto top = topMHz(folder, types.performance)) {
-    info.set("p_max_mhz", *top);
-  }
-  if (const auto top = topMHz(folder, types.efficiency)) {
-    info.set("e_max_mhz", *top);
-  }
+  setIfPresent(info, "p_max_mhz", topMHz(folder, types.performance));
+  setIfPresent(info, "e_max_mhz", topMHz(folder, types.efficiency));
 }
 
 std::optional<std::int64_t> MachineInfoReader::memory() const {
@@ -135,9 +132,7 @@ JSONObject MachineInfoReader::read() const {
   addNames(info);
   addChip(info);
   addCores(info);
-  if (const auto gibibytes = memory()) {
-    info.set("ram_gb", *gibibytes);
-  }
+  setIfPresent(info, "ram_gb", memory());
   setText(info, "macos", systemName());
   info.set("icon_png", base64(computerIcon));
   return info;
