@@ -8,8 +8,8 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
-#include <memory>
 
+#include "core/values/CHandle.h"
 #include "core/values/Text.h"
 
 namespace orvik {
@@ -70,10 +70,6 @@ std::string unquoted(std::string_view value) {
   }
   return result;
 }
-
-struct CloseFolder {
-  void operator()(DIR* folder) const { closedir(folder); }
-};
 
 }  // namespace
 
@@ -155,7 +151,7 @@ std::string pathIn(std::string_view folder, std::string_view name) {
 
 std::vector<std::string> namesIn(const std::string& folder) {
   std::vector<std::string> names;
-  const std::unique_ptr<DIR, CloseFolder> stream(opendir(folder.c_str()));
+  const CHandle<DIR, closedir> stream(opendir(folder.c_str()));
   if (!stream) {
     return names;
   }
