@@ -154,7 +154,8 @@ class Machine:
 
 def local_authority(machine):
     """An authority in place of the public one, which every program of the machine trusts."""
-    machine.run("""apt-get install --yes --no-install-recommends ca-certificates curl openssl
+    machine.run("""apt-get update
+apt-get install --yes --no-install-recommends ca-certificates curl openssl
 mkdir -p /root/authority && cd /root/authority
 openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 2 -subj '/CN=Local authority' -keyout key.pem -out /usr/local/share/ca-certificates/local.crt 2>/dev/null
 update-ca-certificates""", isolated=False)
