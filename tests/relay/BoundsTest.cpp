@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 #include "core/values/Base64.h"
 #include "relay/Admission.h"
 #include "relay/ListenAddress.h"
@@ -35,7 +33,7 @@ TEST(Admission, BoundsTotalsAndPlaces) {
   Admission admission(limits);
   const asio::ip::address first = asio::ip::make_address("192.0.2.1");
   const auto enters = [&](const char* address, bool expected) {
-    EXPECT_EQ(admission.enter(asio::ip::make_address(address)), expected) << address;
+    EXPECT_EQ(!admission.enter(asio::ip::make_address(address)), expected) << address;
   };
   enters("192.0.2.1", true);
   enters("::ffff:192.0.2.1", true);
@@ -50,6 +48,7 @@ TEST(Admission, BoundsTotalsAndPlaces) {
   admission.leave(first, true);
   enters("2001:db8::3", false);  // The same network as before.
   enters("2001:db8:0:1::1", true);
+  EXPECT_TRUE(admission.isCrowded());
   enters("192.0.2.2", false);  // Four unauthenticated.
 }
 
@@ -62,9 +61,8 @@ const test::Parsers parsers{
                      : nullptr;
      }},
     {"address", [](auto text) -> JSONValue {
-       const auto address = listenAddress(std::string(text));
-       std::ostringstream read;
-       return address ? JSONValue((read << *address, read.str())) : nullptr;
+       const auto address = ListenAddress::read(text);
+       return address ? JSONValue(address->text) : nullptr;
      }}};
 
 TEST(Relay, ReadsTargetsAndAddressesAsTheTableSays) {

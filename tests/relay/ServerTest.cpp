@@ -15,9 +15,9 @@ using asio::ip::tcp;
 using testing::StartsWith;
 namespace beast = boost::beast;
 
-class RelayServerTest : public RunningRelay {
+class ServerTest : public RunningRelay {
  protected:
-  RelayServerTest() {
+  ServerTest() {
     limits.unauthenticatedPerAddress = 3;
     limits.macMessages = limits.macBytes = {1e12, 1e12};
   }
@@ -27,7 +27,9 @@ class RelayServerTest : public RunningRelay {
     // Like real ones: the chain of trust and the host name are checked.
     trust.load_verify_file(certificate.file.string());
     trust.set_verify_mode(asio::ssl::verify_peer);
-    server.emplace(context, loopback, certificate, clock, limits);
+    makeServer();
+    server->use(makeTLSContext(certificate));
+    endpoint = listen({.overTLS = true});
     serve();
   }
 
@@ -36,7 +38,7 @@ class RelayServerTest : public RunningRelay {
     if (receiveBuffer > 0) {
       socket.set_option(tcp::socket::receive_buffer_size(receiveBuffer));
     }
-    socket.connect(server->endpoint());
+    socket.connect(endpoint);
     return socket;
   }
 
@@ -55,7 +57,7 @@ class RelayServerTest : public RunningRelay {
 
   class Client {
    public:
-    Client(RelayServerTest& relayTest, const std::string& role, std::optional<char> token = {},
+    Client(ServerTest& relayTest, const std::string& role, std::optional<char> token = {},
            int receiveBuffer = 0)
         : test(relayTest), socket(test.connect(receiveBuffer), test.trust) {
       socket.next_layer().set_verify_callback(asio::ssl::host_name_verification("localhost"));
@@ -89,14 +91,15 @@ class RelayServerTest : public RunningRelay {
     tcp::socket& tcpSocket() { return socket.next_layer().next_layer(); }
 
    private:
-    RelayServerTest& test;
+    ServerTest& test;
     beast::websocket::stream<asio::ssl::stream<tcp::socket>> socket;
   };
 
+  tcp::endpoint endpoint;
   asio::ssl::context trust{asio::ssl::context::tls_client};
 };
 
-TEST_F(RelayServerTest, ForwardsToEveryPhone) {
+TEST_F(ServerTest, ForwardsToEveryPhone) {
   Client mac(*this, "mac", 't');
   EXPECT_EQ(mac.next(), R"({"active":0,"viewers":0})");
   Client first(*this, "phone", 't');
@@ -123,7 +126,7 @@ TEST_F(RelayServerTest, ForwardsToEveryPhone) {
   EXPECT_EQ(second.next(), "closed 1001");
 }
 
-TEST_F(RelayServerTest, ClosesWithTheReason) {
+TEST_F(ServerTest, ClosesWithTheReason) {
   Client mac(*this, "mac", 't');
   EXPECT_EQ(mac.next(), R"({"active":0,"viewers":0})");
   for (const std::string role : {"mac", "phone"}) {
@@ -140,33 +143,33 @@ TEST_F(RelayServerTest, ClosesWithTheReason) {
   EXPECT_EQ(mac.next(), "closed 1009");
 }
 
-TEST_F(RelayServerTest, EndsWhoeverTakesTooLong) {
+TEST_F(ServerTest, EndsWhoeverTakesTooLong) {
   tcp::socket silent = connect();
   asio::ssl::stream<tcp::socket> slow(connect(), trust);
   await(slow.async_handshake(asio::ssl::stream_base::client, asio::use_awaitable));
-  clock->advance(limits.upgradeTime - 1s);
+  advance(limits.upgradeTime - 1s);
   Client mute(*this, "phone");
   tcp::socket refused = connect();
   EXPECT_EQ(exchange(refused, ""), "") << "one more than one address may have";
-  clock->advance(1s);
+  advance(1s);
   EXPECT_EQ(exchange(silent, ""), "");
   EXPECT_EQ(exchange(slow, "GET / HTTP/1.1\r\n"), "");
-  clock->advance(limits.authenticationTime - 1s);
+  advance(limits.authenticationTime - 1s);
   EXPECT_EQ(mute.next(), "closed 4400");
   Client mac(*this, "mac", 't');
   Client deaf(*this, "phone", 't');
   EXPECT_EQ(mac.next(), R"({"active":0,"viewers":0})");
   EXPECT_EQ(mac.next(), R"({"active":0,"viewers":1})");
-  clock->advance(limits.idleTime - 1s);
+  advance(limits.idleTime - 1s);
   mac.pingFrame();
-  clock->advance(1s);
+  advance(1s);
   EXPECT_EQ(mac.next(), R"({"active":0,"viewers":0})");
-  clock->advance(limits.closingTime);
+  advance(limits.closingTime);
   // It never answers the closing handshake, and its socket is cut nevertheless.
   EXPECT_GT(exchange(deaf.tcpSocket(), "").size(), 0U);
 }
 
-TEST_F(RelayServerTest, ASlowPhoneDelaysNobody) {
+TEST_F(ServerTest, ASlowPhoneDelaysNobody) {
   Client mac(*this, "mac", 't');
   Client slow(*this, "phone", 't', 64 * 1024);
   Client quick(*this, "phone", 't');
@@ -196,7 +199,7 @@ TEST_F(RelayServerTest, ASlowPhoneDelaysNobody) {
   EXPECT_LT(received, sent);
 }
 
-TEST_F(RelayServerTest, AnswersOrEndsWhatIsNoWebSocket) {
+TEST_F(ServerTest, AnswersOrEndsWhatIsNoWebSocket) {
   const std::string end = " HTTP/1.1\r\nHost: localhost\r\n";
   const std::string upgrade =
       "Connection: Upgrade\r\nUpgrade: websocket\r\nSec-WebSocket-Version: 13\r\n"
