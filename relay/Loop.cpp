@@ -19,7 +19,10 @@ Loop& SharedState::home(const Identifier& identifier) const {
 
 Loop::Loop(SharedState& shared)
     : shared(shared),
-      switchboard(shared.limits),
+      switchboard(
+          shared.limits, *shared.store,
+          [this](std::function<void()> call) { asio::post(context, std::move(call)); },
+          [&shared] { return epochSeconds(shared.clock->unixNow()); }),
       mostBuffered(shared.limits.bufferedBytes / std::max<std::size_t>(1, shared.limits.threads)) {}
 
 Loop::~Loop() { join(); }

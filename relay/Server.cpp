@@ -38,8 +38,9 @@ void makeNonBlocking(int descriptor) {
 
 }  // namespace
 
-Server::Server(const Limits& limits, std::shared_ptr<Clock> clock)
-    : shared(limits, std::move(clock)), front(shared) {
+Server::Server(const Limits& limits, std::shared_ptr<Clock> clock,
+               std::unique_ptr<RecordStore> store)
+    : shared(limits, std::move(clock), std::move(store)), front(shared) {
   for (std::size_t i = 0; i < std::max<std::size_t>(1, limits.threads); ++i) {
     shared.loops.push_back(std::make_unique<Loop>(shared));
   }
@@ -51,7 +52,11 @@ Server::Server(const Limits& limits, std::shared_ptr<Clock> clock)
     return metricsText(all);
   };
   shared.notReady = [this] {
-    return stopping ? std::optional<std::string>("shutting down") : std::nullopt;
+    const StoreState::Health health = shared.store->state().health;
+    return stopping ? std::optional<std::string>("shutting down")
+           : health != StoreState::Health::available
+               ? std::optional("the store: " + std::string(text(health)))
+               : std::nullopt;
   };
 }
 
@@ -60,6 +65,7 @@ Server::~Server() {
     loop->stop();
     loop->join();
   }
+  shared.store.reset();
   for (const Listener& listener : listeners) {
     if (!listener.file.empty()) {
       std::error_code ignored;

@@ -24,7 +24,7 @@ class Server {
     bool isProxied = false;
   };
 
-  Server(const Limits& limits, std::shared_ptr<Clock> clock);
+  Server(const Limits& limits, std::shared_ptr<Clock> clock, std::unique_ptr<RecordStore> store);
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
   ~Server();

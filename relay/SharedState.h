@@ -10,6 +10,7 @@
 #include "core/async/Clock.h"
 #include "relay/Admission.h"
 #include "relay/Page.h"
+#include "relay/RecordStore.h"
 #include "relay/Target.h"
 
 namespace orvik::relay {
@@ -19,8 +20,9 @@ class Loop;
 /// What all event loops of one relay share. Nothing in it changes while they run, but for what is
 /// safe to use from all of them.
 struct SharedState {
-  SharedState(const Limits& bounds, std::shared_ptr<Clock> time)
-      : limits(bounds), clock(std::move(time)) {}
+  SharedState(const Limits& bounds, std::shared_ptr<Clock> time,
+              std::unique_ptr<RecordStore> records)
+      : limits(bounds), clock(std::move(time)), store(std::move(records)) {}
 
   /// Where the clients of an identifier belong.
   [[nodiscard]] Loop& home(const Identifier& identifier) const;
@@ -28,6 +30,8 @@ struct SharedState {
   const Limits limits;
   const std::shared_ptr<Clock> clock;
   Admission admission{limits};
+  /// Gone before the loops, whose threads have ended by then: its answers are posted to them.
+  std::unique_ptr<RecordStore> store;
   /// Null where none is served.
   std::unique_ptr<const Page> page;
   /// Whether the log tells of each connection.

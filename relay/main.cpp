@@ -8,6 +8,7 @@
 
 #include "relay/CertificateSource.h"
 #include "relay/Log.h"
+#include "relay/MemoryStore.h"
 #include "relay/Options.h"
 #include "relay/Server.h"
 #include "relay/ServiceManager.h"
@@ -23,14 +24,15 @@ using relay::Priority;
 /// The relay as a program: its server, and what runs beside it on the server's loop.
 class Program {
  public:
-  Program(const relay::Options& chosen, const relay::Limits& limits)
+  Program(const relay::Options& chosen, const relay::MachineLimits& machine)
       : options(chosen),
         clock(std::make_shared<SystemClock>()),
         source(chosen.certificate.empty()
                    ? relay::CertificateSource(chosen.stateFolder(), chosen.names)
                    : relay::CertificateSource(chosen.certificate, chosen.key)),
         certificate(source.load(clock->unixNow())),
-        server(limits, clock) {
+        limits(chosen.limits(machine)),
+        server(limits, clock, std::make_unique<relay::MemoryStore>(limits, clock)) {
     server.use(relay::makeTLSContext(certificate));
     server.counters().set(Metric::certificateExpiry, epochSeconds(certificate.expiry));
     server.setVerbose(options.verbose);
@@ -151,6 +153,7 @@ class Program {
   const std::shared_ptr<Clock> clock;
   relay::CertificateSource source;
   relay::Certificate certificate;
+  const relay::Limits limits;
   relay::Server server;
   asio::signal_set signals{server.context(), SIGINT, SIGTERM, SIGHUP};
   asio::steady_timer certificateTimer{server.context()};
@@ -171,9 +174,8 @@ void checkAddresses(const relay::Options& options) {
 }
 
 void serve(const relay::Options& options) {
-  const relay::Limits limits = options.limits(relay::MachineLimits::ask());
   checkAddresses(options);
-  Program program(options, limits);
+  Program program(options, relay::MachineLimits::ask());
   if (options.check) {
     std::printf("orvik-relay: the options are good\n");
     return;

@@ -12,6 +12,7 @@
 #include <atomic>
 #include <thread>
 
+#include "relay/MemoryStore.h"
 #include "relay/Server.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -46,7 +47,7 @@ class RunningRelay : public testing::Test {
 
   void makeServer() {
     limits.threads = 2;
-    server.emplace(limits, clock);
+    server.emplace(limits, clock, std::make_unique<MemoryStore>(limits, clock));
   }
   asio::ip::tcp::endpoint listen(Server::Listening listening) {
     listening.address = *ListenAddress::read("127.0.0.1:0");
