@@ -14,7 +14,49 @@ void appendHead(std::string& text, std::string_view name, std::string_view help,
   text.append("\n# TYPE ").append(prefix).append(name).append(" ").append(type).append("\n");
 }
 
+void append(std::string& text, std::string_view name, std::string_view help, std::string_view type,
+            std::uint64_t value) {
+  appendHead(text, name, help, type);
+  text.append(prefix).append(name).append(" ").append(std::to_string(value)).append("\n");
+}
+
+void appendTimes(std::string& text, std::string_view operation, const AnswerTimes& times) {
+  const auto line = [&](std::string_view part, std::string_view bound, const std::string& value) {
+    text.append(prefix).append("store_answer_seconds").append(part).append("{operation=\"");
+    text.append(operation).append("\"").append(bound).append("} ").append(value).append("\n");
+  };
+  std::uint64_t sum = 0;
+  for (std::size_t i = 0; i < times.counts.size(); ++i) {
+    sum += times.counts.at(i);
+    std::string bound = "+Inf";
+    if (i < AnswerTimes::bounds.size()) {
+      bound = std::to_string(AnswerTimes::bounds.at(i));
+    }
+    line("_bucket", ",le=\"" + bound + "\"", std::to_string(sum));
+  }
+  line("_sum", "", std::to_string(times.totalSeconds));
+  line("_count", "", std::to_string(sum));
+}
+
 }  // namespace
+
+std::string metricsText(const StoreState& store) {
+  std::string out;
+  appendHead(out, "store_health", "1 for what the store can do at present.", "gauge");
+  out.append(prefix).append("store_health{state=\"").append(text(store.health)).append("\"} 1\n");
+  append(out, "store_queue", "Questions that wait for the store.", "gauge", store.queued);
+  append(out, "store_queue_limit", "How many of them there may be.", "gauge", store.mostQueued);
+  append(out, "store_refused_total", "Questions that found the queue full.", "counter",
+         store.refused);
+  append(out, "store_damaged_files_total", "Files that were found damaged and moved aside.",
+         "counter", store.damagedFiles);
+  appendHead(out, "store_answer_seconds", "From a question to the answer of the store.",
+             "histogram");
+  appendTimes(out, "find", store.find);
+  appendTimes(out, "claim", store.claim);
+  appendTimes(out, "keep", store.keep);
+  return out;
+}
 
 std::string metricsText(std::span<const Counters* const> loops) {
   using Kind = MetricRow::Kind;

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "relay/CloseReason.h"
+#include "relay/RecordStore.h"
 
 namespace orvik::relay {
 
@@ -102,6 +103,8 @@ class Counters {
 
 /// All counters together in the text format of Prometheus.
 [[nodiscard]] std::string metricsText(std::span<const Counters* const> loops);
+/// The store's state in the same format.
+[[nodiscard]] std::string metricsText(const StoreState& store);
 
 static_assert(
     [] {

@@ -92,6 +92,10 @@ const std::array rows{
         {1, million}},
     Row{"--max-message", &Options::maxMessage, "Longest message of a Mac, in KiB", {64, 1024}},
     Row{"--max-phones", &Options::maxPhones, "Connected phones of one Mac", {1, 1000}},
+    Row{"--mac-messages", &Options::macMessages, "Messages of a Mac in a second", {1, million}},
+    Row{"--mac-messages-burst", &Options::macMessagesBurst, "The same at once", {1, million}},
+    Row{"--mac-bytes", &Options::macBytes, "KiB from a Mac in a second", {64, 1e7}},
+    Row{"--mac-bytes-burst", &Options::macBytesBurst, "The same at once", {1024, 1e7}},
     Row{"--memory",
         &Options::memory,
         "MiB for what waits to be sent and for messages that are not complete; 0 stands for an "
@@ -160,6 +164,9 @@ Limits Options::limits(const MachineLimits& machine) const {
   limits.unauthenticatedPerAddress = maxUnauthenticatedPerAddress;
   limits.macMessage = maxMessage * Limits::kibibyte;
   limits.phonesPerMac = maxPhones;
+  limits.macMessages = {static_cast<double>(macMessages), static_cast<double>(macMessagesBurst)};
+  limits.macBytes = {static_cast<double>(macBytes * Limits::kibibyte),
+                     static_cast<double>(macBytesBurst * Limits::kibibyte)};
   limits.bufferedBytes = memory == 0 ? machine.bufferedBytes() : memory * Limits::mebibyte;
   if (memory != 0 && limits.bufferedBytes > machine.memory) {
     refuse("--memory " + std::to_string(memory) + ": this machine has " +

@@ -35,6 +35,10 @@ struct Options {
   std::size_t maxUnauthenticatedPerAddress = 32;
   std::size_t maxMessage = 1024;
   std::size_t maxPhones = 16;
+  std::size_t macMessages = 10;
+  std::size_t macMessagesBurst = 60;
+  std::size_t macBytes = 512;
+  std::size_t macBytesBurst = 4096;
   std::size_t memory = 0;
   bool check = false;
   bool verbose = false;

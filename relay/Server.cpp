@@ -23,6 +23,8 @@ constexpr int acceptBatch = 64;
 /// Scrapers and health checks; far above what anybody has.
 constexpr std::size_t mostMonitoring = 32;
 constexpr std::chrono::milliseconds acceptPause{50};
+/// A limit that is reached again and again is told no more often.
+constexpr std::chrono::minutes pauseLineInterval{1};
 
 void removeSocketFile(const std::filesystem::path& file) {
   // Of an earlier run; anything else at that path stays, and listening fails.
@@ -49,7 +51,7 @@ Server::Server(const Limits& limits, std::shared_ptr<Clock> clock,
     for (const auto& loop : shared.loops) {
       all.push_back(&loop->counters);
     }
-    return metricsText(all);
+    return metricsText(all) + metricsText(shared.store->state());
   };
   shared.notReady = [this] {
     const StoreState::Health health = shared.store->state().health;
@@ -251,7 +253,8 @@ void Server::admit(Listener& listener, FileDescriptor descriptor,
   if (listening.isProxied) {
     address.reset();
   }
-  if (address) {
+  const int family = listening.address.endpoint.protocol().family();
+  if (family != AF_UNIX) {
     // Messages are small and wanted now. A refusal costs speed only.
     const int on = 1;
     ::setsockopt(descriptor.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
@@ -266,7 +269,6 @@ void Server::admit(Listener& listener, FileDescriptor descriptor,
     return;
   }
   Loop& loop = isForClients ? *shared.loops[nextLoop++ % shared.loops.size()] : front;
-  const int family = listening.address.endpoint.protocol().family();
   loop.post([&loop, arrival = Arrival{std::move(descriptor), family, listening.service,
                                       listening.overTLS ? tls : nullptr, listening.isProxied,
                                       address}]() mutable { loop.take(std::move(arrival)); });
@@ -274,8 +276,9 @@ void Server::admit(Listener& listener, FileDescriptor descriptor,
 
 void Server::pause(Listener& listener, std::string_view why) {
   front.counters.add(Metric::acceptPauses);
-  if (shared.isVerbose) {
+  if (const Instant now = front.now(); now >= nextPauseLine) {
     log(Priority::warning, "accepting pauses: " + std::string(why));
+    nextPauseLine = now + pauseLineInterval;
   }
   const auto timer = std::make_shared<asio::steady_timer>(front.context, acceptPause);
   timer->async_wait([this, &listener, timer](const boost::system::error_code& error) {

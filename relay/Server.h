@@ -84,6 +84,7 @@ class Server {
   std::list<Listener> listeners;
   asio::steady_timer endTimer{front.context};
   std::size_t nextLoop = 0;
+  Instant nextPauseLine = Instant::min();
   bool stopping = false;
 };
 

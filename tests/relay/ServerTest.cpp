@@ -4,6 +4,8 @@
 #include <boost/beast/websocket/ssl.hpp>
 #include <boost/beast/websocket/stream.hpp>
 
+#include <list>
+
 #include "core/values/Base64.h"
 #include "tests/relay/RunningRelay.h"
 
@@ -30,6 +32,8 @@ class ServerTest : public RunningRelay {
     makeServer();
     server->use(makeTLSContext(certificate));
     endpoint = listen({.overTLS = true});
+    proxied = listen({.isProxied = true});
+    monitoring = listen({.service = Service::monitoring});
     serve();
   }
 
@@ -88,6 +92,12 @@ class ServerTest : public RunningRelay {
       test.await(socket.async_ping(payload, asio::use_awaitable));
     }
 
+    /// Sends so much of a message and not its end.
+    void beginMessage(std::size_t size) {
+      test.await(socket.async_write_some(false, asio::buffer(std::string(size, 'x')),
+                                         asio::use_awaitable));
+    }
+
     tcp::socket& tcpSocket() { return socket.next_layer().next_layer(); }
 
    private:
@@ -95,7 +105,19 @@ class ServerTest : public RunningRelay {
     beast::websocket::stream<asio::ssl::stream<tcp::socket>> socket;
   };
 
+  /// What comes back for a request, over TCP alone.
+  std::string asked(const tcp::endpoint& whom, const std::string& request) {
+    tcp::socket socket(context);
+    socket.connect(whom);
+    return exchange(socket, request);
+  }
+  std::string monitored(const std::string& path) {
+    return asked(monitoring, "GET " + path + " HTTP/1.1\r\nHost: a\r\n\r\n");
+  }
+
   tcp::endpoint endpoint;
+  tcp::endpoint proxied;
+  tcp::endpoint monitoring;
   asio::ssl::context trust{asio::ssl::context::tls_client};
 };
 
@@ -218,6 +240,113 @@ TEST_F(ServerTest, AnswersOrEndsWhatIsNoWebSocket) {
   }
   tcp::socket garbage = connect();
   EXPECT_LT(exchange(garbage, "GET / HTTP/1.1\r\n\r\n").size(), 100U);
+}
+
+TEST_F(ServerTest, RefusesOldTLS) {
+  const auto shakesHands = [this](int newest, const char* ciphers) {
+    asio::ssl::context old(asio::ssl::context::tls_client);
+    SSL_CTX_set_min_proto_version(old.native_handle(), 0);
+    SSL_CTX_set_max_proto_version(old.native_handle(), newest);
+    SSL_CTX_set_cipher_list(old.native_handle(), ciphers);
+    asio::ssl::stream<tcp::socket> stream(connect(), old);
+    const auto [error] = await(stream.async_handshake(asio::ssl::stream_base::client, asTuple));
+    return !error;
+  };
+  EXPECT_TRUE(shakesHands(TLS1_3_VERSION, "DEFAULT"));
+  EXPECT_TRUE(shakesHands(TLS1_2_VERSION, "DEFAULT"));
+  EXPECT_FALSE(shakesHands(TLS1_2_VERSION, "AES128-SHA:ECDHE-ECDSA-AES128-SHA256"));
+  EXPECT_FALSE(shakesHands(TLS1_1_VERSION, "DEFAULT:@SECLEVEL=0"));
+}
+
+TEST_F(ServerTest, BelievesAServerInFrontAboutAddresses) {
+  const std::string header("\r\n\r\n\0\r\nQUIT\n\x21\x11\0\x0c\xc0\0\2\7\x7f\0\0\1\x12\x34\1\xbb",
+                           28);
+  const std::string request = "GET /healthz HTTP/1.1\r\nHost: a\r\nConnection: close\r\n\r\n";
+  EXPECT_THAT(asked(proxied, header + request), testing::EndsWith("ok\n"));
+  EXPECT_EQ(asked(proxied, request), "");
+  std::list<tcp::socket> sameAddress;
+  for (std::size_t i = 0; i < limits.unauthenticatedPerAddress; ++i) {
+    sameAddress.emplace_back(context).connect(proxied);
+    asio::write(sameAddress.back(),
+                asio::buffer(header + "GET /healthz HTTP/1.1\r\nHost: a\r\n\r\n"));
+    char first = 0;
+    await(asio::async_read(sameAddress.back(), asio::buffer(&first, 1), asio::use_awaitable));
+  }
+  EXPECT_EQ(asked(proxied, header + request), "");
+}
+
+TEST_F(ServerTest, SaysHowItFaresAndClosesOverTime) {
+  Client mac(*this, "mac", 't');
+  EXPECT_EQ(mac.next(), R"({"active":0,"viewers":0})");
+  Client phone(*this, "phone", 't');
+  EXPECT_EQ(phone.next(), R"({"mac":true})");
+  EXPECT_THAT(monitored("/healthz"), testing::EndsWith("\nok\n"));
+  EXPECT_THAT(monitored("/readyz"), StartsWith("HTTP/1.1 200"));
+  EXPECT_THAT(monitored("/"), StartsWith("HTTP/1.1 404"));
+  EXPECT_THAT(monitored("/metrics"),
+              testing::AllOf(testing::HasSubstr("\norvik_relay_authenticated_connections 2\n"),
+                             testing::HasSubstr("{reason=\"replaced\"} 0\n")));
+  server->stop(10s);
+  EXPECT_THAT(monitored("/readyz"),
+              testing::AllOf(StartsWith("HTTP/1.1 503"), testing::EndsWith("shutting down\n")));
+  boost::system::error_code refused;
+  tcp::socket late(context);
+  late.connect(endpoint, refused);
+  EXPECT_TRUE(refused);
+  advance(6s);
+  const auto ended = [this] {
+    const std::string text = monitored("/metrics");
+    const std::string row = "{reason=\"shutting_down\"} ";
+    return text.substr(text.find(row) + row.size(), 1);
+  };
+  EXPECT_EQ(ended(), "1");
+  advance(4s);
+  for (Client* client : {&mac, &phone}) {
+    std::string last = client->next();
+    while (!last.starts_with("closed")) {
+      last = client->next();
+    }
+    EXPECT_EQ(last, "closed 1001");
+  }
+}
+
+/// A relay that few may wait at.
+class CrowdedServerTest : public ServerTest {
+ protected:
+  CrowdedServerTest() {
+    limits.unauthenticated = 4;
+    limits.bufferedBytes = 64 * Limits::kibibyte;
+  }
+};
+
+TEST_F(CrowdedServerTest, SilentOnesMakeRoom) {
+  std::list<tcp::socket> silent;
+  for (std::uint8_t i = 2; i < 14; ++i) {
+    tcp::socket& socket = silent.emplace_back(context, tcp::v4());
+    socket.bind({asio::ip::address_v4({127, 0, 0, i}), 0});
+    socket.connect(endpoint);
+    socket.non_blocking(true);
+  }
+  // They end one after another, none before its time, and then others have their turn.
+  const Instant start = clock->now();
+  for (tcp::socket& socket : silent) {
+    boost::system::error_code error = asio::error::would_block;
+    while (error == asio::error::would_block) {
+      ASSERT_LT(clock->now() - start, 1h);
+      advance(1s);
+      context.restart();
+      context.run_for(1ms);
+      char byte = 0;
+      socket.read_some(asio::buffer(&byte, 1), error);
+    }
+  }
+  EXPECT_GE(clock->now() - start, 3 * limits.crowdedTime);
+  Client mac(*this, "mac", 't');
+  EXPECT_EQ(mac.next(), R"({"active":0,"viewers":0})");
+  EXPECT_THAT(monitored("/metrics"), testing::HasSubstr("{reason=\"pushed_out\"} 12\n"));
+  // What all together have begun to send is bounded too.
+  mac.beginMessage(100 * Limits::kibibyte);
+  EXPECT_EQ(mac.next(), "closed 1013");
 }
 
 }  // namespace
