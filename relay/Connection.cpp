@@ -26,15 +26,38 @@ Connection::Connection(Loop& loopUsed, const Arrival& arrival)
       address(arrival.address),
       opening(std::make_unique<Opening>(loopUsed.shared.limits)),
       inboundBytes(loopUsed.shared.limits.phoneBytes, now()),
-      began(now()),
-      cutAt(began + loopUsed.shared.limits.upgradeTime),
+      lastServed(now()),
+      cutAt(lastServed + loopUsed.shared.limits.upgradeTime),
       family(arrival.family),
       service(arrival.service),
       phase(arrival.isProxied ? Phase::proxy : Phase::handshake) {}
 
 void Connection::start(FileDescriptor descriptor) {
-  if (attach(std::move(descriptor))) {
+  if (!attach(std::move(descriptor))) {
+    return;
+  }
+  if (transport.isTLS()) {
+    // Who says nothing takes no turn.
+    waitToRead();
+  } else {
     readable();
+  }
+}
+
+void Connection::beginHandshake() {
+  isQueued = false;
+  isShakingHands = true;
+  if (phase == Phase::ended) {
+    endHandshake();
+    return;
+  }
+  cutAt = now() + loop->shared.limits.upgradeTime;
+  readable();
+}
+
+void Connection::endHandshake() {
+  if (std::exchange(isShakingHands, false)) {
+    loop->endHandshake();
   }
 }
 
@@ -83,6 +106,9 @@ void Connection::writable() {
 void Connection::readable() {
   // So many times before others have their turn.
   constexpr int turns = 4;
+  if (!isAuthenticated) {
+    lastServed = now();
+  }
   for (int turn = 0; turn < turns; ++turn) {
     if (phase == Phase::handshake && !shakeHands()) {
       return;
@@ -121,8 +147,16 @@ void Connection::readable() {
 }
 
 bool Connection::shakeHands() {
+  if (transport.isTLS() && !isShakingHands) {
+    isShakingHands = loop->mayShakeHands(self());
+    isQueued = !isShakingHands;
+    if (isQueued) {
+      return false;
+    }
+  }
   switch (transport.handshake()) {
     case Transport::Status::done:
+      endHandshake();
       phase = Phase::request;
       return true;
     case Transport::Status::wantsRead:
@@ -396,6 +430,7 @@ void Connection::cut(CloseReason why) {
   }
   note(why);
   phase = Phase::ended;
+  endHandshake();
   boost::system::error_code ignored;
   socket.close(ignored);
   asio::post(loop->context, [alive = self()] {
@@ -462,12 +497,17 @@ void Connection::peerEnded(bool isLoss) {
 }
 
 void Connection::check(Instant at) {
+  if (isQueued) {
+    // It is the relay that lets it wait.
+    return;
+  }
   if (at >= cutAt) {
     cut(phase == Phase::closing  ? CloseReason::closingLate
         : phase == Phase::answer ? CloseReason::answerNotTaken
                                  : CloseReason::upgradeLate);
-  } else if (!isAuthenticated && !isClosing() && loop->shared.isCrowded &&
-             service == Service::clients && at >= began + loop->shared.limits.crowdedTime) {
+  } else if (!isAuthenticated && !isClosing() && service == Service::clients &&
+             (loop->shared.isCrowded || (isShakingHands && loop->hasQueued())) &&
+             at >= lastServed + loop->patience()) {
     close(CloseReason::pushedOut);
   } else if (phase == Phase::open) {
     session->check(at);

@@ -42,7 +42,7 @@ struct Arrival {
 /// | Phase     | What may come           | What is sent             | Until                       |
 /// |-----------|-------------------------|--------------------------|-----------------------------|
 /// | proxy     | the PROXY header        | nothing                  | upgradeTime                 |
-/// | handshake | TLS                     | TLS                      | upgradeTime                 |
+/// | handshake | TLS, when it has a turn | TLS                      | upgradeTime from its turn   |
 /// | request   | the head of a request   | nothing                  | upgradeTime, requestWait    |
 /// | answer    | nothing is read         | the answer               | answerTime                  |
 /// | open      | frames                  | frames                   | the session's deadlines     |
@@ -65,6 +65,8 @@ class Connection final : public Peer, public std::enable_shared_from_this<Connec
   void cut(CloseReason reason);
   /// Sends what waits, as far as it goes.
   void flush();
+  /// Goes on with the handshake, for which there is room now.
+  void beginHandshake();
   /// Acts on deadlines; called regularly.
   void check(Instant now);
 
@@ -112,6 +114,7 @@ class Connection final : public Peer, public std::enable_shared_from_this<Connec
   void finish(CloseReason reason);
   /// Remembers the reason, counts it and writes it to the log: the first one only.
   void note(CloseReason reason);
+  void endHandshake();
   void leave();
   void noticeAuthentication(Instant now);
   /// Tells the loop how much memory is taken for what waits.
@@ -131,7 +134,8 @@ class Connection final : public Peer, public std::enable_shared_from_this<Connec
   std::unique_ptr<Opening> opening;
   std::optional<Session> session;
   RateLimit inboundBytes;
-  const Instant began;
+  /// When the client has last been listened to, before it has authenticated.
+  Instant lastServed;
   Instant cutAt;
   std::size_t buffered = 0;
   int family;
@@ -145,6 +149,9 @@ class Connection final : public Peer, public std::enable_shared_from_this<Connec
   bool isSendingEnded = false;
   bool hasPeerEnded = false;
   bool readWantsWrite = false;
+  /// It is one of the handshakes of TLS that the loop has under way; or waits to be.
+  bool isShakingHands = false;
+  bool isQueued = false;
 };
 
 }  // namespace orvik::relay

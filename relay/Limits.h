@@ -44,6 +44,10 @@ struct Limits {
   /// more are accepted, and those that have taken `crowdedTime` have to go.
   std::size_t unauthenticated = 256;
   Clock::Duration crowdedTime = std::chrono::seconds(3);
+  /// Handshakes of TLS that one event loop has under way. More would only make each take longer
+  /// than its client waits: at half a millisecond of processor each these take an eighth of a
+  /// second.
+  std::size_t handshakes = 256;
   /// A browser that loads the page makes up to six at once, and a household has a few browsers.
   std::size_t unauthenticatedPerAddress = 32;
 

@@ -146,6 +146,32 @@ void Loop::flushLater(std::shared_ptr<Connection> connection) {
   }
 }
 
+bool Loop::mayShakeHands(std::shared_ptr<Connection> connection) {
+  if (handshakes < shared.limits.handshakes) {
+    ++handshakes;
+    return true;
+  }
+  queued.push_back(std::move(connection));
+  counters.add(Metric::handshakesWaiting);
+  return false;
+}
+
+void Loop::endHandshake() {
+  if (queued.empty()) {
+    --handshakes;
+    return;
+  }
+  counters.add(Metric::handshakesWaiting, -1);
+  // Not at once: one that fails at its first bytes would begin the next, and so on.
+  asio::post(context, [next = std::move(queued.front())] { next->beginHandshake(); });
+  queued.pop_front();
+}
+
+Clock::Duration Loop::patience() const {
+  const Clock::Duration lag = std::chrono::nanoseconds(counters.value(Metric::loopLag));
+  return shared.limits.crowdedTime + 4 * lag;
+}
+
 void blockSignals() {
   sigset_t all;
   sigfillset(&all);

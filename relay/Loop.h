@@ -5,6 +5,7 @@
 #include <boost/asio/steady_timer.hpp>
 
 #include <array>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <thread>
@@ -49,6 +50,13 @@ class Loop {
   void remove(Connection& connection);
   /// Sends what a connection has to send at the end of this turn.
   void flushLater(std::shared_ptr<Connection> connection);
+  /// Whether there is room for another handshake of TLS. When not, `beginHandshake` of the
+  /// connection is called once there is. `endHandshake` makes room.
+  [[nodiscard]] bool mayShakeHands(std::shared_ptr<Connection> connection);
+  void endHandshake();
+  [[nodiscard]] bool hasQueued() const noexcept { return !queued.empty(); }
+  /// How long a client may say nothing while others wait: what it has said may wait here too.
+  [[nodiscard]] Clock::Duration patience() const;
   /// Acts on deadlines. Called regularly.
   void check();
   /// Closes all connections within this time.
@@ -79,6 +87,9 @@ class Loop {
   std::optional<Drain> draining;
   std::vector<std::shared_ptr<Connection>> connections;
   std::vector<std::shared_ptr<Connection>> toFlush;
+  /// Those that wait for their handshake.
+  std::deque<std::shared_ptr<Connection>> queued;
+  std::size_t handshakes = 0;
   std::thread thread;
 };
 
