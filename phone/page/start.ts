@@ -67,7 +67,7 @@ async function connectEarly(paired: PairingLink): Promise<EarlyConnection> {
     ahead = undefined;
     return socket;
   };
-  const connection = new Connection(openNext, authentication(keys.token), browserClock);
+  const connection = new Connection(openNext, (last) => authentication(keys.token, last), browserClock);
   if (isSeen) connection.look(true);
   warmFormatters();
   return { link: paired, keys, connection };

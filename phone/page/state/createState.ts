@@ -100,7 +100,8 @@ export function createState(around: Surroundings): State {
     const { keys } = computer.stored.peek();
     if (early?.keys === keys) return early.connection;
     return new Connection(
-      () => around.openSocket(phoneAddress(relay, keys.macId)), authentication(keys.token), clock);
+      () => around.openSocket(phoneAddress(relay, keys.macId)),
+      (last) => authentication(keys.token, last), clock);
   }
 
   /** Connects what is looked at, and lets the rest be. */
