@@ -57,8 +57,11 @@ const std::array rows{
         .needs = "--certificate"},
     Row{.name = "--state",
         .field = &Options::state,
-        .words = "Folder for what the relay keeps (default: orvik-relay in $XDG_STATE_HOME or "
-                 "~/.local/state)"},
+        .words = "Folder for the self-signed certificate and the store (default: orvik-relay in "
+                 "$XDG_STATE_HOME or ~/.local/state)"},
+    Row{"--store", &Options::store,
+        "File that outlives the relay: owners of identifiers and alerts of the last day; \"none\" "
+        "keeps them in memory (default: relay.sqlite in the folder of --state)"},
     Row{.name = "--name",
         .field = &Options::names,
         .words = "Further host name or address for the self-signed certificate; may be repeated",
@@ -175,7 +178,13 @@ Limits Options::limits(const MachineLimits& machine) const {
   return limits;
 }
 
-std::string Options::stateFolder() const {
+std::optional<fs::path> Options::storeFile() const {
+  return store == "none" ? std::nullopt
+         : store.empty() ? std::optional(stateFolder() / "relay.sqlite")
+                         : std::optional(fs::path(store));
+}
+
+fs::path Options::stateFolder() const {
   if (!state.empty()) {
     return state;
   }

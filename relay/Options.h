@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -25,6 +26,7 @@ struct Options {
   std::string certificate;
   std::string key;
   std::string state;
+  std::string store;
   std::vector<std::string> names;
   std::size_t threads = 0;
   double drain = 10;
@@ -49,8 +51,10 @@ struct Options {
   /// What they come to on this machine. Throws std::runtime_error, with one line, when two of them
   /// contradict each other or the machine.
   [[nodiscard]] Limits limits(const MachineLimits& machine) const;
-  /// The folder for the self-signed certificate. Throws std::runtime_error when there is none.
-  [[nodiscard]] std::string stateFolder() const;
+  /// The folder for what the relay keeps. Throws std::runtime_error when there is none.
+  [[nodiscard]] std::filesystem::path stateFolder() const;
+  /// The file of the store; nothing where it is to be in memory. Throws like `stateFolder`.
+  [[nodiscard]] std::optional<std::filesystem::path> storeFile() const;
   [[nodiscard]] Clock::Duration drainTime() const;
 };
 

@@ -10,6 +10,7 @@
 #include "relay/Log.h"
 #include "relay/MemoryStore.h"
 #include "relay/Options.h"
+#include "relay/SQLiteStore.h"
 #include "relay/Server.h"
 #include "relay/ServiceManager.h"
 
@@ -20,6 +21,17 @@ using namespace orvik;
 using relay::ListenAddress;
 using relay::Metric;
 using relay::Priority;
+
+std::unique_ptr<relay::RecordStore> storeFor(const relay::Options& options,
+                                             const relay::Limits& limits,
+                                             const std::shared_ptr<Clock>& clock) {
+  const auto file = options.storeFile();
+  if (!file) {
+    return std::make_unique<relay::MemoryStore>(limits, clock);
+  }
+  const auto log = [](const std::string& line) { relay::log(Priority::warning, line); };
+  return std::make_unique<relay::SQLiteStore>(*file, limits, clock, log);
+}
 
 /// The relay as a program: its server, and what runs beside it on the server's loop.
 class Program {
@@ -32,7 +44,7 @@ class Program {
                    : relay::CertificateSource(chosen.certificate, chosen.key)),
         certificate(source.load(clock->unixNow())),
         limits(chosen.limits(machine)),
-        server(limits, clock, std::make_unique<relay::MemoryStore>(limits, clock)) {
+        server(limits, clock, storeFor(chosen, limits, clock)) {
     server.use(relay::makeTLSContext(certificate));
     server.counters().set(Metric::certificateExpiry, epochSeconds(certificate.expiry));
     server.setVerbose(options.verbose);
@@ -173,14 +185,29 @@ void checkAddresses(const relay::Options& options) {
   }
 }
 
+/// Looks at everything that is named, and makes nothing.
+void check(const relay::Options& options, const relay::MachineLimits& machine) {
+  const relay::Limits limits = options.limits(machine);
+  if (!options.certificate.empty()) {
+    static_cast<void>(
+        relay::makeTLSContext(relay::Certificate::read(options.certificate, options.key)));
+  }
+  if (!options.page.empty()) {
+    static_cast<void>(relay::Page::read(options.page));
+  }
+  static_cast<void>(options.storeFile());
+  std::printf("orvik-relay: the options are good; %zu event loops, %zu connections at most\n",
+              limits.threads, limits.connections);
+}
+
 void serve(const relay::Options& options) {
+  const relay::MachineLimits machine = relay::MachineLimits::ask();
   checkAddresses(options);
-  Program program(options, relay::MachineLimits::ask());
   if (options.check) {
-    std::printf("orvik-relay: the options are good\n");
+    check(options, machine);
     return;
   }
-  program.run();
+  Program(options, machine).run();
 }
 
 int fail(const std::string& what) {

@@ -30,8 +30,8 @@ class Page {
   get view() { return this.state.view; }
   get current() { return this.state.view.current; }
 
-  async open(opening: Partial<Opening> = {}): Promise<this> {
-    this.state.setVisible(true);
+  async open(opening: Partial<Opening> = {}, isVisible = true): Promise<this> {
+    this.state.setVisible(isVisible);
     await this.state.start({
       relay: Promise.resolve("wss://relay"), early: Promise.resolve(undefined), fault: undefined, isInstalled: false, ...opening,
     });
@@ -131,11 +131,16 @@ test("the next visit begins with what was last known, as such; alerts are kept a
   first.relay.last.accept();
   const alert = { kind: "disk_full", state: "raised", epoch_ms: first.clock.now(), value: 91, threshold: 90 };
   await first.send(1, "a", alert);
+  assert.ok(first.relay.last.sent[0]?.endsWith('"last":0}'));
+  first.relay.last.say({ alert: 41 });
   await first.send(1, "a", alert);
+  await first.send(1, "a", { ...alert, value: 91.5 });
   const minute = first.clock.now() / 1000 - 600;
   await first.sample(1, { disk_pct: 91, history: { t0: minute, dm: [0, 1], cpu: [5, 6], temp: [null, null], w: [1, 2] } });
   assert.deepEqual([first.current.alerts.value.length, first.current.unseenAlerts.value, first.current.alerts.value[0]?.isStillSo], [1, 1, true]);
   assert.equal(first.current.verdict.value.sky, "amber");
+  // A number counts once its envelope is here.
+  first.relay.last.say({ alert: 42 });
   first.view.actions.markSeen();
   assert.deepEqual([first.current.unseenAlerts.value, first.current.verdict.value.sky], [0, "calm"]);
   first.state.setVisible(false);
@@ -146,6 +151,8 @@ test("the next visit begins with what was last known, as such; alerts are kept a
   assert.deepEqual(second.current.verdict.value.second, { key: "lastReading", ageMs: 7_200_000 });
   assert.ok(second.current.hasHistory.value);
   assert.deepEqual([second.current.alerts.value.length, second.current.unseenAlerts.value, second.current.alerts.value[0]?.isStillSo], [1, 0, false]);
+  second.relay.last.onopen?.();
+  assert.ok(second.relay.last.sent[0]?.endsWith('"last":41}'));
   second.relay.last.end(1006);
   second.clock.advance(1000);
   second.relay.last.end(1006);
@@ -195,8 +202,7 @@ test("an installed page's first address adds its computer once, and never brings
   const storage = new FakeStorage();
   const openInstalled = async (page: Page) => {
     const keys = await deriveKeys(idOf(1), secret(1));
-    const connection = { look() {}, rest() {}, wake() {}, observe() {} } as never;
-    return page.open({ isInstalled: true, early: Promise.resolve({ link: { macId: idOf(1), secret: secret(1), name: "one" }, keys, connection }) });
+    return page.open({ isInstalled: true, early: Promise.resolve({ link: { macId: idOf(1), secret: secret(1), name: "one" }, keys, socket: undefined }) });
   };
   const first = await openInstalled(new Page(storage));
   assert.equal(first.current.name.value, "one");
@@ -210,6 +216,20 @@ test("an installed page's first address adds its computer once, and never brings
   assert.equal(third.current.macId.value, undefined);
   await third.view.actions.addByLink(linkOf(1));
   assert.deepEqual(storage.written?.removed, []);
+});
+
+test("a connection that was begun with the page is used once, and closed when nobody looks any more", async () => {
+  for (const isVisible of [true, false]) {
+    const page = new Page(new FakeStorage());
+    const socket = page.relay.open("ahead");
+    const keys = await deriveKeys(idOf(1), secret(1));
+    await page.open({ early: Promise.resolve({ link: { macId: idOf(1), secret: secret(1), name: "one" }, keys, socket }) }, isVisible);
+    assert.equal(socket.isClosed, !isVisible);
+    if (!isVisible) continue;
+    socket.end(1006);
+    page.clock.advance(1000);
+    assert.deepEqual(page.relay.sockets.map(({ address }) => address), ["ahead", `wss://relay/v1/phone/${idOf(1)}`]);
+  }
 });
 
 test("what stands in the way is told in order, and the page works on", async () => {
