@@ -146,7 +146,7 @@ std::vector<std::string> ownNames() {
 }  // namespace
 
 Certificate Certificate::read(const fs::path& chainFile, const fs::path& keyFile) {
-  Certificate certificate{contentOf(chainFile), contentOf(keyFile), chainFile, {}};
+  Certificate certificate{contentOf(chainFile), contentOf(keyFile), chainFile, {}, {}};
   const X509Handle x509 = certificateIn(certificate.chain);
   if (x509 == nullptr) {
     throw Unusable(chainFile.string() + " holds no PEM certificate");
@@ -159,6 +159,9 @@ Certificate Certificate::read(const fs::path& chainFile, const fs::path& keyFile
     throw Unusable(keyFile.string() + " is not the key of " + chainFile.string());
   }
   certificate.fingerprint = fingerprintOf(*x509);
+  std::tm end{};
+  ASN1_TIME_to_tm(X509_get0_notAfter(x509.get()), &end);
+  certificate.expiry = Clock::UnixTime(std::chrono::seconds(timegm(&end)));
   return certificate;
 }
 

@@ -19,6 +19,8 @@ struct Certificate {
   std::filesystem::path file;
   /// SHA-256 of the relay's own certificate: upper-case hexadecimal bytes with colons.
   std::string fingerprint;
+  /// From when on it is not valid any more.
+  Clock::UnixTime expiry;
 
   /// The files hold no certificate and matching key.
   struct Unusable : std::runtime_error {
