@@ -11,7 +11,6 @@ runs in there, services are started by the ExecStart line of their units.
 import configparser
 import glob
 import os
-import pwd
 import re
 import shlex
 import shutil
@@ -19,7 +18,6 @@ import signal
 import socket
 import subprocess
 import sys
-import tempfile
 import time
 
 root, packages = sys.argv[1:3]
@@ -49,7 +47,7 @@ class Machine:
         self.sleeper.stdout.readline()
         self.services = {}
 
-    def command(self, command, user="root", isolated=True, clean=True):
+    def command(self, command, user="root", isolated=True):
         where = ["nsenter", f"--net=/proc/{self.sleeper.pid}/ns/net"] if isolated else []
         return [*where, "chroot", root, "env", "-i", "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin",
                 "LANG=C.UTF-8", "DEBIAN_FRONTEND=noninteractive", "HOME=/root",
@@ -88,7 +86,7 @@ class Machine:
         manager = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
         manager.bind(notified)
         os.chmod(notified, 0o666)
-        environment |= {"NOTIFY_SOCKET": "/run/systemd/notify", "RUNTIME_DIRECTORY": "/run/" + unit.get("RuntimeDirectory", "")}
+        environment |= {"NOTIFY_SOCKET": "/run/systemd/notify", "HOME": users[user][5]}
         line = re.sub(r"\$\{?(\w+)\}?", lambda found: environment.get(found[1], ""), unit["ExecStart"])
         rights = ["setpriv", "--reuid", user, "--regid", unit.get("Group", user), "--init-groups"]
         if "AmbientCapabilities" in unit:
