@@ -51,7 +51,15 @@ function noteFirst(shows) {
       }
     }
   };
-  new MutationObserver(look).observe(document, { childList: true, subtree: true, attributes: true, characterData: true });
+  let watched;
+  const watch = () => {
+    if (document === watched) return;
+    watched = document;
+    new MutationObserver(look).observe(document, { childList: true, subtree: true, attributes: true, characterData: true });
+  };
+  watch();
+  // The window of a frame may get another document.
+  if (window !== top) setInterval(watch, 100);
 }
 
 /** A page with the network and the processor of a slow phone, and what it has received. */
