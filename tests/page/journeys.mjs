@@ -300,6 +300,9 @@ journey("a new version: a closed page opens whole, and is new at the second open
   stage.pages = [page];
   await second.close();
   await page.bringToFront();
+  // The browser lets the new worker take over once it has noticed that no page is open.
+  await page.goto(`${new URL(agent.link).origin}/healthz`);
+  await page.waitForFunction(async () => (await navigator.serviceWorker.getRegistration("/orvik/p")).waiting === null, { polling: 100 });
   countLoads(page);
   await page.goto(agent.link.split("#")[0]);
   await isWhole(page, version, 1);
