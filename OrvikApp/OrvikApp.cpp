@@ -90,13 +90,13 @@ void OrvikApp::trayHostChanged(bool isPresent) {
   panelTimer.stop();
   window.setHoldsMenu(false);
   if (!icon) {
-    icon.emplace(model, menu.menu());
+    icon.emplace(model, menu);
   }
 }
 
 void OrvikApp::showWithoutIcon() {
   window.setHoldsMenu(true);
-  showPairing();
+  window.presentWithoutCode();
 }
 
 }  // namespace orvik
