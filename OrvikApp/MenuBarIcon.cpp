@@ -31,15 +31,15 @@ MenuBarIcon::MenuBarIcon(AppModel& model, StatusMenu& menu) : model(model), menu
   connect(&menu, &StatusMenu::statusChanged, this, &MenuBarIcon::tellState);
   qGuiApp->installEventFilter(this);
   // Where a click does not open the menu by itself.
-  connect(&item, &QSystemTrayIcon::activated, &menu, [&menu](auto reason) {
+  connect(&item, &QSystemTrayIcon::activated, this, [this](auto reason) {
     const bool isClick =
         reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::MiddleClick;
     if (isClick && QGuiApplication::platformName() != QLatin1String("cocoa")) {
-      menu.menu().popup(QCursor::pos());
+      openMenu();
     }
   });
   item.show();
-  panelItem = openPanelItem(item, menu.menu());
+  panelItem = openPanelItem(item, [this] { openMenu(); });
   tellState();
 }
 
@@ -52,18 +52,29 @@ bool MenuBarIcon::eventFilter(QObject* watched, QEvent* event) {
   return QObject::eventFilter(watched, event);
 }
 
+void MenuBarIcon::openMenu() {
+  // On Wayland nobody knows where the pointer is, and a menu needs a window to stand beside.
+  if (QGuiApplication::platformName().startsWith(QLatin1String("wayland"))) {
+    Q_EMIT menuWantedElsewhere();
+  } else {
+    menu.menu().popup(QCursor::pos());
+  }
+}
+
 void MenuBarIcon::redraw() {
   item.setIcon(icon(model.isPaused()));
   tellState();
 }
 
 void MenuBarIcon::tellState() {
-  const QString status = menu.statusText();
-  const QString reason = reasonOf(model);
-  item.setToolTip(QStringLiteral("Orvik\n") + status +
-                  (reason.isEmpty() ? reason : QLatin1Char('\n') + reason));
+  QStringList lines{QStringLiteral("Orvik"), menu.statusText()};
+  if (const QString reason = reasonOf(model); !reason.isEmpty()) {
+    lines += reason;
+  }
+  const QString toolTip = lines.join(QLatin1Char('\n'));
+  item.setToolTip(toolTip);
   if (panelItem) {
-    panelItem->show(model.isPaused(), status, reason);
+    panelItem->show(model.isPaused(), toolTip);
   }
 }
 

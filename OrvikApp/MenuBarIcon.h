@@ -13,7 +13,8 @@ class AppModel;
 class StatusMenu;
 
 /// The application's everyday face: one icon in the menu bar, faint while the link is paused.
-/// Whoever points at it reads the state, and why the link is down. Main thread only.
+/// Whoever points at it reads the state, and why the link is down; each button opens the menu. Main
+/// thread only.
 class MenuBarIcon : public QObject {
   Q_OBJECT
  public:
@@ -22,12 +23,17 @@ class MenuBarIcon : public QObject {
 
   [[nodiscard]] static QIcon icon(bool paused);
 
+ Q_SIGNALS:
+  /// The icon has been clicked where no menu can be placed beside it.
+  void menuWantedElsewhere();
+
  protected:
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
   void redraw();
   void tellState();
+  void openMenu();
 
   AppModel& model;
   StatusMenu& menu;

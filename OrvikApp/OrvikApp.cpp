@@ -91,12 +91,13 @@ void OrvikApp::trayHostChanged(bool isPresent) {
   window.setHoldsMenu(false);
   if (!icon) {
     icon.emplace(model, menu);
+    connect(&*icon, &MenuBarIcon::menuWantedElsewhere, &window, &PairingWindow::presentMenu);
   }
 }
 
 void OrvikApp::showWithoutIcon() {
   window.setHoldsMenu(true);
-  window.presentWithoutCode();
+  window.presentMenu();
 }
 
 }  // namespace orvik

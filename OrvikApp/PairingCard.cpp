@@ -146,12 +146,14 @@ PairingCard::PairingCard(const Texts& texts, const QString& link, QWidget* paren
 void PairingCard::setLink(const QString& newLink) {
   link = newLink;
   code.setText(link);
+  setCodeShown(codeShown);
 }
 
 void PairingCard::setCodeShown(bool isShown) {
+  codeShown = isShown;
   code.setVisible(isShown);
   showCode.setVisible(!isShown);
-  copy.setEnabled(isShown);
+  copy.setEnabled(isShown && !link.isEmpty());
 }
 
 void PairingCard::copyLink() {

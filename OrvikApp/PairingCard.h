@@ -30,7 +30,7 @@ class PairingCard : public QWidget {
 
   /// Covers the code until a click on the button in its place, or shows it. It is shown at first.
   void setCodeShown(bool isShown);
-  [[nodiscard]] bool isCodeShown() const { return copy.isEnabled(); }
+  [[nodiscard]] bool isCodeShown() const { return codeShown; }
 
   [[nodiscard]] bool launchAtLogin() const;
   /// Shows the switch as the system has it, and tells nobody.
@@ -53,6 +53,7 @@ class PairingCard : public QWidget {
   const QString launchText;
   const QString copyWarning;
   QString link;
+  bool codeShown = true;
   QLabel title;
   QLabel heading;
   QRCode code;

@@ -53,11 +53,13 @@ void PairingWindow::present() {
   bringToFront(this);
 }
 
-void PairingWindow::presentWithoutCode() {
+void PairingWindow::presentMenu() {
+  menuBar.show();
   if (!isVisible()) {
     card.setCodeShown(false);
     show();
   }
+  bringToFront(this);
 }
 
 void PairingWindow::setHoldsMenu(bool holds) {
@@ -76,6 +78,7 @@ void PairingWindow::closeEvent(QCloseEvent* event) {
     showMinimized();
     return;
   }
+  menuBar.hide();
   QWidget::closeEvent(event);
 }
 

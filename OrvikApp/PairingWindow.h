@@ -23,12 +23,12 @@ class PairingWindow : public QWidget {
   /// Shows the window with the code, and brings it to the front.
   void present();
 
-  /// Shows the window for its menu, when nobody has asked for the code: that waits for a click. A
-  /// window that is open stays as it is.
-  void presentWithoutCode();
+  /// Shows the window with the menu, when nobody has asked for the code: that waits for a click. A
+  /// code that is shown already stays.
+  void presentMenu();
 
-  /// Whether the menu is in the window. One that was opened for its menu alone, or put away as far
-  /// as that was possible, goes when the menu is elsewhere.
+  /// Whether the menu is in the window and nowhere else. One that was opened for its menu alone, or
+  /// put away as far as that was possible, goes when the menu is elsewhere.
   void setHoldsMenu(bool holds);
 
  protected:

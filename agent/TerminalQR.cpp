@@ -16,9 +16,9 @@ constexpr const char* usualColours = "\x1B[0m";
 constexpr int usualBorder = 2;
 constexpr int leastBorder = 1;
 
-constexpr std::array<std::string_view, 3> advice = {
-    "Scan this code with your phone,", "or open the link above on it.",
-    "Whoever has it sees the readings."};
+constexpr std::array<std::string_view, 3> advice = {"Scan this code with your phone,",
+                                                    "or open the link above on it.",
+                                                    "Whoever has it sees the readings."};
 constexpr std::string_view gap = "  ";
 constexpr int adviceWidth = 33;
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <QMenu>
 #include <QString>
 #include <QSystemTrayIcon>
+#include <functional>
 #include <memory>
 
 namespace orvik {
@@ -12,13 +12,15 @@ class PanelItem {
  public:
   virtual ~PanelItem() = default;
 
-  /// Has the panel show the icon of a link that is paused, or not, and the state in two lines when
-  /// it is pointed at; `reason` may be empty.
-  virtual void show(bool isPaused, const QString& status, const QString& reason) = 0;
+  /// Has the panel show the icon of a link that is paused, or not, and this text when it is pointed
+  /// at.
+  virtual void show(bool isPaused, const QString& toolTip) = 0;
 };
 
-/// For an icon that has just been shown with its menu; both outlive what is returned. Null where the
-/// toolkit says all that there is to say.
-[[nodiscard]] std::unique_ptr<PanelItem> openPanelItem(QSystemTrayIcon& icon, QMenu& menu);
+/// For an icon that has just been shown with its menu, and outlives what is returned. `openMenu` is
+/// called when it has been clicked on a panel that shows no menus. Null where the toolkit says all
+/// that there is to say.
+[[nodiscard]] std::unique_ptr<PanelItem> openPanelItem(QSystemTrayIcon& icon,
+                                                       std::function<void()> openMenu);
 
 }  // namespace orvik

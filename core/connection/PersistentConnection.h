@@ -49,7 +49,8 @@ class PersistentConnection {
     std::exception_ptr failure;
     bool wasAccepted = false;
 
-    /// Why, as a few words without a full stop. A library's or the system's own may be foreign text.
+    /// Why, as a few words without a full stop. A library's or the system's own may be foreign
+    /// text.
     [[nodiscard]] std::string reason() const;
   };
 

@@ -24,13 +24,8 @@ bool isTextScreen(int descriptor) {
 }
 
 bool isLocaleUTF8() {
-  const locale_t locale = newlocale(LC_CTYPE_MASK, "", nullptr);
-  if (locale == nullptr) {
-    return false;
-  }
-  const bool isUTF8 = std::string_view(nl_langinfo_l(CODESET, locale)) == "UTF-8";
-  freelocale(locale);
-  return isUTF8;
+  return std::setlocale(LC_CTYPE, "") != nullptr &&
+         std::string_view(nl_langinfo(CODESET)) == "UTF-8";
 }
 
 }  // namespace orvik

@@ -15,7 +15,8 @@ struct ScreenSize {
 /// Whether a file descriptor stands for a terminal that obeys control sequences.
 [[nodiscard]] bool isTextScreen(int descriptor);
 
-/// Whether the user's locale writes UTF-8: otherwise a terminal shows ASCII alone.
+/// Whether the user's locale, which becomes the program's for characters, writes UTF-8: otherwise a
+/// terminal shows ASCII alone. To be asked before there are threads.
 [[nodiscard]] bool isLocaleUTF8();
 
 }  // namespace orvik

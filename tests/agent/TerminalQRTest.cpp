@@ -69,8 +69,8 @@ TEST(PairingText, FitsTheTerminalOrSaysHowLargeItHasToBe) {
     bool isBeside;
   };
   // With the narrow border 43 modules, which are 22 lines.
-  const Case cases[] = {{{24, 80}, 22, true},   {{24, 77}, 22, false}, {{23, 80}, 22, true},
-                        {{22, 80}, 0, false},   {{24, 43}, 22, false}, {{24, 42}, 0, false},
+  const Case cases[] = {{{24, 80}, 22, true},  {{24, 77}, 22, false}, {{23, 80}, 22, true},
+                        {{22, 80}, 0, false},  {{24, 43}, 22, false}, {{24, 42}, 0, false},
                         {{40, 120}, 23, true}, {{1, 1}, 0, false}};
   for (const auto& [screen, codeLines, isBeside] : cases) {
     SCOPED_TRACE(std::to_string(screen.rows) + "x" + std::to_string(screen.columns));

@@ -15,8 +15,8 @@ namespace orvik {
 ///
 /// The toolkit looks for a panel on the bus once, when the first icon is made, and never again: so
 /// no icon may be made before a panel has told the watcher of items that it is there, which after a
-/// login may take a while. One of the older kind counts at once only where there is no watcher. Once
-/// there is an icon, only a panel of its kind can show it.
+/// login may take a while. One of the older kind counts at once only where there is no watcher.
+/// Once there is an icon, only a panel of its kind can show it.
 class DesktopTrayHost final : public QObject, public TrayHost {
   Q_OBJECT
  public:

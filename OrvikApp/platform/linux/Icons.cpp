@@ -17,9 +17,9 @@ struct Size {
 constexpr std::array sizes{Size{16, 16}, Size{22, 22}, Size{24, 24}, Size{32, 16},
                            Size{44, 22}, Size{48, 24}, Size{64, 16}};
 
-/// For a panel whose colours nobody knows: 3 : 1 and more on light and on dark. One that knows the
+/// For a panel whose colours nobody knows: some 3 : 1 on light and on dark. One that knows the
 /// symbol by its name colours it itself.
-constexpr QRgb neutral = 0xFF868686;
+constexpr QRgb neutral = 0xFF909090;
 
 QPixmap drawn(QSvgRenderer& drawing, int size, double opacity) {
   QPixmap picture(size, size);

@@ -1,12 +1,10 @@
 #include "OrvikApp/platform/linux/StatusNotifierItem.h"
 
 #include <QCoreApplication>
-#include <QCursor>
 #include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMetaType>
 #include <QDir>
-#include <QGuiApplication>
 #include <QImage>
 #include <QPixmap>
 #include <QtEndian>
@@ -74,10 +72,9 @@ StatusNotifierItem::StatusNotifierItem(QObject& toolkitItem, QSystemTrayIcon& ic
   qDBusRegisterMetaType<PanelToolTip>();
 }
 
-void StatusNotifierItem::show(bool nowPaused, const QString& nowState, const QString& nowReason) {
+void StatusNotifierItem::show(bool nowPaused, const QString& nowTip) {
   isPaused = nowPaused;
-  state = nowState;
-  reason = nowReason;
+  tip = nowTip;
   Q_EMIT NewIcon();
   Q_EMIT NewToolTip();
 }
@@ -106,20 +103,18 @@ PanelPictures StatusNotifierItem::pictures() const {
 }
 
 PanelToolTip StatusNotifierItem::toolTip() const {
-  const QString second = reason.isEmpty() ? QString() : QStringLiteral("<br>") + reason.toHtmlEscaped();
-  return {.iconName = {}, .icon = {}, .title = title(), .text = state.toHtmlEscaped() + second};
+  // All in the title: some panels show nothing else.
+  return {.iconName = {}, .icon = {}, .title = tip, .text = {}};
 }
 
-void StatusNotifierItem::Activate(int /*x*/, int /*y*/) {
-  openMenu();
-}
+void StatusNotifierItem::Activate(int /*x*/, int /*y*/) { openMenu(); }
 
-std::unique_ptr<PanelItem> openPanelItem(QSystemTrayIcon& icon, QMenu& menu) {
+std::unique_ptr<PanelItem> openPanelItem(QSystemTrayIcon& icon, std::function<void()> openMenu) {
   QObject* const item = toolkitItem();
   if (item == nullptr) {
     return nullptr;
   }
-  return std::make_unique<StatusNotifierItem>(*item, icon, [&menu] { menu.popup(QCursor::pos()); });
+  return std::make_unique<StatusNotifierItem>(*item, icon, std::move(openMenu));
 }
 
 }  // namespace orvik

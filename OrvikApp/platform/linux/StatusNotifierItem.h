@@ -22,7 +22,6 @@ struct PanelToolTip {
   QString iconName;
   PanelPictures icon;
   QString title;
-  /// Simple markup.
   QString text;
 };
 
@@ -50,11 +49,11 @@ class StatusNotifierItem final : public QDBusAbstractAdaptor, public PanelItem {
   Q_PROPERTY(QDBusObjectPath Menu READ menu)
 
  public:
-  /// Takes the place of what `toolkitItem` exports. `openMenu` opens the menu where the pointer is,
-  /// for panels that do not show it themselves.
+  /// Takes the place of what `toolkitItem` exports. `openMenu` is for panels that do not show the
+  /// menu themselves.
   StatusNotifierItem(QObject& toolkitItem, QSystemTrayIcon& icon, std::function<void()> openMenu);
 
-  void show(bool isPaused, const QString& status, const QString& reason) override;
+  void show(bool isPaused, const QString& toolTip) override;
 
   [[nodiscard]] QString category() const { return QStringLiteral("ApplicationStatus"); }
   [[nodiscard]] QString name() const { return QStringLiteral("orvik"); }
@@ -85,8 +84,7 @@ class StatusNotifierItem final : public QDBusAbstractAdaptor, public PanelItem {
   const std::function<void()> openMenu;
   const QDBusObjectPath menuPath;
   bool isPaused = false;
-  QString state;
-  QString reason;
+  QString tip;
 };
 
 }  // namespace orvik

@@ -2,7 +2,8 @@
 
 namespace orvik {
 
-std::unique_ptr<PanelItem> openPanelItem(QSystemTrayIcon& /*icon*/, QMenu& /*menu*/) {
+std::unique_ptr<PanelItem> openPanelItem(QSystemTrayIcon& /*icon*/,
+                                         std::function<void()> /*openMenu*/) {
   return nullptr;
 }
 
