@@ -121,11 +121,11 @@ void Connection::configureWebSocket() {
 asio::awaitable<void> Connection::receive() {
   for (;;) {
     // Read into what all phones then share: a message is never copied.
-    const auto message = std::make_shared<std::string>();
-    if (!co_await receive(*message)) {
+    std::string message;
+    if (!co_await receive(message)) {
       break;
     }
-    received(message);
+    received(framedText(message));
   }
   receiveEnded = true;
   // At once, even when a message is still being written: nothing more can be sent to it.
@@ -167,7 +167,8 @@ asio::awaitable<void> Connection::transmit() {
       continue;
     }
     const SharedText message = outbound.front();
-    const auto [error, size] = co_await webSocket.async_write(asio::buffer(*message), asTuple);
+    const auto [error, size] =
+        co_await webSocket.async_write(asio::buffer(message->text()), asTuple);
     outbound.pop();
     if (error) {
       // The reading side knows why, and ends too.
@@ -203,16 +204,16 @@ void Connection::send(SharedText message) {
   if (outbound.push(std::move(message))) {
     changed.notify();
   } else {
-    close(closeCode::tryAgainLater, "too slow");
+    close(CloseReason::tooSlow);
   }
 }
 
-void Connection::close(std::uint16_t code, std::string_view reason) {
+void Connection::close(CloseReason reason) {
   if (!session) {
     cut();
   } else if (!closing) {
-    closing.emplace().code = code;
-    closing->reason.assign(reason.data(), reason.size());
+    closing.emplace().code = rowOf(reason).code;
+    closing->reason.assign(rowOf(reason).words.data(), rowOf(reason).words.size());
     limitClosing();
     changed.notify();
     // Not at once: the caller may be going through the list that this would change.
@@ -238,7 +239,7 @@ void Connection::check(Instant now) {
   if (now >= cutAt || (isFlood && closing)) {
     cut();
   } else if (isFlood) {
-    close(closeCode::rateExceeded, "too many bytes");
+    close(CloseReason::tooManyBytes);
   } else if (session && !closing) {
     session->check(now);
   }

@@ -27,7 +27,7 @@ class Connection final : public Peer, public std::enable_shared_from_this<Connec
   asio::awaitable<void> run();
 
   void send(SharedText message) override;
-  void close(std::uint16_t code, std::string_view reason) override;
+  void close(CloseReason reason) override;
   /// Ends the connection without a word.
   void cut();
   /// Forgets a connection whose `run` has ended, in whatever way.

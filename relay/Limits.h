@@ -50,15 +50,32 @@ struct Limits {
   std::size_t heldPhones = 512;
   /// A Mac is back 60 s after a lost connection at the latest.
   Clock::Duration holdTime = std::chrono::seconds(60);
-  /// Identifiers with a known owner: about 20 MB.
-  std::size_t records = 100'000;
+  /// What clients say while the store has not yet answered for them. A client waits for the answer
+  /// with what it has to say, so that this is an alert or two.
+  std::size_t waitingMacsPerMac = 4;
+  std::size_t waitingMessages = 20;
+  std::size_t waitingBytes = 128 * kibibyte;
 
-  /// Alerts that wait for a phone: as many as a Mac keeps itself while it has no relay, each well
-  /// under 1 KiB, and all of them together in less memory than the records.
+  /// Alerts that are kept: as many as a Mac keeps itself while it has no relay, each well under
+  /// 1 KiB.
   std::size_t keptAlertsPerMac = 20;
   std::size_t keptAlertBytes = 4 * kibibyte;
+  Clock::Duration keptAlertTime = std::chrono::hours(24);
+  /// How old an alert that no phone has got may be for a phone that does not count.
+  Clock::Duration untakenAlertTime = std::chrono::hours(1);
+
+  /// Without a file to keep them in: identifiers with a known owner, about 20 MB, and all alerts
+  /// together in less memory than that.
+  std::size_t records = 100'000;
   std::size_t keptBytes = 8 * mebibyte;
-  Clock::Duration keptAlertTime = std::chrono::hours(1);
+  /// Records of the file that nobody has used for so long go.
+  Clock::Duration recordTime = std::chrono::days(180);
+  /// The file, for which a stranger's identifiers cost nothing: a million Macs without alerts take
+  /// a fifth of it.
+  std::size_t storeBytes = 1024 * mebibyte;
+  /// What waits for the file: a question of each of as many clients as a machine holds.
+  std::size_t storeQueue = 65'536;
+  std::size_t storeQueueBytes = 64 * mebibyte;
 
   /// What waits to be sent to one connection, the message being sent included.
   std::size_t outboundMessages = 64;

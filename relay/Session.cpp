@@ -9,7 +9,7 @@ namespace {
 constexpr std::string_view ping = "ping";
 
 SharedText pong() {
-  static const SharedText text = std::make_shared<const std::string>("pong");
+  static const SharedText text = framedText("pong");
   return text;
 }
 
@@ -28,30 +28,31 @@ Session::Session(const Target& target, Peer& peer, Switchboard& switchboard, con
 void Session::received(bool isText, const SharedText& message, Instant now) {
   lastReceived = now;
   if (!messages.take(now)) {
-    peer.close(closeCode::rateExceeded, "too many messages");
+    peer.close(CloseReason::tooManyMessages);
   } else if (!authenticated) {
-    authenticate(*message, isText, now);
-  } else if (isText && *message == ping) {
+    authenticate(message->text(), isText, now);
+  } else if (isText && message->text() == ping) {
     peer.send(pong());
   } else if (isText && target.role == Target::Role::mac) {
-    switchboard.forward(target.identifier, peer, message, now);
+    switchboard.forward(target.identifier, peer, message);
   } else if (isText) {
-    receivedFromPhone(*message);
+    receivedFromPhone(message->text());
   }
 }
 
-void Session::authenticate(const std::string& message, bool isText, Instant now) {
-  const std::optional<TokenHash> token = isText ? tokenIn(message) : std::nullopt;
-  if (!token) {
-    peer.close(closeCode::unauthenticated, "the first message is no token");
+void Session::authenticate(std::string_view message, bool isText, Instant now) {
+  const auto said = isText ? Authentication::in(message) : std::nullopt;
+  if (!said) {
+    peer.close(CloseReason::noToken);
     return;
   }
-  authenticated = target.role == Target::Role::mac
-                      ? switchboard.macArrived(target.identifier, *token, peer)
-                      : switchboard.phoneArrived(target.identifier, *token, peer, now);
+  authenticated =
+      target.role == Target::Role::mac
+          ? switchboard.macArrived(target.identifier, said->token, peer, now)
+          : switchboard.phoneArrived(target.identifier, said->token, said->last, peer, now);
 }
 
-void Session::receivedFromPhone(const std::string& message) {
+void Session::receivedFromPhone(std::string_view message) {
   if (const std::optional<bool> active = activeIn(message)) {
     switchboard.setActive(target.identifier, peer, *active);
   }
@@ -59,9 +60,9 @@ void Session::receivedFromPhone(const std::string& message) {
 
 void Session::check(Instant now) const {
   if (!authenticated && now >= began + limits.authenticationTime) {
-    peer.close(closeCode::unauthenticated, "no token came in time");
+    peer.close(CloseReason::tokenLate);
   } else if (now >= lastReceived + limits.idleTime) {
-    peer.close(closeCode::tryAgainLater, "silent for too long");
+    peer.close(CloseReason::silent);
   }
 }
 

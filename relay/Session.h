@@ -29,8 +29,8 @@ class Session {
   [[nodiscard]] Rate byteRate() const;
 
  private:
-  void authenticate(const std::string& message, bool isText, Instant now);
-  void receivedFromPhone(const std::string& message);
+  void authenticate(std::string_view message, bool isText, Instant now);
+  void receivedFromPhone(std::string_view message);
   [[nodiscard]] bool isAcceptedMac() const;
 
   Target target;

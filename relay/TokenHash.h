@@ -11,14 +11,25 @@ class TokenHash {
  public:
   static constexpr std::size_t tokenSize = 32;
 
+  /// SHA-256.
+  using Digest = std::array<std::uint8_t, 32>;
+
   explicit TokenHash(std::span<const std::uint8_t, tokenSize> token);
+  /// One that has been kept as `bytes` gave it.
+  [[nodiscard]] static TokenHash from(const Digest& bytes) {
+    TokenHash hash;
+    hash.digest = bytes;
+    return hash;
+  }
+  [[nodiscard]] const Digest& bytes() const noexcept { return digest; }
 
   /// Takes the same time wherever the two differ.
   bool operator==(const TokenHash& other) const noexcept;
 
  private:
-  /// SHA-256.
-  std::array<std::uint8_t, 32> digest{};
+  TokenHash() = default;
+
+  Digest digest{};
 };
 
 }  // namespace orvik::relay

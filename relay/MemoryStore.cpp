@@ -1,0 +1,104 @@
+#include "relay/MemoryStore.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace orvik::relay {
+
+namespace {
+
+std::size_t memoryOf(const Record& record) {
+  std::size_t bytes = 0;
+  for (const KeptAlert& alert : record.alerts) {
+    // With what the allocator and the places in lists add.
+    bytes += alert.envelope->size() + 100;
+  }
+  return bytes;
+}
+
+}  // namespace
+
+MemoryStore::MemoryStore(const Limits& limits, std::shared_ptr<Clock> clock)
+    : limits(limits),
+      clock(std::move(clock)),
+      first(firstNumber(epochSeconds(this->clock->unixNow()))) {}
+
+void MemoryStore::find(const Identifier& identifier, std::function<void(Found)> then) {
+  Found found = NoRecord();
+  {
+    const std::lock_guard guard(mutex);
+    if (const Entry* const entry = use(identifier)) {
+      found = entry->record;
+    }
+  }
+  then(std::move(found));
+}
+
+void MemoryStore::claim(const Identifier& identifier, const TokenHash& token,
+                        std::function<void(Claimed)> then) {
+  Claimed answer;
+  {
+    const std::lock_guard guard(mutex);
+    answer = claimed(identifier, token).record;
+  }
+  then(std::move(answer));
+}
+
+void MemoryStore::keep(const Identifier& identifier, const TokenHash& owner, KeptAlert alert,
+                       std::function<void(bool isSafe)> then) {
+  {
+    const std::lock_guard guard(mutex);
+    Record& record = claimed(identifier, owner).record;
+    if (record.owner == owner && bytes + alert.envelope->size() <= limits.keptBytes) {
+      record.lastNumber = std::max(record.lastNumber, alert.number);
+      bytes -= memoryOf(record);
+      // One that is tried again may be older than others.
+      const auto place =
+          std::ranges::lower_bound(record.alerts, alert.number, {}, &KeptAlert::number);
+      record.alerts.insert(place, std::move(alert));
+      bytes += memoryOf(record);
+      trim(record);
+    }
+  }
+  then(false);
+}
+
+void MemoryStore::markTaken(const Identifier& identifier, std::uint64_t number) {
+  const std::lock_guard guard(mutex);
+  if (const auto entry = entries.find(identifier); entry != entries.end()) {
+    entry->second.record.takenNumber = std::max(entry->second.record.takenNumber, number);
+  }
+}
+
+MemoryStore::Entry* MemoryStore::use(const Identifier& identifier) {
+  const auto entry = entries.find(identifier);
+  if (entry == entries.end()) {
+    return nullptr;
+  }
+  trim(entry->second.record);
+  byUse.splice(byUse.end(), byUse, entry->second.use);
+  return &entry->second;
+}
+
+MemoryStore::Entry& MemoryStore::claimed(const Identifier& identifier, const TokenHash& token) {
+  if (Entry* const entry = use(identifier)) {
+    return *entry;
+  }
+  if (entries.size() >= limits.records) {
+    const auto oldest = entries.find(byUse.front());
+    bytes -= memoryOf(oldest->second.record);
+    entries.erase(oldest);
+    byUse.pop_front();
+  }
+  const auto place = byUse.insert(byUse.end(), identifier);
+  Record record{.owner = token, .lastNumber = first - 1};
+  return entries.emplace(identifier, Entry{std::move(record), place}).first->second;
+}
+
+void MemoryStore::trim(Record& record) {
+  bytes -= memoryOf(record);
+  record.trim(limits, epochSeconds(clock->unixNow()));
+  bytes += memoryOf(record);
+}
+
+}  // namespace orvik::relay
