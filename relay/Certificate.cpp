@@ -62,6 +62,8 @@ KeyHandle keyIn(const std::string& text) {
   return KeyHandle(PEM_read_bio_PrivateKey(memoryOf(text).get(), nullptr, noPassphrase, nullptr));
 }
 
+}  // namespace
+
 std::string fingerprintOf(const X509& certificate) {
   constexpr std::string_view digits = "0123456789ABCDEF";
   std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
@@ -75,6 +77,8 @@ std::string fingerprintOf(const X509& certificate) {
   }
   return text;
 }
+
+namespace {
 
 /// Whether the relay may go on with a certificate that it has made earlier.
 bool isGood(const Certificate& certificate, const std::vector<std::string>& names,

@@ -266,6 +266,8 @@ void Connection::answer(HTTPAnswer response, bool stays, std::string body) {
   mayStay = stays;
   response.keep_alive(stays);
   response.set(http::field::server, serverName);
+  afterAnswer = response.result() < http::status::bad_request ? CloseReason::requestsAnswered
+                                                              : CloseReason::badRequest;
   phase = Phase::answer;
   cutAt = now() + loop->shared.limits.answerTime;
   outbound.append(headOf(response));
@@ -476,7 +478,7 @@ void Connection::sent() {
       readable();
     }
   } else if (phase == Phase::answer) {
-    finish(CloseReason::requestsAnswered);
+    finish(afterAnswer);
     readable();
   } else if (phase == Phase::closing && !std::exchange(isSendingEnded, true)) {
     // Closing a socket with unread data resets the connection, and the reset overtakes what was
@@ -492,7 +494,11 @@ void Connection::peerEnded(bool isLoss) {
   hasPeerEnded = true;
   const bool isUnsent = phase == Phase::closing && !isSendingEnded;
   if (isLoss || !isUnsent) {
-    cut(phase == Phase::handshake ? CloseReason::handshakeFailed : CloseReason::connectionLost);
+    const bool isAnswered =
+        phase == Phase::request && !isLoss && opening->requestsLeft < loop->shared.limits.requests;
+    cut(phase == Phase::handshake ? CloseReason::handshakeFailed
+        : isAnswered              ? CloseReason::requestsAnswered
+                                  : CloseReason::connectionLost);
   }
 }
 

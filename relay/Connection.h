@@ -142,6 +142,8 @@ class Connection final : public Peer, public std::enable_shared_from_this<Connec
   Service service;
   Phase phase;
   std::optional<CloseReason> reason;
+  /// Why it ends when its answer has been sent.
+  CloseReason afterAnswer = CloseReason::requestsAnswered;
   bool isAuthenticated = false;
   bool mayStay = false;
   bool isFlushScheduled = false;

@@ -28,7 +28,7 @@ void tellServiceManager(std::string_view state) {
   const FileDescriptor descriptor(::socket(AF_UNIX, SOCK_DGRAM, 0));
   const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + path.size());
   // Nobody can be told when it fails; a service manager that hears nothing acts by itself.
-  static_cast<void>(::sendto(descriptor.get(), state.data(), state.size(), 0,
+  static_cast<void>(::sendto(descriptor.get(), state.data(), state.size(), MSG_DONTWAIT,
                              reinterpret_cast<const sockaddr*>(&address), size));
 }
 
