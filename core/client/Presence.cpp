@@ -6,21 +6,8 @@
 
 namespace orvik {
 
-namespace {
-
-/// The message's object; what is none has no members.
-UntypedValue objectIn(std::string_view text) {
-  try {
-    return readJSON(text);
-  } catch (const JSONError&) {
-    return {};
-  }
-}
-
-}  // namespace
-
 std::optional<Presence> Presence::fromRelay(std::string_view text) {
-  const UntypedValue message = objectIn(text);
+  const UntypedValue message = readJSONOrNull(text);
   const auto* viewers = message.get<std::int64_t>("viewers");
   if (viewers == nullptr || *viewers < 0) {
     return std::nullopt;
@@ -34,7 +21,7 @@ std::optional<Presence> Presence::fromRelay(std::string_view text) {
 }
 
 std::optional<std::uint64_t> safeAlertsFromRelay(std::string_view text) {
-  const UntypedValue message = objectIn(text);
+  const UntypedValue message = readJSONOrNull(text);
   const auto* count = message.get<std::int64_t>("safe");
   return count == nullptr || *count < 0 ? std::nullopt
                                         : std::optional(static_cast<std::uint64_t>(*count));
