@@ -125,7 +125,7 @@ bool isColourWanted() {
 int view(const PhoneCommandLine& line) {
   const PairingLink link = PairingLink::read(line.link == "-" ? firstInputLine() : line.link);
   const auto clock = std::make_shared<SystemClock>();
-  const auto session = std::make_shared<BeastWebSocketSession>(clock, line.trust, largestEnvelope);
+  const auto session = std::make_shared<BeastWebSocketSession>(clock, ServerTrust{line.trust}, largestEnvelope);
   const PayloadLimit limit(line.count);
 
   Output out(STDOUT_FILENO);

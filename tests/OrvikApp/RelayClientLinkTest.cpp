@@ -24,7 +24,7 @@ TEST(RelayClientLink, TellsTheMainThreadWhatTheClientDoes) {
   CoreThread thread;
   const auto clock = std::make_shared<SystemClock>();
   const auto session =
-      std::make_shared<BeastWebSocketSession>(clock, ORVIK_FIXTURES "/localhost.pem");
+      std::make_shared<BeastWebSocketSession>(clock, ServerTrust{ORVIK_FIXTURES "/localhost.pem"});
   std::vector<RelayState> states;
   const auto link = std::make_shared<RelayClientLink>(
       thread.executor(),
