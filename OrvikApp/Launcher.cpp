@@ -67,7 +67,7 @@ int runApplication(int argc, char** argv) try {
   if (const auto problem = missingDisplay()) {
     return report(*problem);
   }
-  const auto relay = RelayEndpoint::fromEnvironment();
+  const auto relay = RelayEndpoint::present(*RelayEndpoint::preferences());
   qInstallMessageHandler(takeStartMessage);
   prepareForSystem();
   QApplication::setApplicationName(QStringLiteral("Orvik"));
@@ -87,8 +87,8 @@ int runApplication(int argc, char** argv) try {
     case SingleInstance::Standing::first:
       break;
   }
-  OrvikApp orvik(relay);
-  QObject::connect(&instance, &SingleInstance::showRequested, &orvik, &OrvikApp::showPairing);
+  OrvikApp orvik(relay.value_or(RelayEndpoint{}));
+  QObject::connect(&instance, &SingleInstance::showRequested, &orvik, &OrvikApp::startedAgain);
   return QApplication::exec();
 } catch (const std::exception& error) {
   return report(error.what());
