@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,9 +18,21 @@ class MemorySecretStore final : public SecretStore {
     Bytes data;
   };
 
+  enum class State { readable, locked, unreadable, absent };
+
+  explicit MemorySecretStore(std::string name) : title(std::move(name)) {}
+
+  std::string name() const override { return title; }
   std::optional<Bytes> find(const Key& key) override {
-    if (!canFind) {
-      throw Unreadable();
+    switch (state) {
+      case State::locked:
+        throw Locked();
+      case State::unreadable:
+        throw Unreadable();
+      case State::absent:
+        throw Absent();
+      case State::readable:
+        break;
     }
     for (const Item& item : items) {
       if (isOf(item, key)) {
@@ -29,24 +42,37 @@ class MemorySecretStore final : public SecretStore {
     return std::nullopt;
   }
   bool remove(const Key& key) override {
-    return canRemove && (std::erase_if(items, [&](auto& item) { return isOf(item, key); }), true);
+    return isOpen() && (std::erase_if(items, [&](auto& item) { return isOf(item, key); }), true);
   }
   bool add(const Key& key, std::string_view label, ByteView data) override {
-    if (canAdd) {
+    if (isOpen()) {
       items.push_back({key, std::string(label), Bytes(data.begin(), data.end())});
     }
-    return canAdd;
+    return isOpen();
+  }
+  bool unlock(const Key& /*key*/) override {
+    ++prompts;
+    if (isOpening && state == State::locked) {
+      state = State::readable;
+    }
+    return state == State::readable;
   }
 
   std::vector<Item> items;
-  bool canFind = true;
-  bool canRemove = true;
-  bool canAdd = true;
+  std::atomic<State> state = State::readable;
+  /// What can be read can be changed.
+  std::atomic<bool> isWritable = true;
+  /// Whether the user gives the password.
+  std::atomic<bool> isOpening = false;
+  std::atomic<int> prompts = 0;
 
  private:
+  [[nodiscard]] bool isOpen() const { return state == State::readable && isWritable; }
   static bool isOf(const Item& item, const Key& key) {
     return item.key.service == key.service && item.key.account == key.account;
   }
+
+  const std::string title;
 };
 
 }  // namespace orvik::test

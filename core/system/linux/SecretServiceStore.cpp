@@ -369,6 +369,8 @@ bool SecretServiceStore::add(const Key& key, std::string_view label, ByteView da
 
 bool SecretServiceStore::unlock(const Key& key) try {
   requireService();
+  // One that does not answer need not be waited for as long as for a user.
+  askWithin(limits.answer, [](Service& /*service*/) { return true; });
   return askWithin(limits.prompt, [key](Service& service) {
     std::vector<GDBusProxy*> locked;
     const Items items = service.search(key);
