@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string_view>
 
@@ -7,8 +8,15 @@
 
 namespace orvik::relay {
 
-/// The token of {"auth":"TOKEN"}, hashed. Nothing when the text is anything else.
-[[nodiscard]] std::optional<TokenHash> tokenIn(std::string_view message);
+/// What {"auth":"TOKEN"} says.
+struct Authentication {
+  TokenHash token;
+  /// The "last" of a phone that counts alerts. One that is no number of an alert is none.
+  std::optional<std::uint64_t> last;
+
+  /// Nothing when the text is anything else.
+  [[nodiscard]] static std::optional<Authentication> in(std::string_view message);
+};
 
 /// The value of {"active":true|false}. Nothing when the text is anything else.
 [[nodiscard]] std::optional<bool> activeIn(std::string_view message);

@@ -52,7 +52,10 @@ void MemoryStore::keep(const Identifier& identifier, const TokenHash& owner, Kep
     if (record.owner == owner && bytes + alert.envelope->size() <= limits.keptBytes) {
       record.lastNumber = std::max(record.lastNumber, alert.number);
       bytes -= memoryOf(record);
-      record.alerts.push_back(std::move(alert));
+      // One that is tried again may be older than others.
+      const auto place =
+          std::ranges::lower_bound(record.alerts, alert.number, {}, &KeptAlert::number);
+      record.alerts.insert(place, std::move(alert));
       bytes += memoryOf(record);
       trim(record);
     }

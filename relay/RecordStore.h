@@ -98,9 +98,9 @@ class RecordStore {
   /// Makes a token the owner of an identifier that has none. Answers after the commit.
   virtual void claim(const Identifier& identifier, const TokenHash& token,
                      std::function<void(Claimed)> then) = 0;
-  /// Keeps an alert, and no more than the newest of each Mac. A store that has been lost meanwhile
-  /// learns the owner anew. Answers after the commit, with whether the alert is safe; whatever the
-  /// reason, one that is not may be tried again.
+  /// Keeps an alert, in the order of their numbers, and no more than the newest of each Mac. A
+  /// store that has been lost meanwhile learns the owner anew. Answers after the commit, with
+  /// whether the alert is safe; whatever the reason, one that is not may be tried again.
   virtual void keep(const Identifier& identifier, const TokenHash& owner, KeptAlert alert,
                     std::function<void(bool isSafe)> then) = 0;
   /// Notes that the alerts up to this number have reached a phone. Without an answer: what is lost

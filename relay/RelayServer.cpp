@@ -4,6 +4,7 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/experimental/awaitable_operators.hpp>
 #include <boost/asio/ip/v6_only.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
@@ -52,10 +53,12 @@ tcp::acceptor listenAt(asio::io_context& context, const tcp::endpoint& endpoint)
 
 RelayServer::RelayServer(asio::io_context& context, const tcp::endpoint& endpoint,
                          const Certificate& certificate, std::shared_ptr<Clock> clock,
-                         const Limits& limits)
+                         RecordStore& store, const Limits& limits)
     : context(context),
       acceptor(listenAt(context, endpoint)),
-      exchange(std::make_shared<Exchange>(limits, std::move(clock), contextOf(certificate))),
+      exchange(std::make_shared<Exchange>(
+          limits, std::move(clock), contextOf(certificate), store,
+          [&context](std::function<void()> call) { asio::post(context, std::move(call)); })),
       changed(context.get_executor()) {}
 
 RelayServer::~RelayServer() = default;

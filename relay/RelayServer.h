@@ -18,14 +18,16 @@ namespace orvik::relay {
 
 class Connection;
 struct Exchange;
+class RecordStore;
 
 /// Accepts connections and looks after them. Everything runs on `context`, in one thread.
 class RelayServer {
  public:
-  /// Listens at once. Throws boost::system::system_error when the endpoint cannot be had, another
-  /// std::runtime_error when TLS refuses the certificate.
+  /// Listens at once. `store` answers until the server and all of its connections are gone, but
+  /// not after `context`. Throws boost::system::system_error when the endpoint cannot be had,
+  /// another std::runtime_error when TLS refuses the certificate.
   RelayServer(asio::io_context& context, const asio::ip::tcp::endpoint& endpoint,
-              const Certificate& certificate, std::shared_ptr<Clock> clock,
+              const Certificate& certificate, std::shared_ptr<Clock> clock, RecordStore& store,
               const Limits& limits = {});
   ~RelayServer();
 

@@ -34,21 +34,22 @@ void Session::received(bool isText, const SharedText& message, Instant now) {
   } else if (isText && message->text() == ping) {
     peer.send(pong());
   } else if (isText && target.role == Target::Role::mac) {
-    switchboard.forward(target.identifier, peer, message, now);
+    switchboard.forward(target.identifier, peer, message);
   } else if (isText) {
     receivedFromPhone(message->text());
   }
 }
 
 void Session::authenticate(std::string_view message, bool isText, Instant now) {
-  const std::optional<TokenHash> token = isText ? tokenIn(message) : std::nullopt;
-  if (!token) {
+  const auto said = isText ? Authentication::in(message) : std::nullopt;
+  if (!said) {
     peer.close(CloseReason::noToken);
     return;
   }
-  authenticated = target.role == Target::Role::mac
-                      ? switchboard.macArrived(target.identifier, *token, peer)
-                      : switchboard.phoneArrived(target.identifier, *token, peer, now);
+  authenticated =
+      target.role == Target::Role::mac
+          ? switchboard.macArrived(target.identifier, said->token, peer, now)
+          : switchboard.phoneArrived(target.identifier, said->token, said->last, peer, now);
 }
 
 void Session::receivedFromPhone(std::string_view message) {

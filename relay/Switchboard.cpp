@@ -1,203 +1,494 @@
 #include "relay/Switchboard.h"
 
 #include <algorithm>
+#include <chrono>
+#include <utility>
 
 #include "core/values/JSONValue.h"
+#include "relay/ClientMessage.h"
 
 namespace orvik::relay {
 
 namespace {
 
-SharedText sharedText(const JSONValue& value) { return framedText(value.text()); }
+using Role = Target::Role;
 
-SharedText macState(bool connected) { return sharedText(JSONObject{{"mac", connected}}); }
+SharedText sharedText(const JSONObject& object) { return framedText(JSONValue(object).text()); }
+
+SharedText count(const char* key, std::uint64_t value) {
+  return sharedText({{key, static_cast<std::int64_t>(value)}});
+}
+
+SharedText macState(bool connected) { return sharedText({{"mac", connected}}); }
 
 }  // namespace
 
-bool Switchboard::macArrived(const Identifier& identifier, const TokenHash& token, Peer& mac) {
-  auto entry = records.find(identifier);
-  if (entry == records.end()) {
-    entry = claim(identifier, token);
-    if (entry == records.end()) {
-      mac.close(CloseReason::tooManyMacs);
-      return false;
-    }
-  }
-  Record& record = entry->second;
-  if (record.owner != token) {
-    mac.close(CloseReason::pairingRejected);
-    return false;
-  }
-  Peer* const previous = std::exchange(record.mac, &mac);
-  if (previous != nullptr) {
-    previous->close(CloseReason::replaced);
-  } else {
-    tellPhones(record);
-  }
-  releaseHeldPhones(*entry);
-  updateIdle(*entry);
-  tellMac(record);
-  return true;
+template <typename Answer, typename Then>
+std::function<void(Answer)> Switchboard::answering(const Entry& entry, Then then) {
+  // On the store's thread nothing of the switchboard is touched: all that is needed is copied.
+  return [post = post, alive = std::weak_ptr(isAlive), this, identifier = entry.first,
+          incarnation = entry.second.incarnation, then](Answer answer) {
+    post([alive, this, identifier, incarnation, then, answer = std::move(answer)]() mutable {
+      if (alive.expired()) {
+        return;
+      }
+      const auto place = places.find(identifier);
+      if (place != places.end() && place->second.incarnation == incarnation) {
+        then(*this, *place, std::move(answer));
+      }
+    });
+  };
 }
 
-bool Switchboard::phoneArrived(const Identifier& identifier, const TokenHash& token, Peer& phone,
-                               Instant now) {
-  const auto entry = records.find(identifier);
-  if (entry == records.end()) {
-    std::vector<HeldPhone>& waiting = held[identifier];
-    if (waiting.size() >= limits.heldPhonesPerMac || heldCount >= limits.heldPhones) {
-      if (waiting.empty()) {
-        held.erase(identifier);
-      }
-      phone.close(CloseReason::tooManyPhones);
+Switchboard::Switchboard(const Limits& limits, RecordStore& store, Post post,
+                         std::function<std::int64_t()> unixNow)
+    : limits(limits), store(store), post(std::move(post)), unixNow(std::move(unixNow)) {}
+
+bool Switchboard::macArrived(const Identifier& identifier, const TokenHash& token, Peer& mac,
+                             Instant now) {
+  Entry& entry = enter(identifier);
+  Place& place = entry.second;
+  if (place.knowledge != Knowledge::known) {
+    if (!wait(entry, {Role::mac, &mac, token, now + limits.holdTime})) {
       return false;
     }
-    waiting.push_back({{&phone, false}, token, now + limits.holdTime});
-    ++heldCount;
+    if (place.knowledge == Knowledge::unknown) {
+      claim(entry, token);
+    }
     return true;
   }
-  Record& record = entry->second;
-  if (record.owner != token) {
-    phone.close(CloseReason::pairingRejected);
+  if (!take(place, mac, token)) {
     return false;
   }
-  if (record.phones.size() >= limits.phonesPerMac) {
-    phone.close(CloseReason::tooManyPhones);
-    return false;
-  }
-  record.phones.push_back({&phone, false});
-  updateIdle(*entry);
-  phone.send(macState(record.mac != nullptr));
-  for (SharedText& alert : keptAlerts.take(identifier, now)) {
-    phone.send(std::move(alert));
-  }
-  tellMac(record);
+  tellMac(place);
   return true;
 }
 
-void Switchboard::forward(const Identifier& identifier, const Peer& mac, const SharedText& message,
-                          Instant now) {
-  const auto entry = records.find(identifier);
-  if (entry == records.end() || entry->second.mac != &mac) {
+bool Switchboard::phoneArrived(const Identifier& identifier, const TokenHash& token,
+                               std::optional<std::uint64_t> last, Peer& phone, Instant now) {
+  Entry& entry = enter(identifier);
+  if (entry.second.knowledge != Knowledge::known) {
+    return wait(entry, {Role::phone, &phone, token, now + limits.holdTime, last});
+  }
+  if (!take(entry, {&phone, false, last.has_value()}, token, last)) {
+    return false;
+  }
+  tellMac(entry.second);
+  return true;
+}
+
+void Switchboard::forward(const Identifier& identifier, Peer& mac, const SharedText& message) {
+  const auto entry = places.find(identifier);
+  if (entry == places.end()) {
     return;
   }
-  if (entry->second.phones.empty()) {
-    keptAlerts.keep(identifier, message, now);
+  Place& place = entry->second;
+  if (place.mac.peer == &mac) {
+    forward(*entry, message);
+    return;
   }
-  for (const Phone& phone : entry->second.phones) {
-    phone.peer->send(message);
+  const auto client = std::ranges::find(place.waiting, &mac, &Waiting::peer);
+  if (client == place.waiting.end()) {
+    return;
+  }
+  client->bytes += message->size();
+  if (client->messages.size() >= limits.waitingMessages || client->bytes > limits.waitingBytes) {
+    mac.close(CloseReason::tooManyMessages);
+    left(identifier, mac);
+  } else {
+    client->messages.push_back(message);
   }
 }
 
 void Switchboard::setActive(const Identifier& identifier, const Peer& phone, bool active) {
-  if (const auto entry = records.find(identifier); entry != records.end()) {
-    Record& record = entry->second;
-    const auto place = std::ranges::find(record.phones, &phone, &Phone::peer);
-    if (place != record.phones.end() && place->active != active) {
-      place->active = active;
-      tellMac(record);
-    }
-  } else if (const auto waiting = held.find(identifier); waiting != held.end()) {
-    for (HeldPhone& heldPhone : waiting->second) {
-      if (heldPhone.phone.peer == &phone) {
-        heldPhone.phone.active = active;
-      }
-    }
+  const auto entry = places.find(identifier);
+  if (entry == places.end()) {
+    return;
+  }
+  Place& place = entry->second;
+  const auto accepted = std::ranges::find(place.phones, &phone, &Phone::peer);
+  const auto waiting = std::ranges::find(place.waiting, &phone, &Waiting::peer);
+  if (accepted != place.phones.end() && std::exchange(accepted->active, active) != active) {
+    tellMac(place);
+  } else if (waiting != place.waiting.end()) {
+    waiting->active = active;
   }
 }
 
 void Switchboard::left(const Identifier& identifier, const Peer& peer) {
-  if (const auto entry = records.find(identifier); entry != records.end()) {
-    Record& record = entry->second;
-    if (record.mac == &peer) {
-      record.mac = nullptr;
-      tellPhones(record);
-    } else if (std::erase_if(record.phones,
-                             [&](const Phone& phone) { return phone.peer == &peer; }) > 0) {
-      tellMac(record);
-    }
-    updateIdle(*entry);
-  } else if (const auto waiting = held.find(identifier); waiting != held.end()) {
-    heldCount -= std::erase_if(waiting->second,
-                               [&](const HeldPhone& phone) { return phone.phone.peer == &peer; });
-    if (waiting->second.empty()) {
-      held.erase(waiting);
-    }
+  const auto entry = places.find(identifier);
+  if (entry == places.end()) {
+    return;
   }
+  Place& place = entry->second;
+  if (place.mac.peer == &peer) {
+    place.mac = {};
+    tellPhones(place);
+  } else if (std::erase_if(place.phones, [&](const Phone& phone) { return phone.peer == &peer; }) >
+             0) {
+    tellMac(place);
+  } else {
+    removeWaiting(*entry, [&](const Waiting& client) { return client.peer == &peer; });
+  }
+  removeIfEmpty(*entry);
 }
 
 void Switchboard::expire(Instant now) {
-  keptAlerts.expire(now);
-  for (auto& [identifier, waiting] : held) {
-    heldCount -= std::erase_if(waiting, [now](const HeldPhone& phone) {
-      const bool over = now >= phone.until;
-      if (over) {
-        phone.phone.peer->close(CloseReason::macAbsent);
+  for (auto next = waitingPlaces.begin(); next != waitingPlaces.end();) {
+    // The place may go, and its identifier from the set with it.
+    Entry& entry = *places.find(*next++);
+    removeWaiting(entry, [now](const Waiting& client) {
+      const bool isOver = now >= client.until;
+      if (isOver) {
+        client.peer->close(CloseReason::macAbsent);
       }
-      return over;
+      return isOver;
     });
+    removeIfEmpty(entry);
   }
-  std::erase_if(held, [](const auto& place) { return place.second.empty(); });
-}
-
-Switchboard::Records::iterator Switchboard::claim(const Identifier& identifier,
-                                                  const TokenHash& token) {
-  if (records.size() >= limits.records) {
-    if (idle.empty()) {
-      return records.end();
-    }
-    keptAlerts.forget(idle.front());
-    records.erase(idle.front());
-    idle.pop_front();
-  }
-  return records.emplace(identifier, Record{token, idle.end()}).first;
-}
-
-void Switchboard::releaseHeldPhones(Records::value_type& entry) {
-  const auto waiting = held.find(entry.first);
-  if (waiting == held.end()) {
+  if (unsafePlaces.empty() || !store.state().isAvailable()) {
     return;
   }
-  Record& record = entry.second;
-  heldCount -= waiting->second.size();
-  for (const HeldPhone& heldPhone : waiting->second) {
-    Peer& peer = *heldPhone.phone.peer;
-    if (heldPhone.token != record.owner) {
-      peer.close(CloseReason::pairingRejected);
-    } else if (record.phones.size() >= limits.phonesPerMac) {
-      peer.close(CloseReason::tooManyPhones);
-    } else {
-      record.phones.push_back(heldPhone.phone);
-      peer.send(macState(true));
+  for (const Identifier& identifier : std::exchange(unsafePlaces, {})) {
+    Entry& entry = *places.find(identifier);
+    forgetOldAlerts(entry.second);
+    for (Alert& alert : entry.second.alerts) {
+      if (alert.fate == Alert::Fate::unsafe) {
+        keep(entry, alert);
+      }
     }
   }
-  held.erase(waiting);
 }
 
-void Switchboard::updateIdle(Records::value_type& entry) {
-  Record& record = entry.second;
-  const bool isIdle = record.mac == nullptr && record.phones.empty();
-  if (isIdle && record.idlePlace == idle.end()) {
-    record.idlePlace = idle.insert(idle.end(), entry.first);
-  } else if (!isIdle && record.idlePlace != idle.end()) {
-    idle.erase(std::exchange(record.idlePlace, idle.end()));
+Switchboard::Entry& Switchboard::enter(const Identifier& identifier) {
+  const auto [entry, isNew] = places.try_emplace(identifier, Place{incarnations});
+  if (isNew) {
+    ++incarnations;
+    store.find(identifier,
+               answering<Found>(*entry, [](Switchboard& self, Entry& place, Found answer) {
+                 self.found(place, std::move(answer));
+               }));
+  }
+  return *entry;
+}
+
+bool Switchboard::wait(Entry& entry, Waiting client) {
+  Place& place = entry.second;
+  const bool isHeld = client.role == Role::phone && place.knowledge != Knowledge::asked;
+  const std::size_t most = client.role == Role::mac ? limits.waitingMacsPerMac
+                           : isHeld                 ? limits.heldPhonesPerMac
+                                                    : limits.phonesPerMac;
+  const auto waiting = std::ranges::count(place.waiting, client.role, &Waiting::role);
+  if (static_cast<std::size_t>(waiting) >= most || (isHeld && heldCount >= limits.heldPhones)) {
+    client.peer->close(client.role == Role::mac ? CloseReason::tooManyMacs
+                                                : CloseReason::tooManyPhones);
+    removeIfEmpty(entry);
+    return false;
+  }
+  heldCount += isHeld ? 1 : 0;
+  place.waiting.push_back(std::move(client));
+  waitingPlaces.insert(entry.first);
+  return true;
+}
+
+void Switchboard::found(Entry& entry, Found answer) {
+  if (auto* const record = std::get_if<Record>(&answer)) {
+    learn(entry, std::move(*record));
+  } else if (std::holds_alternative<NoRecord>(answer)) {
+    entry.second.knowledge = Knowledge::unknown;
+    hold(entry);
+    const auto mac = std::ranges::find(entry.second.waiting, Role::mac, &Waiting::role);
+    if (mac != entry.second.waiting.end()) {
+      claim(entry, mac->token);
+    }
+    removeIfEmpty(entry);
+  } else {
+    removeWaiting(entry, [](const Waiting& client) {
+      client.peer->close(CloseReason::storeUnavailable);
+      return true;
+    });
+    removeIfEmpty(entry);
   }
 }
 
-void Switchboard::tellMac(const Record& record) {
-  if (record.mac != nullptr) {
-    const auto active = std::ranges::count(record.phones, true, &Phone::active);
-    record.mac->send(sharedText(JSONObject{
-        {"viewers", static_cast<std::int64_t>(record.phones.size())}, {"active", active}}));
-  }
+/// From now on the phones that wait are held, as far as that goes.
+void Switchboard::hold(Entry& entry) {
+  std::size_t held = 0;
+  removeWaiting(entry, [&](const Waiting& client) {
+    if (client.role == Role::phone) {
+      if (held >= limits.heldPhonesPerMac || heldCount >= limits.heldPhones) {
+        client.peer->close(CloseReason::tooManyPhones);
+        // Counted as the others are, which removing it takes back.
+        ++heldCount;
+        return true;
+      }
+      ++held;
+      ++heldCount;
+    }
+    return false;
+  });
 }
 
-void Switchboard::tellPhones(const Record& record) {
-  if (record.phones.empty()) {
+void Switchboard::claim(Entry& entry, const TokenHash& token) {
+  entry.second.knowledge = Knowledge::claiming;
+  store.claim(entry.first, token,
+              answering<Claimed>(entry, [](Switchboard& self, Entry& place, Claimed answer) {
+                self.claimed(place, std::move(answer));
+              }));
+}
+
+void Switchboard::claimed(Entry& entry, Claimed answer) {
+  if (answer) {
+    learn(entry, *std::move(answer));
     return;
   }
-  const SharedText message = macState(record.mac != nullptr);
-  for (const Phone& phone : record.phones) {
+  entry.second.knowledge = Knowledge::unknown;
+  removeWaiting(entry, [](const Waiting& client) {
+    if (client.role == Role::mac) {
+      client.peer->close(CloseReason::storeUnavailable);
+    }
+    return client.role == Role::mac;
+  });
+  removeIfEmpty(entry);
+}
+
+void Switchboard::learn(Entry& entry, Record record) {
+  Place& place = entry.second;
+  const std::vector<Waiting> waiting = place.waiting;
+  removeWaiting(entry, [](const Waiting&) { return true; });
+  for (KeptAlert& alert : record.alerts) {
+    place.alerts.push_back({std::move(alert), Alert::Fate::safe, 0});
+  }
+  record.alerts = {};
+  place.record = std::move(record);
+  place.knowledge = Knowledge::known;
+  // The Macs first: a phone that has waited for its Mac finds it there.
+  for (const Waiting& client : waiting) {
+    if (client.role == Role::mac) {
+      static_cast<void>(take(place, *client.peer, client.token));
+    }
+  }
+  for (const Waiting& client : waiting) {
+    if (client.role == Role::phone) {
+      const Phone phone{client.peer, client.active, client.last.has_value()};
+      static_cast<void>(take(entry, phone, client.token, client.last));
+    }
+  }
+  tellMac(place);
+  for (const Waiting& client : waiting) {
+    for (const SharedText& message : client.messages) {
+      if (place.mac.peer == client.peer) {
+        forward(entry, message);
+      }
+    }
+  }
+  removeIfEmpty(entry);
+}
+
+template <typename Condition>
+void Switchboard::removeWaiting(Entry& entry, Condition condition) {
+  Place& place = entry.second;
+  const bool holds =
+      place.knowledge == Knowledge::unknown || place.knowledge == Knowledge::claiming;
+  std::erase_if(place.waiting, [&](const Waiting& client) {
+    const bool isHeld = holds && client.role == Role::phone;
+    const bool isRemoved = condition(client);
+    heldCount -= isHeld && isRemoved ? 1 : 0;
+    return isRemoved;
+  });
+  if (place.waiting.empty()) {
+    waitingPlaces.erase(entry.first);
+  }
+}
+
+void Switchboard::removeIfEmpty(Entry& entry) {
+  const Place& place = entry.second;
+  if (place.mac.peer == nullptr && place.phones.empty() && place.waiting.empty()) {
+    unsafePlaces.erase(entry.first);
+    // A copy: the argument goes with the entry.
+    places.erase(Identifier(entry.first));
+  }
+}
+
+bool Switchboard::take(Place& place, Peer& mac, const TokenHash& token) {
+  if (place.record->owner != token) {
+    mac.close(CloseReason::pairingRejected);
+    return false;
+  }
+  Peer* const previous = std::exchange(place.mac, Mac{&mac}).peer;
+  for (Alert& alert : place.alerts) {
+    alert.ordinal = 0;
+  }
+  if (previous != nullptr) {
+    previous->close(CloseReason::replaced);
+  } else {
+    tellPhones(place);
+  }
+  // Before the presence, which tells the Mac that it is accepted: it has to know by then.
+  if (store.isDurable()) {
+    mac.send(count("safe", 0));
+  }
+  return true;
+}
+
+bool Switchboard::take(Entry& entry, const Phone& phone, const TokenHash& token,
+                       std::optional<std::uint64_t> last) {
+  Place& place = entry.second;
+  if (place.record->owner != token) {
+    phone.peer->close(CloseReason::pairingRejected);
+    return false;
+  }
+  if (place.phones.size() >= limits.phonesPerMac) {
+    phone.peer->close(CloseReason::tooManyPhones);
+    return false;
+  }
+  place.phones.push_back(phone);
+  phone.peer->send(macState(place.mac.peer != nullptr));
+  tellAlerts(entry, phone, last);
+  return true;
+}
+
+void Switchboard::tellAlerts(Entry& entry, const Phone& phone, std::optional<std::uint64_t> last) {
+  Place& place = entry.second;
+  forgetOldAlerts(place);
+  // A number that has never been given is of another relay's counting.
+  const bool isGiven = last && *last <= std::max(place.record->lastNumber, lastNumber);
+  const std::uint64_t from = !last ? place.record->takenNumber : isGiven ? *last : 0;
+  const std::int64_t oldest =
+      unixNow() - std::chrono::duration_cast<std::chrono::seconds>(limits.untakenAlertTime).count();
+  bool isAnyTold = false;
+  for (const Alert& alert : place.alerts) {
+    if (alert.kept.number <= from || (!last && alert.kept.keptAt <= oldest)) {
+      continue;
+    }
+    if (last) {
+      phone.peer->send(count("alert", alert.kept.number));
+    }
+    phone.peer->send(alert.kept.envelope);
+    isAnyTold = true;
+  }
+  if (isAnyTold) {
+    markTaken(entry);
+  }
+}
+
+void Switchboard::forward(Entry& entry, const SharedText& message) {
+  if (message->size() <= limits.keptAlertBytes && isAlert(message->text())) {
+    takeAlert(entry, message);
+    return;
+  }
+  for (const Phone& phone : entry.second.phones) {
+    phone.peer->send(message);
+  }
+}
+
+void Switchboard::takeAlert(Entry& entry, const SharedText& message) {
+  Place& place = entry.second;
+  forgetOldAlerts(place);
+  const std::uint64_t ordinal = ++place.mac.arrived;
+  const auto same = std::ranges::find_if(place.alerts, [&message](const Alert& alert) {
+    return alert.kept.envelope->text() == message->text();
+  });
+  if (same != place.alerts.end()) {
+    // A Mac repeats what it does not know to be safe. Phones have it.
+    same->ordinal = same->ordinal == 0 ? ordinal : same->ordinal;
+    tellSafe(place);
+    return;
+  }
+  lastNumber = std::max(lastNumber, place.record->lastNumber) + 1;
+  place.record->lastNumber = lastNumber;
+  // A copy: the message itself may stand in a buffer with room for much more.
+  place.alerts.push_back(
+      {{lastNumber, unixNow(), framedText(message->text())}, Alert::Fate::asked, ordinal});
+  forgetOldAlerts(place);
+  const SharedText number = count("alert", lastNumber);
+  for (const Phone& phone : place.phones) {
+    if (phone.counts) {
+      phone.peer->send(number);
+    }
+    phone.peer->send(message);
+  }
+  keep(entry, place.alerts.back());
+  if (!place.phones.empty()) {
+    markTaken(entry);
+  }
+}
+
+void Switchboard::markTaken(Entry& entry) {
+  Record& record = *entry.second.record;
+  const std::uint64_t newest = entry.second.alerts.back().kept.number;
+  if (std::exchange(record.takenNumber, std::max(record.takenNumber, newest)) < newest) {
+    store.markTaken(entry.first, newest);
+  }
+}
+
+void Switchboard::keep(Entry& entry, Alert& alert) {
+  alert.fate = Alert::Fate::asked;
+  store.keep(entry.first, entry.second.record->owner, alert.kept,
+             answering<bool>(
+                 entry, [number = alert.kept.number](Switchboard& self, Entry& place, bool isSafe) {
+                   self.kept(place, number, isSafe);
+                 }));
+}
+
+void Switchboard::kept(Entry& entry, std::uint64_t number, bool isSafe) {
+  if (!store.isDurable()) {
+    return;
+  }
+  Place& place = entry.second;
+  const auto alert =
+      std::ranges::find(place.alerts, number, [](const Alert& each) { return each.kept.number; });
+  if (alert != place.alerts.end()) {
+    alert->fate = isSafe ? Alert::Fate::safe : Alert::Fate::unsafe;
+    if (!isSafe) {
+      unsafePlaces.insert(entry.first);
+    }
+  }
+  if (isSafe) {
+    tellSafe(place);
+  }
+}
+
+/// Says how many alerts of the Mac's connection are safe, from the first on, if these are more than
+/// it knows of. One that newer ones have pushed out counts with those.
+void Switchboard::tellSafe(Place& place) {
+  Mac& mac = place.mac;
+  std::uint64_t safe = mac.arrived;
+  for (const Alert& alert : place.alerts) {
+    if (alert.ordinal > 0 && alert.fate != Alert::Fate::safe) {
+      safe = std::min(safe, alert.ordinal - 1);
+    }
+  }
+  if (store.isDurable() && mac.peer != nullptr && safe > mac.safe) {
+    mac.safe = safe;
+    mac.peer->send(count("safe", safe));
+  }
+}
+
+void Switchboard::forgetOldAlerts(Place& place) const {
+  const std::int64_t oldest =
+      unixNow() - std::chrono::duration_cast<std::chrono::seconds>(limits.keptAlertTime).count();
+  const std::size_t surplus =
+      place.alerts.size() - std::min(place.alerts.size(), limits.keptAlertsPerMac);
+  place.alerts.erase(place.alerts.begin(),
+                     place.alerts.begin() + static_cast<std::ptrdiff_t>(surplus));
+  std::erase_if(place.alerts, [oldest](const Alert& alert) { return alert.kept.keptAt <= oldest; });
+}
+
+void Switchboard::tellMac(const Place& place) {
+  if (place.mac.peer != nullptr) {
+    const auto active = std::ranges::count(place.phones, true, &Phone::active);
+    place.mac.peer->send(sharedText(
+        {{"viewers", static_cast<std::int64_t>(place.phones.size())}, {"active", active}}));
+  }
+}
+
+void Switchboard::tellPhones(const Place& place) {
+  if (place.phones.empty()) {
+    return;
+  }
+  const SharedText message = macState(place.mac.peer != nullptr);
+  for (const Phone& phone : place.phones) {
     phone.peer->send(message);
   }
 }

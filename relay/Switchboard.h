@@ -1,78 +1,149 @@
 #pragma once
 
-#include <list>
+#include <functional>
 #include <map>
+#include <memory>
+#include <set>
 #include <vector>
 
-#include "relay/KeptAlerts.h"
 #include "relay/Limits.h"
 #include "relay/Peer.h"
+#include "relay/RecordStore.h"
 #include "relay/Target.h"
 #include "relay/TokenHash.h"
 
 namespace orvik::relay {
 
 /// Who owns which identifier, who is connected to it, and who is told what. The first Mac to
-/// present a token for an identifier owns it for as long as the relay remembers it. What a Mac
-/// sends while no phone is connected is lost, but its alerts wait for the first phone. Peers are
-/// not owned; each is in here from its arrival until it is closed from here or has left.
+/// present a token for an identifier owns it for as long as the store remembers it. The store is
+/// asked when the first client of an identifier arrives, who waits for the answer; what has been
+/// learned is forgotten when the last one has left. Alerts are numbered, kept and told to phones
+/// that come later; everything else that a Mac sends while no phone is connected is lost.
+///
+/// Used by one thread. Peers are not owned; each is in here from its arrival until it is closed
+/// from here or has left.
 class Switchboard {
  public:
-  explicit Switchboard(const Limits& bounds) : limits(bounds), keptAlerts(limits) {}
+  /// Has a function called on the switchboard's thread, later; called on any thread.
+  using Post = std::function<void(std::function<void()>)>;
+
+  /// `store` lives longer than any call of the switchboard, and answers none after its own end.
+  Switchboard(const Limits& limits, RecordStore& store, Post post,
+              std::function<std::int64_t()> unixNow);
   Switchboard(const Switchboard&) = delete;
   Switchboard& operator=(const Switchboard&) = delete;
 
   /// Puts a Mac in its place, and a Mac that was there out of it; lets in the phones that waited
-  /// for it. Says whether the Mac is accepted; when not, it has been closed.
-  [[nodiscard]] bool macArrived(const Identifier& identifier, const TokenHash& token, Peer& mac);
-  /// Accepts a phone, or lets it wait when its Mac is not known yet. Says false when it has been
-  /// closed instead.
-  [[nodiscard]] bool phoneArrived(const Identifier& identifier, const TokenHash& token, Peer& phone,
-                                  Instant now);
+  /// for it. Until it is known whether the Mac may have the place, it waits, with what it says.
+  /// False when it has been closed instead.
+  [[nodiscard]] bool macArrived(const Identifier& identifier, const TokenHash& token, Peer& mac,
+                                Instant now);
+  /// Accepts a phone, or lets it wait when its Mac is not known yet. `last` is the number of the
+  /// last alert that it has, of a phone that counts. False when it has been closed instead.
+  [[nodiscard]] bool phoneArrived(const Identifier& identifier, const TokenHash& token,
+                                  std::optional<std::uint64_t> last, Peer& phone, Instant now);
   /// Sends a Mac's message to all its phones; ignored from a Mac that has been replaced.
-  void forward(const Identifier& identifier, const Peer& mac, const SharedText& message,
-               Instant now);
+  void forward(const Identifier& identifier, Peer& mac, const SharedText& message);
   /// A phone is being looked at, or not any more.
   void setActive(const Identifier& identifier, const Peer& phone, bool active);
   /// A peer is gone. Harmless when it is not in here.
   void left(const Identifier& identifier, const Peer& peer);
-  /// Sends away the phones, and drops the alerts, that have waited too long.
+  /// Sends away those that have waited too long, and tries again to keep what could not be.
   void expire(Instant now);
 
  private:
   struct Phone {
     Peer* peer;
     bool active;
+    /// It knows alerts by their numbers.
+    bool counts;
   };
-  struct HeldPhone {
-    Phone phone;
+  struct Mac {
+    Peer* peer = nullptr;
+    /// Alerts that have come over this connection, and how many of them it has been told are safe.
+    std::uint64_t arrived = 0;
+    std::uint64_t safe = 0;
+  };
+  struct Alert {
+    enum class Fate { asked, unsafe, safe };
+    KeptAlert kept;
+    Fate fate;
+    /// Its place among those of the Mac's present connection, from 1; 0 when it came over another.
+    std::uint64_t ordinal;
+  };
+  /// A client that cannot be answered yet.
+  struct Waiting {
+    Target::Role role;
+    Peer* peer;
     TokenHash token;
     Instant until;
+    std::optional<std::uint64_t> last{};
+    bool active = false;
+    std::vector<SharedText> messages{};
+    std::size_t bytes = 0;
   };
-  using IdleList = std::list<Identifier>;
-  struct Record {
-    TokenHash owner;
-    /// Its place in `idle`; the end while somebody is connected.
-    IdleList::iterator idlePlace;
-    Peer* mac = nullptr;
+  /// asked: the store has been asked for the record. unknown: it has none, and phones are held.
+  /// claiming: a Mac's claim is being committed. known: the record is here.
+  enum class Knowledge { asked, unknown, claiming, known };
+  struct Place {
+    std::uint64_t incarnation;
+    Knowledge knowledge = Knowledge::asked;
+    /// Once it is known. Its alerts stand below.
+    std::optional<Record> record{};
+    std::vector<Alert> alerts{};
+    Mac mac{};
     std::vector<Phone> phones{};
+    std::vector<Waiting> waiting{};
   };
-  using Records = std::map<Identifier, Record>;
+  using Places = std::map<Identifier, Place>;
+  using Entry = Places::value_type;
 
-  /// A new record, or the end when there is no room.
-  Records::iterator claim(const Identifier& identifier, const TokenHash& token);
-  void releaseHeldPhones(Records::value_type& entry);
-  void updateIdle(Records::value_type& entry);
-  static void tellMac(const Record& record);
-  static void tellPhones(const Record& record);
+  /// The place, which the store is asked about when it is new.
+  Entry& enter(const Identifier& identifier);
+  [[nodiscard]] bool wait(Entry& entry, Waiting client);
+  void claim(Entry& entry, const TokenHash& token);
+  void found(Entry& entry, Found answer);
+  void claimed(Entry& entry, Claimed answer);
+  void learn(Entry& entry, Record record);
+  void hold(Entry& entry);
+  template <typename Condition>
+  void removeWaiting(Entry& entry, Condition condition);
+  void removeIfEmpty(Entry& entry);
 
-  const Limits limits;
-  KeptAlerts keptAlerts;
-  Records records;
-  /// Records that nobody is connected to, the longest unused one first.
-  IdleList idle;
-  std::map<Identifier, std::vector<HeldPhone>> held;
+  [[nodiscard]] bool take(Place& place, Peer& mac, const TokenHash& token);
+  [[nodiscard]] bool take(Entry& entry, const Phone& phone, const TokenHash& token,
+                          std::optional<std::uint64_t> last);
+  static void tellMac(const Place& place);
+  static void tellPhones(const Place& place);
+  void forward(Entry& entry, const SharedText& message);
+  void tellAlerts(Entry& entry, const Phone& phone, std::optional<std::uint64_t> last);
+  void takeAlert(Entry& entry, const SharedText& message);
+  void markTaken(Entry& entry);
+  void keep(Entry& entry, Alert& alert);
+  void kept(Entry& entry, std::uint64_t number, bool isSafe);
+  void tellSafe(Place& place);
+  void forgetOldAlerts(Place& place) const;
+
+  /// Calls `then` with an answer of the store, on this thread, if the place is still the same.
+  template <typename Answer, typename Then>
+  std::function<void(Answer)> answering(const Entry& entry, Then then);
+
+  const Limits& limits;
+  RecordStore& store;
+  const Post post;
+  const std::function<std::int64_t()> unixNow;
+  Places places;
+  std::uint64_t incarnations = 0;
+  /// The last that has been given to an alert of any Mac: none is given twice, whatever the store
+  /// has kept of it.
+  std::uint64_t lastNumber = 0;
+  /// Where somebody waits, and where an alert has to be kept again.
+  std::set<Identifier> waitingPlaces;
+  std::set<Identifier> unsafePlaces;
+  /// Phones that are held.
   std::size_t heldCount = 0;
+  /// Answers that come after the switchboard's end find this gone.
+  const std::shared_ptr<const bool> isAlive = std::make_shared<const bool>(true);
 };
 
 }  // namespace orvik::relay

@@ -12,6 +12,7 @@
 #include "core/BuildConstants.h"
 #include "relay/Certificate.h"
 #include "relay/ListenAddress.h"
+#include "relay/MemoryStore.h"
 #include "relay/RelayServer.h"
 
 namespace {
@@ -131,11 +132,12 @@ void serve(const Options& options) {
   raiseFileLimit(limits.connections + 64);
 
   asio::io_context context(1);
+  relay::MemoryStore store(limits, clock);
   std::optional<relay::RelayServer> server;
   std::optional<asio::ip::tcp::endpoint> plain;
   std::string address = options.listen;
   try {
-    server.emplace(context, endpoint, certificate, clock, limits);
+    server.emplace(context, endpoint, certificate, clock, store, limits);
     if (!options.listenPlain.empty()) {
       address = options.listenPlain;
       plain = server->listenPlain(endpointOf("--listen-plain", address));

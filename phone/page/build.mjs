@@ -54,12 +54,13 @@ const start = outputOf("start");
 const main = outputOf("main");
 const first = new Set([...withImports(start), ...withImports(main)]);
 
-const style = await esbuild.build({
-  ...options,
-  stdin: { contents: '@import "./screens/style.css"; @import "./browser/old.css";', loader: "css", resolveDir: here },
-  outdir,
-});
-const styleAddress = hashed("style.css", style.outputFiles[0].contents);
+async function style(name, ...imports) {
+  const contents = imports.map((path) => `@import "${path}";`).join("");
+  const { outputFiles } = await esbuild.build({ ...options, stdin: { contents, loader: "css", resolveDir: here }, outdir });
+  return hashed(name, outputFiles[0].contents);
+}
+const styleAddress = await style("style.css", "./screens/style.css", "./browser/old.css");
+const laterStyle = await style("later.css", "./screens/later.css");
 
 const icons = Object.fromEntries(readdirSync(join(here, "icons")).filter((name) => /\.(svg|png)$/.test(name)).sort()
   .map((name) => [name, hashed(name, readFileSync(join(here, "icons", name)))]));
@@ -75,7 +76,7 @@ const listed = () => [...files].sort(([a], [b]) => (a < b ? -1 : 1)).map(([path,
 const version = hash(listed().join("")).slice(0, 12);
 const preloads = [...first].filter((output) => output !== start && output !== main).sort()
   .map((output) => `<link rel="modulepreload" href="${address(output)}">`).join("\n");
-const values = { version, preloads, style: styleAddress, start: address(start), main: address(main), ...icons };
+const values = { version, preloads, style: styleAddress, laterStyle, start: address(start), main: address(main), ...icons };
 files.set("index.html", text("index.html").replace(/\{\{([^}]+)\}\}/g, (_all, name) => {
   if (values[name] === undefined) throw new Error(`index.html asks for ${name}, which is not there`);
   return values[name];
@@ -83,8 +84,8 @@ files.set("index.html", text("index.html").replace(/\{\{([^}]+)\}\}/g, (_all, na
 
 // The page itself comes first: its address is /orvik/p.
 const firstView = ["/orvik/p", styleAddress, ...[...first].map(address).sort()];
-const isScript = (path) => path.startsWith("a/") && path.endsWith(".js");
-const laterParts = [...[...files.keys()].filter(isScript).map((path) => `/orvik/${path}`)
+const isLoaded = (path) => path.startsWith("a/") && /\.(js|css)$/.test(path);
+const laterParts = [...[...files.keys()].filter(isLoaded).map((path) => `/orvik/${path}`)
   .filter((path) => !firstView.includes(path)), ...Object.values(icons), "/orvik/manifest.webmanifest"].sort();
 const worker = await esbuild.build({
   ...options, entryPoints: ["worker/worker.ts"], outdir, format: "iife",
@@ -119,8 +120,10 @@ function typescript() {
       const loader = id.endsWith("x") ? "tsx" : "ts";
       return (await esbuild.transform(code, { loader, target, jsx: "automatic", jsxImportSource: "preact", sourcemap: "external" }));
     },
-    async renderChunk(code) {
-      return (await esbuild.transform(code, { minify: true, target, charset: "utf8", legalComments: "none", format: "esm" })).code;
+    async renderChunk(code, { isEntry }) {
+      const { code: small } = await esbuild.transform(code, { minify: true, target, charset: "utf8", legalComments: "none", format: "esm" });
+      // Chromium then compiles all of it while it comes, beside the page's thread, and not piece by piece when it runs.
+      return isEntry ? `//# allFunctionsCalledOnLoad\n${small}` : small;
     },
   };
 }

@@ -2,20 +2,19 @@ import { effect } from "@preact/signals-core";
 import { render } from "preact";
 import { watchInstall } from "./browser/install.js";
 import { watchUpdates, type Updates } from "./browser/serviceWorker.js";
-import { browserClock, openSocket } from "./browser/surroundings.js";
+import { openSocket } from "./browser/openSocket.js";
+import { browserClock } from "./browser/surroundings.js";
 import { watchVisibility } from "./browser/visibility.js";
 import { App } from "./screens/first/App.js";
-import { clearAddress, opening } from "./start.js";
+import { clearAddress, language, opening, words } from "./start.js";
 import { createState } from "./state/createState.js";
 import { browserStorage } from "./storage/browserStorage.js";
-import { chooseLanguage, loadWords } from "./words/languages.js";
+import { en } from "./words/en.js";
 import { createTexts } from "./words/texts.js";
 
 /** What has not come after this time need not be waited for any longer. */
 const registerAtLatestMs = 5_000;
 
-const language = chooseLanguage(navigator.languages);
-const words = loadWords(language.tag);
 const version = document.querySelector<HTMLMetaElement>("meta[name=version]")?.content ?? "";
 let updates: Updates | undefined;
 
@@ -51,10 +50,24 @@ window.addEventListener("hashchange", () => { if (location.hash.length > 1) loca
 watchVisibility(state.setVisible);
 void state.start(opening);
 
+/** Until then the page that came with the document stays. */
+function ready(): Promise<void> {
+  return new Promise((resolve) => {
+    const stop = effect(() => {
+      // In a task of its own: what the connection tells meanwhile comes first.
+      if (state.view.isReady.value) setTimeout(() => {
+        stop();
+        resolve();
+      });
+    });
+  });
+}
+
 async function show(): Promise<void> {
   const root = document.getElementById("page");
   if (root === null) return;
-  const texts = createTexts(await words, language);
+  const texts = createTexts((await words) ?? en, language);
+  await ready();
   // The sentence for browsers in which nothing of this runs.
   root.textContent = "";
   render(<App view={state.view} texts={texts} />, root);

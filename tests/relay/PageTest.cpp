@@ -27,7 +27,7 @@ class PageTest : public RunningRelay {
     folder.write("secret", "secret");
     const auto certificate =
         Certificate::read(test::fixture("localhost.pem"), test::fixture("localhost.key.pem"));
-    server.emplace(context, loopback, certificate, clock);
+    server.emplace(context, loopback, certificate, clock, store);
     endpoint = server->listenPlain(loopback);
     server->serve(Page::read(folder.path / "dist"));
     serve();

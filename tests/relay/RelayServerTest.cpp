@@ -27,7 +27,7 @@ class RelayServerTest : public RunningRelay {
     // Like real ones: the chain of trust and the host name are checked.
     trust.load_verify_file(certificate.file.string());
     trust.set_verify_mode(asio::ssl::verify_peer);
-    server.emplace(context, loopback, certificate, clock, limits);
+    server.emplace(context, loopback, certificate, clock, store, limits);
     serve();
   }
 

@@ -8,6 +8,7 @@
 #include <boost/asio/write.hpp>
 #include <gmock/gmock.h>
 
+#include "relay/MemoryStore.h"
 #include "relay/RelayServer.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/TemporaryFolder.h"
@@ -64,6 +65,7 @@ class RunningRelay : public testing::Test {
   std::shared_ptr<test::ManualClock> clock = std::make_shared<test::ManualClock>(context);
   test::TemporaryFolder folder;
   Limits limits;
+  MemoryStore store{limits, clock};
   std::optional<RelayServer> server;
   std::future<void> serving;
 };

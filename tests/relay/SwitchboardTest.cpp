@@ -1,22 +1,91 @@
+#include <boost/asio/post.hpp>
 #include <gmock/gmock.h>
 
 #include <fstream>
+#include <limits>
 #include <map>
 #include <sstream>
 
 #include "core/values/Base64.h"
+#include "relay/MemoryStore.h"
 #include "relay/Session.h"
+#include "tests/support/ManualClock.h"
 
 namespace orvik::relay {
 namespace {
 
 using namespace std::chrono_literals;
 
+/// What a store does to those who ask, over one that works. Calls what it keeps safe, too.
+class ShakyStore final : public RecordStore {
+ public:
+  ShakyStore(const Limits& limits, const std::shared_ptr<Clock>& clock) : inner(limits, clock) {}
+
+  void find(const Identifier& identifier, std::function<void(Found)> then) override {
+    fails() ? answer(then, Found(StoreUnavailable()))
+            : inner.find(identifier, [&](Found found) { answer(then, std::move(found)); });
+  }
+  void claim(const Identifier& identifier, const TokenHash& token,
+             std::function<void(Claimed)> then) override {
+    fails() ? answer(then, Claimed())
+            : inner.claim(identifier, token, [&](Claimed now) { answer(then, std::move(now)); });
+  }
+  void keep(const Identifier& identifier, const TokenHash& owner, KeptAlert alert,
+            std::function<void(bool isSafe)> then) override {
+    const bool isSafe = !fails();
+    if (isSafe) {
+      inner.keep(identifier, owner, std::move(alert), [](bool) {});
+    }
+    answer(then, isSafe);
+  }
+  void markTaken(const Identifier& identifier, std::uint64_t number) override {
+    if (!fails()) {
+      inner.markTaken(identifier, number);
+    }
+  }
+  [[nodiscard]] bool isDurable() const noexcept override { return isCalledDurable; }
+  [[nodiscard]] StoreState state() const override {
+    StoreState state;
+    state.health = isDown ? StoreState::Health::failing : StoreState::Health::available;
+    return state;
+  }
+
+  void giveAnswers() {
+    for (const auto& give : std::exchange(held, {})) {
+      give();
+    }
+  }
+
+  bool isCalledDurable = true;
+  bool isDown = false;
+  bool isHolding = false;
+  /// The call that fails, counted from 0.
+  std::size_t failing = std::numeric_limits<std::size_t>::max();
+  std::size_t calls = 0;
+
+ private:
+  bool fails() { return calls++ == failing || isDown; }
+  template <typename Answer>
+  void answer(const std::function<void(Answer)>& then, Answer given) {
+    if (isHolding) {
+      held.push_back([then, given] { then(given); });
+    } else {
+      then(std::move(given));
+    }
+  }
+
+  MemoryStore inner;
+  std::vector<std::function<void()>> held;
+};
+
 /// Macs and phones around one switchboard, acting on the commands of
 /// fixtures/relay/switchboard.txt.
 class Stage {
  public:
-  explicit Stage(const Limits& bounds = {}) : limits(bounds) {}
+  explicit Stage(const Limits& bounds = {}, bool isDurable = false)
+      : limits(bounds), clock(clockAtZero(context)), store(limits, clock) {
+    store.isCalledDurable = isDurable;
+  }
 
   std::string does(const std::string& command) {
     told.clear();
@@ -24,11 +93,15 @@ class Stage {
     std::string verb;
     std::string name;
     words >> verb >> name >> std::ws;
-    if (verb == "wait") {
-      now += std::chrono::seconds(std::stoi(name));
-      switchboard.expire(now);
+    if (verb == "store") {
+      store.isDown = name == "fails";
+      store.isHolding = name == "holds" || name == "answers";
+      store.giveAnswers();
+    } else if (verb == "wait") {
+      clock->advance(std::chrono::seconds(std::stoi(name)));
+      switchboard.expire(clock->now());
       for (auto& [key, actor] : actors) {
-        actor->session.check(now);
+        actor->session.check(clock->now());
       }
     } else if (verb == "gone") {
       actors.at(name)->isClosed = true;
@@ -39,15 +112,18 @@ class Stage {
     } else {
       char identifier = 0;
       char token = 0;
-      words >> identifier >> token;
+      std::string last;
+      words >> identifier >> token >> last;
       Target target{verb == "mac" ? Target::Role::mac : Target::Role::phone, {}};
       target.identifier.fill(static_cast<std::uint8_t>(identifier));
       Actor& actor = *(actors[name] = std::make_unique<Actor>(*this, name, target));
       if (token != 0) {
         const Bytes bytes(TokenHash::tokenSize, static_cast<std::uint8_t>(token));
-        actor.says(R"({"x":[],"auth":")" + base64URL(bytes) + R"("})");
+        actor.says(R"({"x":[],"auth":")" + base64URL(bytes) + '"' +
+                   (last.empty() ? "" : R"(,"last":)" + last) + "}");
       }
     }
+    clock->settle();
     removeClosed();
     return told;
   }
@@ -67,11 +143,20 @@ class Stage {
   }
 
  private:
+  /// So that the first alert has the number 1.
+  static std::shared_ptr<test::ManualClock> clockAtZero(asio::io_context& context) {
+    auto clock = std::make_shared<test::ManualClock>(context);
+    clock->unixStart = Clock::UnixTime(-clock->now().time_since_epoch());
+    return clock;
+  }
+
   struct Actor final : Peer {
     Actor(Stage& on, const std::string& called, const Target& target)
-        : stage(on), name(called), session(target, *this, on.switchboard, on.limits, on.now) {}
+        : stage(on),
+          name(called),
+          session(target, *this, on.switchboard, on.limits, on.clock->now()) {}
     void says(const std::string& text, bool isText = true) {
-      session.received(isText, framedText(text), stage.now);
+      session.received(isText, framedText(text), stage.clock->now());
     }
     void send(SharedText text) override {
       stage.told += " " + name + " " + std::string(text->text());
@@ -97,8 +182,16 @@ class Stage {
   }
 
   const Limits limits;
-  Switchboard switchboard{limits};
-  Instant now{1h};
+  asio::io_context context;
+  const std::shared_ptr<test::ManualClock> clock;
+
+ public:
+  ShakyStore store;
+
+ private:
+  Switchboard switchboard{
+      limits, store, [this](std::function<void()> call) { asio::post(context, std::move(call)); },
+      [this] { return epochSeconds(clock->unixNow()); }};
   std::string told;
   std::map<std::string, std::unique_ptr<Actor>> actors;
 };
@@ -114,13 +207,49 @@ TEST(Switchboard, EverythingIsBounded) {
   Limits limits;
   limits.keptAlertsPerMac = 2;
   limits.keptAlertBytes = 20;
-  limits.keptAlertTime = 60s;
-  limits.keptBytes = 3 * (15 + 400);
-  limits.records = 3;
+  limits.untakenAlertTime = 60s;
   Stage(limits).plays("alerts wait for the first phone");
   limits.phonesPerMac = limits.heldPhones = limits.records = 2;
   limits.heldPhonesPerMac = 1;
   Stage(limits).plays("everything is bounded");
+}
+
+TEST(Switchboard, NumbersAlertsAndSaysWhatIsSafe) {
+  Limits limits;
+  limits.keptAlertsPerMac = 3;
+  limits.keptAlertTime = 60s;
+  Stage(limits, true).plays("phones count alerts");
+  limits.keptAlertsPerMac = 20;
+  limits.waitingMessages = 2;
+  for (const char* heading : {"nothing is safe before the store says so", "the store fails"}) {
+    Stage(limits, true).plays(heading);
+  }
+}
+
+TEST(Switchboard, LosesNothingSafeWhicheverCallFails) {
+  for (std::size_t failing = 0, calls = 1; failing <= calls; ++failing) {
+    Stage stage({}, true);
+    stage.store.failing = failing;
+    std::string mac;
+    // Comes again, as clients do, and goes on where it was.
+    while (mac.find("viewers") == std::string::npos) {
+      mac = stage.does("mac M a t");
+    }
+    for (const char* alert : {"1", "2", "3"}) {
+      mac += stage.does(std::string(R"(text M {"t":"a","i":)") + alert + "}");
+    }
+    mac += stage.does("wait 1");
+    EXPECT_THAT(mac, testing::HasSubstr(R"({"safe":3})")) << failing;
+    stage.does("gone M");
+    std::string phone;
+    while (phone.find("mac") == std::string::npos) {
+      phone = stage.does("phone P a t 0");
+    }
+    EXPECT_EQ(phone, R"( P {"mac":false} P {"alert":1} P {"t":"a","i":1})"
+                     R"( P {"alert":2} P {"t":"a","i":2} P {"alert":3} P {"t":"a","i":3})")
+        << failing;
+    calls = stage.store.calls;
+  }
 }
 
 TEST(Session, EndsWithoutATokenAndAfterSilenceOrFloods) {

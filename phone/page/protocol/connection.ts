@@ -1,16 +1,6 @@
 import { BackOff } from "./backOff.js";
-import { activity, ping, readMessage } from "./messages.js";
-
-/** What is needed of a WebSocket. */
-export interface Socket {
-  /** What `onopen` and `onclose` have told, or would have before they were set. */
-  readonly progress: "connecting" | "open" | "closed";
-  onopen: (() => void) | null;
-  onmessage: ((event: { readonly data: unknown }) => void) | null;
-  onclose: ((event: { readonly code: number }) => void) | null;
-  send(text: string): void;
-  close(code?: number): void;
-}
+import { ping, readMessage } from "./messages.js";
+import { activity, greet, type Socket } from "./socket.js";
 
 export interface ConnectionClock {
   setTimeout(action: () => void, milliseconds: number): number;
@@ -56,7 +46,6 @@ export class Connection {
   private state: LinkState = "idle";
   private readonly timers = new Map<string, number>();
   private observer: ConnectionObserver | undefined;
-  private readonly unseen: ((observer: ConnectionObserver) => void)[] = [];
 
   /** `openSocket` begins an attempt; `authentication` is the first message. */
   constructor(
@@ -65,10 +54,9 @@ export class Connection {
     private readonly clock: ConnectionClock,
   ) {}
 
-  /** What has happened before is told first. */
+  /** Before the first `look`. */
   observe(observer: ConnectionObserver): void {
     this.observer = observer;
-    for (const tell of this.unseen.splice(0)) tell(observer);
   }
 
   /** Connects, and stays connected. `isActive`: somebody looks at this very computer. */
@@ -120,16 +108,18 @@ export class Connection {
       else this.failed();
     };
     // One that was opened ahead of time may have got further already.
+    if (socket.progress === "closed") {
+      this.failed();
+      return;
+    }
     if (socket.progress === "open") this.opened(socket);
-    else if (socket.progress === "closed") this.failed();
+    for (const data of socket.early.splice(0)) this.received(data);
   }
 
   private opened(socket: Socket): void {
     this.isOpen = true;
     this.stopTimer("open");
-    socket.send(this.authentication);
-    // Said before the relay has answered: it remembers, and a round trip is saved.
-    if (this.isActive) socket.send(activity(true));
+    if (!socket.isGreeted) greet(socket, this.authentication, this.isActive);
     this.after("held", heldAfterMs, () => { this.turn("held"); });
     this.pingLater();
   }
@@ -190,7 +180,6 @@ export class Connection {
 
   private tell(event: (observer: ConnectionObserver) => void): void {
     if (this.observer !== undefined) event(this.observer);
-    else this.unseen.push(event);
   }
 
   private after(name: string, milliseconds: number, action: () => void): void {

@@ -22,7 +22,3 @@ export function readMessage(data: unknown): RelayMessage {
 }
 
 export const ping = "ping";
-
-export function activity(isActive: boolean): string {
-  return JSON.stringify({ active: isActive });
-}

@@ -1,9 +1,10 @@
 import { batch, computed, signal } from "@preact/signals-core";
-import { Connection, type ConnectionClock, type Socket } from "../protocol/connection.js";
+import { Connection, type ConnectionClock } from "../protocol/connection.js";
 import { authentication, deriveKeys, type Keys } from "../protocol/keys.js";
 import { readLink, type LinkFault, type PairingLink } from "../protocol/link.js";
 import { text } from "../protocol/readers.js";
 import { phoneAddress } from "../protocol/relayAddress.js";
+import type { Socket } from "../protocol/socket.js";
 import type { Settings, Storage, StoredComputer, Written } from "../storage/storage.js";
 import { Computer } from "./computer.js";
 import { isTimeToOfferInstall } from "./installRule.js";
@@ -30,19 +31,20 @@ export interface Surroundings {
   readonly version: string;
 }
 
-/** A link whose connection is being made already. */
-export interface EarlyConnection {
+/** The link that the page was opened with. */
+export interface EarlyLink {
   readonly link: PairingLink;
   readonly keys: Keys;
-  readonly connection: Connection;
+  /** A connection that is being made already; none while nobody looks. */
+  readonly socket: Socket | undefined;
 }
 
 /** What the page has been opened with. */
 export interface Opening {
   readonly relay: Promise<string>;
-  readonly early: Promise<EarlyConnection | undefined>;
+  readonly early: Promise<EarlyLink | undefined>;
   readonly fault: LinkFault | "insecure" | "browserTooOld" | undefined;
-  /** An installed page opens its first address again and again; that is no new scan. */
+  /** iOS opens an installed page with its first address again and again; that is no new scan. */
   readonly isInstalled: boolean;
 }
 
@@ -50,6 +52,8 @@ export interface Opening {
 const jumpMs = 15_000;
 /** Some browsers ask the user for it: not before there is something to keep, and something to see. */
 const persistAfterMs = 20_000;
+/** Live values are there by then, or late. */
+const settledAfterMs = 1_000;
 /** Nobody watches more; every one of them costs a connection while the list is open. */
 const mostComputers = 32;
 
@@ -69,6 +73,7 @@ export function createState(around: Surroundings): State {
   const { clock, storage } = around;
   const now = signal(clock.now());
   const isReady = signal(false);
+  const hasWaited = signal(false);
   const computers = signal<readonly Computer[]>([]);
   const chosen = signal<Computer | undefined>(undefined);
   const problems = signal<readonly Problem[]>([]);
@@ -85,7 +90,8 @@ export function createState(around: Surroundings): State {
   let liveMs = 0;
   let wantsPersistence = false;
   let tickTimer: number | undefined;
-  let early: EarlyConnection | undefined;
+  const openedAtMs = clock.now();
+  let ahead: { readonly keys: Keys; readonly socket: Socket } | undefined;
 
   const wrote = (written: Written) => {
     if (written !== "written") report({ kind: written === "full" ? "storageFull" : "storageBlocked" });
@@ -98,9 +104,15 @@ export function createState(around: Surroundings): State {
 
   function connect(computer: Computer): Connection {
     const { keys } = computer.stored.peek();
-    if (early?.keys === keys) return early.connection;
-    return new Connection(
-      () => around.openSocket(phoneAddress(relay, keys.macId)), authentication(keys.token), clock);
+    const openSocket = () => takeAhead(keys) ?? around.openSocket(phoneAddress(relay, keys.macId));
+    return new Connection(openSocket, authentication(keys.token), clock);
+  }
+
+  /** The connection that was begun with the page, once. */
+  function takeAhead(keys: Keys): Socket | undefined {
+    const socket = ahead?.keys === keys ? ahead.socket : undefined;
+    if (socket !== undefined) ahead = undefined;
+    return socket;
   }
 
   /** Connects what is looked at, and lets the rest be. */
@@ -121,6 +133,7 @@ export function createState(around: Surroundings): State {
     const present = clock.now();
     batch(() => {
       now.value = present;
+      hasWaited.value ||= present - openedAtMs >= settledAfterMs;
       if (Math.abs(present - before) > jumpMs) for (const computer of computers.peek()) computer.doubt();
       for (const computer of computers.peek()) if (computer.isCurrent || watchesAll) computer.update();
       const off = chosen.peek()?.clockOffMs();
@@ -256,28 +269,28 @@ export function createState(around: Surroundings): State {
   }
 
   async function showEarly(opening: Opening): Promise<string | undefined> {
-    early = await opening.early;
+    const early = await opening.early;
     if (early === undefined) return undefined;
+    const { link, keys, socket } = early;
     relay = await opening.relay;
-    add(early.link, early.keys);
+    if (socket !== undefined) ahead = { keys, socket };
+    add(link, keys);
+    // Somebody looked when it was begun, and looks no more.
+    ahead?.socket.close();
+    ahead = undefined;
     isReady.value = true;
-    return early.keys.macId;
+    return keys.macId;
   }
 
   /** The address that an installed page begins with adds its computer once. */
   async function showInstalled(opening: Opening): Promise<void> {
-    early = await opening.early;
+    const early = await opening.early;
     if (early === undefined) return;
-    const { keys, link, connection } = early;
+    const { keys, link } = early;
     const isKnown = settings.removed.includes(keys.macId) ||
       computers.peek().some((each) => each.macId === keys.macId);
     relay = await opening.relay;
-    if (!isKnown) {
-      add(link, keys);
-    } else {
-      connection.rest();
-      early = undefined;
-    }
+    if (!isKnown) add(link, keys);
   }
 
   const of = <Value>(read: (computer: Computer) => Value, otherwise: Value) =>
@@ -287,6 +300,7 @@ export function createState(around: Surroundings): State {
   const view: View = {
     now,
     isReady,
+    isSettled: computed(() => hasWaited.value || !["connecting", "late"].includes(view.current.phase.value)),
     computers: computed((): readonly ComputerCard[] => {
       // Ages grow by the second.
       void now.value;

@@ -182,6 +182,8 @@ export interface View {
   readonly now: ReadonlySignal<number>;
   /** Nothing is decided before storage has been read. */
   readonly isReady: ReadonlySignal<boolean>;
+  /** What comes first has come, or has been waited for: time for everything else. */
+  readonly isSettled: ReadonlySignal<boolean>;
   readonly computers: ReadonlySignal<readonly ComputerCard[]>;
   readonly current: CurrentComputer;
   readonly problem: ReadonlySignal<Problem | undefined>;

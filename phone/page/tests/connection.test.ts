@@ -1,14 +1,14 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
-import { Connection, type Socket } from "../protocol/connection.js";
+import { Connection } from "../protocol/connection.js";
 import { FakeClock, FakeRelay } from "./fakes.js";
 
-function make(progress: Socket["progress"] = "connecting") {
+function make() {
   const clock = new FakeClock();
   const relay = new FakeRelay();
   const states: string[] = [];
   const told: string[] = [];
-  const connection = new Connection(() => Object.assign(relay.open(), { progress }), "AUTH", clock);
+  const connection = new Connection(relay.open, "AUTH", clock);
   connection.observe({
     onState: (state) => states.push(state),
     onMac: (isConnected) => told.push(`mac ${isConnected}`),
@@ -101,22 +101,21 @@ test("gives up what does not open, what is silent after a ping, and sooner after
 });
 
 test("a socket that was opened ahead of time is taken as far as it has got", () => {
-  for (const [progress, state] of [["open", "held"], ["closed", "failing"]] as const) {
-    const { clock, relay, states, connection } = make(progress);
-    connection.look(true);
-    assert.equal(relay.last.sent[0], progress === "open" ? "AUTH" : undefined);
-    clock.advance(progress === "open" ? 3000 : 0);
-    assert.equal(states.at(-1), state);
+  const accepted = ['{"mac":true}', "first"];
+  for (const [has, sent, expected] of [
+    [{ progress: "open" }, ["AUTH", '{"active":true}'], ["connecting", "held"]],
+    [{ progress: "open", isGreeted: true }, [], ["connecting", "held"]],
+    [{ progress: "open", isGreeted: true, early: accepted }, [], ["connecting", "accepted", "true", "first"]],
+    [{ progress: "closed" }, [], ["connecting", "failing"]],
+  ] as const) {
+    const { clock, relay } = make();
+    const socket = Object.assign(relay.open(), has, { early: [...("early" in has ? has.early : [])] });
+    const taken = new Connection(() => socket, "AUTH", clock);
+    const seen: string[] = [];
+    taken.observe({ onState: (s) => seen.push(s), onMac: (m) => seen.push(String(m)), onEnvelope: (e) => seen.push(e) });
+    taken.look(true);
+    assert.deepEqual(socket.sent, sent);
+    clock.advance(has.progress === "open" ? 3000 : 0);
+    assert.deepEqual(seen, expected);
   }
-});
-
-test("what happens before anybody observes is told afterwards, in order", () => {
-  const relay = new FakeRelay();
-  const connection = new Connection(relay.open, "AUTH", new FakeClock());
-  connection.look(true);
-  relay.last.accept();
-  relay.last.say("first");
-  const told: string[] = [];
-  connection.observe({ onState: (s) => told.push(s), onMac: (m) => told.push(String(m)), onEnvelope: (e) => told.push(e) });
-  assert.deepEqual(told, ["connecting", "accepted", "true", "first"]);
 });

@@ -1,4 +1,4 @@
-import type { Socket } from "../protocol/connection.js";
+import type { Socket } from "../protocol/socket.js";
 import type { Clock } from "../state/createState.js";
 import type { Settings, Storage, StoredComputer, Written } from "../storage/storage.js";
 
@@ -57,6 +57,8 @@ export class FakeSocket implements Socket {
   readonly sent: string[] = [];
   isClosed = false;
   progress: Socket["progress"] = "connecting";
+  isGreeted = false;
+  readonly early: unknown[] = [];
   constructor(readonly address: string) {}
   send(text: string) { this.sent.push(text); }
   close() { this.isClosed = true; }

@@ -30,8 +30,8 @@ class Page {
   get view() { return this.state.view; }
   get current() { return this.state.view.current; }
 
-  async open(opening: Partial<Opening> = {}): Promise<this> {
-    this.state.setVisible(true);
+  async open(opening: Partial<Opening> = {}, isVisible = true): Promise<this> {
+    this.state.setVisible(isVisible);
     await this.state.start({
       relay: Promise.resolve("wss://relay"), early: Promise.resolve(undefined), fault: undefined, isInstalled: false, ...opening,
     });
@@ -195,8 +195,7 @@ test("an installed page's first address adds its computer once, and never brings
   const storage = new FakeStorage();
   const openInstalled = async (page: Page) => {
     const keys = await deriveKeys(idOf(1), secret(1));
-    const connection = { look() {}, rest() {}, wake() {}, observe() {} } as never;
-    return page.open({ isInstalled: true, early: Promise.resolve({ link: { macId: idOf(1), secret: secret(1), name: "one" }, keys, connection }) });
+    return page.open({ isInstalled: true, early: Promise.resolve({ link: { macId: idOf(1), secret: secret(1), name: "one" }, keys, socket: undefined }) });
   };
   const first = await openInstalled(new Page(storage));
   assert.equal(first.current.name.value, "one");
@@ -210,6 +209,20 @@ test("an installed page's first address adds its computer once, and never brings
   assert.equal(third.current.macId.value, undefined);
   await third.view.actions.addByLink(linkOf(1));
   assert.deepEqual(storage.written?.removed, []);
+});
+
+test("a connection that was begun with the page is used once, and closed when nobody looks any more", async () => {
+  for (const isVisible of [true, false]) {
+    const page = new Page(new FakeStorage());
+    const socket = page.relay.open("ahead");
+    const keys = await deriveKeys(idOf(1), secret(1));
+    await page.open({ early: Promise.resolve({ link: { macId: idOf(1), secret: secret(1), name: "one" }, keys, socket }) }, isVisible);
+    assert.equal(socket.isClosed, !isVisible);
+    if (!isVisible) continue;
+    socket.end(1006);
+    page.clock.advance(1000);
+    assert.deepEqual(page.relay.sockets.map(({ address }) => address), ["ahead", `wss://relay/v1/phone/${idOf(1)}`]);
+  }
 });
 
 test("what stands in the way is told in order, and the page works on", async () => {

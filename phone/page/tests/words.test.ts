@@ -2,6 +2,7 @@ import assert from "node:assert/strict";
 import { test } from "node:test";
 import { en, type Words } from "../words/en.js";
 import { chooseLanguage, languages, loadWords } from "../words/languages.js";
+import { plainLocales } from "../words/plainNumbers.js";
 import { createTexts } from "../words/texts.js";
 
 const placeholders = (text: string): string => [...new Set(text.match(/\{\d\}/g))].sort().join();
@@ -10,7 +11,7 @@ const formsOf = (value: unknown): readonly string[] =>
 
 test("every language fills the same placeholders, has its plural forms, and leaves nothing in English by oversight", async () => {
   for (const tag of languages) {
-    const words = await loadWords(tag);
+    const words: Words = (await loadWords(tag)) ?? en;
     const categories = new Intl.PluralRules(tag).resolvedOptions().pluralCategories;
     let same = 0;
     for (const key of Object.keys(en) as (keyof Words)[]) {
@@ -60,13 +61,36 @@ test("values are written as the language writes them", async () => {
   ];
   for (const [locale, percent, celsius, duration, silent, bytes] of cases) {
     const language = chooseLanguage([locale]);
-    const words = await loadWords(language.tag);
+    const words = (await loadWords(language.tag)) ?? en;
     const texts = createTexts(words, language);
     const plain = (text: string): string => text.replace(/[\u200e\u200f\u061c]/g, "").replaceAll("\u202f", "\u00a0");
     assert.deepEqual(
       [texts.percent(78), texts.celsius(97), texts.duration(8040), texts.timed(words.silentSince, at), texts.bytes(286e9)].map(plain),
       [percent, celsius, duration, silent, bytes],
     );
+  }
+});
+
+test("numbers that need no tables are those of Intl", () => {
+  // Versions of Intl differ in which of two spaces they put before the French sign.
+  const same = (text: string): string => text.replaceAll("\u202f", "\u00a0");
+  for (const locale of plainLocales) {
+    const texts = createTexts(en, { tag: "en", locale, rightToLeft: false });
+    for (const digits of [0, 1, 2]) {
+      const fraction = { minimumFractionDigits: digits, maximumFractionDigits: digits };
+      const number = new Intl.NumberFormat(locale, { ...fraction, useGrouping: false });
+      const percent = new Intl.NumberFormat(locale, { ...fraction, style: "percent" });
+      for (const value of [-3.5, 0, 0.04, 0.5, 2.5, 7, 12.37, 99.95, 100, 1234.5]) {
+        assert.equal(texts.number(value, digits), number.format(value), `${locale} ${value}`);
+        if (value <= 100) assert.equal(same(texts.percent(value, digits)), same(percent.format(value / 100)), `${locale} ${value} %`);
+      }
+    }
+    const parts = new Intl.NumberFormat(locale, { style: "percent" }).formatToParts(0.78);
+    assert.deepEqual(
+      texts.percentParts(78),
+      parts.filter(({ type }) => type !== "literal").map(({ type, value }) => ({ unit: type === "percentSign", text: value })),
+    );
+    assert.match(texts.time(new Date(2026, 1, 3, 4, 5).getTime()), /^04:05$/);
   }
 });
 

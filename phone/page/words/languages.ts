@@ -1,11 +1,12 @@
-// Which of the 16 languages the phone gets. English is part of the first view, each other one a part of its own.
+// Which of the 16 languages the phone gets. English is part of the first view, each other one a part of its own. Needed
+// before everything else, so that the words come together with what shows them.
 
-import { en, type Words } from "./en.js";
+import type { Words } from "./en.js";
 
-const parts: Readonly<Record<string, () => Promise<Words>>> = {
+const parts: Readonly<Record<string, () => Promise<Words | undefined>>> = {
   ar: async () => (await import("./ar.js")).ar,
   de: async () => (await import("./de.js")).de,
-  en: async () => en,
+  en: async () => undefined,
   es: async () => (await import("./es.js")).es,
   fr: async () => (await import("./fr.js")).fr,
   hi: async () => (await import("./hi.js")).hi,
@@ -41,13 +42,13 @@ export function chooseLanguage(locales: readonly string[]): Language {
   return { tag: "en", locale: "en", rightToLeft: false };
 }
 
-/** Loads the words of a language; English when its part cannot be loaded. */
-export async function loadWords(tag: string): Promise<Words> {
+/** Loads the words of a language; nothing for English, and for a part that cannot be loaded. */
+export async function loadWords(tag: string): Promise<Words | undefined> {
   try {
-    return (await parts[tag]?.()) ?? en;
+    return await parts[tag]?.();
   } catch {
     // Offline and never cached: English words are better than an empty page.
-    return en;
+    return undefined;
   }
 }
 

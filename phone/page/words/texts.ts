@@ -2,6 +2,7 @@
 
 import type { Forms, Words } from "./en.js";
 import type { Language } from "./languages.js";
+import { plainNumbers } from "./plainNumbers.js";
 
 const firstStrongIsolate = "\u2068";
 const popIsolate = "\u2069";
@@ -104,8 +105,19 @@ function createFormats(words: Words, language: Language): Formats {
   const days = lazy(() => new Intl.DateTimeFormat(locale, { day: "numeric", month: "long" }));
   const relativeDays = lazy(() => new Intl.RelativeTimeFormat(locale, { numeric: "auto" }));
 
-  const number = (value: number, digits = 0): string => numbers(`decimal  ${digits}`).format(withoutMinusZero(value, digits));
-  const twoDigits = (value: number): string => numbers("decimal  0 2").format(value);
+  const plain = plainNumbers(locale);
+  const number = (value: number, digits = 0): string => {
+    const written = withoutMinusZero(value, digits);
+    return plain !== undefined && written >= 0 && written < 1e6
+      ? written.toFixed(digits).replace(".", plain.mark)
+      : numbers(`decimal  ${digits}`).format(written);
+  };
+  const percent = (value: number, digits = 0): string =>
+    plain === undefined || value < 0
+      ? numbers(`percent  ${digits}`).format(withoutMinusZero(value, digits) / 100)
+      : plain.percent.replace("{0}", number(value, digits));
+  const twoDigits = (value: number): string =>
+    plain === undefined ? numbers("decimal  0 2").format(value) : String(value).padStart(2, "0");
   // Number and unit are one run, which is isolated as a whole where it is put in.
   const measure = (unit: string, text: string): string => unit.replace("{0}", text).replace(" ", noBreakSpace);
   const clock = (epochMs: number): string => {
@@ -129,9 +141,15 @@ function createFormats(words: Words, language: Language): Formats {
 
   return {
     number,
-    percent: (value, digits = 0) => numbers(`percent  ${digits}`).format(withoutMinusZero(value, digits) / 100),
+    percent,
     percentParts: (value) => {
       const parts: Part[] = [];
+      if (plain !== undefined) {
+        for (const text of plain.percent.split(/(\{0\})/).map((part) => part.trim()).filter((part) => part !== "")) {
+          parts.push(text === "{0}" ? { unit: false, text: number(Math.round(value)) } : { unit: true, text });
+        }
+        return parts;
+      }
       for (const { type, value: text } of numbers("percent  0").formatToParts(Math.round(value) / 100)) {
         if (type === "literal") continue; // the gap between the two sizes belongs to the style
         const unit = type === "percentSign";

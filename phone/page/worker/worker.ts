@@ -13,7 +13,10 @@ const pageAddress = "/orvik/p";
 const configAddress = "/orvik/config.json";
 const cacheName = `orvik ${workerVersion}`;
 
-worker.addEventListener("install", (event) => { event.waitUntil(keepFirstView()); });
+worker.addEventListener("install", (event) => {
+  event.waitUntil(keepFirstView());
+  askNobody(event);
+});
 
 worker.addEventListener("message", (event) => {
   const data: unknown = event.data;
@@ -36,6 +39,13 @@ worker.addEventListener("fetch", (event) => {
 
 function isOurs(path: string): boolean {
   return firstView.includes(path) || laterParts.includes(path) || path.startsWith("/orvik/a/");
+}
+
+/** Where the browser can, it takes the hashed files of the first view out of the cache without asking this worker. */
+function askNobody(event: ExtendableEvent & { addRoutes?: (rules: readonly object[]) => Promise<void> }): void {
+  const rules = firstView.filter((path) => path.startsWith("/orvik/a/"))
+    .map((pathname) => ({ condition: { urlPattern: { pathname } }, source: { cacheName } }));
+  event.addRoutes?.(rules).catch(() => undefined);
 }
 
 async function keepFirstView(): Promise<void> {
@@ -77,9 +87,9 @@ async function clearOthers(): Promise<void> {
 /** The page out of the cache, unless a part of its first view has been lost there. */
 async function page(request: Request): Promise<Response> {
   const cache = await caches.open(cacheName);
-  const present = new Set((await cache.keys()).map((kept) => new URL(kept.url).pathname));
-  const kept = firstView.every((path) => present.has(path)) ? await cache.match(pageAddress) : undefined;
-  return kept ?? fetch(request);
+  const [keys, kept] = await Promise.all([cache.keys(), cache.match(pageAddress)]);
+  const present = new Set(keys.map(({ url }) => new URL(url).pathname));
+  return kept !== undefined && firstView.every((path) => present.has(path)) ? kept : fetch(request);
 }
 
 async function part(request: Request): Promise<Response> {

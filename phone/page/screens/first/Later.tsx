@@ -22,8 +22,8 @@ function useLater<Props>(load: Load<Props>): ComponentType<Props> | undefined {
     if (!isMissing) return;
     let isWanted = true;
     const attempt = (): void => {
-      load().then(
-        (component) => {
+      Promise.all([load(), laterStyle()]).then(
+        ([component]) => {
           loaded.set(load, component);
           if (isWanted) drawAgain((times) => times + 1);
         },
@@ -38,4 +38,27 @@ function useLater<Props>(load: Load<Props>): ComponentType<Props> | undefined {
     };
   }, [load, isMissing]);
   return part;
+}
+
+let styled: Promise<void> | undefined;
+
+// One style sheet for all later parts: nothing is shown before it is there.
+function laterStyle(): Promise<void> {
+  return (styled ??= new Promise<void>((loaded, failed) => {
+    const address = document.querySelector<HTMLMetaElement>('meta[name="later-style"]')?.content;
+    if (address === undefined) {
+      loaded();
+      return;
+    }
+    const link = document.createElement("link");
+    link.rel = "stylesheet";
+    link.href = address;
+    link.onload = () => loaded();
+    link.onerror = () => {
+      link.remove();
+      styled = undefined;
+      failed(new Error("no style"));
+    };
+    document.head.append(link);
+  }));
 }

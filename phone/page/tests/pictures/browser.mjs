@@ -15,14 +15,14 @@ const policy =
 const html =
   '<!doctype html><html lang="en"><head><meta charset="utf-8"><title>Orvik</title>' +
   '<meta name="viewport" content="width=device-width, initial-scale=1, viewport-fit=cover">' +
-  '<meta name="theme-color" content="#0c3152"><link rel="icon" href="data:,"><link rel="stylesheet" href="/style.css">' +
+  '<meta name="theme-color" content="#0c3152"><link rel="icon" href="data:,"><link rel="stylesheet" href="/style.css"><link rel="stylesheet" href="/later.css">' +
   '<script type="module" src="/page.js"></script></head><body><div id="page"></div></body></html>';
 // The pictures are set in Inter where Debian's fonts-inter-variable is installed.
 const pictureFont = ':root{--font:"Inter","Noto Sans Arabic","Noto Sans Devanagari","Noto Sans CJK SC",sans-serif}';
 
 export async function openMadeUp() {
   const { outputFiles } = await build({
-    entryPoints: { page: join(here, "page.tsx"), style: join(here, "../../screens/style.css") },
+    entryPoints: { page: join(here, "page.tsx"), style: join(here, "../../screens/style.css"), later: join(here, "../../screens/later.css") },
     bundle: true, format: "esm", splitting: true, write: false, outdir: "/", jsx: "automatic", jsxImportSource: "preact",
     target: "es2022", logLevel: "error", minify: true,
   });

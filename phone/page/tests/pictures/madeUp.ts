@@ -276,6 +276,7 @@ export function madeUpView(sceneName: string, nowMs: number): { readonly view: V
   const view: View = {
     now,
     isReady: signal(true),
+    isSettled: signal(true),
     computers: signal(cards[scene.computers ?? "one"]),
     current: {
       macId: signal("a"),

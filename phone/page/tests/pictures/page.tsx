@@ -3,6 +3,7 @@
 import { render } from "preact";
 import { App } from "../../screens/first/App.js";
 import { later } from "../../screens/first/parts.js";
+import { en } from "../../words/en.js";
 import { chooseLanguage, loadWords } from "../../words/languages.js";
 import { createTexts } from "../../words/texts.js";
 import { madeUpView } from "./madeUp.js";
@@ -12,7 +13,7 @@ const query = new URLSearchParams(location.search);
 const { view, advance } = madeUpView(query.get("scene") ?? "live", Date.parse("2026-11-22T14:32:08Z"));
 const tag = query.get("lang") ?? "en";
 const language = chooseLanguage([tag]);
-const words = await loadWords(language.tag);
+const words = (await loadWords(language.tag)) ?? en;
 const texts = createTexts(tag === "long" ? lengthened(words) : words, language);
 const screen = query.get("screen");
 if (screen !== null) history.replaceState({ screen }, "");

@@ -102,15 +102,21 @@ function SlimSky({ after }: { after: { readonly current: HTMLElement | null } })
     watch.observe(big);
     return () => watch.disconnect();
   }, [after]);
-  const land = useLand(12);
   return (
     <div class={isShown ? "slim is-shown" : "slim"} aria-hidden="true">
-      <Sky {...land} colour={view.current.verdict.value.sky} size="slim">
-        <p class="slim-words pad">
-          <LiveWhen name={view.current.name.value} />
-        </p>
-      </Sky>
+      {isShown && <SlimLand name={view.current.name.value} />}
     </div>
+  );
+}
+
+function SlimLand({ name }: { name: string }) {
+  const { view } = useScreen();
+  return (
+    <Sky {...useLand(12)} colour={view.current.verdict.value.sky} size="slim">
+      <p class="slim-words pad">
+        <LiveWhen name={name} />
+      </p>
+    </Sky>
   );
 }
 
@@ -232,11 +238,13 @@ function Rows() {
 
 // One column is read from top to bottom; on wide screens each column flows by itself.
 function Columns() {
+  const { view } = useScreen();
   const isWide = useMedia("(min-width: 700px)");
   const isWidest = useMedia("(min-width: 1080px)");
   const rows = <Rows />;
-  const part = (name: DetailsPart): ComponentChildren => <Later load={later.details} part={name} />;
-  const day = <Later load={later.lastDay} />;
+  const isSettled = view.isSettled.value;
+  const part = (name: DetailsPart): ComponentChildren => isSettled && <Later load={later.details} part={name} />;
+  const day = isSettled && <Later load={later.lastDay} />;
   const columns: readonly (readonly ComponentChildren[])[] = isWidest
     ? [[rows, part("more"), part("computer")], [day, part("storage")], [part("busiest"), part("connected")]]
     : isWide
