@@ -159,6 +159,10 @@ bool AppModel::sayGoodbye(std::function<void()> then) {
 void AppModel::setLaunchAtLogin(bool on) {
   publish(&Published::launchAtLogin, on, &AppModel::launchAtLoginChanged);
   registerLoginItem(on);
+  refreshLaunchAtLogin();
+}
+
+void AppModel::refreshLaunchAtLogin() {
   publish(&Published::launchAtLogin, isRegistered(), &AppModel::launchAtLoginChanged);
 }
 

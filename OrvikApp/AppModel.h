@@ -92,6 +92,8 @@ class AppModel final : public QObject {
   /// Registers the application as a login item, or unregisters it. `launchAtLogin` is afterwards
   /// what the system really did.
   void setLaunchAtLogin(bool on);
+  /// Has `launchAtLogin` say what the system says by now: its settings may have been used.
+  void refreshLaunchAtLogin();
   /// What the system says about the login item: enabled, or waiting for the user's approval.
   [[nodiscard]] bool isRegistered() const;
 

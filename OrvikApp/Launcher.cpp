@@ -21,6 +21,16 @@ namespace orvik {
 
 namespace {
 
+constexpr const char* help =
+    "Makes this computer's live state visible on a paired phone: an icon in the menu bar or tray.\n"
+    "Usage: orvik [OPTION]...\n"
+    "\n"
+    "Options:\n"
+    "  -h,--help                       Print this help message and exit\n"
+    "  --version                       Display program version information and exit\n"
+    "  --render-pairing FILE [LOCALE]  Draw the pairing card, with a made-up code, into a PNG "
+    "file\n";
+
 /// Qt stops the program when it cannot draw; the exit status says so, and nothing else.
 void keepSilent(QtMsgType type, const QMessageLogContext& /*context*/, const QString& /*text*/) {
   if (type == QtFatalMsg) {
@@ -111,9 +121,25 @@ std::optional<Launcher::PairingPicture> Launcher::parse(int argc, const char* co
   return picture;
 }
 
+std::optional<std::string> Launcher::information(int argc, const char* const* argv) {
+  for (const std::string_view argument :
+       std::span(argv, static_cast<std::size_t>(argc)).subspan(argc > 0 ? 1 : 0)) {
+    if (argument == "--help" || argument == "-h") {
+      return help;
+    }
+    if (argument == "--version") {
+      return std::string("orvik ") + build::version + "\n";
+    }
+  }
+  return std::nullopt;
+}
+
 int Launcher::main(int argc, char** argv) {
   if (const auto picture = parse(argc, argv)) {
     return isDrawn(*picture) ? EXIT_SUCCESS : EXIT_FAILURE;
+  }
+  if (const auto text = information(argc, argv)) {
+    return std::fputs(text->c_str(), stdout) < 0 ? EXIT_FAILURE : EXIT_SUCCESS;
   }
   return runApplication(argc, argv);
 }

@@ -3,30 +3,44 @@
 #include <QCursor>
 #include <QEvent>
 #include <QGuiApplication>
+#include <variant>
 
 #include "OrvikApp/AppModel.h"
+#include "OrvikApp/StatusMenu.h"
 #include "OrvikApp/platform/Icons.h"
 
 namespace orvik {
 
 namespace {
+
 constexpr double pausedOpacity = 0.35;
+
+/// Why the link is down, where that is known.
+QString reasonOf(const AppModel& model) {
+  const auto* waiting = std::get_if<relayState::Waiting>(&model.state());
+  return waiting == nullptr || model.isPaused() ? QString()
+                                                : QString::fromStdString(waiting->reason);
 }
 
-MenuBarIcon::MenuBarIcon(AppModel& model, QMenu& menu) : model(model) {
-  item.setContextMenu(&menu);
-  item.setToolTip(QStringLiteral("Orvik"));
+}  // namespace
+
+MenuBarIcon::MenuBarIcon(AppModel& model, StatusMenu& menu) : model(model), menu(menu) {
+  item.setContextMenu(&menu.menu());
   redraw();
   connect(&model, &AppModel::pausedUntilChanged, this, &MenuBarIcon::redraw);
+  connect(&menu, &StatusMenu::statusChanged, this, &MenuBarIcon::tellState);
   qGuiApp->installEventFilter(this);
   // Where a click does not open the menu by itself.
-  connect(&item, &QSystemTrayIcon::activated, &menu, [&menu](auto reason) {
-    if (reason == QSystemTrayIcon::Trigger &&
-        QGuiApplication::platformName() != QLatin1String("cocoa")) {
-      menu.popup(QCursor::pos());
+  connect(&item, &QSystemTrayIcon::activated, this, [this](auto reason) {
+    const bool isClick =
+        reason == QSystemTrayIcon::Trigger || reason == QSystemTrayIcon::MiddleClick;
+    if (isClick && QGuiApplication::platformName() != QLatin1String("cocoa")) {
+      openMenu();
     }
   });
   item.show();
+  panelItem = openPanelItem(item, [this] { openMenu(); });
+  tellState();
 }
 
 QIcon MenuBarIcon::icon(bool paused) { return MenuBarSymbol::icon(paused ? pausedOpacity : 1.0); }
@@ -38,6 +52,30 @@ bool MenuBarIcon::eventFilter(QObject* watched, QEvent* event) {
   return QObject::eventFilter(watched, event);
 }
 
-void MenuBarIcon::redraw() { item.setIcon(icon(model.isPaused())); }
+void MenuBarIcon::openMenu() {
+  // On Wayland nobody knows where the pointer is, and a menu needs a window to stand beside.
+  if (QGuiApplication::platformName().startsWith(QLatin1String("wayland"))) {
+    Q_EMIT menuWantedElsewhere();
+  } else {
+    menu.menu().popup(QCursor::pos());
+  }
+}
+
+void MenuBarIcon::redraw() {
+  item.setIcon(icon(model.isPaused()));
+  tellState();
+}
+
+void MenuBarIcon::tellState() {
+  QStringList lines{QStringLiteral("Orvik"), menu.statusText()};
+  if (const QString reason = reasonOf(model); !reason.isEmpty()) {
+    lines += reason;
+  }
+  const QString toolTip = lines.join(QLatin1Char('\n'));
+  item.setToolTip(toolTip);
+  if (panelItem) {
+    panelItem->show(model.isPaused(), toolTip);
+  }
+}
 
 }  // namespace orvik

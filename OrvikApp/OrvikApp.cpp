@@ -117,13 +117,14 @@ void OrvikApp::trayHostChanged(bool isPresent) {
   panelTimer.stop();
   window.setHoldsMenu(false);
   if (!icon) {
-    icon.emplace(model, menu.menu());
+    icon.emplace(model, menu);
+    connect(&*icon, &MenuBarIcon::menuWantedElsewhere, &window, &PairingWindow::presentMenu);
   }
 }
 
 void OrvikApp::showWithoutIcon() {
   window.setHoldsMenu(true);
-  showPairing();
+  window.presentMenu();
 }
 
 }  // namespace orvik

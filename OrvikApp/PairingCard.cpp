@@ -1,14 +1,21 @@
 #include "OrvikApp/PairingCard.h"
 
+#include <QClipboard>
 #include <QEvent>
+#include <QGridLayout>
+#include <QGuiApplication>
+#include <QMimeData>
 #include <QPainter>
 #include <QSignalBlocker>
 #include <QStyle>
 #include <QTextLayout>
+#include <QToolTip>
 #include <QVBoxLayout>
 #include <initializer_list>
+#include <memory>
 
 #include "OrvikApp/Texts.h"
+#include "OrvikApp/platform/Conventions.h"
 
 namespace orvik {
 
@@ -25,15 +32,16 @@ constexpr double titleScale = 17.0 / 13.0;
 /// 4.5 : 1 that WCAG 2 asks for, on light and dark windows.
 constexpr double dimmedShare = 0.64;
 
-/// What the code lies on: white on dark desktops too, as readers expect it.
+/// What the code, or its cover, lies on: white on dark desktops too, as readers expect it.
 class Paper : public QWidget {
  public:
-  explicit Paper(QWidget& content) {
+  Paper(QWidget& code, QWidget& cover) {
     constexpr int padding = 12;
-    auto* const layout = new QVBoxLayout(this);
+    auto* const layout = new QGridLayout(this);
     layout->setContentsMargins(padding, padding, padding, padding);
-    layout->setSizeConstraint(QLayout::SetFixedSize);
-    layout->addWidget(&content);
+    layout->addWidget(&code, 0, 0);
+    layout->addWidget(&cover, 0, 0, Qt::AlignCenter);
+    setFixedSize(QRCode::side + 2 * padding, QRCode::side + 2 * padding);
   }
 
  protected:
@@ -105,9 +113,14 @@ PairingCard::PairingCard(const Texts& texts, const QString& link, QWidget* paren
     : QWidget(parent),
       titleText(texts.text("Welcome to Orvik")),
       headingText(texts.text("Scan with your phone")),
-      instructionText(texts.text("Open Orvik on Android and point it at this code.")),
-      launchText(texts.text("Open Orvik when the Mac starts")),
-      code(link) {
+      instructionText(conventions::scanInstruction(texts)),
+      launchText(conventions::openAtStart(texts)),
+      copyWarning(texts.text(
+          "Whoever has this link sees this computer’s readings. Treat it like a password.")),
+      link(link),
+      code(link),
+      showCode(texts.text("Show code")),
+      copy(texts.text("Copy link"), this) {
   setLayoutDirection(texts.direction());
   auto* const layout = new QVBoxLayout(this);
   layout->setContentsMargins(cardPadding, cardPadding, cardPadding, cardPadding);
@@ -116,15 +129,45 @@ PairingCard::PairingCard(const Texts& texts, const QString& link, QWidget* paren
     label->setTextFormat(Qt::PlainText);
     label->setAlignment(Qt::AlignCenter);
   }
-  for (QWidget* const child : std::initializer_list<QWidget*>{&title, &heading, new Paper(code),
-                                                              &instruction, &launchSwitch}) {
+  for (QWidget* const child : std::initializer_list<QWidget*>{
+           &title, &heading, new Paper(code, showCode), &instruction, &launchSwitch}) {
     layout->addWidget(child, 0, Qt::AlignHCenter);
   }
   connect(&launchSwitch, &QCheckBox::toggled, this, &PairingCard::launchAtLoginToggled);
+  copy.setShortcut(QKeySequence::Copy);
+  code.addAction(&copy);
+  code.setContextMenuPolicy(Qt::ActionsContextMenu);
+  connect(&copy, &QAction::triggered, this, &PairingCard::copyLink);
+  connect(&showCode, &QPushButton::clicked, this, [this] { setCodeShown(true); });
+  setCodeShown(true);
   applyStyle();
 }
 
-void PairingCard::setLink(const QString& link) { code.setText(link); }
+void PairingCard::setLink(const QString& newLink) {
+  link = newLink;
+  code.setText(link);
+  setCodeShown(codeShown);
+}
+
+void PairingCard::setCodeShown(bool isShown) {
+  codeShown = isShown;
+  code.setVisible(isShown);
+  showCode.setVisible(!isShown);
+  copy.setEnabled(isShown && !link.isEmpty());
+}
+
+void PairingCard::copyLink() {
+  auto copied = std::make_unique<QMimeData>();
+  copied->setText(link);
+  // Programs that keep what is copied leave out what says this.
+  copied->setData(QStringLiteral("x-kde-passwordManagerHint"), QByteArrayLiteral("secret"));
+  QGuiApplication::clipboard()->setMimeData(copied.release());
+  constexpr int milliseconds = 10'000;
+  // As markup, which is wrapped.
+  QToolTip::showText(code.mapToGlobal(QPoint(0, QRCode::side)),
+                     QStringLiteral("<p>") + copyWarning.toHtmlEscaped() + QStringLiteral("</p>"),
+                     &code, {}, milliseconds);
+}
 
 bool PairingCard::launchAtLogin() const { return launchSwitch.isChecked(); }
 

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <QAction>
 #include <QCheckBox>
 #include <QLabel>
+#include <QPushButton>
 #include <QWidget>
 
 #include "OrvikApp/QRCode.h"
@@ -12,8 +14,8 @@ class Texts;
 
 /// What a user sees when adding a phone: a greeting, the code to scan, what to do with it, and the
 /// switch that opens the application at login. 340 points wide and as high as its content needs;
-/// it paints no background of its own. Follows the palette, the font and the texts' direction.
-/// Main thread only.
+/// it paints no background of its own. Follows the palette, the font and the texts' direction. The
+/// link can be copied, with a word on what it opens. Main thread only.
 class PairingCard : public QWidget {
   Q_OBJECT
 
@@ -25,6 +27,10 @@ class PairingCard : public QWidget {
 
   /// Shows the code of another link.
   void setLink(const QString& link);
+
+  /// Covers the code until a click on the button in its place, or shows it. It is shown at first.
+  void setCodeShown(bool isShown);
+  [[nodiscard]] bool isCodeShown() const { return codeShown; }
 
   [[nodiscard]] bool launchAtLogin() const;
   /// Shows the switch as the system has it, and tells nobody.
@@ -39,14 +45,20 @@ class PairingCard : public QWidget {
 
  private:
   void applyStyle();
+  void copyLink();
 
   const QString titleText;
   const QString headingText;
   const QString instructionText;
   const QString launchText;
+  const QString copyWarning;
+  QString link;
+  bool codeShown = true;
   QLabel title;
   QLabel heading;
   QRCode code;
+  QPushButton showCode;
+  QAction copy;
   QLabel instruction;
   QCheckBox launchSwitch;
 };

@@ -29,6 +29,8 @@ PairingWindow::PairingWindow(AppModel& model, StatusMenu& menu, const Texts& tex
 
   auto* close = addAction(QString(), QKeySequence(QKeySequence::Close), this, &QWidget::close);
   close->setShortcutContext(Qt::WindowShortcut);
+  auto* escape = addAction(QString(), QKeySequence(QKeySequence::Cancel), this, &QWidget::close);
+  escape->setShortcutContext(Qt::WindowShortcut);
   addAction(&menu.quitEntry());
 
   card.setLaunchAtLogin(model.launchAtLogin());
@@ -39,13 +41,23 @@ PairingWindow::PairingWindow(AppModel& model, StatusMenu& menu, const Texts& tex
 }
 
 void PairingWindow::present() {
+  model.refreshLaunchAtLogin();
+  card.setCodeShown(true);
   show();
   bringToFront(this);
 }
 
+void PairingWindow::presentMenu() {
+  menuBar.show();
+  if (!isVisible()) {
+    card.setCodeShown(false);
+    show();
+  }
+  bringToFront(this);
+}
+
 void PairingWindow::setHoldsMenu(bool holds) {
-  // The user has closed it, as far as that was possible.
-  if (holdsMenu && !holds && isMinimized()) {
+  if (holdsMenu && !holds && (isMinimized() || !card.isCodeShown())) {
     hide();
   }
   holdsMenu = holds;
@@ -55,10 +67,21 @@ void PairingWindow::setHoldsMenu(bool holds) {
 void PairingWindow::closeEvent(QCloseEvent* event) {
   if (holdsMenu) {
     event->ignore();
+    // Whoever opens it again may want the menu.
+    card.setCodeShown(false);
     showMinimized();
     return;
   }
+  menuBar.hide();
   QWidget::closeEvent(event);
+}
+
+void PairingWindow::changeEvent(QEvent* event) {
+  QWidget::changeEvent(event);
+  // Somebody comes back from the desktop's settings.
+  if (event->type() == QEvent::ActivationChange && isActiveWindow()) {
+    model.refreshLaunchAtLogin();
+  }
 }
 
 }  // namespace orvik

@@ -20,14 +20,20 @@ class PairingWindow : public QWidget {
   /// Everything outlives the window, which is not shown yet.
   PairingWindow(AppModel& model, StatusMenu& menu, const Texts& texts);
 
-  /// Shows the window and brings it to the front.
+  /// Shows the window with the code, and brings it to the front.
   void present();
 
-  /// Whether the menu is in the window.
+  /// Shows the window with the menu, when nobody has asked for the code: that waits for a click. A
+  /// code that is shown already stays.
+  void presentMenu();
+
+  /// Whether the menu is in the window and nowhere else. One that was opened for its menu alone, or
+  /// put away as far as that was possible, goes when the menu is elsewhere.
   void setHoldsMenu(bool holds);
 
  protected:
   void closeEvent(QCloseEvent* event) override;
+  void changeEvent(QEvent* event) override;
 
  private:
   AppModel& model;

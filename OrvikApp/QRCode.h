@@ -5,8 +5,10 @@
 
 namespace orvik {
 
-/// The QR code of a text, 220 × 220 points, black on white in every palette. Nothing is drawn for a
-/// text that has no code. Says nothing to a screen reader: nobody can scan what is read aloud.
+/// The QR code of a text in a frame of 220 × 220 points, black on white in every palette: as large
+/// as it can be there with every module the same whole number of pixels wide and high. Nothing is
+/// drawn for a text that has no code. Says nothing to a screen reader: nobody can scan what is read
+/// aloud.
 class QRCode : public QWidget {
  public:
   static constexpr int side = 220;

@@ -6,6 +6,7 @@
 
 #include "OrvikApp/AppModel.h"
 #include "OrvikApp/Texts.h"
+#include "OrvikApp/platform/Conventions.h"
 #include "OrvikApp/platform/Updater.h"
 #include "OrvikApp/platform/Windows.h"
 
@@ -78,7 +79,7 @@ void StatusMenu::addEntries() {
   entries.setTitle(texts.text("Orvik"));
   auto* heading = entries.addAction(texts.text("Orvik"));
   heading->setEnabled(false);
-  status.setEnabled(false);
+  status.setEnabled(!conventions::areDisabledEntriesReadable());
   entries.addAction(&status);
   entries.addSeparator();
   add(texts.text("Add a phone…"), actions.showPairing);
@@ -109,6 +110,7 @@ void StatusMenu::redraw() {
   status.setText(statusLine(model, texts));
   pause->setVisible(!model.isPaused());
   resume->setVisible(model.isPaused());
+  Q_EMIT statusChanged();
 }
 
 void StatusMenu::confirmDisconnect() {

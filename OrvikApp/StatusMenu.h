@@ -37,11 +37,18 @@ class StatusMenu : public QObject {
   /// The entry that quits, for windows that want its shortcut.
   [[nodiscard]] QAction& quitEntry() { return quit; }
 
+  /// What the status line says now.
+  [[nodiscard]] QString statusText() const { return status.text(); }
+
   /// What the menu says about the link: until when it is paused, else the state.
   [[nodiscard]] static QString statusLine(const std::optional<Clock::UnixTime>& pausedUntil,
                                           const RelayState& state, const Texts& texts);
   /// The same for the whole model: what the link waits for comes before the state.
   [[nodiscard]] static QString statusLine(const AppModel& model, const Texts& texts);
+
+ Q_SIGNALS:
+  /// The status line says something else, or the reason behind it is another.
+  void statusChanged();
 
  private:
   void addEntries();

@@ -1,69 +1,90 @@
 #include "agent/TerminalQR.h"
 
-#include <qrencode.h>
+#include <array>
 
-#include <climits>
-#include <memory>
-#include <stdexcept>
+#include "core/pairing/QRModules.h"
 
 namespace orvik {
 
 namespace {
 
-struct FreeCode {
-  void operator()(QRcode* code) const { QRcode_free(code); }
-};
-
-/// ISO/IEC 18004: the light border without which a reader does not find the code.
-constexpr int quietZone = 4;
-
 /// Black on white from the fixed part of the 256 colours: themes change the first sixteen.
 constexpr const char* blackOnWhite = "\x1B[38;5;16;48;5;231m";
 constexpr const char* usualColours = "\x1B[0m";
 
-/// The library sets the lowest bit of a dark module.
-bool isDark(const QRcode& code, int x, int y) {
-  const bool isInside = x >= 0 && y >= 0 && x < code.width && y < code.width;
-  return isInside && (code.data[y * code.width + x] & 1U) != 0;
-}
+/// ISO/IEC 18004 asks for four light modules around a code; readers on phones find it with one.
+constexpr int usualBorder = 2;
+constexpr int leastBorder = 1;
+
+constexpr std::array<std::string_view, 3> advice = {"Scan this code with your phone,",
+                                                    "or open the link above on it.",
+                                                    "Whoever has it sees the readings."};
+constexpr std::string_view gap = "  ";
+constexpr int adviceWidth = 33;
 
 /// One character for two modules, one above the other.
-const char* halfBlocks(bool isUpperInked, bool isLowerInked) {
-  if (isUpperInked) {
-    return isLowerInked ? "█" : "▀";
+const char* halfBlocks(bool isUpperDark, bool isLowerDark) {
+  if (isUpperDark) {
+    return isLowerDark ? "█" : "▀";
   }
-  return isLowerInked ? "▄" : " ";
+  return isLowerDark ? "▄" : " ";
+}
+
+int linesOf(int modules) { return (modules + 1) / 2; }
+
+std::string firstLine(std::string_view what, std::string_view link) {
+  return std::string(what) + "\n" + std::string(link) + "\n";
 }
 
 }  // namespace
 
-std::string terminalQR(std::string_view text, TerminalQRStyle style) {
-  constexpr int smallestVersion = 0;
-  const bool fits = !text.empty() && text.size() <= INT_MAX;
-  const std::unique_ptr<QRcode, FreeCode> code(
-      fits ? QRcode_encodeData(static_cast<int>(text.size()),
-                               reinterpret_cast<const unsigned char*>(text.data()), smallestVersion,
-                               QR_ECLEVEL_M)
-           : nullptr);
-  if (code == nullptr) {
-    throw std::invalid_argument("the text does not fit into a QR code");
+std::optional<std::vector<std::string>> terminalQR(std::string_view text, int border) {
+  const auto code = QRModules::of(text, QRModules::Correction::low);
+  if (!code) {
+    return std::nullopt;
   }
-  const bool isColoured = style == TerminalQRStyle::coloured;
-  const int end = code->width + quietZone;
-  std::string out;
-  for (int y = -quietZone; y < end; y += 2) {
-    out += isColoured ? blackOnWhite : "";
-    for (int x = -quietZone; x < end; ++x) {
-      // Ink is black in colours, and what is light without them. Below the last row is nothing.
-      const bool upper = isDark(*code, x, y) == isColoured;
-      const bool lower =
-          isColoured ? isDark(*code, x, y + 1) : y + 1 < end && !isDark(*code, x, y + 1);
-      out += halfBlocks(upper, lower);
+  const int end = code->width() + border;
+  std::vector<std::string> lines;
+  for (int y = -border; y < end; y += 2) {
+    std::string line = blackOnWhite;
+    for (int x = -border; x < end; ++x) {
+      line += halfBlocks(code->isDark(x, y), code->isDark(x, y + 1));
     }
-    out += isColoured ? usualColours : "";
-    out += '\n';
+    lines.push_back(line + usualColours);
   }
-  return out;
+  return lines;
+}
+
+std::string pairingText(std::string_view link, std::optional<ScreenSize> screen) {
+  const auto code = screen ? QRModules::of(link, QRModules::Correction::low) : std::nullopt;
+  if (!code) {
+    return firstLine("Open this link on your phone:", link);
+  }
+  const auto [rows, columns] = *screen;
+  const int linkRows = (static_cast<int>(link.size()) + columns - 1) / columns;
+  // One more row is for the cursor or the first line after the code.
+  const int least = code->width() + 2 * leastBorder;
+  if (columns < least || rows < linesOf(least) + 1) {
+    return firstLine("Open this link on your phone, or enlarge the terminal to " +
+                         std::to_string(least) + " by " + std::to_string(linesOf(least) + 1) +
+                         " characters for a code to scan:",
+                     link);
+  }
+  const int usual = code->width() + 2 * usualBorder;
+  const bool isRoomy = columns >= usual && rows > linkRows + linesOf(usual) + 1;
+  const auto lines = terminalQR(link, isRoomy ? usualBorder : leastBorder).value();
+  const int codeWidth = isRoomy ? usual : least;
+  const bool isBeside = columns >= codeWidth + static_cast<int>(gap.size()) + adviceWidth;
+  std::string text = isBeside ? "" : "Scan the code with your phone, or open this link on it:\n";
+  text += std::string(link) + "\n";
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    text += lines[i];
+    if (isBeside && i >= 1 && i <= advice.size()) {
+      text += std::string(gap) + std::string(advice.at(i - 1));
+    }
+    text += "\n";
+  }
+  return text;
 }
 
 }  // namespace orvik

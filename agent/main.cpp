@@ -25,6 +25,7 @@
 #include "core/sampling/SystemSampleSource.h"
 #include "core/sampling/ThisMachine.h"
 #include "core/system/ReplaceFile.h"
+#include "core/system/TextScreen.h"
 
 namespace {
 
@@ -78,13 +79,32 @@ void writeLinkFile(const std::filesystem::path& file, const std::string& link) {
 }
 
 void showLink(const std::string& link) {
-  // A code in a log would only be noise.
-  if (isatty(STDOUT_FILENO) == 1) {
-    std::fputs(terminalQR(link, TerminalQRStyle::coloured).c_str(), stdout);
-  }
-  std::printf("Scan the code with your phone, or open this link on it:\n%s\n", link.c_str());
+  // A code in a log would only be noise, and one in characters that are not there no code.
+  const bool isDrawn = isTextScreen(STDOUT_FILENO) && isLocaleUTF8();
+  const auto screen = isDrawn ? std::optional(screenSize(STDOUT_FILENO)) : std::nullopt;
+  std::fputs(SecretText(pairingText(link, screen)).text().c_str(), stdout);
   std::fflush(stdout);
 }
+
+/// Prints what is new about the link: a state once, and one that is tried again and again as one.
+class StateNews {
+ public:
+  void print(const RelayState& state) {
+    const bool isRetry = isOffline && std::holds_alternative<relayState::Connecting>(state);
+    isOffline = isRetry || std::holds_alternative<relayState::Waiting>(state);
+    const std::string text = description(state);
+    if (isRetry || text == last) {
+      return;
+    }
+    last = text;
+    std::printf("%s\n", text.c_str());
+    std::fflush(stdout);
+  }
+
+ private:
+  bool isOffline = false;
+  std::string last;
+};
 
 std::shared_ptr<SampleSource> sampleSource(const AgentCommandLine& line,
                                            const asio::any_io_executor& executor,
@@ -229,8 +249,7 @@ class Agent {
       return;
     }
     if (!line.quiet) {
-      std::printf("%s\n", orvik::description(state).c_str());
-      std::fflush(stdout);
+      stateNews.print(state);
     }
     if (std::holds_alternative<relayState::Rejected>(state)) {
       end(std::make_exception_ptr(
@@ -249,6 +268,7 @@ class Agent {
   const std::shared_ptr<WebSocketSession> session;
   const AlertStateStore alerts;
   std::optional<Pairing> shown;
+  StateNews stateNews;
   std::string lastTold;
   std::shared_ptr<RelayClient> client;
   /// Made so far; only the newest is listened to.

@@ -6,8 +6,8 @@
 
 namespace orvik {
 
-/// The symbol of the menu-bar icon, a laptop with a phone beside it: 15 points, one colour, sharp
-/// at every scale. Empty when the system has none.
+/// The symbol of the menu-bar icon, a laptop with a phone beside it: in one colour, and sharp at
+/// the sizes that this system's panels or menu bar show. Empty when the system has none.
 class MenuBarSymbol {
  public:
   /// `opacity` from 0 to 1.

@@ -68,7 +68,7 @@
     </message>
     <message>
         <source>Every phone will need to scan the new code.</source>
-        <translation>سيحتاج كل هاتف إلى مسح الرمز الجديد.</translation>
+        <translation>سيحتاج كل هاتف إلى مسح الرمز الجديد ضوئيًا.</translation>
     </message>
     <message>
         <source>Disconnect</source>
@@ -84,7 +84,7 @@
     </message>
     <message>
         <source>Scan with your phone</source>
-        <translation>امسح الرمز بهاتفك</translation>
+        <translation>امسح الرمز ضوئيًا بهاتفك</translation>
     </message>
     <message>
         <source>Open Orvik on Android and point it at this code.</source>
@@ -95,12 +95,32 @@
         <translation>فتح Orvik عند بدء تشغيل الـ Mac</translation>
     </message>
     <message>
+        <source>Open Orvik when the computer starts</source>
+        <translation>فتح Orvik عند بدء تشغيل الحاسوب</translation>
+    </message>
+    <message>
+        <source>Point your phone’s camera at this code.</source>
+        <translation>وجّه كاميرا هاتفك نحو هذا الرمز.</translation>
+    </message>
+    <message>
+        <source>Copy link</source>
+        <translation>نسخ الرابط</translation>
+    </message>
+    <message>
+        <source>Show code</source>
+        <translation>إظهار الرمز</translation>
+    </message>
+    <message>
+        <source>Whoever has this link sees this computer’s readings. Treat it like a password.</source>
+        <translation>كل من لديه هذا الرابط يرى قراءات هذا الحاسوب. تعامل معه ككلمة مرور.</translation>
+    </message>
+    <message>
         <source>You’re up to date</source>
         <translation>لديك أحدث إصدار</translation>
     </message>
     <message>
         <source>Orvik %@ is the newest version.</source>
-        <translation>الإصدار &#x2068;Orvik %@&#x2069; هو الأحدث.</translation>
+        <translation>الإصدار &#x2068;%@&#x2069; من Orvik هو الأحدث.</translation>
     </message>
     <message>
         <source>A new version is available</source>
@@ -124,7 +144,7 @@
     </message>
     <message>
         <source>Could not check for updates</source>
-        <translation>تعذر التحقق من وجود تحديثات</translation>
+        <translation>تعذر البحث عن تحديثات</translation>
     </message>
     <message>
         <source>The list of versions could not be read. Try again later.</source>

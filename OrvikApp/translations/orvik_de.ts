@@ -9,7 +9,7 @@
     </message>
     <message>
         <source>Add a phone…</source>
-        <translation>Telefon hinzufügen…</translation>
+        <translation>Telefon hinzufügen …</translation>
     </message>
     <message>
         <source>Resume</source>
@@ -21,11 +21,11 @@
     </message>
     <message>
         <source>Disconnect all phones…</source>
-        <translation>Alle Telefone trennen…</translation>
+        <translation>Alle Telefone trennen …</translation>
     </message>
     <message>
         <source>Check for Updates…</source>
-        <translation>Nach Updates suchen…</translation>
+        <translation>Nach Updates suchen …</translation>
     </message>
     <message>
         <source>Quit Orvik</source>
@@ -48,11 +48,11 @@
     </message>
     <message>
         <source>Offline – reconnecting…</source>
-        <translation>Offline – Verbindung wird wiederhergestellt…</translation>
+        <translation>Offline – Verbindung wird wiederhergestellt …</translation>
     </message>
     <message>
         <source>Connecting…</source>
-        <translation>Verbindung wird hergestellt…</translation>
+        <translation>Verbindung wird hergestellt …</translation>
     </message>
     <message>
         <source>Pairing lost – add a phone again</source>
@@ -89,6 +89,26 @@
     <message>
         <source>Open Orvik when the Mac starts</source>
         <translation>Orvik beim Start des Mac öffnen</translation>
+    </message>
+    <message>
+        <source>Open Orvik when the computer starts</source>
+        <translation>Orvik beim Start des Computers öffnen</translation>
+    </message>
+    <message>
+        <source>Point your phone’s camera at this code.</source>
+        <translation>Die Kamera des Telefons auf diesen Code richten.</translation>
+    </message>
+    <message>
+        <source>Copy link</source>
+        <translation>Link kopieren</translation>
+    </message>
+    <message>
+        <source>Show code</source>
+        <translation>Code anzeigen</translation>
+    </message>
+    <message>
+        <source>Whoever has this link sees this computer’s readings. Treat it like a password.</source>
+        <translation>Wer diesen Link hat, sieht die Messwerte dieses Computers. Bitte wie ein Passwort behandeln.</translation>
     </message>
     <message>
         <source>You’re up to date</source>

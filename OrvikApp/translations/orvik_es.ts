@@ -91,6 +91,26 @@
         <translation>Abrir Orvik al iniciar el Mac</translation>
     </message>
     <message>
+        <source>Open Orvik when the computer starts</source>
+        <translation>Abrir Orvik al iniciar el equipo</translation>
+    </message>
+    <message>
+        <source>Point your phone’s camera at this code.</source>
+        <translation>Apunta con la cámara del teléfono a este código.</translation>
+    </message>
+    <message>
+        <source>Copy link</source>
+        <translation>Copiar enlace</translation>
+    </message>
+    <message>
+        <source>Show code</source>
+        <translation>Mostrar código</translation>
+    </message>
+    <message>
+        <source>Whoever has this link sees this computer’s readings. Treat it like a password.</source>
+        <translation>Quien tenga este enlace ve las lecturas de este equipo. Trátalo como una contraseña.</translation>
+    </message>
+    <message>
         <source>You’re up to date</source>
         <translation>Orvik está actualizado</translation>
     </message>

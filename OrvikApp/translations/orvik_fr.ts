@@ -91,6 +91,26 @@
         <translation>Ouvrir Orvik au démarrage du Mac</translation>
     </message>
     <message>
+        <source>Open Orvik when the computer starts</source>
+        <translation>Ouvrir Orvik au démarrage de l’ordinateur</translation>
+    </message>
+    <message>
+        <source>Point your phone’s camera at this code.</source>
+        <translation>Pointez l’appareil photo du téléphone vers ce code.</translation>
+    </message>
+    <message>
+        <source>Copy link</source>
+        <translation>Copier le lien</translation>
+    </message>
+    <message>
+        <source>Show code</source>
+        <translation>Afficher le code</translation>
+    </message>
+    <message>
+        <source>Whoever has this link sees this computer’s readings. Treat it like a password.</source>
+        <translation>Toute personne qui a ce lien voit les mesures de cet ordinateur. Traitez-le comme un mot de passe.</translation>
+    </message>
+    <message>
         <source>You’re up to date</source>
         <translation>Orvik est à jour</translation>
     </message>

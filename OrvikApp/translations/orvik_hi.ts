@@ -56,7 +56,7 @@
     </message>
     <message>
         <source>Pairing lost – add a phone again</source>
-        <translation>पेयरिंग नहीं रही – फिर से फ़ोन जोड़ें</translation>
+        <translation>पेयरिंग टूट गई – फ़ोन फिर से जोड़ें</translation>
     </message>
     <message>
         <source>Disconnect all phones?</source>
@@ -84,11 +84,31 @@
     </message>
     <message>
         <source>Open Orvik on Android and point it at this code.</source>
-        <translation>Android पर Orvik खोलें और उसे इस कोड की ओर रखें।</translation>
+        <translation>Android पर Orvik खोलें और फ़ोन का कैमरा इस कोड की ओर करें।</translation>
     </message>
     <message>
         <source>Open Orvik when the Mac starts</source>
         <translation>Mac शुरू होने पर Orvik खोलें</translation>
+    </message>
+    <message>
+        <source>Open Orvik when the computer starts</source>
+        <translation>कंप्यूटर शुरू होने पर Orvik खोलें</translation>
+    </message>
+    <message>
+        <source>Point your phone’s camera at this code.</source>
+        <translation>अपने फ़ोन का कैमरा इस कोड की ओर करें।</translation>
+    </message>
+    <message>
+        <source>Copy link</source>
+        <translation>लिंक कॉपी करें</translation>
+    </message>
+    <message>
+        <source>Show code</source>
+        <translation>कोड दिखाएँ</translation>
+    </message>
+    <message>
+        <source>Whoever has this link sees this computer’s readings. Treat it like a password.</source>
+        <translation>जिसके पास यह लिंक है, वह इस कंप्यूटर की रीडिंग देख सकता है। इसे पासवर्ड की तरह सँभालकर रखें।</translation>
     </message>
     <message>
         <source>You’re up to date</source>

@@ -91,6 +91,26 @@
         <translation>Apri Orvik all’avvio del Mac</translation>
     </message>
     <message>
+        <source>Open Orvik when the computer starts</source>
+        <translation>Apri Orvik all’avvio del computer</translation>
+    </message>
+    <message>
+        <source>Point your phone’s camera at this code.</source>
+        <translation>Inquadra questo codice con la fotocamera del telefono.</translation>
+    </message>
+    <message>
+        <source>Copy link</source>
+        <translation>Copia link</translation>
+    </message>
+    <message>
+        <source>Show code</source>
+        <translation>Mostra codice</translation>
+    </message>
+    <message>
+        <source>Whoever has this link sees this computer’s readings. Treat it like a password.</source>
+        <translation>Chi ha questo link vede le letture di questo computer. Trattalo come una password.</translation>
+    </message>
+    <message>
         <source>You’re up to date</source>
         <translation>Orvik è aggiornato</translation>
     </message>
@@ -120,7 +140,7 @@
     </message>
     <message>
         <source>Could not check for updates</source>
-        <translation>Impossibile verificare gli aggiornamenti</translation>
+        <translation>Impossibile verificare la disponibilità di aggiornamenti</translation>
     </message>
     <message>
         <source>The list of versions could not be read. Try again later.</source>

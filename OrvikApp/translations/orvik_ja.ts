@@ -47,7 +47,7 @@
     </message>
     <message>
         <source>Offline – reconnecting…</source>
-        <translation>オフライン – 再接続中…</translation>
+        <translation>オフライン：再接続中…</translation>
     </message>
     <message>
         <source>Connecting…</source>
@@ -55,7 +55,7 @@
     </message>
     <message>
         <source>Pairing lost – add a phone again</source>
-        <translation>ペアリングが失われました – スマートフォンを追加し直してください</translation>
+        <translation>ペアリングが無効になりました。スマートフォンを追加し直してください</translation>
     </message>
     <message>
         <source>Disconnect all phones?</source>
@@ -83,11 +83,31 @@
     </message>
     <message>
         <source>Open Orvik on Android and point it at this code.</source>
-        <translation>AndroidでOrvikを開き、&#x2028;このコードに向けてください。</translation>
+        <translation>AndroidでOrvikを開き、&#x200b;カメラをこのコードに向けてください。</translation>
     </message>
     <message>
         <source>Open Orvik when the Mac starts</source>
         <translation>Macの起動時にOrvikを開く</translation>
+    </message>
+    <message>
+        <source>Open Orvik when the computer starts</source>
+        <translation>コンピューターの起動時にOrvikを開く</translation>
+    </message>
+    <message>
+        <source>Point your phone’s camera at this code.</source>
+        <translation>スマートフォンのカメラをこのコードに向けてください。</translation>
+    </message>
+    <message>
+        <source>Copy link</source>
+        <translation>リンクをコピー</translation>
+    </message>
+    <message>
+        <source>Show code</source>
+        <translation>コードを表示</translation>
+    </message>
+    <message>
+        <source>Whoever has this link sees this computer’s readings. Treat it like a password.</source>
+        <translation>このリンクを持つ人は誰でも、このコンピューターのデータを見ることができます。パスワードと同じように扱ってください。</translation>
     </message>
     <message>
         <source>You’re up to date</source>

@@ -90,12 +90,32 @@
         <translation>Mac이 시작될 때 Orvik 열기</translation>
     </message>
     <message>
+        <source>Open Orvik when the computer starts</source>
+        <translation>컴퓨터를 시작할 때 Orvik 열기</translation>
+    </message>
+    <message>
+        <source>Point your phone’s camera at this code.</source>
+        <translation>휴대폰 카메라로 이 코드를 비추세요.</translation>
+    </message>
+    <message>
+        <source>Copy link</source>
+        <translation>링크 복사</translation>
+    </message>
+    <message>
+        <source>Show code</source>
+        <translation>코드 표시</translation>
+    </message>
+    <message>
+        <source>Whoever has this link sees this computer’s readings. Treat it like a password.</source>
+        <translation>이 링크가 있는 사람은 누구나 이 컴퓨터의 측정값을 볼 수 있습니다. 비밀번호처럼 다루세요.</translation>
+    </message>
+    <message>
         <source>You’re up to date</source>
         <translation>최신 버전입니다</translation>
     </message>
     <message>
         <source>Orvik %@ is the newest version.</source>
-        <translation>Orvik %@이(가) 최신 버전입니다.</translation>
+        <translation>최신 버전은 Orvik %@입니다.</translation>
     </message>
     <message>
         <source>A new version is available</source>
@@ -103,7 +123,7 @@
     </message>
     <message>
         <source>Orvik %@ is available. You have %@.</source>
-        <translation>Orvik %@을(를) 사용할 수 있습니다. 현재 버전은 %@입니다.</translation>
+        <translation>Orvik %@ 버전을 사용할 수 있습니다. 현재 버전은 %@입니다.</translation>
     </message>
     <message>
         <source>What’s new:</source>
@@ -119,7 +139,7 @@
     </message>
     <message>
         <source>Could not check for updates</source>
-        <translation>업데이트를 확인할 수 없음</translation>
+        <translation>업데이트를 확인할 수 없습니다</translation>
     </message>
     <message>
         <source>The list of versions could not be read. Try again later.</source>

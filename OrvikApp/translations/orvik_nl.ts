@@ -84,11 +84,31 @@
     </message>
     <message>
         <source>Open Orvik on Android and point it at this code.</source>
-        <translation>Open Orvik op Android en richt op deze code.</translation>
+        <translation>Open Orvik op Android en richt de camera op deze code.</translation>
     </message>
     <message>
         <source>Open Orvik when the Mac starts</source>
         <translation>Open Orvik als de Mac opstart</translation>
+    </message>
+    <message>
+        <source>Open Orvik when the computer starts</source>
+        <translation>Open Orvik als de computer opstart</translation>
+    </message>
+    <message>
+        <source>Point your phone’s camera at this code.</source>
+        <translation>Richt de camera van je telefoon op deze code.</translation>
+    </message>
+    <message>
+        <source>Copy link</source>
+        <translation>Kopieer link</translation>
+    </message>
+    <message>
+        <source>Show code</source>
+        <translation>Toon code</translation>
+    </message>
+    <message>
+        <source>Whoever has this link sees this computer’s readings. Treat it like a password.</source>
+        <translation>Wie deze link heeft, ziet de metingen van deze computer. Behandel hem als een wachtwoord.</translation>
     </message>
     <message>
         <source>You’re up to date</source>

@@ -77,7 +77,7 @@
     </message>
     <message>
         <source>Welcome to Orvik</source>
-        <translation>Witamy w Orvik</translation>
+        <translation>Witamy w aplikacji Orvik</translation>
     </message>
     <message>
         <source>Scan with your phone</source>
@@ -90,6 +90,26 @@
     <message>
         <source>Open Orvik when the Mac starts</source>
         <translation>Otwieraj Orvik przy uruchamianiu Maca</translation>
+    </message>
+    <message>
+        <source>Open Orvik when the computer starts</source>
+        <translation>Otwieraj Orvik przy uruchamianiu komputera</translation>
+    </message>
+    <message>
+        <source>Point your phone’s camera at this code.</source>
+        <translation>Skieruj aparat telefonu na ten kod.</translation>
+    </message>
+    <message>
+        <source>Copy link</source>
+        <translation>Kopiuj link</translation>
+    </message>
+    <message>
+        <source>Show code</source>
+        <translation>Pokaż kod</translation>
+    </message>
+    <message>
+        <source>Whoever has this link sees this computer’s readings. Treat it like a password.</source>
+        <translation>Każdy, kto ma ten link, widzi odczyty tego komputera. Traktuj go jak hasło.</translation>
     </message>
     <message>
         <source>You’re up to date</source>

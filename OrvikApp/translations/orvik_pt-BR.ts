@@ -91,6 +91,26 @@
         <translation>Abrir o Orvik ao iniciar o Mac</translation>
     </message>
     <message>
+        <source>Open Orvik when the computer starts</source>
+        <translation>Abrir o Orvik ao iniciar o computador</translation>
+    </message>
+    <message>
+        <source>Point your phone’s camera at this code.</source>
+        <translation>Aponte a câmera do celular para este código.</translation>
+    </message>
+    <message>
+        <source>Copy link</source>
+        <translation>Copiar link</translation>
+    </message>
+    <message>
+        <source>Show code</source>
+        <translation>Mostrar código</translation>
+    </message>
+    <message>
+        <source>Whoever has this link sees this computer’s readings. Treat it like a password.</source>
+        <translation>Quem tiver este link vê as leituras deste computador. Trate-o como uma senha.</translation>
+    </message>
+    <message>
         <source>You’re up to date</source>
         <translation>O Orvik está atualizado</translation>
     </message>

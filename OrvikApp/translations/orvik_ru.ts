@@ -65,7 +65,7 @@
     </message>
     <message>
         <source>Every phone will need to scan the new code.</source>
-        <translation>Каждому телефону нужно будет отсканировать новый код.</translation>
+        <translation>На каждом телефоне нужно будет отсканировать новый код.</translation>
     </message>
     <message>
         <source>Disconnect</source>
@@ -90,6 +90,26 @@
     <message>
         <source>Open Orvik when the Mac starts</source>
         <translation>Открывать Orvik при запуске Mac</translation>
+    </message>
+    <message>
+        <source>Open Orvik when the computer starts</source>
+        <translation>Открывать Orvik при запуске компьютера</translation>
+    </message>
+    <message>
+        <source>Point your phone’s camera at this code.</source>
+        <translation>Наведите камеру телефона на этот код.</translation>
+    </message>
+    <message>
+        <source>Copy link</source>
+        <translation>Скопировать ссылку</translation>
+    </message>
+    <message>
+        <source>Show code</source>
+        <translation>Показать код</translation>
+    </message>
+    <message>
+        <source>Whoever has this link sees this computer’s readings. Treat it like a password.</source>
+        <translation>Все, у кого есть эта ссылка, видят данные этого компьютера. Обращайтесь с ней как с паролем.</translation>
     </message>
     <message>
         <source>You’re up to date</source>

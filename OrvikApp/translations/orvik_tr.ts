@@ -33,7 +33,7 @@
     </message>
     <message>
         <source>Paused until %@</source>
-        <translation>Duraklatıldı – bitiş: %@</translation>
+        <translation>%@ saatine kadar duraklatıldı</translation>
     </message>
     <message numerus="yes">
         <source>%lld phones</source>
@@ -55,7 +55,7 @@
     </message>
     <message>
         <source>Pairing lost – add a phone again</source>
-        <translation>Eşleşme kayboldu – yeniden telefon ekleyin</translation>
+        <translation>Eşleme kayboldu – telefonu yeniden ekleyin</translation>
     </message>
     <message>
         <source>Disconnect all phones?</source>
@@ -90,6 +90,26 @@
         <translation>Mac başlatıldığında Orvik’i aç</translation>
     </message>
     <message>
+        <source>Open Orvik when the computer starts</source>
+        <translation>Bilgisayar başlatıldığında Orvik’i aç</translation>
+    </message>
+    <message>
+        <source>Point your phone’s camera at this code.</source>
+        <translation>Telefonunuzun kamerasını bu koda doğrultun.</translation>
+    </message>
+    <message>
+        <source>Copy link</source>
+        <translation>Bağlantıyı kopyala</translation>
+    </message>
+    <message>
+        <source>Show code</source>
+        <translation>Kodu göster</translation>
+    </message>
+    <message>
+        <source>Whoever has this link sees this computer’s readings. Treat it like a password.</source>
+        <translation>Kopyalanan bağlantıyı bilen herkes bu bilgisayarın ölçümlerini görür. Ona bir parola gibi davranın.</translation>
+    </message>
+    <message>
         <source>You’re up to date</source>
         <translation>Orvik güncel</translation>
     </message>
@@ -103,7 +123,7 @@
     </message>
     <message>
         <source>Orvik %@ is available. You have %@.</source>
-        <translation>Orvik %@ kullanıma hazır. Sizdeki sürüm: %@.</translation>
+        <translation>Orvik %@ kullanıma hazır. Yüklü sürüm: %@.</translation>
     </message>
     <message>
         <source>What’s new:</source>

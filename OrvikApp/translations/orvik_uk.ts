@@ -65,7 +65,7 @@
     </message>
     <message>
         <source>Every phone will need to scan the new code.</source>
-        <translation>Кожному телефону потрібно буде відсканувати новий код.</translation>
+        <translation>На кожному телефоні потрібно буде відсканувати новий код.</translation>
     </message>
     <message>
         <source>Disconnect</source>
@@ -90,6 +90,26 @@
     <message>
         <source>Open Orvik when the Mac starts</source>
         <translation>Відкривати Orvik під час запуску Mac</translation>
+    </message>
+    <message>
+        <source>Open Orvik when the computer starts</source>
+        <translation>Відкривати Orvik під час запуску комп’ютера</translation>
+    </message>
+    <message>
+        <source>Point your phone’s camera at this code.</source>
+        <translation>Наведіть камеру телефона на цей код.</translation>
+    </message>
+    <message>
+        <source>Copy link</source>
+        <translation>Скопіювати посилання</translation>
+    </message>
+    <message>
+        <source>Show code</source>
+        <translation>Показати код</translation>
+    </message>
+    <message>
+        <source>Whoever has this link sees this computer’s readings. Treat it like a password.</source>
+        <translation>Усі, хто має це посилання, бачать дані цього комп’ютера. Поводьтеся з ним як із паролем.</translation>
     </message>
     <message>
         <source>You’re up to date</source>

@@ -21,7 +21,7 @@
     </message>
     <message>
         <source>Disconnect all phones…</source>
-        <translation>断开所有手机…</translation>
+        <translation>断开所有手机的连接…</translation>
     </message>
     <message>
         <source>Check for Updates…</source>
@@ -47,7 +47,7 @@
     </message>
     <message>
         <source>Offline – reconnecting…</source>
-        <translation>离线 – 正在重新连接…</translation>
+        <translation>离线，正在重新连接…</translation>
     </message>
     <message>
         <source>Connecting…</source>
@@ -55,11 +55,11 @@
     </message>
     <message>
         <source>Pairing lost – add a phone again</source>
-        <translation>配对已失效 – 请重新添加手机</translation>
+        <translation>配对已失效，请重新添加手机</translation>
     </message>
     <message>
         <source>Disconnect all phones?</source>
-        <translation>要断开所有手机吗？</translation>
+        <translation>要断开所有手机的连接吗？</translation>
     </message>
     <message>
         <source>Every phone will need to scan the new code.</source>
@@ -90,6 +90,26 @@
         <translation>Mac 启动时打开 Orvik</translation>
     </message>
     <message>
+        <source>Open Orvik when the computer starts</source>
+        <translation>电脑启动时打开 Orvik</translation>
+    </message>
+    <message>
+        <source>Point your phone’s camera at this code.</source>
+        <translation>将手机摄像头对准此二维码。</translation>
+    </message>
+    <message>
+        <source>Copy link</source>
+        <translation>复制链接</translation>
+    </message>
+    <message>
+        <source>Show code</source>
+        <translation>显示二维码</translation>
+    </message>
+    <message>
+        <source>Whoever has this link sees this computer’s readings. Treat it like a password.</source>
+        <translation>任何人有了此链接都能看到这台电脑的读数。请像对待密码一样对待它。</translation>
+    </message>
+    <message>
         <source>You’re up to date</source>
         <translation>已是最新版本</translation>
     </message>
@@ -107,7 +127,7 @@
     </message>
     <message>
         <source>What’s new:</source>
-        <translation>新内容：</translation>
+        <translation>更新内容：</translation>
     </message>
     <message>
         <source>Download</source>

@@ -127,9 +127,8 @@ void RelayClient::connecting() {
   onState(relayState::Connecting{});
 }
 
-void RelayClient::waiting(std::chrono::seconds wait,
-                          const PersistentConnection::Ending& /*ending*/) {
-  onState(relayState::Waiting{wait.count()});
+void RelayClient::waiting(std::chrono::seconds wait, const PersistentConnection::Ending& ending) {
+  onState(relayState::Waiting{wait.count(), ending.reason()});
 }
 
 asio::awaitable<void> RelayClient::talk(Link link) {

@@ -9,8 +9,9 @@ struct Describer {
     return "online, " + std::to_string(online.viewers) +
            (online.viewers == 1 ? " phone connected" : " phones connected");
   }
-  std::string operator()(relayState::Waiting waiting) const {
-    return "offline, next attempt in " + std::to_string(waiting.retryIn) + " s";
+  // Without the time to the next attempt, which grows: the state is the same.
+  std::string operator()(const relayState::Waiting& waiting) const {
+    return "offline, trying again" + (waiting.reason.empty() ? "" : " (" + waiting.reason + ")");
   }
   std::string operator()(relayState::Connecting /*state*/) const { return "connecting"; }
   std::string operator()(relayState::Rejected /*state*/) const {

@@ -16,6 +16,8 @@ struct Online {
 /// The last connection ended; the next attempt starts after this many seconds.
 struct Waiting {
   std::int64_t retryIn;
+  /// Why it ended, in the words of whoever ended it: a relay, a library, the system.
+  std::string reason = {};
   bool operator==(const Waiting&) const = default;
 };
 /// An attempt is under way.

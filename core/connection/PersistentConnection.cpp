@@ -111,6 +111,27 @@ asio::awaitable<void> PersistentConnection::failWhenSilent(std::shared_ptr<Link>
   }
 }
 
+std::string PersistentConnection::Ending::reason() const {
+  // RFC 6455, registered by IANA: the relay is overloaded, or has held this side for too long.
+  constexpr std::uint16_t tryAgainLater = 1013;
+  if (closeCode == tryAgainLater) {
+    return "the relay asks to come back later";
+  }
+  if (closeCode) {
+    return "closed by the relay, code " + std::to_string(*closeCode);
+  }
+  if (!failure) {
+    return "ended";
+  }
+  try {
+    std::rethrow_exception(failure);
+  } catch (const boost::system::system_error& error) {
+    return error.code().message();
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+}
+
 asio::awaitable<void> PersistentConnection::close() {
   if (const auto closing = std::exchange(current, nullptr)) {
     const CloseSignal signal = closures->watch(closing->socket->identifier());

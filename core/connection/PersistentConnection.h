@@ -48,6 +48,10 @@ class PersistentConnection {
     /// What ended it on this side; null when whoever talked wants no more.
     std::exception_ptr failure;
     bool wasAccepted = false;
+
+    /// Why, as a few words without a full stop. A library's or the system's own may be foreign
+    /// text.
+    [[nodiscard]] std::string reason() const;
   };
 
   /// Whoever talks over the connection. Called on the connection's executor.

@@ -57,10 +57,11 @@ if(ORVIK_APP)
   list(APPEND CPACK_COMPONENTS_ALL application)
   set(CPACK_DEBIAN_APPLICATION_PACKAGE_NAME orvik)
   set(CPACK_DEBIAN_APPLICATION_PACKAGE_SECTION utils)
-  # A place for the pairing's secret, and windows without an X server; then a tray, and text in
-  # every language. It works without any of them.
+  # A place for the pairing's secret, windows without an X server, and the colours of a desktop made
+  # with GTK, which may be dark; then a tray, and text in every language. It works without any of
+  # them.
   set(CPACK_DEBIAN_APPLICATION_PACKAGE_RECOMMENDS
-    "ca-certificates, gnome-keyring | libkf5wallet-bin | keepassxc, hicolor-icon-theme, qt6-wayland")
+    "ca-certificates, gnome-keyring | libkf5wallet-bin | keepassxc, hicolor-icon-theme, qt6-gtk-platformtheme, qt6-wayland")
   set(CPACK_DEBIAN_APPLICATION_PACKAGE_SUGGESTS
     "fonts-noto-core, fonts-noto-cjk, gnome-shell-extension-appindicator, orvik-agent")
   set(CPACK_COMPONENT_APPLICATION_DESCRIPTION

@@ -15,30 +15,11 @@ using Phase = ConnectionState::Phase;
 /// Phones move between networks: with the 20 s that an answer may take, a dead link is looked for
 /// twice a minute.
 constexpr std::chrono::seconds pingPause{10};
-/// RFC 6455, registered by IANA: the relay is overloaded, or has held the phone for too long.
-constexpr std::uint16_t tryAgainLater = 1013;
 
 /// "mac" of a relay's {"mac":true|false}; nothing for any other message.
 std::optional<bool> macPresence(const UntypedValue& message) {
   const auto* isOnline = message.get<bool>("mac");
   return isOnline == nullptr ? std::nullopt : std::optional(*isOnline);
-}
-
-/// Why a connection ended, fit to be shown.
-std::string reasonOf(const PersistentConnection::Ending& ending) {
-  if (ending.closeCode == tryAgainLater) {
-    return "the relay asks to come back later";
-  }
-  if (ending.closeCode) {
-    return "closed by the relay, code " + std::to_string(*ending.closeCode);
-  }
-  try {
-    std::rethrow_exception(ending.failure);
-  } catch (const boost::system::system_error& error) {
-    return displayText(error.code().message());
-  } catch (const std::exception& error) {
-    return displayText(error.what());
-  }
 }
 
 }  // namespace
@@ -54,7 +35,7 @@ PhoneClient::PhoneClient(Pairing phonePairing, std::string_view relay,
 void PhoneClient::connecting() { observer.connectionChanged({Phase::connecting, {}, {}}); }
 
 void PhoneClient::waiting(std::chrono::seconds wait, const PersistentConnection::Ending& ending) {
-  observer.connectionChanged({Phase::waiting, wait, reasonOf(ending)});
+  observer.connectionChanged({Phase::waiting, wait, displayText(ending.reason())});
 }
 
 asio::awaitable<void> PhoneClient::talk(Link link) {

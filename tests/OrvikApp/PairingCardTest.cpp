@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <QClipboard>
 #include <QLayout>
+#include <QPushButton>
+#include <QToolTip>
 #include <cmath>
 #include <optional>
 #include <set>
@@ -105,6 +108,21 @@ TEST(PairingCard, FollowsPaletteAndLinkAndTellsOnlyWhatTheUserSwitches) {
   EXPECT_TRUE(card.launchAtLogin());
 }
 
+TEST(PairingCard, CopiesTheLinkWithAWarningUnlessTheCodeIsCovered) {
+  PairingCard card(Texts(QStringLiteral("en")), link);
+  card.show();
+  auto* const copy = card.findChild<QAction*>();
+  card.setCodeShown(false);
+  EXPECT_EQ(scannedCode(drawn(card)), "");
+  copy->trigger();
+  EXPECT_EQ(QGuiApplication::clipboard()->text().toStdString(), "");
+  card.findChild<QPushButton*>()->click();
+  EXPECT_EQ(scannedCode(drawn(card)), link.toStdString());
+  copy->trigger();
+  EXPECT_EQ(QGuiApplication::clipboard()->text(), link);
+  EXPECT_TRUE(QToolTip::text().contains(QStringLiteral("like a password")));
+}
+
 TEST(PairingCardRendering, ShowsAFreshPairingInTheLanguageThatIsAskedFor) {
   const test::TemporaryFolder folder;
   std::set<std::string> secrets;
@@ -142,14 +160,25 @@ TEST(QRCode, HoldsTheBytesOfTheTextInTheSmallestCode) {
   }
 }
 
-TEST(QRCode, IsSharpAtEveryScaleAndDrawsNothingWithoutACode) {
+TEST(QRCode, HasWholeSquareModulesAtEveryScaleAndDrawsNothingWithoutACode) {
   QRCode code(link);
-  for (const double scale : {1.0, 1.25, 3.0}) {
-    QImage screen(QSize(220, 220) * scale, QImage::Format_RGB32);
+  const QImage modules = QRCode::image(link);
+  for (const double scale : {1.0, 1.25, 1.5, 1.75, 2.0, 3.0}) {
+    SCOPED_TRACE(scale);
+    QImage screen((QSizeF(220, 220) * scale).toSize(), QImage::Format_RGB32);
     screen.setDevicePixelRatio(scale);
     screen.fill(Qt::red);
     code.render(&screen);
     EXPECT_EQ(scannedCode(screen), link.toStdString());
+    // As many pixels for each module as there is room for, and the rest around all of them.
+    const int module = screen.width() / modules.width();
+    const QSize size = modules.size() * module;
+    const auto isWhole = [&](const QPoint& corner) {
+      return screen.copy(QRect(corner, size)).convertToFormat(QImage::Format_Grayscale8) ==
+             modules.scaled(size);
+    };
+    const int left = (screen.width() - size.width()) / 2;
+    EXPECT_TRUE(isWhole({left, left}) || isWhole({left + 1, left + 1}));
     const auto* const pixels = reinterpret_cast<const QRgb*>(screen.constBits());
     EXPECT_EQ(std::set(pixels, pixels + screen.width() * screen.height()),
               (std::set<QRgb>{0xFF000000, 0xFFFFFFFF}));

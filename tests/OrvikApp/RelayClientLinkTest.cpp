@@ -47,7 +47,7 @@ TEST(RelayClientLink, TellsTheMainThreadWhatTheClientDoes) {
   link->stop([&] { isStopped = QThread::currentThread() == qApp->thread(); });
   ASSERT_TRUE(test::eventually([&] { return isStopped; }));
   EXPECT_EQ(states.at(0), RelayState(Connecting{}));
-  EXPECT_EQ(states.at(1), RelayState(Waiting{1}));
+  EXPECT_EQ(states.at(1), RelayState(Waiting{1, "Connection refused"}));
   EXPECT_EQ(states.back(), RelayState(Stopped{}));
 }
 

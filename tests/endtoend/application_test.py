@@ -38,6 +38,7 @@ def sleep_and_wake(manager, panel, port):
     await_that(lambda: connections(port) == 0, "the pause says goodbye")
     check(panel.texts()[4] == "Resume", "a pause can be ended")
     await_that(lambda: panel.alpha() == round(0.35 * 255), "the icon is faint while paused")
+    check(panel.item("IconName") == "orvik-paused-symbolic", "so is the one that the panel knows")
     panel.click("Resume")
     panel.await_status("● Online")
 
@@ -66,10 +67,14 @@ def test():
     panel.await_item()
     panel.await_status("● Online")
     check(panel.texts() == ONLINE, f"the menu is {panel.texts()}")
-    check([p.get("enabled", True) for _, p in panel.entries()][:2] == [False, False],
-          "heading and status cannot be clicked")
+    check([p.get("enabled", True) for _, p in panel.entries()][:2] == [False, True],
+          "the heading cannot be clicked, and the status can be read in every style")
     check(panel.entries()[-1][1]["shortcut"] == [["Control", "Q"]], "Ctrl-Q quits")
     check(panel.alpha() == 255, "the icon is at full strength")
+    shown = (panel.item("IconName"), panel.item("ItemIsMenu"), panel.item("ToolTip")[2])
+    check(shown == ("orvik-symbolic", True, "Orvik\n● Online"), f"the panel is told {shown}")
+    symbol = os.path.join(panel.item("IconThemePath"), "hicolor/22x22/status/orvik-symbolic.svg")
+    check(os.path.exists(symbol), f"the panel finds {symbol}")
     screen.await_window()
     link = read("link")
     await_that(lambda: screen.code() == link, "the window's code is the link")
@@ -104,7 +109,7 @@ def test():
 
     # The window closes and comes back: from the menu, and when the application is started again.
     for ask in (lambda: panel.click("Add a phone…"), lambda: launch().ends(None)):
-        screen.press("ctrl+w", lambda: not screen.windows(), "the window closes")
+        screen.press("Escape", lambda: not screen.windows(), "the window closes")
         ask()
         screen.await_window()
 
@@ -122,9 +127,16 @@ def test():
     panel.vanish()
     lonely_screen = Screen(lonely_display)
     lonely_screen.await_window()
+    check(not lonely_screen.code(), "nobody has asked for the code")
     lonely_screen.press("ctrl+w", lambda: not lonely_screen.windows(), "the window closes")
-    Panel(lonely_bus).await_item()
+    lonely_panel = Panel(lonely_bus)
+    lonely_panel.await_item()
     check(not lonely_screen.windows(), "a window that was put away stays so with the panel")
+    lonely_panel.click("Add a phone…")
+    lonely_screen.await_window()
+    await_that(lonely_screen.code, "now somebody has")
+    tip = lonely_panel.item("ToolTip")[2]
+    check(tip == "Orvik\nOffline – reconnecting…\nConnection refused", f"the icon says {tip}")
     lonely.ends(signal.SIGTERM)
     screen.await_window()
     screen.press("ctrl+q", lambda: application.process.poll() is not None, "Ctrl-Q quits")

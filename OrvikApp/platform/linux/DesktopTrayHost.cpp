@@ -65,11 +65,20 @@ void DesktopTrayHost::ask() {
   });
 }
 
+bool DesktopTrayHost::isPresent() const {
+  const bool embeds = hasEmbedding && !expectsHost;
+  return isOnBus ? (*isOnBus ? hasHost : embeds) : hasHost || embeds;
+}
+
 void DesktopTrayHost::set(bool& fact, bool value) {
   const bool before = isPresent();
   fact = value;
-  if (isPresent() != before) {
-    changed(isPresent());
+  const bool isNow = isPresent();
+  if (isNow && !isOnBus) {
+    isOnBus = hasHost;
+  }
+  if (isNow != before) {
+    changed(isNow);
   }
 }
 

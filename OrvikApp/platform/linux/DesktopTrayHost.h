@@ -4,6 +4,7 @@
 #include <QObject>
 #include <QTimer>
 #include <functional>
+#include <optional>
 
 #include "OrvikApp/platform/TrayHost.h"
 #include "OrvikApp/platform/linux/EmbeddingTray.h"
@@ -15,14 +16,13 @@ namespace orvik {
 /// The toolkit looks for a panel on the bus once, when the first icon is made, and never again: so
 /// no icon may be made before a panel has told the watcher of items that it is there, which after a
 /// login may take a while. One of the older kind counts at once only where there is no watcher.
+/// Once there is an icon, only a panel of its kind can show it.
 class DesktopTrayHost final : public QObject, public TrayHost {
   Q_OBJECT
  public:
   explicit DesktopTrayHost(std::function<void(bool isPresent)> changed);
 
-  [[nodiscard]] bool isPresent() const override {
-    return hasHost || (hasEmbedding && !expectsHost);
-  }
+  [[nodiscard]] bool isPresent() const override;
 
  private Q_SLOTS:
   void ask();
@@ -39,6 +39,8 @@ class DesktopTrayHost final : public QObject, public TrayHost {
   bool hasEmbedding;
   /// A panel on the bus may still come and would be the better one.
   bool expectsHost = true;
+  /// Whether the icon is one on the bus; nothing while there is no icon.
+  std::optional<bool> isOnBus;
 };
 
 }  // namespace orvik

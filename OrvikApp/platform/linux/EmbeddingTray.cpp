@@ -25,10 +25,11 @@ using Owned = std::unique_ptr<Reply, Free>;
 
 EmbeddingTray::EmbeddingTray(std::function<void()> changed) : changed(std::move(changed)) {
   const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-  if (x11 == nullptr) {
+  // Displays of other kinds have no connection either, or not even the interface.
+  connection = x11 == nullptr ? nullptr : x11->connection();
+  if (connection == nullptr) {
     return;
   }
-  connection = x11->connection();
   const Owned<xcb_intern_atom_reply_t> atom(xcb_intern_atom_reply(
       connection,
       xcb_intern_atom(connection, 0, static_cast<std::uint16_t>(selectionName.size()),

@@ -1,8 +1,6 @@
 #include "OrvikApp/platform/Icons.h"
 
-#include <QGuiApplication>
 #include <QPainter>
-#include <QPalette>
 #include <QPixmap>
 #include <QSvgRenderer>
 #include <array>
@@ -11,26 +9,25 @@ namespace orvik {
 
 namespace {
 
-/// The edge of the symbol in points, and as much of the drawing is the symbol.
-constexpr int points = 15;
-/// Pixels: one, two and three to a point, and the sizes that panels are known to ask for.
-constexpr std::array<int, 10> sizes{points, 16, 22, 24, 2 * points, 32, 44, 3 * points, 48, 64};
+/// The sizes that panels ask for, in pixels, and of which drawing each is a multiple.
+struct Size {
+  int pixels;
+  int drawing;
+};
+constexpr std::array sizes{Size{16, 16}, Size{22, 22}, Size{24, 24}, Size{32, 16},
+                           Size{44, 22}, Size{48, 24}, Size{64, 16}};
 
-/// Panels follow the desktop's colours, and GNOME's is dark whatever they are.
-QColor panelText() {
-  if (qgetenv("XDG_CURRENT_DESKTOP").contains("GNOME")) {
-    return Qt::white;
-  }
-  return QGuiApplication::palette().color(QPalette::WindowText);
-}
+/// For a panel whose colours nobody knows: some 3 : 1 on light and on dark. One that knows the
+/// symbol by its name colours it itself.
+constexpr QRgb neutral = 0xFF909090;
 
-QPixmap drawn(QSvgRenderer& drawing, int size, const QColor& colour, double opacity) {
+QPixmap drawn(QSvgRenderer& drawing, int size, double opacity) {
   QPixmap picture(size, size);
   picture.fill(Qt::transparent);
   QPainter painter(&picture);
   drawing.render(&painter, QRectF(0, 0, size, size));
   painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
-  QColor ink = colour;
+  QColor ink(neutral);
   ink.setAlphaF(static_cast<float>(opacity));
   painter.fillRect(picture.rect(), ink);
   return picture;
@@ -39,15 +36,10 @@ QPixmap drawn(QSvgRenderer& drawing, int size, const QColor& colour, double opac
 }  // namespace
 
 QIcon MenuBarSymbol::icon(double opacity) {
-  QSvgRenderer drawing(QStringLiteral(":/icons/orvik-symbolic.svg"));
-  if (!drawing.isValid()) {
-    return {};
-  }
-  drawing.setViewBox(QRectF(0, 0, points, points));
-  const QColor colour = panelText();
   QIcon icon;
-  for (const int size : sizes) {
-    icon.addPixmap(drawn(drawing, size, colour, opacity));
+  for (const auto [pixels, size] : sizes) {
+    QSvgRenderer drawing(QStringLiteral(":/icons/tray/%1x%1/orvik-symbolic.svg").arg(size));
+    icon.addPixmap(drawn(drawing, pixels, opacity));
   }
   return icon;
 }
