@@ -1,5 +1,7 @@
 #include "OrvikApp/OrvikApp.h"
 
+#include <boost/asio/co_spawn.hpp>
+
 #include <QGuiApplication>
 #include <QPointer>
 #include <chrono>
@@ -11,6 +13,7 @@
 #include "OrvikApp/RelayClientLink.h"
 #include "OrvikApp/TerminationSignals.h"
 #include "OrvikApp/platform/SystemRequests.h"
+#include "OrvikApp/platform/Windows.h"
 #include "core/BuildConstants.h"
 #include "core/system/HostName.h"
 #include "core/system/ReplaceFile.h"
@@ -59,7 +62,7 @@ void keepPairingLinkFile(AppModel& model) {
 
 }  // namespace
 
-OrvikApp::OrvikApp(const RelayEndpoint& present)
+OrvikApp::OrvikApp(const RelayEndpoint& present, bool isRelayNew)
     : texts(Texts::userLocale(), QLocale::system()),
       quitRequests([] { QGuiApplication::exit(); }),
       updater(startUpdater(texts)),
@@ -90,6 +93,8 @@ OrvikApp::OrvikApp(const RelayEndpoint& present)
   });
   if (present.url.empty()) {
     chooseRelay();
+  } else if (isRelayNew) {
+    verifyRelay();
   }
 }
 
@@ -98,6 +103,7 @@ void OrvikApp::startedAgain() {
   if (const auto chosen = RelayEndpoint::present(*RelayEndpoint::preferences());
       chosen && chosen != *relay) {
     useRelay(*chosen);
+    verifyRelay();
   }
   showPairing();
 }
@@ -107,7 +113,42 @@ void OrvikApp::useRelay(const RelayEndpoint& chosen) {
   model.useRelay(chosen.linkHost);
 }
 
-void OrvikApp::chooseRelay() {}
+/// Whoever names a relay on the command line learns in a window what is wrong with it.
+void OrvikApp::verifyRelay() {
+  check(*relay, [this, tried = *relay](const RelayCheck& result) {
+    if (result.outcome != RelayCheck::Outcome::relay && tried == *relay) {
+      chooseRelay(tried);
+    }
+  });
+}
+
+void OrvikApp::check(const RelayEndpoint& endpoint, std::function<void(RelayCheck)> answer) {
+  asio::co_spawn(
+      core.executor(), checkRelay(core.executor(), std::make_shared<SystemClock>(), endpoint),
+      [answer = std::move(answer)](const std::exception_ptr& failure, const RelayCheck& result) {
+        onMainThread([answer, result = failure ? RelayCheck() : result] { answer(result); });
+      });
+}
+
+void OrvikApp::chooseRelay(const std::optional<RelayEndpoint>& proposed) {
+  if (!relayDialog || !relayDialog->isVisible() || proposed) {
+    relayDialog = std::make_unique<RelayDialog>(
+        texts, proposed.value_or(*relay),
+        [this](const RelayEndpoint& endpoint, std::function<void(RelayCheck)> answer) {
+          check(endpoint, std::move(answer));
+        });
+    connect(relayDialog.get(), &RelayDialog::chosen, this, [this](const RelayEndpoint& chosen) {
+      // One that cannot be stored is used until the application ends, and asked for again.
+      static_cast<void>(chosen.remember(*RelayEndpoint::preferences()));
+      useRelay(chosen);
+    });
+  }
+  relayDialog->show();
+  bringToFront(relayDialog.get());
+  if (proposed) {
+    relayDialog->tryAddress();
+  }
+}
 
 void OrvikApp::trayHostChanged(bool isPresent) {
   if (!isPresent) {

@@ -11,6 +11,7 @@
 #include "OrvikApp/MenuBarIcon.h"
 #include "OrvikApp/PairingWindow.h"
 #include "OrvikApp/QuitRequests.h"
+#include "OrvikApp/RelayDialog.h"
 #include "OrvikApp/StatusMenu.h"
 #include "OrvikApp/Texts.h"
 #include "OrvikApp/platform/TrayHost.h"
@@ -25,7 +26,8 @@ class OrvikApp : public QObject {
   Q_OBJECT
  public:
   /// Starts everything. `present` has no URL while none is chosen: the user is asked for one.
-  explicit OrvikApp(const RelayEndpoint& present);
+  /// One that the user has just named is tried, and asked about if need be.
+  OrvikApp(const RelayEndpoint& present, bool isRelayNew);
 
   /// Shows the pairing's code, or what stands between the user and it, and brings it to the front.
   void showPairing() { addPhone.begin(); }
@@ -35,7 +37,10 @@ class OrvikApp : public QObject {
  private:
   void trayHostChanged(bool isPresent);
   void showWithoutIcon();
-  void chooseRelay();
+  /// Asks which relay to use; with an address that is to be tried at once.
+  void chooseRelay(const std::optional<RelayEndpoint>& proposed = std::nullopt);
+  void verifyRelay();
+  void check(const RelayEndpoint& endpoint, std::function<void(RelayCheck)> answer);
   void useRelay(const RelayEndpoint& chosen);
 
   const Texts texts;
@@ -47,6 +52,7 @@ class OrvikApp : public QObject {
   StatusMenu menu;
   PairingWindow window;
   AddPhone addPhone;
+  std::unique_ptr<RelayDialog> relayDialog;
   bool isWelcomed = false;
   /// Runs while the desktop has no place for the icon.
   QTimer panelTimer;
