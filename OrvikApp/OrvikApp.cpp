@@ -84,6 +84,7 @@ OrvikApp::OrvikApp(const RelayEndpoint& present, bool isRelayNew)
   panelTimer.setSingleShot(true);
   panelTimer.setInterval(panelTimeout);
   connect(&panelTimer, &QTimer::timeout, this, &OrvikApp::showWithoutIcon);
+  connect(&window, &PairingWindow::codeWanted, this, &OrvikApp::showPairing);
   keepPairingLinkFile(model);
   trayHostChanged(trayHost->isPresent());
   connect(&model, &AppModel::pairingChanged, this, [this] {

@@ -34,6 +34,7 @@ PairingWindow::PairingWindow(AppModel& model, StatusMenu& menu, const Texts& tex
   addAction(&menu.quitEntry());
 
   card.setLaunchAtLogin(model.launchAtLogin());
+  connect(&card, &PairingCard::codeWanted, this, &PairingWindow::codeWanted);
   connect(&card, &PairingCard::launchAtLoginToggled, &model, &AppModel::setLaunchAtLogin);
   connect(&model, &AppModel::launchAtLoginChanged, this,
           [this] { card.setLaunchAtLogin(this->model.launchAtLogin()); });

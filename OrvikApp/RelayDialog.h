@@ -23,7 +23,7 @@ class RelayDialog : public QDialog {
   using Check =
       std::function<void(const RelayEndpoint& endpoint, std::function<void(RelayCheck)> answer)>;
 
-  /// `texts` is outlived by nothing here; `present` is what is used now, without a URL for none.
+  /// `texts` outlives it. `present` is what is used now, without a URL for none.
   RelayDialog(const Texts& texts, const RelayEndpoint& present, Check check);
 
   /// Tries what is in the field, as a click on "OK" does.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -9,7 +10,8 @@
 
 namespace orvik::test {
 
-/// Secrets in memory. Like a real store it takes several items with one key.
+/// Secrets in memory. Like a real store it takes several items with one key. May be used and
+/// changed on any thread.
 class MemorySecretStore final : public SecretStore {
  public:
   struct Item {
@@ -34,6 +36,7 @@ class MemorySecretStore final : public SecretStore {
       case State::readable:
         break;
     }
+    const std::lock_guard guard(lock);
     for (const Item& item : items) {
       if (isOf(item, key)) {
         return item.data;
@@ -42,9 +45,11 @@ class MemorySecretStore final : public SecretStore {
     return std::nullopt;
   }
   bool remove(const Key& key) override {
+    const std::lock_guard guard(lock);
     return isOpen() && (std::erase_if(items, [&](auto& item) { return isOf(item, key); }), true);
   }
   bool add(const Key& key, std::string_view label, ByteView data) override {
+    const std::lock_guard guard(lock);
     if (isOpen()) {
       items.push_back({key, std::string(label), Bytes(data.begin(), data.end())});
     }
@@ -58,7 +63,15 @@ class MemorySecretStore final : public SecretStore {
     return state == State::readable;
   }
 
-  std::vector<Item> items;
+  std::vector<Item> content() {
+    const std::lock_guard guard(lock);
+    return items;
+  }
+  void setContent(std::vector<Item> content) {
+    const std::lock_guard guard(lock);
+    items = std::move(content);
+  }
+
   std::atomic<State> state = State::readable;
   /// What can be read can be changed.
   std::atomic<bool> isWritable = true;
@@ -73,6 +86,8 @@ class MemorySecretStore final : public SecretStore {
   }
 
   const std::string title;
+  std::mutex lock;
+  std::vector<Item> items;
 };
 
 }  // namespace orvik::test
