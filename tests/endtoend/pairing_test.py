@@ -18,9 +18,11 @@ from desktop import (ITEM, PROPERTIES, Panel, Screen, await_that, start, start_a
                      start_display)
 from programs import Program, check, path, read, run, running, start_phone, start_relay
 
-QUITTING = 0.3  # seconds that an end may take, apart from the relay's goodbye
-BLOCKED = 0.05  # seconds that nothing should take on the main thread; a busy machine takes some more
+QUITTING = 0.3  # seconds that an end or a second start may take
+BLOCKED = 0.05  # seconds that nothing should take on the main thread
+BUSY = 10  # so many times as long on a machine that does other things, in a build with sanitizers
 WAITING = "Waiting for the keyring…"
+XFCONF = "/usr/lib/x86_64-linux-gnu/xfce4/xfconf/xfconfd"
 PROMPTER = "org.gnome.keyring.SystemPrompter"
 
 
@@ -72,6 +74,42 @@ class Keyring:
         return self.tool("lookup", "account", "pairing")
 
 
+SESSION = """<channel name="xfce4-session" version="1.0"><property name="startup" type="empty">
+<property name="ssh-agent" type="empty"><property name="enabled" type="bool" value="false"/></property>
+<property name="gpg-agent" type="empty"><property name="enabled" type="bool" value="false"/></property>
+</property></channel>"""
+
+
+class Session:
+    """A desktop's session manager."""
+
+    def __init__(self, bus, display):
+        home = path("session")
+        settings = os.path.join(home, "xfce4/xfconf/xfce-perchannel-xml")
+        os.makedirs(settings)
+        os.mkdir(os.path.join(home, "autostart"))
+        with open(os.path.join(settings, "xfce4-session.xml"), "w", encoding="utf-8") as file:
+            file.write(SESSION)
+        with open(os.path.join(home, "autostart/told.desktop"), "w", encoding="utf-8") as file:
+            file.write("[Desktop Entry]\nType=Application\nName=Told\n"
+                       f"Exec=sh -c 'printenv SESSION_MANAGER >{home}/address'\n")
+        self.environment = {
+            **os.environ, "HOME": home, "XDG_CONFIG_HOME": home, "XDG_CACHE_HOME": home,
+            "XDG_DATA_HOME": home, "XDG_CONFIG_DIRS": home, "XDG_RUNTIME_DIR": home,
+            "DISPLAY": display, "DBUS_SESSION_BUS_ADDRESS": bus,
+            "DBUS_SYSTEM_BUS_ADDRESS": "unix:path=/nonexistent"}
+        for program in [XFCONF, "xfce4-session"]:
+            self.manager = start(program, env=self.environment, stderr=subprocess.DEVNULL)
+
+        self.address = await_that(
+            lambda: os.path.exists(f"{home}/address") and read("session/address"),
+            "the session stands")
+
+    def log_out(self):
+        subprocess.run(["xfce4-session-logout", "--logout", "--fast"], env=self.environment,
+                       stderr=subprocess.DEVNULL, check=True)
+
+
 class Stalls(threading.Thread):
     """Asks the application's main thread for something small, again and again, and notes the longest
     time that it took to answer."""
@@ -108,13 +146,13 @@ def test():
     keyring = Keyring(bus)
     login_item = path("config/autostart")
     stalls = []
-    icons = []
+    icons, ends = [], []
 
-    def launch():
+    def launch(**more):
         panel.items.clear()
         begin = time.monotonic()
         application = start_application(bus, display, options[1], options[3],
-                                        ORVIK_LINK_FILE=path("link"))
+                                        ORVIK_LINK_FILE=path("link"), **more)
         panel.await_item()
         icons.append(time.monotonic() - begin)
         stalls.append(Stalls(bus, panel.items[-1]))
@@ -126,7 +164,8 @@ def test():
         stalls[-1].ends = True
         begin = time.monotonic()
         application.ends(signal.SIGTERM)
-        check(time.monotonic() - begin < QUITTING, f"it ended after {time.monotonic() - begin} s")
+        ends.append(time.monotonic() - begin)
+        check(ends[-1] < BUSY * QUITTING, f"it ended after {ends[-1]} s")
 
     def prompts():
         return screen.run("xdotool", "search", "--onlyvisible", "--class", "gcr-prompter").split()
@@ -168,8 +207,8 @@ def test():
     await_that(prompts, "the keyring's prompt opens")
     begin = time.monotonic()
     start_application(bus, display, options[1], options[3]).ends(None)
-    print(f"second start: {time.monotonic() - begin}")
-    check(time.monotonic() - begin < 1, "a second start is answered while the prompt is open")
+    second_start = time.monotonic() - begin
+    check(second_start < BUSY * QUITTING, f"a second start took {second_start} s")
     quits(application)
     application = launch()
     decline()
@@ -195,6 +234,23 @@ def test():
     await_that(lambda: not os.listdir(path("data/orvik")), "it has moved out of the file")
     stays_away(first)
     quits(application)
+
+    # The session ends while the prompt is open, and is not held up.
+    keyring.lock()
+    session = Session(bus, display)
+    application = launch(SESSION_MANAGER=session.address,
+                         ICEAUTHORITY=path("session/ICEauthority"))
+    panel.await_status(WAITING)
+    await_that(prompts, "the keyring's prompt opens")
+    stalls[-1].ends = True
+    begin = time.monotonic()
+    session.log_out()
+    application.ends(None)
+    logout = time.monotonic() - begin
+    check(logout < BUSY * QUITTING, f"the session's end took {logout} s")
+    decline()
+    keyring.end()
+    keyring.begin()
 
     # A keyring that does not answer, one that is gone, and one that comes later.
     keyring.daemon.send_signal(signal.SIGSTOP)
@@ -231,9 +287,11 @@ def test():
 
     relay.ends()
     longest = max(stall.longest for stall in stalls)
-    print(f"start to icon: {max(icons) * 1000:.0f} ms at the most; main thread blocked: "
-          f"{longest * 1000:.0f} ms at the most")
-    check(longest < 10 * BLOCKED, f"the main thread was blocked for {longest} s")
+    for name, seconds in [("start to icon", max(icons)), ("main thread blocked", longest),
+                          ("quitting", max(ends)), ("second start", second_start),
+                          ("logging out", logout)]:
+        print(f"{name}: {seconds * 1000:.0f} ms at the most")
+    check(longest < BUSY * BLOCKED, f"the main thread was blocked for {longest} s")
 
 
 run(test)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <mutex>
 #include <string>
@@ -46,7 +47,9 @@ class MemorySecretStore final : public SecretStore {
   }
   bool remove(const Key& key) override {
     const std::lock_guard guard(lock);
-    return isOpen() && (std::erase_if(items, [&](auto& item) { return isOf(item, key); }), true);
+    const auto isMeant = [&](const Item& item) { return isOf(item, key); };
+    return state == State::readable && (std::ranges::none_of(items, isMeant) ||
+                                        (isWritable && std::erase_if(items, isMeant) > 0));
   }
   bool add(const Key& key, std::string_view label, ByteView data) override {
     const std::lock_guard guard(lock);

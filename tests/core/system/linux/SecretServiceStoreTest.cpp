@@ -196,7 +196,7 @@ TEST(SecretServiceStore, AServiceThatDiesOrIsSilentIsNotWaitedFor) {
   expectNothingWorks(SecretServiceStore(hasty), "unreadable");
   SecretServiceStore resting({.answer = 200ms, .prompt = 200ms, .rest = 1h});
   EXPECT_EQ(found(resting), "unreadable");
-  std::thread waiting([&] { EXPECT_EQ(found(generous), "unreadable"); });
+  std::thread waiting([&] { EXPECT_NE(found(generous), whole); });
   keyring.end();
   waiting.join();
   expectNothingWorks(SecretServiceStore(generous), "absent");
