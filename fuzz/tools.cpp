@@ -52,12 +52,7 @@ JSONValue usb(std::string_view text) {
 }
 
 JSONValue macmonKeys(std::string_view text) {
-  UntypedValue line;
-  try {
-    line = readJSON(text);
-  } catch (const JSONError&) {
-    return {};
-  }
+  const UntypedValue line = readJSONOrNull(text);
   PowerGuard guard;
   JSONObject keys;
   // Often enough for the guard to take notice.

@@ -5,21 +5,8 @@
 
 namespace orvik::relay {
 
-namespace {
-
-/// A message's object; nothing that has members when the text is none.
-UntypedValue objectIn(std::string_view message) {
-  try {
-    return readJSON(message);
-  } catch (const JSONError&) {
-    return {};
-  }
-}
-
-}  // namespace
-
 std::optional<Authentication> Authentication::in(std::string_view message) {
-  const UntypedValue object = objectIn(message);
+  const UntypedValue object = readJSONOrNull(message);
   const auto* text = object.get<std::string>("auth");
   if (text == nullptr) {
     return std::nullopt;
@@ -37,7 +24,7 @@ std::optional<Authentication> Authentication::in(std::string_view message) {
 }
 
 std::optional<bool> activeIn(std::string_view message) {
-  const UntypedValue object = objectIn(message);
+  const UntypedValue object = readJSONOrNull(message);
   const auto* active = object.get<bool>("active");
   return active == nullptr ? std::nullopt : std::optional(*active);
 }
@@ -47,7 +34,7 @@ bool isAlert(std::string_view message) {
   if (message.find(R"("a")") == std::string_view::npos) {
     return false;
   }
-  const UntypedValue object = objectIn(message);
+  const UntypedValue object = readJSONOrNull(message);
   const auto* kind = object.get<std::string>("t");
   return kind != nullptr && *kind == "a";
 }

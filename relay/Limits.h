@@ -76,6 +76,11 @@ struct Limits {
   /// What waits for the file: a question of each of as many clients as a machine holds.
   std::size_t storeQueue = 65'536;
   std::size_t storeQueueBytes = 64 * mebibyte;
+  /// How long another program that reads the file, for a backup, may hold up a write.
+  Clock::Duration storeLock = std::chrono::seconds(1);
+  /// Before the file is tried again after a failure: twice as long each time, up to half a minute.
+  Clock::Duration storeRetry = std::chrono::seconds(1);
+  Clock::Duration longestStoreRetry = std::chrono::seconds(30);
 
   /// What waits to be sent to one connection, the message being sent included.
   std::size_t outboundMessages = 64;

@@ -41,8 +41,8 @@ std::string_view text(StoreState::Health health) noexcept {
       return "read_only";
     case locked:
       return "locked";
-    case tooNew:
-      return "too_new";
+    case unknownFormat:
+      return "unknown_format";
     case failing:
       return "failing";
   }

@@ -65,7 +65,7 @@ struct AnswerTimes {
 /// For metrics, /readyz and the log.
 struct StoreState {
   /// What the store can do. The text of each is `text(health)`.
-  enum class Health { available, opening, full, readOnly, locked, tooNew, failing };
+  enum class Health { available, opening, full, readOnly, locked, unknownFormat, failing };
   Health health = Health::available;
   /// Questions that wait for an answer, and how many may.
   std::size_t queued = 0;

@@ -14,6 +14,7 @@
 #include "relay/ListenAddress.h"
 #include "relay/MemoryStore.h"
 #include "relay/RelayServer.h"
+#include "relay/SQLiteStore.h"
 
 namespace {
 
@@ -28,6 +29,7 @@ struct Options {
   std::string certificate;
   std::string key;
   std::string state;
+  std::string store;
   std::vector<std::string> names;
 };
 
@@ -47,9 +49,11 @@ void declare(CLI::App& app, Options& options) {
   certificate->needs(key);
   key->needs(certificate);
   app.add_option("--state", options.state,
-                 "Folder for the self-signed certificate "
-                 "(default: orvik-relay in $XDG_STATE_HOME or ~/.local/state)")
-      ->excludes(certificate);
+                 "Folder for the self-signed certificate and the store "
+                 "(default: orvik-relay in $XDG_STATE_HOME or ~/.local/state)");
+  app.add_option("--store", options.store,
+                 "File that outlives the relay: owners of identifiers and alerts of the last day; "
+                 "\"none\" keeps them in memory (default: relay.sqlite in the folder of --state)");
   app.add_option("--name", options.names,
                  "Further host name or address for the self-signed certificate; may be repeated")
       ->excludes(certificate);
@@ -74,6 +78,19 @@ relay::Certificate certificateFor(const Options& options, const Clock& clock) {
     return relay::Certificate::read(options.certificate, options.key);
   }
   return relay::Certificate::keptIn(stateFolder(options.state), options.names, clock.unixNow());
+}
+
+/// What an operator has to know, beside where it listens.
+void log(const std::string& line) { std::fprintf(stderr, "orvik-relay: %s\n", line.c_str()); }
+
+std::unique_ptr<relay::RecordStore> storeFor(const Options& options, const relay::Limits& limits,
+                                             const std::shared_ptr<Clock>& clock) {
+  if (options.store == "none") {
+    return std::make_unique<relay::MemoryStore>(limits, clock);
+  }
+  const fs::path file =
+      options.store.empty() ? stateFolder(options.state) / "relay.sqlite" : fs::path(options.store);
+  return std::make_unique<relay::SQLiteStore>(file, limits, clock, log);
 }
 
 /// Many systems let a program ask for more file descriptors than they give it. Failure is not
@@ -132,12 +149,13 @@ void serve(const Options& options) {
   raiseFileLimit(limits.connections + 64);
 
   asio::io_context context(1);
-  relay::MemoryStore store(limits, clock);
+  // After the loop that its answers go to.
+  const std::unique_ptr<relay::RecordStore> store = storeFor(options, limits, clock);
   std::optional<relay::RelayServer> server;
   std::optional<asio::ip::tcp::endpoint> plain;
   std::string address = options.listen;
   try {
-    server.emplace(context, endpoint, certificate, clock, store, limits);
+    server.emplace(context, endpoint, certificate, clock, *store, limits);
     if (!options.listenPlain.empty()) {
       address = options.listenPlain;
       plain = server->listenPlain(endpointOf("--listen-plain", address));

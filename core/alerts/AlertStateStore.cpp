@@ -15,14 +15,7 @@ namespace orvik {
 namespace {
 
 std::optional<AlertEngine> decoded(const std::optional<std::string>& stored) {
-  if (!stored) {
-    return std::nullopt;
-  }
-  try {
-    return AlertEngine::from(JSONValue::any(readJSON(*stored)));
-  } catch (const JSONError&) {
-    return std::nullopt;
-  }
+  return stored ? AlertEngine::from(JSONValue::any(readJSONOrNull(*stored))) : std::nullopt;
 }
 
 constexpr std::chrono::minutes writeInterval{10};

@@ -7,12 +7,7 @@
 namespace orvik {
 
 std::optional<Presence> Presence::fromRelay(std::string_view text) {
-  UntypedValue message;
-  try {
-    message = readJSON(text);
-  } catch (const JSONError&) {
-    return std::nullopt;
-  }
+  const UntypedValue message = readJSONOrNull(text);
   const auto* viewers = message.get<std::int64_t>("viewers");
   if (viewers == nullptr || *viewers < 0) {
     return std::nullopt;
@@ -23,6 +18,13 @@ std::optional<Presence> Presence::fromRelay(std::string_view text) {
   presence.active =
       std::clamp<std::int64_t>(active == nullptr ? presence.viewers : *active, 0, presence.viewers);
   return presence;
+}
+
+std::optional<std::uint64_t> safeAlertsFromRelay(std::string_view text) {
+  const UntypedValue message = readJSONOrNull(text);
+  const auto* count = message.get<std::int64_t>("safe");
+  return count == nullptr || *count < 0 ? std::nullopt
+                                        : std::optional(static_cast<std::uint64_t>(*count));
 }
 
 }  // namespace orvik

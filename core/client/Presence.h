@@ -18,4 +18,7 @@ struct Presence {
   [[nodiscard]] static std::optional<Presence> fromRelay(std::string_view text);
 };
 
+/// How many alerts of this connection a relay calls safe; nothing when the text says nothing of it.
+[[nodiscard]] std::optional<std::uint64_t> safeAlertsFromRelay(std::string_view text);
+
 }  // namespace orvik

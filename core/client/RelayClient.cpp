@@ -132,6 +132,8 @@ void RelayClient::waiting(std::chrono::seconds wait, const PersistentConnection:
 }
 
 asio::awaitable<void> RelayClient::talk(Link link) {
+  alerts->connectionBegan();
+  relayKeepsAlerts = false;
   const SecretText authentication = pairing.authMessage();
   co_await link->send(authentication.text());
   co_await firstOf(receiveLoop(link), sampleLoop(link));
@@ -143,6 +145,7 @@ asio::awaitable<void> RelayClient::receiveLoop(Link link) {
     // A "pong" is not JSON either, and passes like everything else that says nothing.
     const auto said = message.isText ? Presence::fromRelay(message.content) : std::nullopt;
     if (!said) {
+      noteSafeAlerts(message);
       continue;
     }
     presence = *said;
@@ -152,6 +155,14 @@ asio::awaitable<void> RelayClient::receiveLoop(Link link) {
     if (isAccepted) {
       co_await flushAlerts();
     }
+  }
+}
+
+void RelayClient::noteSafeAlerts(const WebSocketMessage& message) {
+  const auto safe = message.isText ? safeAlertsFromRelay(message.content) : std::nullopt;
+  if (safe) {
+    relayKeepsAlerts = true;
+    alerts->safe(*safe);
   }
 }
 
@@ -267,13 +278,25 @@ asio::awaitable<void> RelayClient::flushAlerts() {
 asio::awaitable<void> RelayClient::sendDueAlerts(Link link) {
   // Asked again for each: what is raised meanwhile finds a flush under way, and is its business.
   while (connection.link() == link) {
-    const std::vector<Alert> due = alerts->due(epochMilliseconds(clock->unixNow()));
-    if (due.empty()) {
+    AlertQueue::Entry* const next = alerts->unsent(epochMilliseconds(clock->unixNow()));
+    if (next == nullptr) {
       co_return;
     }
-    const Alert& alert = due.front();
-    co_await link->send(Envelope::seal(alert.json().text(), Envelope::Kind::alert, pairing));
-    alerts->sent(alert);
+    const Alert alert = next->alert;
+    std::string envelope = relayKeepsAlerts ? next->envelope : std::string();
+    if (envelope.empty()) {
+      envelope = Envelope::seal(alert.json().text(), Envelope::Kind::alert, pairing);
+    }
+    if (relayKeepsAlerts) {
+      // Noted first: the relay may call it safe before the connection says that it is sent.
+      next->envelope = envelope;
+      alerts->sending(*next);
+      co_await link->send(std::move(envelope));
+    } else {
+      alerts->sendingLast();
+      co_await link->send(std::move(envelope));
+      alerts->sent(alert);
+    }
   }
 }
 

@@ -40,8 +40,8 @@ class RelayClient : public std::enable_shared_from_this<RelayClient>,
     asio::any_io_executor executor;
     std::shared_ptr<Clock> clock;
     std::shared_ptr<WebSocketSession> session;
-    /// Alerts that wait to be sent. Outlives the client, so that the next one of the same pairing
-    /// sends what this one could not; clients that share it run on one thread.
+    /// Alerts that wait to be sent, or to be called safe. Outlives the client, so that the next one
+    /// of the same pairing sends what this one could not; clients that share it run on one thread.
     std::shared_ptr<AlertQueue> alerts = std::make_shared<AlertQueue>();
   };
 
@@ -88,6 +88,7 @@ class RelayClient : public std::enable_shared_from_this<RelayClient>,
   void waiting(std::chrono::seconds wait, const PersistentConnection::Ending& ending) override;
 
   asio::awaitable<void> receiveLoop(Link link);
+  void noteSafeAlerts(const WebSocketMessage& message);
   asio::awaitable<void> sampleLoop(Link link);
   asio::awaitable<void> sendSample(Link link, SampleSchedule& schedule, SampleSchedule::Due due);
   asio::awaitable<void> waitForDecision(const SampleSchedule& schedule, Presence seen);
@@ -116,6 +117,8 @@ class RelayClient : public std::enable_shared_from_this<RelayClient>,
   std::optional<Instant> lastChecked;
   /// Alerts are being sent.
   bool flushing = false;
+  /// The relay of this connection says which alerts are safe.
+  bool relayKeepsAlerts = false;
   Presence presence;
   Notifier presenceChanged;
 };

@@ -16,6 +16,12 @@ class BackOff {
     return wait;
   }
 
+  /// What the first wait becomes when a relay that goes has closed all its connections at once, so
+  /// that they do not all come back at once: up to twice as long, by a `chance` from 0 to 1.
+  [[nodiscard]] static std::chrono::nanoseconds spread(std::chrono::seconds wait, double chance) {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(wait * (1 + chance));
+  }
+
  private:
   static constexpr std::chrono::seconds first{1};
   static constexpr std::chrono::seconds longest{60};

@@ -4,6 +4,7 @@
 #include <boost/asio/this_coro.hpp>
 #include <boost/system/system_error.hpp>
 
+#include <random>
 #include <utility>
 
 #include "core/async/Timeout.h"
@@ -15,6 +16,12 @@ namespace {
 
 /// How long a goodbye waits for the relay's answer.
 constexpr std::chrono::seconds farewellLimit{2};
+
+/// From 0 to 1.
+double chance() {
+  std::random_device device;
+  return std::uniform_real_distribution<double>()(device);
+}
 
 void failIfSilent(const DeadLinkWatch& watch, Instant lastInbound) {
   if (watch.isDead(lastInbound)) {
@@ -53,7 +60,8 @@ asio::awaitable<PersistentConnection::End> PersistentConnection::run() {
     }
     const std::chrono::seconds wait = backOff.next(ending.wasAccepted);
     user.waiting(wait, ending);
-    co_await clock->sleepFor(wait);
+    const bool isRelayGoing = ending.wasAccepted && ending.closeCode == closeCode::goingAway;
+    co_await clock->sleepFor(BackOff::spread(wait, isRelayGoing ? chance() : 0));
   }
 }
 

@@ -12,16 +12,11 @@ namespace orvik {
 
 namespace {
 
+/// Empty when it is damaged: nothing in it can be had back.
 JSONObject objectIn(const std::string& text) {
-  try {
-    const JSONValue value = JSONValue::any(readJSON(text));
-    if (const auto* object = value.get<JSONObject>()) {
-      return *object;
-    }
-  } catch (const JSONError&) {
-    // Damaged: nothing in it can be had back.
-  }
-  return {};
+  const JSONValue value = JSONValue::any(readJSONOrNull(text));
+  const auto* object = value.get<JSONObject>();
+  return object == nullptr ? JSONObject() : *object;
 }
 
 }  // namespace

@@ -140,4 +140,12 @@ UntypedValue readJSON(std::string_view text) {
   return std::move(parser.handler().root);
 }
 
+UntypedValue readJSONOrNull(std::string_view text) {
+  try {
+    return readJSON(text);
+  } catch (const JSONError&) {
+    return {};
+  }
+}
+
 }  // namespace orvik

@@ -27,4 +27,8 @@ inline constexpr std::size_t maximumValues = 500'000;
 /// more than maximumValues. Throws JSONError.
 [[nodiscard]] UntypedValue readJSON(std::string_view text);
 
+/// The same for those who look for members in it, and find none in what is not JSON: null instead
+/// of JSONError.
+[[nodiscard]] UntypedValue readJSONOrNull(std::string_view text);
+
 }  // namespace orvik

@@ -1,9 +1,12 @@
 #pragma once
 
+#include <charconv>
+#include <concepts>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 namespace orvik {
 
@@ -33,5 +36,14 @@ char* writeDoubleText(double value, char* to) noexcept;
 /// Reads decimal text (as JSON writes numbers) to the nearest double, whatever the locale is.
 /// Nothing when the text is not wholly a number; a magnitude too large gives an infinity.
 [[nodiscard]] std::optional<double> parseDouble(std::string_view text);
+
+/// The integer that is the whole of the text; nothing when it is none or does not fit.
+template <std::integral Integer>
+[[nodiscard]] std::optional<Integer> parseInteger(std::string_view text, int base = 10) {
+  Integer value = 0;
+  const char* const end = text.data() + text.size();
+  const auto read = std::from_chars(text.data(), end, value, base);
+  return read.ec == std::errc() && read.ptr == end ? std::optional(value) : std::nullopt;
+}
 
 }  // namespace orvik

@@ -7,9 +7,9 @@
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
-#include <memory>
 #include <string>
 
+#include "core/values/CHandle.h"
 #include "core/values/PropertyListMeasure.h"
 
 namespace orvik {
@@ -18,25 +18,18 @@ namespace {
 
 constexpr std::string_view binaryMagic = "bplist00";
 
-struct FreeNode {
-  void operator()(plist_t node) const { plist_free(node); }
-};
-struct FreeMemory {
-  void operator()(void* memory) const { std::free(memory); }
-};
-
 UntypedValue converted(plist_t node);
 
 UntypedValue convertedMap(plist_t node) {
   UntypedValue::Map map;
   plist_dict_iter rawIterator = nullptr;
   plist_dict_new_iter(node, &rawIterator);
-  const std::unique_ptr<void, FreeMemory> iterator(rawIterator);
+  const CHandle<void, std::free> iterator(rawIterator);
   for (;;) {
     char* rawKey = nullptr;
     plist_t element = nullptr;
     plist_dict_next_item(node, iterator.get(), &rawKey, &element);
-    const std::unique_ptr<char, FreeMemory> key(rawKey);
+    const CHandle<char, std::free> key(rawKey);
     if (element == nullptr) {
       return map;
     }
@@ -50,7 +43,7 @@ UntypedValue convertedList(plist_t node) {
   // The place of an element in a binary list is found by counting from the first one.
   plist_array_iter rawIterator = nullptr;
   plist_array_new_iter(node, &rawIterator);
-  const std::unique_ptr<void, FreeMemory> iterator(rawIterator);
+  const CHandle<void, std::free> iterator(rawIterator);
   for (;;) {
     plist_t element = nullptr;
     plist_array_next_item(node, iterator.get(), &element);
@@ -118,27 +111,16 @@ UntypedValue converted(plist_t node) {
 }  // namespace
 
 UntypedValue readPropertyList(std::string_view bytes) {
-  if (bytes.size() > std::numeric_limits<std::uint32_t>::max()) {
-    throw PropertyListError("larger than a property list may be");
+  const bool isBinary = bytes.starts_with(binaryMagic);
+  if (bytes.size() > std::numeric_limits<std::uint32_t>::max() ||
+      !(isBinary ? isSaneBinaryList(bytes) : isSaneXMLList(bytes))) {
+    return {};
   }
-  const auto size = static_cast<std::uint32_t>(bytes.size());
+  const auto parse = isBinary ? plist_from_bin : plist_from_xml;
   plist_t root = nullptr;
-  if (bytes.starts_with(binaryMagic)) {
-    if (!isSaneBinaryList(bytes)) {
-      throw PropertyListError("damaged, too deep or too large a binary property list");
-    }
-    plist_from_bin(bytes.data(), size, &root);
-  } else {
-    if (!isSaneXMLList(bytes)) {
-      throw PropertyListError("too deep or too large a property list");
-    }
-    plist_from_xml(bytes.data(), size, &root);
-  }
-  const std::unique_ptr<void, FreeNode> owner(root);
-  if (root == nullptr) {
-    throw PropertyListError("not a property list");
-  }
-  return converted(root);
+  parse(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
+  const CHandle<void, plist_free> owner(root);
+  return root == nullptr ? UntypedValue() : converted(root);
 }
 
 }  // namespace orvik

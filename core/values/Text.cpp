@@ -9,9 +9,10 @@
 #include <unicode/utf8.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdint>
 #include <memory>
+
+#include "core/values/NumberText.h"
 
 namespace orvik {
 
@@ -144,11 +145,7 @@ void appendHex(std::uint8_t byte, std::string& out) {
 }
 
 std::optional<std::uint8_t> byteFromHex(std::string_view digits) noexcept {
-  std::uint8_t byte = 0;
-  const char* const end = digits.data() + digits.size();
-  const auto [stop, error] = std::from_chars(digits.data(), end, byte, 16);
-  return digits.size() == 2 && error == std::errc{} && stop == end ? std::optional(byte)
-                                                                   : std::nullopt;
+  return digits.size() == 2 ? parseInteger<std::uint8_t>(digits, 16) : std::nullopt;
 }
 
 std::string lowercased(std::string_view text) {

@@ -49,7 +49,7 @@ set(CPACK_DEBIAN_RELAY_PACKAGE_SECTION net)
 set(CPACK_COMPONENT_RELAY_DESCRIPTION
 "relay between computers and the phones that watch them
 Passes on sealed messages between computers that run Orvik and their paired
-phones. It cannot read them, writes none of them down, makes its own
+phones. It cannot read them, keeps the alerts of a day, makes its own
 certificate or takes yours, and limits what any one client can use up.")
 debian_documents(relay orvik-relay)
 

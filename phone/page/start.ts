@@ -58,7 +58,7 @@ async function connectEarly(paired: PairingLink): Promise<EarlyLink> {
   const socket = isSeen ? openSocket(address) : undefined;
   const keys = await keysMade;
   if (socket !== undefined) {
-    const say = () => { greet(socket, authentication(keys.token), true); };
+    const say = () => { greet(socket, authentication(keys.token, 0), true); };
     if (socket.progress === "open") say();
     else socket.onopen = say;
   }

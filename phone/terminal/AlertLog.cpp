@@ -100,14 +100,25 @@ std::string AlertLog::Entry::text(std::optional<std::int64_t> nowEpoch) const {
   return (isKnown ? when.data() : "--:--") + ("  " + words);
 }
 
-bool AlertLog::take(const Payload& alert) {
-  const std::size_t hash = std::hash<std::string>()(alert.text);
-  const auto words = alertText(alert.content);
-  if (!words || std::ranges::find(known, hash) != known.end()) {
+bool AlertLog::isNew(const Payload& alert) {
+  const Readings readings(&alert.content);
+  const auto kind = readings.text("kind");
+  const auto epoch = readings.integer("epoch_ms");
+  const std::size_t hash =
+      std::hash<std::string>()(kind && epoch ? *kind + " " + std::to_string(*epoch) : alert.text);
+  if (std::ranges::find(known, hash) != known.end()) {
     return false;
   }
   known.push_front(hash);
   known.resize(std::min(known.size(), knownAlerts));
+  return true;
+}
+
+bool AlertLog::take(const Payload& alert) {
+  const auto words = alertText(alert.content);
+  if (!words || !isNew(alert)) {
+    return false;
+  }
 
   const Readings readings(&alert.content);
   Entry entry{.kind = readings.text("kind").value_or(""),

@@ -29,8 +29,11 @@ class AlertLog {
     [[nodiscard]] std::string text(std::optional<std::int64_t> nowEpoch) const;
   };
 
-  /// Takes in an alert. False when there is nothing to show: its kind is not known, or it is among
-  /// the last 20 already, since a link that breaks at the wrong moment brings an alert twice.
+  /// Notes an alert. False when one of its kind and time is among the last 20 already: a link that
+  /// breaks at the wrong moment, or a relay that has begun to count anew, brings an alert twice.
+  [[nodiscard]] bool isNew(const Payload& alert);
+  /// Takes in an alert. False when there is nothing to show: it is not new, or its kind is not
+  /// known.
   [[nodiscard]] bool take(const Payload& alert);
 
   /// At most 5, of kinds that are known.

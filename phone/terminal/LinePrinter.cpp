@@ -55,11 +55,11 @@ bool LinePrinter::opened(const Payload& payload) {
   if (isSample) {
     state.sample = payload.content;
   }
-  if (format == Format::json && (isSample || isAlert)) {
+  if (format == Format::json && (isSample || (isAlert && state.alerts.isNew(payload)))) {
     out.write(onOneLine(payload.text));
   } else if (isSample) {
     out.write(sampleSummary(state) + "\n");
-  } else if (isAlert && state.alerts.take(payload)) {
+  } else if (format == Format::summary && isAlert && state.alerts.take(payload)) {
     const auto now = Readings(&state.sample).integer("epoch");
     out.write("alert " + state.alerts.entries().front().text(now) + "\n");
   } else {

@@ -1,5 +1,7 @@
 #include "phone/terminal/PhoneClient.h"
 
+#include <utility>
+
 #include "core/connection/WebSocketURL.h"
 #include "core/values/Base64.h"
 #include "core/values/JSONReader.h"
@@ -22,6 +24,23 @@ std::optional<bool> macPresence(const UntypedValue& message) {
   return isOnline == nullptr ? std::nullopt : std::optional(*isOnline);
 }
 
+/// "alert" of a relay's {"alert":N}; nothing for any other message.
+std::optional<std::int64_t> alertNumber(const UntypedValue& message) {
+  const auto* number = message.get<std::int64_t>("alert");
+  return number == nullptr || *number < 0 ? std::nullopt : std::optional(*number);
+}
+
+/// The authentication, with one more member.
+SecretText naming(std::int64_t lastAlert, const SecretText& authentication) {
+  constexpr std::size_t room = 40;
+  std::string text;
+  text.reserve(authentication.text().size() + room);
+  text = authentication.text();
+  text.pop_back();
+  text += ",\"last\":" + std::to_string(lastAlert) + "}";
+  return SecretText(std::move(text));
+}
+
 }  // namespace
 
 PhoneClient::PhoneClient(Pairing phonePairing, std::string_view relay,
@@ -39,7 +58,9 @@ void PhoneClient::waiting(std::chrono::seconds wait, const PersistentConnection:
 }
 
 asio::awaitable<void> PhoneClient::talk(Link link) {
-  const SecretText authentication = pairing.authMessage();
+  nextAlert = std::nullopt;
+  const SecretText token = pairing.authMessage();
+  const SecretText authentication = naming(lastAlert, token);
   co_await link->send(authentication.text());
   co_await link->send(R"({"active":true})");
   observer.connectionChanged({Phase::held, {}, {}});
@@ -50,18 +71,27 @@ asio::awaitable<void> PhoneClient::talk(Link link) {
 }
 
 bool PhoneClient::take(const std::string& message, PersistentConnection::Link& link) {
+  const std::optional<std::int64_t> number = std::exchange(nextAlert, std::nullopt);
+  bool isMoreWanted = true;
   try {
-    const std::optional<bool> isMacOnline = macPresence(readJSON(message));
-    if (!isMacOnline) {
-      return open(message);
+    const UntypedValue said = readJSON(message);
+    if (const auto isMacOnline = macPresence(said)) {
+      link.isAccepted = true;
+      observer.connectionChanged({*isMacOnline ? Phase::live : Phase::macOffline, {}, {}});
+      return true;
     }
-    link.isAccepted = true;
-    observer.connectionChanged({*isMacOnline ? Phase::live : Phase::macOffline, {}, {}});
+    nextAlert = alertNumber(said);
+    if (nextAlert) {
+      return true;
+    }
+    isMoreWanted = open(message);
   } catch (const std::runtime_error&) {
     // No JSON, no envelope, or not sealed for this pairing: a relay can send anything.
     observer.unreadable();
   }
-  return true;
+  // It has come, whatever it was: it need not come again.
+  lastAlert = number.value_or(lastAlert);
+  return isMoreWanted;
 }
 
 bool PhoneClient::open(const std::string& message) {

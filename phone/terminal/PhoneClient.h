@@ -2,7 +2,9 @@
 
 #include <boost/asio/awaitable.hpp>
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -13,8 +15,9 @@
 
 namespace orvik {
 
-/// A phone's connection to its computer: says that somebody is looking, and opens what arrives. All
-/// of it runs on the executor of the coroutine that calls it.
+/// A phone's connection to its computer: says that somebody is looking, and opens what arrives. A
+/// relay that counts alerts is told which was the last. All of it runs on the executor of the
+/// coroutine that calls it.
 class PhoneClient : private PersistentConnection::User {
  public:
   /// The relay refused this pairing for good, or the observer wants no more.
@@ -45,6 +48,10 @@ class PhoneClient : private PersistentConnection::User {
 
   const Pairing pairing;
   PhoneObserver& observer;
+  /// The number of the last alert that has come, 0 before the first; and of the one that comes
+  /// next.
+  std::int64_t lastAlert = 0;
+  std::optional<std::int64_t> nextAlert;
   PersistentConnection connection;
 };
 

@@ -6,7 +6,6 @@
 #include <QRegularExpression>
 #include <QStandardPaths>
 #include <cerrno>
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -14,6 +13,7 @@
 #include "core/BuildConstants.h"
 #include "core/system/ReplaceFile.h"
 #include "core/system/linux/BaseFolder.h"
+#include "core/values/CHandle.h"
 
 namespace orvik {
 
@@ -21,12 +21,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Release {
-  void operator()(GKeyFile* entry) const { g_key_file_unref(entry); }
-  void operator()(GDesktopAppInfo* info) const { g_object_unref(info); }
-  void operator()(char* text) const { g_free(text); }
-};
-using Entry = std::unique_ptr<GKeyFile, Release>;
+using Entry = CHandle<GKeyFile, g_key_file_unref>;
+using Text = CHandle<char, g_free>;
+using Program = CHandle<GDesktopAppInfo, g_object_unref>;
 
 constexpr const char* group = G_KEY_FILE_DESKTOP_GROUP;
 constexpr const char* gnomeSwitch = "X-GNOME-Autostart-enabled";
@@ -53,7 +50,7 @@ Found read(const fs::path& path) {
   const bool isRead =
       file.content && g_key_file_load_from_data(found.entry.get(), file.content->data(),
                                                 file.content->size(), everything, nullptr) != 0;
-  const std::unique_ptr<char, Release> first(g_key_file_get_start_group(found.entry.get()));
+  const Text first(g_key_file_get_start_group(found.entry.get()));
   if (!isRead || !first || std::string_view(first.get()) != group) {
     found.entry.reset(g_key_file_new());
   }
@@ -74,7 +71,7 @@ Found systemEntry(const fs::path& name) {
 
 bool write(GKeyFile& entry, const fs::path& file) {
   gsize size = 0;
-  const std::unique_ptr<char, Release> text(g_key_file_to_data(&entry, &size, nullptr));
+  const Text text(g_key_file_to_data(&entry, &size, nullptr));
   FileOperations operations;
   std::error_code error;
   fs::create_directories(file.parent_path(), error);
@@ -82,9 +79,7 @@ bool write(GKeyFile& entry, const fs::path& file) {
 }
 
 /// What an entry starts; null for nothing, or when it is no longer there.
-std::unique_ptr<GDesktopAppInfo, Release> programOf(GKeyFile& entry) {
-  return std::unique_ptr<GDesktopAppInfo, Release>(g_desktop_app_info_new_from_keyfile(&entry));
-}
+Program programOf(GKeyFile& entry) { return Program(g_desktop_app_info_new_from_keyfile(&entry)); }
 
 bool starts(GKeyFile& entry) {
   const auto info = programOf(entry);

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <utility>
 
-#include "core/sampling/linux/CoreTypes.h"
 #include "core/sampling/linux/HardwareMonitor.h"
 #include "core/sampling/linux/KernelText.h"
 
@@ -49,15 +49,12 @@ CoreFrequencies::CoreFrequencies(std::string root)
     : root(std::move(root)), description(this->root + "/proc/cpuinfo") {}
 
 void CoreFrequencies::rescan() {
-  CoreTypes types = readCoreTypes(root);
   const bool isScaled = !performance.empty() || !efficiency.empty();
-  if (isScaled && types.performance == performanceCPUs && types.efficiency == efficiencyCPUs) {
-    return;
+  const CoreTypes before = std::exchange(types, readCoreTypes(root));
+  if (types != before || !isScaled) {
+    performance = filesOf(root, types.performance);
+    efficiency = filesOf(root, types.efficiency);
   }
-  performance = filesOf(root, types.performance);
-  efficiency = filesOf(root, types.efficiency);
-  performanceCPUs = std::move(types.performance);
-  efficiencyCPUs = std::move(types.efficiency);
 }
 
 CoreFrequencies::Reading CoreFrequencies::read() {

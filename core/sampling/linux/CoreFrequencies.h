@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "core/sampling/linux/CoreTypes.h"
 #include "core/system/linux/TextFile.h"
 
 namespace orvik {
@@ -29,8 +30,7 @@ class CoreFrequencies {
  private:
   std::string root;
   TextFile description;
-  std::vector<int> performanceCPUs;
-  std::vector<int> efficiencyCPUs;
+  CoreTypes types;
   std::vector<TextFile> performance;
   std::vector<TextFile> efficiency;
 };

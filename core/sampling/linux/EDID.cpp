@@ -47,7 +47,6 @@ std::string textOfDescriptor(ByteView descriptor) {
 
 /// Three letters of five bits each (1 is A), then the number.
 std::string productOf(ByteView block) {
-  constexpr std::string_view digits = "0123456789ABCDEF";
   const unsigned maker = static_cast<unsigned>(block[8]) << 8U | block[9];
   std::string text;
   for (const unsigned shift : {10U, 5U, 0U}) {
@@ -55,10 +54,8 @@ std::string productOf(ByteView block) {
     text += letter >= 'A' && letter <= 'Z' ? letter : '?';
   }
   text += ' ';
-  const auto number = static_cast<unsigned>(littleEndian(block, 10));
-  for (const unsigned shift : {12U, 8U, 4U, 0U}) {
-    text += digits[number >> shift & 0xFU];
-  }
+  appendHex(block[11], text);
+  appendHex(block[10], text);
   return text;
 }
 

@@ -68,12 +68,7 @@ bool isSuspended(TextFile& runtimeStatus) {
 
 GraphicsReader::Card GraphicsReader::cardOf(const HardwareMonitor& monitor) {
   Card card{.runtimeStatus = TextFile(monitor.folder + "/device/power/runtime_status"),
-            .temperature = std::nullopt,
-            .busyPercent = std::nullopt,
-            .idleTime = std::nullopt,
             .idleRate = CounterRate(mostIdle),
-            .microwatts = std::nullopt,
-            .microjoules = std::nullopt,
             .energyRate = CounterRate(mostMicrowatts)};
   if (!isGraphics(monitor)) {
     card.idleTime = TextFile(monitor.folder + monitor.driver);

@@ -36,13 +36,13 @@ class GraphicsReader {
  private:
   struct Card {
     TextFile runtimeStatus;
-    std::optional<TextFile> temperature;
-    std::optional<TextFile> busyPercent;
+    std::optional<TextFile> temperature = {};
+    std::optional<TextFile> busyPercent = {};
     /// Milliseconds without work, for drivers that do not tell how busy it is.
-    std::optional<TextFile> idleTime;
+    std::optional<TextFile> idleTime = {};
     CounterRate idleRate;
-    std::optional<TextFile> microwatts;
-    std::optional<TextFile> microjoules;
+    std::optional<TextFile> microwatts = {};
+    std::optional<TextFile> microjoules = {};
     CounterRate energyRate;
     bool isPartOfProcessor = false;
   };

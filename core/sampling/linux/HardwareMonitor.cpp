@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "core/values/Text.h"
+
 namespace orvik {
 
 std::vector<HardwareMonitor> hardwareMonitors(const std::string& root) {
@@ -30,10 +32,7 @@ std::vector<HardwareMonitor> thermalZones(const std::string& root) {
 }
 
 bool isThermalZone(std::string_view driver, std::initializer_list<std::string_view> parts) {
-  std::string name(driver);
-  std::ranges::transform(name, name.begin(), [](char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 32) : c;
-  });
+  const std::string name = lowercased(driver);
   return name.find("therm") != std::string::npos &&
          std::ranges::any_of(parts, [&](std::string_view part) { return name.starts_with(part); });
 }

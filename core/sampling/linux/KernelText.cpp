@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 
 #include "core/values/NumberText.h"
 
@@ -51,14 +50,7 @@ struct Fields {
 
   /// The next field wholly a number.
   std::optional<std::uint64_t> nextNumber() {
-    const auto field = next();
-    std::uint64_t value = 0;
-    if (!field) {
-      return std::nullopt;
-    }
-    const char* const end = field->data() + field->size();
-    const auto parsed = std::from_chars(field->data(), end, value);
-    return parsed.ec == std::errc{} && parsed.ptr == end ? std::optional(value) : std::nullopt;
+    return parseInteger<std::uint64_t>(next().value_or(""));
   }
 };
 

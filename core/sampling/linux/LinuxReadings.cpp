@@ -3,6 +3,7 @@
 #include <boost/asio/experimental/awaitable_operators.hpp>
 
 #include <cstdlib>
+#include <functional>
 #include <mutex>
 #include <utility>
 
@@ -47,26 +48,6 @@ std::string homeFolder() {
   return home == nullptr || *home == '\0' ? "/" : home;
 }
 
-/// What was read last, and when. Written on the thread that reads.
-template <typename Result>
-class LastAnswer {
- public:
-  void set(Result result, Instant now) {
-    const std::lock_guard guard(lock);
-    answer = std::move(result);
-    at = now;
-  }
-  [[nodiscard]] std::optional<Result> get(Clock::Duration oldest, Instant now) const {
-    const std::lock_guard guard(lock);
-    return answer && now - at <= oldest ? answer : std::nullopt;
-  }
-
- private:
-  mutable std::mutex lock;
-  std::optional<Result> answer;
-  Instant at;
-};
-
 /// A reader, and the thread that it is asked on. What is being read keeps what
 /// it uses.
 template <typename Reader>
@@ -83,22 +64,43 @@ struct Group {
 };
 
 /// One of the questions that a group answers.
-template <typename Result>
-struct Question {
+template <typename Reader, typename Result = JSONObject>
+class Question {
+ public:
+  Question(Group<Reader>& group, Limits limits) : group(group), limits(limits) {}
+
   /// The answer; when it does not come in time, the last one if it is not too
-  /// old. An answer that comes too late is there for the next time.
-  template <typename Reader, typename Read>
-  asio::awaitable<std::optional<Result>> ask(Group<Reader>& group, Limits limits, Read read) {
+  /// old, or else an empty one. An answer that comes too late is there for the
+  /// next time.
+  template <typename Read>
+  asio::awaitable<Result> ask(Read read) {
     auto work = [reader = group.reader, clock = group.clock, last = last, read = std::move(read)] {
-      Result result = read(*reader);
-      last->set(result, clock->now());
+      Result result = std::invoke(read, *reader);
+      const std::lock_guard guard(last->lock);
+      last->answer = result;
+      last->at = clock->now();
       return result;
     };
     auto answer = co_await group.work.run(limits.wait, std::move(work));
-    co_return answer ? std::move(answer) : last->get(limits.oldest, group.clock->now());
+    if (!answer) {
+      const std::lock_guard guard(last->lock);
+      const bool isFresh = group.clock->now() - last->at <= limits.oldest;
+      answer = isFresh ? last->answer : std::nullopt;
+    }
+    co_return std::move(answer).value_or(Result());
   }
 
-  const std::shared_ptr<LastAnswer<Result>> last = std::make_shared<LastAnswer<Result>>();
+ private:
+  /// Written on the thread that reads.
+  struct Last {
+    std::mutex lock;
+    std::optional<Result> answer;
+    Instant at;
+  };
+
+  Group<Reader>& group;
+  const Limits limits;
+  const std::shared_ptr<Last> last = std::make_shared<Last>();
 };
 
 }  // namespace
@@ -115,23 +117,24 @@ struct LinuxReadings::Groups {
         machineInfo(clock, root) {}
 
   Group<ProcessorReader> processor;
-  Question<JSONObject> use;
   Group<SensorReader> sensors;
-  Question<JSONObject> measured;
   Group<BatteryReader> battery;
-  Question<JSONObject> charge;
-  Question<JSONObject> batteryExtras;
-  Question<JSONObject> batteryHealth;
   Group<ProcessReader> processes;
-  Question<std::optional<JSONValue>> busiest;
   Group<DiskReader> disk;
-  Question<JSONObject> diskUse;
   Group<VolumeReader> volumes;
-  Question<std::vector<MountedVolume>> mounted;
   Group<DevicesReader> devices;
-  Question<JSONObject> connected;
   Group<MachineInfoReader> machineInfo;
-  Question<JSONObject> info;
+
+  Question<ProcessorReader> use{processor, kernelLimits};
+  Question<SensorReader> measured{sensors, kernelLimits};
+  Question<BatteryReader> charge{battery, batteryLimits};
+  Question<BatteryReader> batteryExtras{battery, batteryLimits};
+  Question<BatteryReader> batteryHealth{battery, batteryLimits};
+  Question<ProcessReader, std::optional<JSONValue>> busiest{processes, kernelLimits};
+  Question<DiskReader> diskUse{disk, diskLimits};
+  Question<VolumeReader, std::optional<std::vector<MountedVolume>>> mounted{volumes, devicesLimits};
+  Question<DevicesReader> connected{devices, devicesLimits};
+  Question<MachineInfoReader> info{machineInfo, infoLimits};
   /// The processor has been read twice.
   bool hasRates = false;
 };
@@ -158,14 +161,9 @@ std::int64_t LinuxReadings::readBootEpoch() {
 
 asio::awaitable<JSONObject> LinuxReadings::freshProcessor() {
   using namespace asio::experimental::awaitable_operators;
-  auto [use, measured] =
-      co_await (groups->use.ask(groups->processor, kernelLimits, [](ProcessorReader& reader) {
-        return reader.read();
-      }) && groups->measured.ask(groups->sensors, kernelLimits, [](SensorReader& reader) {
-        return reader.read();
-      }));
-  JSONObject fields = std::move(use).value_or(JSONObject());
-  fields.merge(std::move(measured).value_or(JSONObject()));
+  auto [fields, measured] = co_await (groups->use.ask(&ProcessorReader::read) &&
+                                      groups->measured.ask(&SensorReader::read));
+  fields.merge(std::move(measured));
   co_return fields;
 }
 
@@ -182,52 +180,39 @@ asio::awaitable<JSONObject> LinuxReadings::processor() {
 }
 
 asio::awaitable<JSONObject> LinuxReadings::battery() {
-  auto fields = co_await groups->charge.ask(
-      groups->battery, batteryLimits,
+  return groups->charge.ask(
       [now = clock->now()](BatteryReader& reader) { return reader.battery(now); });
-  co_return std::move(fields).value_or(JSONObject());
 }
 
 asio::awaitable<JSONValue> LinuxReadings::processes() {
-  const auto read = [](ProcessReader& reader) { return reader.read(); };
-  auto busiest = co_await groups->busiest.ask(groups->processes, kernelLimits, read);
-  if (busiest && !*busiest) {
+  auto busiest = co_await groups->busiest.ask(&ProcessReader::read);
+  if (!busiest) {
     // There was nothing to compare with.
     co_await clock->sleepFor(firstInterval);
-    busiest = co_await groups->busiest.ask(groups->processes, kernelLimits, read);
+    busiest = co_await groups->busiest.ask(&ProcessReader::read);
   }
-  co_return busiest.value_or(std::nullopt).value_or(JSONValue::Array());
+  co_return std::move(busiest).value_or(JSONValue::Array());
 }
 
-asio::awaitable<JSONObject> LinuxReadings::disk() {
-  auto fields = co_await groups->diskUse.ask(
-      groups->disk, diskLimits, [](const DiskReader& reader) { return reader.read(); });
-  co_return std::move(fields).value_or(JSONObject());
-}
+asio::awaitable<JSONObject> LinuxReadings::disk() { return groups->diskUse.ask(&DiskReader::read); }
 
 asio::awaitable<JSONObject> LinuxReadings::batteryExtras() {
-  auto fields = co_await groups->batteryExtras.ask(
-      groups->battery, batteryLimits,
+  return groups->batteryExtras.ask(
       [now = clock->now()](BatteryReader& reader) { return reader.batteryExtras(now); });
-  co_return std::move(fields).value_or(JSONObject());
 }
 
 asio::awaitable<JSONObject> LinuxReadings::batteryHealth() {
-  auto fields = co_await groups->batteryHealth.ask(
-      groups->battery, batteryLimits,
+  return groups->batteryHealth.ask(
       [now = clock->now()](BatteryReader& reader) { return reader.batteryHealth(now); });
-  co_return std::move(fields).value_or(JSONObject());
 }
 
 asio::awaitable<JSONObject> LinuxReadings::timeMachine() { co_return JSONObject(); }
 
 asio::awaitable<JSONObject> LinuxReadings::connections(std::optional<std::string> timeMachineDisk) {
-  const auto mounted = co_await groups->mounted.ask(
-      groups->volumes, devicesLimits, [](VolumeReader& reader) { return reader.read(); });
+  const auto mounted = co_await groups->mounted.ask(&VolumeReader::read);
   auto read = [volumes = mounted.value_or(std::vector<MountedVolume>()),
                now = clock->now()](DevicesReader& reader) { return reader.read(volumes, now); };
-  auto fields = co_await groups->connected.ask(groups->devices, devicesLimits, std::move(read));
-  JSONObject connections = std::move(fields).value_or(JSONObject());
+  JSONObject connections = co_await groups->connected.ask(std::move(read));
   if (mounted) {
     connections.set("volumes", volumesJSON(*mounted, timeMachineDisk));
   }
@@ -235,9 +220,7 @@ asio::awaitable<JSONObject> LinuxReadings::connections(std::optional<std::string
 }
 
 asio::awaitable<JSONObject> LinuxReadings::macInfo() {
-  auto fields = co_await groups->info.ask(groups->machineInfo, infoLimits,
-                                          [](MachineInfoReader& reader) { return reader.read(); });
-  co_return std::move(fields).value_or(JSONObject());
+  return groups->info.ask(&MachineInfoReader::read);
 }
 
 }  // namespace orvik

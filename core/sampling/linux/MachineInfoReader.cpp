@@ -13,6 +13,7 @@
 #include "core/sampling/linux/MachineNames.h"
 #include "core/system/linux/TextFile.h"
 #include "core/values/Base64.h"
+#include "core/values/JSONMembers.h"
 #include "core/values/Text.h"
 
 namespace orvik {
@@ -28,23 +29,6 @@ void setText(JSONObject& info, std::string_view key, const std::optional<std::st
   if (text) {
     info.set(key, repairedUTF8(*text));
   }
-}
-
-/// The value of a shell-like assignment, in quotes or without: "Debian GNU/Linux 12 (bookworm)".
-std::string unquoted(std::string_view value) {
-  value = trimmed(value);
-  if (value.size() >= 2 && (value.front() == '"' || value.front() == '\'') &&
-      value.back() == value.front()) {
-    value = value.substr(1, value.size() - 2);
-  }
-  std::string text;
-  for (std::size_t i = 0; i < value.size(); ++i) {
-    if (value[i] == '\\' && i + 1 < value.size()) {
-      ++i;
-    }
-    text += value[i];
-  }
-  return text;
 }
 
 std::string fileOfCPU(const std::string& folder, int cpu, const char* file) {
@@ -120,12 +104,8 @@ void MachineInfoReader::addCores(JSONObject& info) const {
   }
   info.set("p_cores", coreCount(folder, types.performance));
   info.set("e_cores", coreCount(folder, types.efficiency));
-  if (const auto top = topMHz(folder, types.performance)) {
-    info.set("p_max_mhz", *top);
-  }
-  if (const auto top = topMHz(folder, types.efficiency)) {
-    info.set("e_max_mhz", *top);
-  }
+  setIfPresent(info, "p_max_mhz", topMHz(folder, types.performance));
+  setIfPresent(info, "e_max_mhz", topMHz(folder, types.efficiency));
 }
 
 std::optional<std::int64_t> MachineInfoReader::memory() const {
@@ -137,13 +117,10 @@ std::optional<std::int64_t> MachineInfoReader::memory() const {
 }
 
 std::optional<std::string> MachineInfoReader::systemName() const {
-  constexpr std::string_view key = "PRETTY_NAME=";
   for (const char* file : {"/etc/os-release", "/usr/lib/os-release"}) {
-    const std::string text = readText(root + file).value_or("");
-    for (const std::string_view line : splitAt(text, '\n')) {
-      const std::string name = line.starts_with(key) ? unquoted(line.substr(key.size())) : "";
+    for (std::string& name : assignedValues(readText(root + file).value_or(""), "PRETTY_NAME=")) {
       if (!name.empty()) {
-        return name;
+        return std::move(name);
       }
     }
   }
@@ -155,9 +132,7 @@ JSONObject MachineInfoReader::read() const {
   addNames(info);
   addChip(info);
   addCores(info);
-  if (const auto gibibytes = memory()) {
-    info.set("ram_gb", *gibibytes);
-  }
+  setIfPresent(info, "ram_gb", memory());
   setText(info, "macos", systemName());
   info.set("icon_png", base64(computerIcon));
   return info;

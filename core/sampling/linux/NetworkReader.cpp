@@ -4,21 +4,17 @@
 #include <sys/socket.h>
 
 #include <array>
-#include <memory>
 #include <string_view>
 
 #include "core/sampling/linux/KernelText.h"
 #include "core/system/linux/TextFile.h"
+#include "core/values/CHandle.h"
 #include "core/values/JSONMembers.h"
 #include "core/values/Text.h"
 
 namespace orvik {
 
 namespace {
-
-struct FreeAddresses {
-  void operator()(addrinfo* list) const { freeaddrinfo(list); }
-};
 
 /// As a person writes it: one line, without the dots at its end. Nothing when nothing is left, or
 /// for the name by which some systems call every gateway.
@@ -61,7 +57,7 @@ std::optional<std::string> readReverseName(const std::string& address) {
   if (getaddrinfo(address.c_str(), nullptr, &hints, &rawList) != 0) {
     return std::nullopt;
   }
-  const std::unique_ptr<addrinfo, FreeAddresses> list(rawList);
+  const CHandle<addrinfo, freeaddrinfo> list(rawList);
   std::array<char, NI_MAXHOST> name{};
   if (getnameinfo(list->ai_addr, list->ai_addrlen, name.data(), name.size(), nullptr, 0,
                   NI_NAMEREQD) != 0) {

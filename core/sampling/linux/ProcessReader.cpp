@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <chrono>
 #include <utility>
 
@@ -27,12 +26,9 @@ constexpr std::size_t mostResting = 256;
 /// A mean over more than this is not what goes on now.
 constexpr auto longestInterval = 10s;
 
-std::optional<int> numberOf(const char* name) {
-  int pid = 0;
-  const std::string_view text(name);
-  const auto parsed = std::from_chars(text.data(), text.data() + text.size(), pid);
-  const bool isWhole = parsed.ec == std::errc{} && parsed.ptr == text.data() + text.size();
-  return isWhole && pid > 0 ? std::optional(pid) : std::nullopt;
+std::optional<int> numberOf(std::string_view name) {
+  const auto pid = parseInteger<int>(name);
+  return pid && *pid > 0 ? pid : std::nullopt;
 }
 
 std::optional<std::string_view> readLink(int folder, const std::string& path,
@@ -126,7 +122,7 @@ void ProcessReader::readAll() {
   const int proc = dirfd(stream.get());
   // Where the machine counts its processes otherwise than this one sees them, this is right.
   const auto self = readLink(proc, "self", buffer);
-  const int ownPid = self ? numberOf(std::string(*self).c_str()).value_or(0) : 0;
+  const int ownPid = self ? numberOf(*self).value_or(0) : 0;
 
   std::string path;
   while (const dirent* const entry = readdir(stream.get())) {

@@ -3,7 +3,6 @@
 #include <dirent.h>
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,6 +11,7 @@
 #include "core/sampling/linux/CounterRate.h"
 #include "core/sampling/linux/KernelText.h"
 #include "core/system/linux/TextFile.h"
+#include "core/values/CHandle.h"
 #include "core/values/JSONValue.h"
 
 namespace orvik {
@@ -49,9 +49,6 @@ class ProcessReader {
     int pid;
     std::string name;
   };
-  struct CloseFolder {
-    void operator()(DIR* listing) const { closedir(listing); }
-  };
 
   void readAll();
   [[nodiscard]] JSONValue entries() const;
@@ -64,7 +61,7 @@ class ProcessReader {
 
   std::string folder;
   MonotonicTime now;
-  std::unique_ptr<DIR, CloseFolder> stream;
+  CHandle<DIR, closedir> stream;
   double ticksPerSecond;
   /// Those that lived at the last reading, by number; `current` is being made from the next one.
   std::vector<Process> known;

@@ -5,10 +5,11 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdint>
 
 #include "core/sampling/linux/KernelText.h"
+#include "core/values/NumberText.h"
+#include "core/values/Text.h"
 
 namespace orvik {
 
@@ -24,11 +25,8 @@ struct Candidate {
   std::uint32_t metric = 0;
 };
 
-std::optional<std::uint32_t> number(std::string_view digits, int base) {
-  std::uint32_t value = 0;
-  const char* const end = digits.data() + digits.size();
-  const auto parsed = std::from_chars(digits.data(), end, value, base);
-  return parsed.ec == std::errc{} && parsed.ptr == end ? std::optional(value) : std::nullopt;
+std::optional<std::uint32_t> hexadecimal(std::string_view digits) {
+  return parseInteger<std::uint32_t>(digits, 16);
 }
 
 template <typename Address>
@@ -48,12 +46,12 @@ std::optional<std::string> textOfAddress(int family, const Address& address) {
 /// two counts, metric, mask. Addresses stand as this machine has their four bytes in memory.
 std::optional<Candidate> defaultIPv4(const std::vector<std::string_view>& fields) {
   constexpr std::size_t leastFields = 8;
-  if (fields.size() < leastFields || number(fields[1], 16) != 0U || number(fields[7], 16) != 0U) {
+  if (fields.size() < leastFields || hexadecimal(fields[1]) != 0U || hexadecimal(fields[7]) != 0U) {
     return std::nullopt;
   }
-  const auto gateway = number(fields[2], 16);
-  const auto flags = number(fields[3], 16);
-  const auto metric = number(fields[6], 10);
+  const auto gateway = hexadecimal(fields[2]);
+  const auto flags = hexadecimal(fields[3]);
+  const auto metric = parseInteger<std::uint32_t>(fields[6]);
   if (!gateway || !flags || !metric) {
     return std::nullopt;
   }
@@ -68,20 +66,20 @@ std::optional<Candidate> defaultIPv4(const std::vector<std::string_view>& fields
 std::optional<Candidate> defaultIPv6(const std::vector<std::string_view>& fields) {
   constexpr std::size_t fieldCount = 10;
   constexpr std::size_t addressDigits = 32;
-  if (fields.size() != fieldCount || number(fields[1], 16) != 0U || number(fields[3], 16) != 0U ||
+  if (fields.size() != fieldCount || hexadecimal(fields[1]) != 0U || hexadecimal(fields[3]) != 0U ||
       fields[4].size() != addressDigits) {
     return std::nullopt;
   }
   in6_addr gateway{};
   for (std::size_t i = 0; i < sizeof gateway.s6_addr; ++i) {
-    const auto byte = number(fields[4].substr(2 * i, 2), 16);
+    const auto byte = byteFromHex(fields[4].substr(2 * i, 2));
     if (!byte) {
       return std::nullopt;
     }
-    gateway.s6_addr[i] = static_cast<std::uint8_t>(*byte);
+    gateway.s6_addr[i] = *byte;
   }
-  const auto metric = number(fields[5], 16);
-  const auto flags = number(fields[8], 16);
+  const auto metric = hexadecimal(fields[5]);
+  const auto flags = hexadecimal(fields[8]);
   if (!metric || !flags) {
     return std::nullopt;
   }

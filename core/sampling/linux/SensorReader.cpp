@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "core/values/JSONMembers.h"
 #include "core/values/NumberText.h"
 
 namespace orvik {
@@ -43,11 +44,11 @@ JSONObject SensorReader::read() {
   const GraphicsReader::Reading graphics = graphicsReader.read(now);
   add(keys, "temp_gpu", graphics.temperature);
   add(keys, "gpu_pct", graphics.use);
-  if (graphics.isOff) {
-    keys.set("gpu_off", *graphics.isOff);
-  }
+  setIfPresent(keys, "gpu_off", graphics.isOff);
   addPower(keys, graphics);
-  addFrequencies(keys);
+  const CoreFrequencies::Reading megahertz = frequencies.read();
+  setIfPresent(keys, "ecpu_mhz", megahertz.efficiency);
+  setIfPresent(keys, "pcpu_mhz", megahertz.performance);
   last = std::move(keys);
   return last;
 }
@@ -62,16 +63,6 @@ void SensorReader::lookForSensors(Instant time) {
   packagePower.rescan();
   supplies.rescan();
   frequencies.rescan();
-}
-
-void SensorReader::addFrequencies(JSONObject& keys) {
-  const CoreFrequencies::Reading megahertz = frequencies.read();
-  if (megahertz.efficiency) {
-    keys.set("ecpu_mhz", *megahertz.efficiency);
-  }
-  if (megahertz.performance) {
-    keys.set("pcpu_mhz", *megahertz.performance);
-  }
 }
 
 void SensorReader::addPower(JSONObject& keys, const GraphicsReader::Reading& graphics) {

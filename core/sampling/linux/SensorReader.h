@@ -35,7 +35,6 @@ class SensorReader {
 
  private:
   void lookForSensors(Instant time);
-  void addFrequencies(JSONObject& keys);
   void addPower(JSONObject& keys, const GraphicsReader::Reading& graphics);
   void addGuarded(JSONObject& keys, std::string_view key, std::string_view kind,
                   std::optional<double> watts);

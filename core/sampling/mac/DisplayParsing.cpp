@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <string_view>
 
 #include "core/sampling/mac/ProfilerDocument.h"
@@ -24,12 +23,8 @@ struct Size {
 /// A number of at most 6 digits and above 0, which is the whole text.
 std::optional<std::int64_t> extent(std::string_view text) {
   constexpr std::size_t mostDigits = 6;
-  std::int64_t number = 0;
-  if (text.size() > mostDigits) {
-    return std::nullopt;
-  }
-  std::from_chars(text.data(), text.data() + text.size(), number);
-  return number > 0 ? std::optional(number) : std::nullopt;
+  const auto number = text.size() <= mostDigits ? parseInteger<std::int64_t>(text) : std::nullopt;
+  return number && *number > 0 ? number : std::nullopt;
 }
 
 /// The first "2560 x 1600" in the text, with or without the blanks.

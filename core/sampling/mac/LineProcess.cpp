@@ -2,12 +2,11 @@
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/read_until.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/system/system_error.hpp>
 
-#include <array>
-#include <string_view>
 #include <utility>
 
 #include "core/system/ChildProcess.h"
@@ -15,49 +14,6 @@
 namespace orvik {
 
 namespace {
-
-/// Cuts what comes in pieces into lines.
-class Lines {
- public:
-  void append(std::string_view bytes) {
-    rest.erase(0, taken);
-    taken = 0;
-    rest += bytes;
-    if (rest.size() > longestLine && rest.find('\n') == std::string::npos) {
-      rest.clear();
-      isSkipping = true;
-    }
-  }
-
-  std::optional<std::string> take() {
-    for (;;) {
-      const std::size_t end = rest.find('\n', taken);
-      if (end == std::string::npos) {
-        return std::nullopt;
-      }
-      std::string line = rest.substr(taken, end - taken);
-      taken = end + 1;
-      if (!std::exchange(isSkipping, false) && line.size() <= longestLine) {
-        return line;
-      }
-    }
-  }
-
-  /// What stands after the last line feed when nothing more will come.
-  std::optional<std::string> takeRest() {
-    std::string line = rest.substr(taken);
-    rest.clear();
-    taken = 0;
-    return line.empty() || isSkipping ? std::nullopt : std::optional(std::move(line));
-  }
-
- private:
-  std::string rest;
-  /// How much of `rest` has been given out.
-  std::size_t taken = 0;
-  /// In the middle of a line that is too long.
-  bool isSkipping = false;
-};
 
 class ChildLineProcess final : public LineProcess {
  public:
@@ -69,19 +25,28 @@ class ChildLineProcess final : public LineProcess {
 
   asio::awaitable<std::optional<std::string>> nextLine() override {
     for (;;) {
-      if (auto line = lines.take()) {
-        co_return line;
-      }
       boost::system::error_code error;
-      const std::size_t count = co_await output.async_read_some(
-          asio::buffer(chunk), asio::redirect_error(asio::use_awaitable, error));
+      const std::size_t size =
+          co_await asio::async_read_until(output, asio::dynamic_buffer(unread, longestLine + 1),
+                                          '\n', asio::redirect_error(asio::use_awaitable, error));
       if (error == asio::error::operation_aborted) {
         throw boost::system::system_error(error);
       }
-      if (error) {
-        co_return lines.takeRest();
+      if (error == asio::error::not_found) {
+        unread.clear();
+        isSkipping = true;
+        continue;
       }
-      lines.append({chunk.data(), count});
+      // What stands after the last line feed is a line too when nothing more will come.
+      const bool isLine = !std::exchange(isSkipping, false) && !(error && unread.empty());
+      std::string line = unread.substr(0, error ? unread.size() : size - 1);
+      unread.erase(0, error ? unread.size() : size);
+      if (isLine) {
+        co_return line;
+      }
+      if (error) {
+        co_return std::nullopt;
+      }
     }
   }
 
@@ -90,8 +55,9 @@ class ChildLineProcess final : public LineProcess {
  private:
   std::unique_ptr<ChildProcess> child;
   asio::posix::stream_descriptor output;
-  std::array<char, std::size_t{16} << 10> chunk{};
-  Lines lines;
+  std::string unread;
+  /// In the middle of a line that is too long.
+  bool isSkipping = false;
 };
 
 }  // namespace

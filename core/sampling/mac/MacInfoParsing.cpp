@@ -42,22 +42,10 @@ void add(std::int64_t count, std::int64_t& sum) {
   }
 }
 
-std::string lowerCased(std::string text) {
-  std::ranges::transform(text, text.begin(), [](char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  });
-  return text;
-}
-
 }  // namespace
 
 Frequencies maxMHz(std::string_view macmonLine) {
-  UntypedValue line;
-  try {
-    line = readJSON(macmonLine);
-  } catch (const JSONError&) {
-    return {};
-  }
+  const UntypedValue line = readJSONOrNull(macmonLine);
   const UntypedValue* chip = line.find("soc");
   return chip == nullptr ? Frequencies{}
                          : Frequencies{top(*chip, "pcpu_freqs"), top(*chip, "ecpu_freqs")};
@@ -72,7 +60,7 @@ std::optional<std::string> deviceTreeString(std::string_view bytes) {
 Cores cores(const std::vector<PerformanceLevel>& levels) {
   Cores cores;
   for (std::size_t i = 0; i < levels.size(); ++i) {
-    const std::string name = lowerCased(levels[i].name);
+    const std::string name = lowercased(levels[i].name);
     const auto isNamed = [&name](std::string_view kind) {
       return name.find(kind) != std::string::npos;
     };

@@ -51,16 +51,9 @@ asio::awaitable<JSONObject> MacReadings::freshProcessor() {
 }
 
 JSONObject MacReadings::measured(const std::optional<std::string>& line) {
-  if (!line) {
-    return {};
-  }
-  try {
-    const UntypedValue value = readJSON(*line);
-    const auto* object = value.get<UntypedValue::Map>();
-    return object == nullptr ? JSONObject() : SamplerParsing::macmon(*object, powerGuard);
-  } catch (const JSONError&) {
-    return {};
-  }
+  const UntypedValue value = readJSONOrNull(line.value_or(""));
+  const auto* object = value.get<UntypedValue::Map>();
+  return object == nullptr ? JSONObject() : SamplerParsing::macmon(*object, powerGuard);
 }
 
 asio::awaitable<JSONObject> MacReadings::battery() {

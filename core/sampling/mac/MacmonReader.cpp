@@ -44,11 +44,7 @@ bool isExecutableFile(const MacmonReader::Path& path) {
 }
 
 bool isJSONObject(std::string_view line) {
-  try {
-    return readJSON(line).get<UntypedValue::Map>() != nullptr;
-  } catch (const JSONError&) {
-    return false;
-  }
+  return readJSONOrNull(line).get<UntypedValue::Map>() != nullptr;
 }
 
 /// The last line that is a reading: the tool may have printed something else before.

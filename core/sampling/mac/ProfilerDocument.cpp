@@ -46,11 +46,7 @@ UntypedValue profilerDocument(std::string_view text) {
   if (last == std::string_view::npos || last < start) {
     return {};
   }
-  try {
-    return readJSON(text.substr(start, last + 1 - start));
-  } catch (const JSONError&) {
-    return {};
-  }
+  return readJSONOrNull(text.substr(start, last + 1 - start));
 }
 
 }  // namespace ConnectionsParsing

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <limits>
 #include <utility>
@@ -24,16 +23,9 @@ bool contains(std::string_view text, std::string_view part) {
 
 /// Patterns find the digits of every script, and as many as there are: only a number that fits
 /// counts.
-std::optional<std::int64_t> integer(std::string_view digits) {
-  std::int64_t number = 0;
-  const char* const end = digits.data() + digits.size();
-  const auto read = std::from_chars(digits.data(), end, number);
-  return read.ec == std::errc() && read.ptr == end ? std::optional(number) : std::nullopt;
-}
-
 std::optional<std::int64_t> firstInteger(std::string_view text, std::string_view pattern) {
   const auto digits = firstGroup(text, pattern);
-  return digits ? integer(*digits) : std::nullopt;
+  return digits ? parseInteger<std::int64_t>(*digits) : std::nullopt;
 }
 
 std::optional<std::string> trimmedGroup(std::string_view text, std::string_view pattern,
@@ -43,22 +35,19 @@ std::optional<std::string> trimmedGroup(std::string_view text, std::string_view 
 }
 
 std::string_view batteryState(std::string_view shown) {
-  const auto startsWith = [shown](std::string_view word) {
-    return std::ranges::equal(shown.substr(0, word.size()), word, [](char given, char lower) {
-      return (given >= 'A' && given <= 'Z' ? given - 'A' + 'a' : given) == lower;
-    });
-  };
   constexpr std::array<std::string_view, 4> states{"discharging", "charging", "finishing",
                                                    "charged"};
-  const auto* const state = std::ranges::find_if(states, startsWith);
+  const std::string text = lowercased(shown);
+  const auto* const state = std::ranges::find_if(
+      states, [&text](std::string_view word) { return text.starts_with(word); });
   return state == states.end() ? "paused" : *state;
 }
 
 std::optional<std::int64_t> remainingMinutes(std::string_view text) {
   constexpr std::int64_t minutesInHour = 60;
   const auto match = firstMatch(text, R"((\d+):(\d+) remaining)");
-  const auto hours = match ? integer((*match)[1]) : std::nullopt;
-  const auto minutes = match ? integer((*match)[2]) : std::nullopt;
+  const auto hours = match ? parseInteger<std::int64_t>((*match)[1]) : std::nullopt;
+  const auto minutes = match ? parseInteger<std::int64_t>((*match)[2]) : std::nullopt;
   constexpr auto most = std::numeric_limits<std::int64_t>::max();
   if (!hours || !minutes || *hours > (most - *minutes) / minutesInHour) {
     return std::nullopt;
@@ -117,7 +106,7 @@ std::optional<double> latestDate(const UntypedValue::List& list) {
 
 JSONObject pmsetBattery(std::string_view text) {
   const auto match = firstMatch(text, R"((\d+)%;\s*([^;\n]+)(?:;\s*([^\n]*))?)");
-  return {{"battery_pct", orNull(match ? integer((*match)[1]) : std::nullopt)},
+  return {{"battery_pct", orNull(match ? parseInteger<std::int64_t>((*match)[1]) : std::nullopt)},
           {"battery_state", batteryState(match ? trimmed((*match)[2]) : "")},
           {"battery_min", orNull(match ? remainingMinutes((*match)[3]) : std::nullopt)},
           {"on_ac", contains(text, "AC Power")}};
@@ -151,12 +140,7 @@ JSONValue processes(std::string_view text) {
 }
 
 std::optional<std::int64_t> lastBackup(std::string_view prefs) {
-  UntypedValue document;
-  try {
-    document = readPropertyList(prefs);
-  } catch (const PropertyListError&) {
-    return std::nullopt;
-  }
+  const UntypedValue document = readPropertyList(prefs);
   std::optional<double> latest;
   if (const auto* destinations = document.get<UntypedValue::List>("Destinations")) {
     for (const UntypedValue& destination : *destinations) {

@@ -100,13 +100,8 @@ std::vector<USBDevice> usbDevices(std::string_view text) {
   if (content.empty()) {
     return {};
   }
-  UntypedValue root;
-  try {
-    // A binary list may end in bytes that look like blanks: only the start is cut.
-    root = readPropertyList({content.data(), text.data() + text.size()});
-  } catch (const PropertyListError&) {
-    return {};
-  }
+  // A binary list may end in bytes that look like blanks: only the start is cut.
+  const UntypedValue root = readPropertyList({content.data(), text.data() + text.size()});
   std::span<const UntypedValue> roots(&root, 1);
   if (const auto* list = root.get<UntypedValue::List>()) {
     roots = *list;

@@ -2,33 +2,14 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 
 #include "core/system/linux/HostName.h"
 #include "core/system/linux/TextFile.h"
-#include "core/values/Text.h"
 
 namespace orvik {
 
 namespace {
-
-/// The value of an assignment as a shell reads it, where nothing is to be expanded.
-std::string unquoted(std::string_view value) {
-  std::string result;
-  char quote = '\0';
-  for (std::size_t at = 0; at < value.size(); ++at) {
-    const char c = value[at];
-    if (quote == '\0' ? c == '"' || c == '\'' : c == quote) {
-      quote = quote == '\0' ? c : '\0';
-    } else if (c == '\\' && quote != '\'' && at + 1 < value.size()) {
-      result += value[++at];
-    } else {
-      result += c;
-    }
-  }
-  return result;
-}
 
 std::optional<std::string> firstLabel() {
   std::array<char, 256> buffer{};
@@ -43,15 +24,9 @@ std::optional<std::string> firstLabel() {
 }  // namespace
 
 std::optional<std::string> prettyHostName(std::string_view machineInfo) {
-  constexpr std::string_view key = "PRETTY_HOSTNAME=";
   std::optional<std::string> name;
-  while (!machineInfo.empty()) {
-    const std::size_t end = std::min(machineInfo.find('\n'), machineInfo.size());
-    const std::string_view line = trimmed(machineInfo.substr(0, end));
-    if (line.starts_with(key)) {
-      name = presentableName(unquoted(line.substr(key.size())));
-    }
-    machineInfo.remove_prefix(std::min(end + 1, machineInfo.size()));
+  for (const std::string& value : assignedValues(machineInfo, "PRETTY_HOSTNAME=")) {
+    name = presentableName(value);
   }
   return name;
 }

@@ -6,16 +6,14 @@
 #include <cstdint>
 #include <string_view>
 
+#include "core/values/CHandle.h"
+
 namespace orvik {
 
 namespace {
 
-struct Release {
-  void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
-  void operator()(sd_bus_slot* slot) const { sd_bus_slot_unref(slot); }
-};
-using Message = std::unique_ptr<sd_bus_message, Release>;
-using Slot = std::unique_ptr<sd_bus_slot, Release>;
+using Message = CHandle<sd_bus_message, sd_bus_message_unref>;
+using Slot = CHandle<sd_bus_slot, sd_bus_slot_unref>;
 
 /// The next value of a message; nothing when there is none or it cannot be read.
 std::optional<UntypedValue> readValue(sd_bus_message* message);

@@ -8,8 +8,8 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
-#include <memory>
 
+#include "core/values/CHandle.h"
 #include "core/values/Text.h"
 
 namespace orvik {
@@ -54,9 +54,22 @@ std::optional<std::string_view> readWhole(int file, std::span<char> buffer) {
   return std::string_view(buffer.data(), size);
 }
 
-struct CloseFolder {
-  void operator()(DIR* folder) const { closedir(folder); }
-};
+/// The value of an assignment as a shell reads it, where nothing is to be expanded.
+std::string unquoted(std::string_view value) {
+  std::string result;
+  char quote = '\0';
+  for (std::size_t at = 0; at < value.size(); ++at) {
+    const char c = value[at];
+    if (quote == '\0' ? c == '"' || c == '\'' : c == quote) {
+      quote = quote == '\0' ? c : '\0';
+    } else if (c == '\\' && quote != '\'' && at + 1 < value.size()) {
+      result += value[++at];
+    } else {
+      result += c;
+    }
+  }
+  return result;
+}
 
 }  // namespace
 
@@ -118,6 +131,19 @@ std::string readLine(const std::string& path) {
   return std::string(trimmed(text.substr(0, text.find('\0'))));
 }
 
+std::vector<std::string> assignedValues(std::string_view text, std::string_view key) {
+  std::vector<std::string> values;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    const std::string_view line = trimmed(text.substr(0, end));
+    if (line.starts_with(key)) {
+      values.push_back(unquoted(trimmed(line.substr(key.size()))));
+    }
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return values;
+}
+
 std::string pathIn(std::string_view folder, std::string_view name) {
   std::string path(folder);
   return path.append("/").append(name);
@@ -125,7 +151,7 @@ std::string pathIn(std::string_view folder, std::string_view name) {
 
 std::vector<std::string> namesIn(const std::string& folder) {
   std::vector<std::string> names;
-  const std::unique_ptr<DIR, CloseFolder> stream(opendir(folder.c_str()));
+  const CHandle<DIR, closedir> stream(opendir(folder.c_str()));
   if (!stream) {
     return names;
   }

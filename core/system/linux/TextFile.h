@@ -49,6 +49,10 @@ class TextFile {
 /// when it cannot be read.
 [[nodiscard]] std::string readLine(const std::string& path);
 
+/// The values behind `key` ("NAME=") in a file of assignments that a shell could read, such as
+/// /etc/os-release, with quotes and backslashes taken for what they mean there.
+[[nodiscard]] std::vector<std::string> assignedValues(std::string_view text, std::string_view key);
+
 /// The path of what is called `name` in a folder.
 [[nodiscard]] std::string pathIn(std::string_view folder, std::string_view name);
 /// The names in a folder, in the order of their bytes with numbers by value (cpu2 before cpu10).

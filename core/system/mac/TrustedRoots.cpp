@@ -6,18 +6,13 @@
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
 
-#include <memory>
-
 #include "core/system/mac/AutoreleasePool.h"
 #include "core/system/mac/Owned.h"
+#include "core/values/CHandle.h"
 
 namespace orvik {
 
 namespace {
-
-struct FreeCertificate {
-  void operator()(X509* certificate) const { X509_free(certificate); }
-};
 
 void trust(X509_STORE& store, CFTypeRef anchor) {
   if (anchor == nullptr || CFGetTypeID(anchor) != SecCertificateGetTypeID()) {
@@ -31,7 +26,7 @@ void trust(X509_STORE& store, CFTypeRef anchor) {
   }
   const ByteView bytes = bytesOf(data.get());
   const unsigned char* position = bytes.data();
-  const std::unique_ptr<X509, FreeCertificate> root(
+  const CHandle<X509, X509_free> root(
       d2i_X509(nullptr, &position, static_cast<long>(bytes.size())));
   // The store shares it. One that it cannot take is left out.
   if (!root || X509_STORE_add_cert(&store, root.get()) != 1) {

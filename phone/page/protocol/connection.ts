@@ -21,7 +21,8 @@ export type LinkState = "idle" | "connecting" | "held" | "accepted" | "failing" 
 export interface ConnectionObserver {
   onState(state: LinkState): void;
   onMac(isConnected: boolean): void;
-  onEnvelope(text: string): void;
+  /** `number` is that of the alert in it, from a relay that counts them. */
+  onEnvelope(text: string, number: number | undefined): void;
 }
 
 /** An attempt that has not opened after this time is given up. */
@@ -32,6 +33,7 @@ const pingEveryMs = 30_000;
 const pongLimitMs = 20_000;
 /** The same after the network has changed under an open connection: most are dead then. */
 const wakeLimitMs = 4_000;
+const goingAwayCode = 1001;
 const replacedCode = 4403;
 
 /**
@@ -46,11 +48,14 @@ export class Connection {
   private state: LinkState = "idle";
   private readonly timers = new Map<string, number>();
   private observer: ConnectionObserver | undefined;
+  private nextNumber: number | undefined;
+  /** The number of the last alert that is known, 0 if none is: the relay sends those after it. */
+  lastAlert = 0;
 
-  /** `openSocket` begins an attempt; `authentication` is the first message. */
+  /** `openSocket` begins an attempt; `authentication` is the first message, with the last alert's number. */
   constructor(
     private readonly openSocket: () => Socket,
-    private readonly authentication: string,
+    private readonly authentication: (lastAlert: number) => string,
     private readonly clock: ConnectionClock,
   ) {}
 
@@ -105,7 +110,7 @@ export class Connection {
     socket.onmessage = ({ data }) => { this.received(data); };
     socket.onclose = ({ code }) => {
       if (code === replacedCode) this.refused();
-      else this.failed();
+      else this.failed(code === goingAwayCode && this.state === "accepted");
     };
     // One that was opened ahead of time may have got further already.
     if (socket.progress === "closed") {
@@ -119,7 +124,7 @@ export class Connection {
   private opened(socket: Socket): void {
     this.isOpen = true;
     this.stopTimer("open");
-    if (!socket.isGreeted) greet(socket, this.authentication, this.isActive);
+    if (!socket.isGreeted) greet(socket, this.authentication(this.lastAlert), this.isActive);
     this.after("held", heldAfterMs, () => { this.turn("held"); });
     this.pingLater();
   }
@@ -128,13 +133,15 @@ export class Connection {
     this.stopTimer("life");
     const message = readMessage(data);
     if (message.type === "pong" || message.type === "unreadable") return;
+    const number = this.nextNumber;
+    this.nextNumber = message.type === "number" ? message.number : undefined;
     if (this.state !== "accepted") {
       this.stopTimer("held");
       this.backOff.accepted();
       this.turn("accepted");
     }
     if (message.type === "mac") this.tell((observer) => { observer.onMac(message.isConnected); });
-    else this.tell((observer) => { observer.onEnvelope(message.text); });
+    else if (message.type === "envelope") this.tell((observer) => { observer.onEnvelope(message.text, number); });
   }
 
   private pingLater(): void {
@@ -149,12 +156,13 @@ export class Connection {
     this.after("life", limitMs, () => { this.failed(); });
   }
 
-  private failed(): void {
+  /** `isCrowd`: the relay has closed all its connections, which must not all come back at once. */
+  private failed(isCrowd = false): void {
     const next = this.state === "accepted" || this.state === "held" ? "connecting" : "failing";
     this.drop();
     this.stopTimers();
     this.turn(next);
-    this.after("retry", this.backOff.nextSeconds() * 1000, () => { this.connect(next); });
+    this.after("retry", this.backOff.nextSeconds(isCrowd ? Math.random() : 0) * 1000, () => { this.connect(next); });
   }
 
   private refused(): void {
@@ -167,6 +175,7 @@ export class Connection {
     const socket = this.socket;
     this.socket = undefined;
     this.isOpen = false;
+    this.nextNumber = undefined;
     if (socket === undefined) return;
     socket.onopen = socket.onmessage = socket.onclose = null;
     socket.close(1000);

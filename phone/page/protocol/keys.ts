@@ -21,9 +21,9 @@ export async function deriveKeys(macId: string, secret: Uint8Array<ArrayBuffer>)
   return { macId, encKey, token: new Uint8Array(token) };
 }
 
-/** The message that authenticates to the relay. */
-export function authentication(token: Uint8Array): string {
-  return JSON.stringify({ auth: base64url(token) });
+/** The message that authenticates to the relay. `last` is the number of the last alert that is known, or 0. */
+export function authentication(token: Uint8Array, last?: number): string {
+  return JSON.stringify({ auth: base64url(token), last });
 }
 
 /** The key that HKDF begins with. */

@@ -1,4 +1,4 @@
-import { boolean, fields, json } from "./readers.js";
+import { alertNumber, boolean, fields, json } from "./readers.js";
 
 /** Longer messages are skipped unread. */
 export const longestMessage = 1024 * 1024;
@@ -7,6 +7,8 @@ export type RelayMessage =
   | { readonly type: "pong" }
   /** Whether the computer is connected to the relay. */
   | { readonly type: "mac"; readonly isConnected: boolean }
+  /** The number of the alert whose envelope comes next. */
+  | { readonly type: "number"; readonly number: number }
   | { readonly type: "envelope"; readonly text: string }
   | { readonly type: "unreadable" };
 
@@ -16,8 +18,11 @@ export function readMessage(data: unknown): RelayMessage {
   if (data === "pong") return { type: "pong" };
   // Presence is short; envelopes are parsed once, when they are opened.
   const parsed = data.length <= 256 ? json(data) : undefined;
-  const isConnected = boolean(fields(parsed?.value)?.("mac"));
+  const field = fields(parsed?.value);
+  const isConnected = boolean(field?.("mac"));
   if (isConnected !== undefined) return { type: "mac", isConnected };
+  const number = alertNumber(field?.("alert"));
+  if (number !== undefined) return { type: "number", number };
   return { type: "envelope", text: data };
 }
 

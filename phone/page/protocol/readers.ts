@@ -36,6 +36,11 @@ export function integer(value: unknown, min: number, max: number): number | unde
   return Number.isInteger(value) ? number(value, min, max) : undefined;
 }
 
+/** What a relay numbers an alert with. */
+export function alertNumber(value: unknown): number | undefined {
+  return integer(value, 0, Number.MAX_SAFE_INTEGER);
+}
+
 /** 0 to 100; a rounding above is 100. */
 export function percent(value: unknown): number | undefined {
   const read = number(value, 0, 101);

@@ -1,7 +1,7 @@
 import type { Alert, AlertKind } from "../protocol/alert.js";
 import type { AlertEntry } from "./view.js";
 
-/** A link that breaks at the wrong moment brings an alert twice; it is among the last 20 then. */
+/** A link that breaks at the wrong moment, or another count, brings an alert twice: no more than a relay keeps. */
 const comparedAlerts = 20;
 const longestAlertList = 50;
 
@@ -19,7 +19,7 @@ export class AlertList {
 
   /** False: the same alert is there already. */
   take(alert: Alert, payload: string, isSeen = false): boolean {
-    const same = JSON.stringify(alert);
+    const same = `${alert.kind} ${alert.epochMs}`;
     if (this.kept.slice(0, comparedAlerts).some((each) => each.same === same)) return false;
     this.kept = [{ alert, payload, same, isSeen }, ...this.kept].slice(0, longestAlertList);
     return true;

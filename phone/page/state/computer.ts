@@ -84,10 +84,11 @@ export class Computer {
   look(isActive: boolean, connect: (computer: Computer) => Connection): void {
     if (this.connection === undefined) {
       this.connection = connect(this);
+      this.connection.lastAlert = this.stored.peek().lastAlert ?? 0;
       this.connection.observe({
         onState: (link) => { this.linkTurned(link); },
         onMac: (isConnected) => { this.isMacConnected = isConnected; this.update(); },
-        onEnvelope: (text) => { this.received(text); },
+        onEnvelope: (text, number) => { this.received(text, number); },
       });
     }
     if (this.link === "idle") this.freshness.returned();
@@ -124,7 +125,7 @@ export class Computer {
     this.rows.markSeen();
     this.alertChanges++;
     this.update();
-    this.saveAlerts();
+    void this.saveAlerts();
   }
 
   card(): ComputerCard {
@@ -226,7 +227,7 @@ export class Computer {
     this.update();
   }
 
-  private received(text: string): void {
+  private received(text: string, number: number | undefined): void {
     if (this.queued >= longestQueue) return;
     this.queued++;
     const atMs = this.around.now();
@@ -243,8 +244,14 @@ export class Computer {
         if (opened.kind === "a") {
           await this.restore();
           this.takeAlert(opened.payload, false);
-          this.saveAlerts();
         }
+      }
+      if (number !== undefined) {
+        // Only once it is kept here the relay need not send it again.
+        if (this.connection !== undefined) this.connection.lastAlert = number;
+        void this.saveAlerts().then(() => { this.saveLastAlert(number); });
+      } else if (!("failure" in opened) && opened.kind === "a") {
+        void this.saveAlerts();
       }
       this.update();
     });
@@ -303,21 +310,27 @@ export class Computer {
     const payload = json(this.lastPayload)?.value;
     const plain = typeof payload === "object" && payload !== null
       ? { ...payload, history: undefined, mac_info: undefined } : undefined;
-    this.keep("sample", { payload: plain, macInfo: this.lastMacInfo, aheadMs: this.freshness.clockAheadMs });
+    void this.keep("sample", { payload: plain, macInfo: this.lastMacInfo, aheadMs: this.freshness.clockAheadMs });
     const minute = Math.floor((this.sample.peek()?.epochMs ?? 0) / minuteMs);
     const history = this.dayKeeper.toHistory(minute);
-    if (history !== undefined) this.keep("history", history);
-    this.saveAlerts();
+    if (history !== undefined) void this.keep("history", history);
+    void this.saveAlerts();
   }
 
-  private saveAlerts(): void {
-    this.keep("alerts", { alerts: this.alertList.payloads(), seenRows: this.rows.seen() });
+  private saveAlerts(): Promise<void> {
+    return this.keep("alerts", { alerts: this.alertList.payloads(), seenRows: this.rows.seen() });
   }
 
-  private keep(part: KeptPart, value: object): void {
+  private saveLastAlert(number: number): void {
+    if (this.hasEnded) return;
+    this.stored.value = { ...this.stored.peek(), lastAlert: number };
+    void this.around.storage.putComputer(this.stored.peek()).then(this.around.wrote);
+  }
+
+  private async keep(part: KeptPart, value: object): Promise<void> {
     // An envelope that is still being opened must not bring back what has been removed.
     if (this.hasEnded) return;
-    void this.around.storage.keep(this.macId, part, JSON.stringify(value)).then(this.around.wrote);
+    this.around.wrote(await this.around.storage.keep(this.macId, part, JSON.stringify(value)));
   }
 }
 

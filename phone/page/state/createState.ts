@@ -105,7 +105,7 @@ export function createState(around: Surroundings): State {
   function connect(computer: Computer): Connection {
     const { keys } = computer.stored.peek();
     const openSocket = () => takeAhead(keys) ?? around.openSocket(phoneAddress(relay, keys.macId));
-    return new Connection(openSocket, authentication(keys.token), clock);
+    return new Connection(openSocket, (last) => authentication(keys.token, last), clock);
   }
 
   /** The connection that was begun with the page, once. */

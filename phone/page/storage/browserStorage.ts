@@ -1,5 +1,5 @@
 import { bytesFromBase64 } from "../protocol/base64.js";
-import { fields, known, list, number, text } from "../protocol/readers.js";
+import { alertNumber, fields, known, list, number, text } from "../protocol/readers.js";
 import { Database } from "./database.js";
 import { Seal } from "./seal.js";
 import { keptParts, type KeptPart, type Settings, type Storage, type StoredComputer, type Written } from "./storage.js";
@@ -55,7 +55,7 @@ function readComputer(value: unknown): StoredComputer | undefined {
     keys: { macId, encKey, token: new Uint8Array(token) },
     linkName: text(field("linkName"), 255) ?? "",
     addedAtMs: number(field("addedAtMs"), 0, 1e15) ?? 0,
-    ...known({ ownName: text(field("ownName"), 255) }),
+    ...known({ ownName: text(field("ownName"), 255), lastAlert: alertNumber(field("lastAlert")) }),
   };
 }
 

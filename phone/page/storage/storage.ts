@@ -9,6 +9,8 @@ export interface StoredComputer {
   readonly ownName?: string;
   /** Order in the list, milliseconds since 1970. */
   readonly addedAtMs: number;
+  /** The number of the last alert that has been taken in, from a relay that counts them. */
+  readonly lastAlert?: number;
 }
 
 /** What is kept between visits beside the pairings; small and no secret. */

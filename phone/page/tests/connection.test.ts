@@ -8,11 +8,11 @@ function make() {
   const relay = new FakeRelay();
   const states: string[] = [];
   const told: string[] = [];
-  const connection = new Connection(relay.open, "AUTH", clock);
+  const connection = new Connection(relay.open, (last) => `AUTH ${last}`, clock);
   connection.observe({
     onState: (state) => states.push(state),
     onMac: (isConnected) => told.push(`mac ${isConnected}`),
-    onEnvelope: (text) => told.push(text),
+    onEnvelope: (text, number) => told.push(number === undefined ? text : `${number}: ${text}`),
   });
   return { clock, relay, states, told, connection };
 }
@@ -23,11 +23,15 @@ test("authenticates, says whether somebody looks, and rests without connection o
   relay.last.accept();
   relay.last.say("pong");
   relay.last.say('{"v":1}');
+  relay.last.say({ alert: 7 });
+  relay.last.say('{"v":2}');
+  relay.last.say({ alert: -7 });
+  connection.lastAlert = 7;
   connection.look(true);
   connection.look(false);
   connection.look(true);
-  assert.deepEqual(relay.last.sent, ["AUTH", '{"active":true}', '{"active":false}', '{"active":true}']);
-  assert.deepEqual(told, ["mac true", '{"v":1}']);
+  assert.deepEqual(relay.last.sent, ["AUTH 0", '{"active":true}', '{"active":false}', '{"active":true}']);
+  assert.deepEqual(told, ["mac true", '{"v":1}', '7: {"v":2}', '{"alert":-7}']);
   const socket = relay.last;
   connection.rest();
   assert.equal(socket.sent.at(-1), '{"active":false}');
@@ -36,6 +40,8 @@ test("authenticates, says whether somebody looks, and rests without connection o
   assert.deepEqual(states, ["connecting", "accepted", "idle"]);
   connection.look(true);
   assert.equal(relay.sockets.length, 2);
+  relay.last.accept();
+  assert.equal(relay.last.sent[0], "AUTH 7");
 });
 
 test("tries again after 1, 2, 4 … seconds, at once when the network is back, and never once refused", () => {
@@ -56,7 +62,10 @@ test("tries again after 1, 2, 4 … seconds, at once when the network is back, a
   relay.last.accept();
   relay.last.end(1001);
   assert.equal(states.at(-1), "connecting");
-  clock.advance(1000);
+  clock.advance(999);
+  assert.equal(relay.sockets.length, before + 1);
+  // Spread, so that not all phones of a relay come back at once.
+  clock.advance(1001);
   assert.equal(relay.sockets.length, before + 2);
   relay.last.onopen?.();
   relay.last.end(4403);
@@ -103,14 +112,14 @@ test("gives up what does not open, what is silent after a ping, and sooner after
 test("a socket that was opened ahead of time is taken as far as it has got", () => {
   const accepted = ['{"mac":true}', "first"];
   for (const [has, sent, expected] of [
-    [{ progress: "open" }, ["AUTH", '{"active":true}'], ["connecting", "held"]],
+    [{ progress: "open" }, ["AUTH 0", '{"active":true}'], ["connecting", "held"]],
     [{ progress: "open", isGreeted: true }, [], ["connecting", "held"]],
     [{ progress: "open", isGreeted: true, early: accepted }, [], ["connecting", "accepted", "true", "first"]],
     [{ progress: "closed" }, [], ["connecting", "failing"]],
   ] as const) {
     const { clock, relay } = make();
     const socket = Object.assign(relay.open(), has, { early: [...("early" in has ? has.early : [])] });
-    const taken = new Connection(() => socket, "AUTH", clock);
+    const taken = new Connection(() => socket, (last) => `AUTH ${last}`, clock);
     const seen: string[] = [];
     taken.observe({ onState: (s) => seen.push(s), onMac: (m) => seen.push(String(m)), onEnvelope: (e) => seen.push(e) });
     taken.look(true);

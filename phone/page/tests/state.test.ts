@@ -131,11 +131,16 @@ test("the next visit begins with what was last known, as such; alerts are kept a
   first.relay.last.accept();
   const alert = { kind: "disk_full", state: "raised", epoch_ms: first.clock.now(), value: 91, threshold: 90 };
   await first.send(1, "a", alert);
+  assert.ok(first.relay.last.sent[0]?.endsWith('"last":0}'));
+  first.relay.last.say({ alert: 41 });
   await first.send(1, "a", alert);
+  await first.send(1, "a", { ...alert, value: 91.5 });
   const minute = first.clock.now() / 1000 - 600;
   await first.sample(1, { disk_pct: 91, history: { t0: minute, dm: [0, 1], cpu: [5, 6], temp: [null, null], w: [1, 2] } });
   assert.deepEqual([first.current.alerts.value.length, first.current.unseenAlerts.value, first.current.alerts.value[0]?.isStillSo], [1, 1, true]);
   assert.equal(first.current.verdict.value.sky, "amber");
+  // A number counts once its envelope is here.
+  first.relay.last.say({ alert: 42 });
   first.view.actions.markSeen();
   assert.deepEqual([first.current.unseenAlerts.value, first.current.verdict.value.sky], [0, "calm"]);
   first.state.setVisible(false);
@@ -146,6 +151,8 @@ test("the next visit begins with what was last known, as such; alerts are kept a
   assert.deepEqual(second.current.verdict.value.second, { key: "lastReading", ageMs: 7_200_000 });
   assert.ok(second.current.hasHistory.value);
   assert.deepEqual([second.current.alerts.value.length, second.current.unseenAlerts.value, second.current.alerts.value[0]?.isStillSo], [1, 0, false]);
+  second.relay.last.onopen?.();
+  assert.ok(second.relay.last.sent[0]?.endsWith('"last":41}'));
   second.relay.last.end(1006);
   second.clock.advance(1000);
   second.relay.last.end(1006);

@@ -18,6 +18,9 @@ TEST(BackOff, DoublesUpToAMinuteAndStartsAgainAfterAcceptance) {
     EXPECT_EQ(backOff.next(wasAccepted), wait);
   }
   EXPECT_EQ(BackOff().next(true), 1s);
+  for (const auto& [chance, wait] : {std::pair{0.0, 4000ms}, {0.5, 6000ms}, {1.0, 8000ms}}) {
+    EXPECT_EQ(BackOff::spread(4s, chance), wait);
+  }
 }
 
 TEST(DeadLinkWatch, TakesWhatArrivesFromThePingOnForLife) {

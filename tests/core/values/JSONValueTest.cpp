@@ -5,6 +5,7 @@
 #include <limits>
 #include <locale>
 
+#include "core/values/JSONMembers.h"
 #include "core/values/JSONValue.h"
 #include "core/values/NumberText.h"
 #include "core/values/Text.h"
@@ -18,34 +19,35 @@ namespace {
 using Array = JSONValue::Array;
 using Object = JSONValue::Object;
 
-const test::Parsers parsers{{"JSON",
-                             [](auto text) -> JSONValue {
-                               try {
-                                 return JSONValue::any(readJSON(text)).text();
-                               } catch (const JSONError&) {
-                                 return nullptr;
-                               }
-                             }},
-                            {"double",
-                             [](auto text) {
-                               const double value = parseDouble(text).value();
-                               const std::string written = JSONValue(value).text();
-                               EXPECT_TRUE(!std::isfinite(value) || parseDouble(written) == value)
-                                   << text;
-                               return written;
-                             }},
-                            {"round",
-                             [](auto text) {
-                               const std::size_t blank = text.find(' ');
-                               return pyRound(parseDouble(text.substr(0, blank)).value(),
-                                              std::stoi(std::string(text.substr(blank))));
-                             }},
-                            {"text", [](auto text) { return pyText(readJSON(text)); }},
-                            {"repaired", [](auto bytes) {
-                               const JSONValue value = std::string(textOf(test::hex(bytes)));
-                               EXPECT_TRUE(isValidUTF8(value.text()));
-                               return JSONValue::any(readJSON(value.text()));
-                             }}};
+const test::Parsers parsers{
+    {"JSON",
+     [](auto text) -> JSONValue {
+       try {
+         return JSONValue::any(readJSON(text)).text();
+       } catch (const JSONError&) {
+         return nullptr;
+       }
+     }},
+    {"double",
+     [](auto text) {
+       const double value = parseDouble(text).value();
+       const std::string written = JSONValue(value).text();
+       EXPECT_TRUE(!std::isfinite(value) || parseDouble(written) == value) << text;
+       return written;
+     }},
+    {"round",
+     [](auto text) {
+       const std::size_t blank = text.find(' ');
+       return pyRound(parseDouble(text.substr(0, blank)).value(),
+                      std::stoi(std::string(text.substr(blank))));
+     }},
+    {"whole", [](auto text) { return orNull(wholeNumber(parseDouble(text).value())); }},
+    {"text", [](auto text) { return pyText(readJSON(text)); }},
+    {"repaired", [](auto bytes) {
+       const JSONValue value = std::string(textOf(test::hex(bytes)));
+       EXPECT_TRUE(isValidUTF8(value.text()));
+       return JSONValue::any(readJSON(value.text()));
+     }}};
 
 TEST(JSONValue, ReadsAndWritesWhatTheTableSays) {
   test::expectTable("values/texts.txt", parsers);

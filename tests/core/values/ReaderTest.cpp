@@ -107,7 +107,7 @@ TEST(PropertyList, RefusesDamageDepthAndBombs) {
       return binaryList({"\xAF\x11" + twoBytes(times) + std::string(times, 1), text});
     };
     constexpr std::size_t most = maximumUnfoldedBytes / 60'000;
-    EXPECT_NO_THROW((void)readPropertyList(list(most)));
+    EXPECT_NE(readPropertyList(list(most)), UntypedValue());
     refused.push_back(list(most + 1));
   }
   // Two lists of 400 levels each, of which the second ends in the first.
@@ -125,7 +125,7 @@ TEST(PropertyList, RefusesDamageDepthAndBombs) {
                   "bplist00"s, whole.substr(0, 20), ""s, "{}"s, "<plist>"s, "plain text"s,
                   std::string(plistHead) + "<dict><key>a"});
   for (const std::string& bytes : refused) {
-    EXPECT_THROW((void)readPropertyList(bytes), PropertyListError) << bytes.substr(0, 60);
+    EXPECT_EQ(readPropertyList(bytes), UntypedValue()) << bytes.substr(0, 60);
   }
 }
 

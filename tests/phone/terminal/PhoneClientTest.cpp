@@ -73,7 +73,8 @@ TEST_F(PhoneClientTest, IntroducesItselfAndOpensWhatIsSealedForIt) {
   start();
   EXPECT_EQ(socket().url, "wss://relay.example/at/home/v1/phone/" + base64URL(pairing.macId()));
   const std::string token = base64URL(pairing.authKey().data());
-  EXPECT_THAT(socket().sent, ElementsAre("{\"auth\":\"" + token + "\"}", "{\"active\":true}"));
+  EXPECT_THAT(socket().sent,
+              ElementsAre("{\"auth\":\"" + token + "\",\"last\":0}", "{\"active\":true}"));
   EXPECT_THAT(takeDiary(), ElementsAre("connecting…", "waiting for the computer…"));
 
   using Kind = Envelope::Kind;
@@ -149,6 +150,33 @@ TEST_F(PhoneClientTest, SaysWhyItComesBackLaterOrNever) {
   clock->advance(600s);
   EXPECT_EQ(end, PhoneClient::End::rejected);
   EXPECT_THAT(takeDiary(), IsEmpty());
+}
+
+TEST_F(PhoneClientTest, NamesTheLastAlertThatHasCome) {
+  start();
+  const auto last = [this] {
+    socket().ends(std::nullopt);
+    clock->advance(1s);
+    const std::string& said = socket().sent.front();
+    return said.substr(said.find(R"(","last")"));
+  };
+  const std::string alert =
+      Envelope::seal(R"({"kind":"disk_full"})", Envelope::Kind::alert, pairing);
+  const std::pair<std::vector<std::string>, const char*> conversations[] = {
+      {{alert, R"({"alert":7})"}, R"(","last":0})"},
+      {{alert}, R"(","last":0})"},
+      {{R"({"alert":7})", "pong", alert}, R"(","last":7})"},
+      {{R"({"alert":9})", "not sealed for this phone"}, R"(","last":9})"},
+      {{R"({"alert":10})", R"({"mac":false})", alert}, R"(","last":9})"},
+      {{R"({"alert":-1})", R"({"alert":"12"})", R"({"alert":3})", alert}, R"(","last":3})"}};
+  for (const auto& [messages, said] : conversations) {
+    // Accepted, so that the next connection comes soon.
+    says(R"({"mac":true})");
+    for (const std::string& message : messages) {
+      says(message);
+    }
+    EXPECT_EQ(last(), said);
+  }
 }
 
 TEST_F(PhoneClientTest, LeavesTheGoodbyeToWhoeverHasCancelledIt) {

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <utility>
+
+#include "relay/Limits.h"
+#include "relay/RecordStore.h"
+#include "relay/SQLite.h"
+
+namespace orvik::relay {
+
+/// The records in their file. All operations throw SQLiteError; what changes something is called
+/// between the beginning and the end of a transaction. Used by one thread.
+class RecordFile {
+ public:
+  /// The file is another program's, or a newer version's of this one.
+  struct UnknownFormat {};
+
+  /// Opens the file or makes it, for this user alone. `isChecked` reads it through for damage,
+  /// which is an SQLiteError with SQLITE_CORRUPT. Throws UnknownFormat too.
+  RecordFile(const std::filesystem::path& file, const Limits& limits, bool isChecked);
+  RecordFile(const RecordFile&) = delete;
+  RecordFile& operator=(const RecordFile&) = delete;
+  ~RecordFile();
+
+  /// Has the numbers that are given from now on be above all that have been given before, and sees
+  /// whether the file can grow: where it has come to its bound, records that nobody has used for a
+  /// day make room. A transaction of its own.
+  void begin(std::int64_t unixNow);
+
+  /// Fails with SQLITE_READONLY_DBMOVED when the file is no longer where it was opened: what is
+  /// committed to a file that somebody has removed would be lost without a word.
+  [[nodiscard]] SQLite::Transaction transaction();
+
+  /// The record, and whether its time of use is to be renewed with `use`.
+  struct Found {
+    std::optional<Record> record;
+    bool isLongUnused = false;
+  };
+  [[nodiscard]] Found find(const Identifier& identifier, std::int64_t unixNow);
+  void use(const Identifier& identifier, std::int64_t unixNow);
+  void claim(const Identifier& identifier, const TokenHash& owner, std::int64_t unixNow);
+  /// False when somebody else owns the identifier.
+  [[nodiscard]] bool keep(const Identifier& identifier, const TokenHash& owner,
+                          const KeptAlert& alert, std::int64_t unixNow);
+  void markTaken(const Identifier& identifier, std::uint64_t number);
+  /// Removes what is too old, and not all at once. Whether there may be more.
+  [[nodiscard]] bool clean(std::int64_t unixNow);
+
+ private:
+  void prepareTables();
+  void makeRoom(std::int64_t unixNow);
+
+  const std::filesystem::path path;
+  const Limits& limits;
+  SQLite database;
+  /// The device and the number of the file.
+  std::pair<std::uint64_t, std::uint64_t> place;
+  std::uint64_t first = 1;
+  struct Statements;
+  /// Made once the tables are there.
+  std::unique_ptr<Statements> statements;
+};
+
+}  // namespace orvik::relay

@@ -1,0 +1,174 @@
+"""Kills the relay again and again under load: no alert that it called safe may be lost."""
+
+import base64
+import json
+import os
+import random
+import select
+import signal
+import socket
+import struct
+import time
+
+from programs import TIMEOUT, Program, check, path, run
+
+KILLS = 50
+MACS = 4
+ALERTS = 50  # of each Mac before a kill; the relay lets through bursts of 60 messages
+KEPT = 20    # of each Mac
+
+
+def base64url(data):
+    return base64.urlsafe_b64encode(data).rstrip(b"=").decode()
+
+
+class Client:
+    """One WebSocket without TLS."""
+
+    def __init__(self, port, role, identifier, token, **members):
+        self.socket = socket.create_connection(("127.0.0.1", port), timeout=TIMEOUT)
+        self.socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+        self.bytes = b""
+        self.socket.sendall(
+            f"GET /v1/{role}/{base64url(identifier)} HTTP/1.1\r\nHost: localhost\r\n"
+            "Connection: Upgrade\r\nUpgrade: websocket\r\nSec-WebSocket-Version: 13\r\n"
+            "Sec-WebSocket-Key: AAAAAAAAAAAAAAAAAAAAAA==\r\n\r\n".encode())
+        while b"\r\n\r\n" not in self.bytes:
+            check(self.receive(), "the relay answers the upgrade")
+        self.bytes = self.bytes.split(b"\r\n\r\n", 1)[1]
+        self.send(json.dumps({"auth": base64url(token), **members}))
+
+    def send(self, text):
+        data = text.encode()
+        size = bytes([0x80 | len(data)]) if len(data) < 126 else \
+            bytes([0x80 | 126]) + struct.pack(">H", len(data))
+        # A mask of zeros is one, too.
+        self.socket.sendall(b"\x81" + size + bytes(4) + data)
+
+    def receive(self):
+        """Takes in what has come; False at the end of the connection."""
+        try:
+            data = self.socket.recv(65536)
+        except ConnectionError:
+            return False
+        self.bytes += data
+        return bool(data)
+
+    def messages(self):
+        """The whole messages that have come so far."""
+        while len(self.bytes) >= 2:
+            is_text, size, start = self.bytes[0] == 0x81, self.bytes[1], 2
+            if size == 126:
+                size, start = int.from_bytes(self.bytes[2:4], "big"), 4
+            if len(self.bytes) < start + size:
+                return
+            message, self.bytes = self.bytes[start:start + size], self.bytes[start + size:]
+            check(is_text, f"the relay goes on, and does not say {message}")
+            yield message.decode()
+
+    def until(self, wanted):
+        """The messages before this one."""
+        messages = []
+        while True:
+            for message in self.messages():
+                if message == wanted:
+                    return messages
+                messages.append(message)
+            check(self.receive(), f"{wanted} comes")
+
+
+class Mac:
+    def __init__(self):
+        self.identifier, self.token = os.urandom(16), os.urandom(32)
+        self.said = self.newest_safe = 0
+        self.safe = set()
+        self.last_number = 0
+
+    def connect(self, port):
+        self.client = Client(port, "mac", self.identifier, self.token)
+        self.first, self.sent = self.said + 1, 0
+        check('{"safe":0}' in self.client.until('{"active":0,"viewers":0}'), "the relay keeps alerts")
+
+    def alert(self):
+        self.said += 1
+        self.sent += 1
+        self.client.send(json.dumps({"c": "x" * 400, "n": str(self.said), "t": "a", "v": 1}))
+
+    def take(self):
+        """What is called safe counts even when it is read after the relay's end."""
+        for message in self.client.messages():
+            for alert in range(self.first, self.first + json.loads(message).get("safe", 0)):
+                self.safe.add(alert)
+
+    def check(self, port):
+        phone = Client(port, "phone", self.identifier, self.token, last=0)
+        if not self.safe:
+            return
+        phone.until('{"mac":false}')
+        phone.send("ping")
+        messages = [json.loads(message) for message in phone.until("pong")]
+        numbers = [message["alert"] for message in messages[::2]]
+        kept = [int(message["n"]) for message in messages[1::2]]
+        check(numbers == sorted(set(numbers)) and kept == sorted(set(kept)), "alerts come in order")
+        oldest = kept[0] if len(kept) == KEPT else 0
+        lost = {alert for alert in self.safe if alert >= oldest} - set(kept)
+        check(not lost, f"called safe, and lost: {sorted(lost)} of {kept}")
+        fresh = [number for number, alert in zip(numbers, kept) if alert >= self.first]
+        check(not fresh or fresh[0] > self.last_number, "no number is given twice")
+        self.last_number = numbers[-1]
+
+
+def start():
+    relay = Program("orvik-relay", "--listen", "127.0.0.1:0", "--listen-plain", "127.0.0.1:0",
+                    "--state", path("state"))
+    relay.line()
+    return relay, int(relay.line().split(",")[0].rsplit(":", 1)[1])
+
+
+def load(macs, relay, chance):
+    """All Macs send; somewhere on the way the relay is killed."""
+    by_socket = {mac.client.socket: mac for mac in macs}
+    left = chance.randrange(MACS * ALERTS)
+    deadline = time.monotonic() + TIMEOUT
+    before = sum(len(mac.safe) for mac in macs)
+    while left > 0 or sum(len(mac.safe) for mac in macs) == before:
+        check(time.monotonic() < deadline, "something is called safe")
+        waiting = [mac for mac in macs if mac.sent < ALERTS]
+        if waiting:
+            chance.choice(waiting).alert()
+        left -= 1
+        # As much at once as makes the relay commit several together.
+        pause = 0.01 if left % 8 == 0 else 0
+        for ready in select.select(list(by_socket), [], [], pause)[0]:
+            check(by_socket[ready].client.receive(), "the relay goes on")
+            by_socket[ready].take()
+    relay.process.send_signal(signal.SIGKILL)
+    relay.process.wait()
+    for mac in macs:
+        while mac.client.receive():
+            pass
+        mac.take()
+
+
+def test():
+    chance = random.Random(1)
+    macs = [Mac() for _ in range(MACS)]
+    began = time.monotonic()
+    relay, port = start()
+    for _ in range(KILLS):
+        for mac in macs:
+            mac.connect(port)
+        load(macs, relay, chance)
+        relay, port = start()
+        for mac in macs:
+            mac.check(port)
+    safe, said = (sum(map(count, macs)) for count in (lambda mac: len(mac.safe),
+                                                      lambda mac: mac.said))
+    check(safe > KILLS and not [name for name in os.listdir(path("state")) if "damaged" in name],
+          "the store is used, and never damaged")
+    relay.ends()
+    print(f"{KILLS} kills in {time.monotonic() - began:.1f} s: {said} alerts sent, "
+          f"{safe} called safe, none of them lost")
+
+
+run(test)
