@@ -1,8 +1,11 @@
 #include "phone/terminal/DisplayText.h"
 
 #include <unicode/uchar.h>
+#include <unicode/unorm2.h>
 
 #include <algorithm>
+#include <array>
+#include <optional>
 #include <utility>
 
 #include "core/values/Text.h"
@@ -77,6 +80,21 @@ int columnsOfCodePoint(UChar32 codePoint) {
   return width == U_EA_WIDE || width == U_EA_FULLWIDTH ? 2 : 1;
 }
 
+/// The ASCII letter that a letter with accents is made of.
+std::optional<char> baseLetter(UChar32 codePoint) {
+  UErrorCode error = U_ZERO_ERROR;
+  const UNormalizer2* decomposer = unorm2_getNFDInstance(&error);
+  std::array<UChar, 8> letters{};
+  const int length =
+      U_FAILURE(error) != 0 || codePoint < 0
+          ? -1
+          : unorm2_getDecomposition(decomposer, codePoint, letters.data(), letters.size(), &error);
+  if (length < 1 || U_FAILURE(error) != 0 || letters.front() >= 0x80) {
+    return std::nullopt;
+  }
+  return static_cast<char>(letters.front());
+}
+
 }  // namespace
 
 std::string displayText(std::string_view foreign) {
@@ -95,6 +113,27 @@ std::string displayText(std::string_view foreign) {
         out.push_back(' ');
       }
       out.append(text, start, position - start);
+    }
+  }
+  return out;
+}
+
+std::string asciiText(std::string_view text) {
+  // The degree of a temperature goes without saying.
+  static constexpr std::pair<UChar32, std::string_view> nearest[] = {
+      {U'°', ""},  {U'·', "|"}, {U'–', "-"}, {U'…', "~"}, {U'’', "'"}, {U'▁', "_"}, {U'▂', "."},
+      {U'▃', "-"}, {U'▄', "="}, {U'▅', "+"}, {U'▆', "*"}, {U'▇', "%"}, {U'█', "#"}, {U'░', "."}};
+  std::string out;
+  for (std::size_t position = 0; position < text.size();) {
+    const UChar32 codePoint = nextCodePoint(text, position);
+    const auto* const found =
+        std::ranges::find(nearest, codePoint, [](auto& pair) { return pair.first; });
+    if (found != std::ranges::end(nearest)) {
+      out += found->second;
+    } else if (codePoint >= 0 && codePoint < 0x80) {
+      out.push_back(static_cast<char>(codePoint));
+    } else if (codePoint < 0 || columnsOfCodePoint(codePoint) > 0) {
+      out += baseLetter(codePoint).value_or('?');
     }
   }
   return out;

@@ -18,6 +18,10 @@ namespace orvik {
 /// cut. Empty when `columns` is below 1.
 [[nodiscard]] std::string clipped(std::string_view text, int columns);
 
+/// The text for a terminal that shows ASCII alone, in no more columns: bars, curves and dashes as
+/// what comes nearest, letters without their accents, everything else as question marks.
+[[nodiscard]] std::string asciiText(std::string_view text);
+
 /// The text with blanks behind it up to `columns` columns.
 [[nodiscard]] std::string padded(std::string_view text, int columns);
 

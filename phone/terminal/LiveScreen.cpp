@@ -1,6 +1,7 @@
 #include "phone/terminal/LiveScreen.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "phone/terminal/DisplayText.h"
 
@@ -8,16 +9,16 @@ namespace orvik {
 
 namespace {
 
-// ECMA-48 control sequences; the cursor's are those of the DEC VT220.
-constexpr const char* hideCursor = "\x1B[?25l";
-constexpr const char* showCursor = "\x1B[?25h";
+// ECMA-48 control sequences; the cursor's are those of the DEC VT220, the alternate screen xterm's.
+constexpr const char* begin = "\x1B[?1049h\x1B[?25l";
+constexpr const char* leave = "\x1B[?25h\x1B[?1049l";
+constexpr const char* home = "\x1B[H";
 constexpr const char* clearRestOfLine = "\x1B[K";
 constexpr const char* clearBelow = "\x1B[J";
 constexpr const char* bold = "\x1B[1m";
+constexpr const char* faint = "\x1B[2m";
 constexpr const char* yellow = "\x1B[33m";
 constexpr const char* plain = "\x1B[0m";
-
-std::string up(int rows) { return rows > 0 ? "\x1B[" + std::to_string(rows) + "A" : ""; }
 
 /// As many lines as fit; when not all do, the last one says so.
 std::vector<ViewLine> fitting(const std::vector<ViewLine>& lines, ScreenSize size) {
@@ -26,7 +27,7 @@ std::vector<ViewLine> fitting(const std::vector<ViewLine>& lines, ScreenSize siz
       lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(std::min(rows, lines.size())));
   if (lines.size() > rows) {
     const std::size_t hidden = lines.size() - rows + 1;
-    fit.back() = {"", "… " + std::to_string(hidden) + " more lines: enlarge the window", false};
+    fit.back() = {"", "… " + std::to_string(hidden) + " more lines: enlarge the window"};
   }
   for (ViewLine& line : fit) {
     line.heading = clipped(line.heading, size.columns - 1);
@@ -38,37 +39,27 @@ std::vector<ViewLine> fitting(const std::vector<ViewLine>& lines, ScreenSize siz
 }  // namespace
 
 std::string LiveScreen::styled(const ViewLine& line) const {
-  const auto with = [this](const char* style, const std::string& text) {
-    return isStyled && !text.empty() ? style + text + plain : text;
-  };
-  return with(bold, line.heading) + (line.attention ? with(yellow, line.body) : line.body);
-}
-
-/// The rows between the block's top and the cursor, on its last line. A terminal that has become
-/// narrower wraps the lines that stand on it.
-int LiveScreen::rowsAbove(int columns) const {
-  int rows = 0;
-  for (const int width : widths) {
-    rows += std::max((width + columns - 1) / columns, 1);
+  if (!isStyled) {
+    return line.heading + line.body;
   }
-  return rows - 1;
+  const auto with = [](const char* style, const std::string& text) {
+    return text.empty() ? text : style + text + plain;
+  };
+  return line.isOld
+             ? with(faint, line.heading + line.body)
+             : with(bold, line.heading) + (line.attention ? with(yellow, line.body) : line.body);
 }
 
 std::string LiveScreen::paint(const std::vector<ViewLine>& lines, ScreenSize size) {
-  std::string out = widths.empty() ? hideCursor : "\r" + up(rowsAbove(size.columns));
-  widths.clear();
+  std::string out = std::exchange(isBegun, true) ? home : std::string(begin) + home;
+  bool isFirst = true;
   for (const ViewLine& line : fitting(lines, size)) {
-    out += widths.empty() ? "" : "\r\n";
+    out += std::exchange(isFirst, false) ? "" : "\r\n";
     out += styled(line) + clearRestOfLine;
-    widths.push_back(columnsOf(line.heading) + columnsOf(line.body));
   }
   return out + clearBelow;
 }
 
-std::string LiveScreen::end() {
-  const bool isBegun = !widths.empty();
-  widths.clear();
-  return isBegun ? std::string("\r\n") + showCursor : std::string();
-}
+std::string LiveScreen::end() { return std::exchange(isBegun, false) ? leave : ""; }
 
 }  // namespace orvik

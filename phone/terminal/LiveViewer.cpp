@@ -43,7 +43,15 @@ void LiveViewer::unreadable() {
 
 void LiveViewer::paint() {
   const ScreenSize now = size();
-  out.write(screen.paint(sampleView(state, now.columns - 1), now));
+  auto lines = sampleView(state, now.columns - 1);
+  if (static_cast<int>(lines.size()) < now.rows) {
+    // No relay tells an absent computer from one that has another pairing now.
+    const bool isAway = state.connection.phase == ConnectionState::Phase::macOffline;
+    const std::string hint =
+        isAway ? "If the computer has disconnected all phones, scan its new code. " : "";
+    lines.push_back({.heading = "", .body = hint + "q ends", .isOld = true});
+  }
+  out.write(screen.paint(lines, now));
 }
 
 void LiveViewer::leave() { out.write(screen.end()); }

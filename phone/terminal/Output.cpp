@@ -4,10 +4,15 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <string>
+
+#include "phone/terminal/DisplayText.h"
 
 namespace orvik {
 
-void Output::write(std::string_view text) {
+void Output::write(std::string_view given) {
+  const std::string ascii = characters == Characters::ascii ? asciiText(given) : std::string();
+  std::string_view text = characters == Characters::ascii ? ascii : given;
   while (open && !text.empty()) {
     const ssize_t written = ::write(descriptor, text.data(), text.size());
     if (written >= 0) {

@@ -6,12 +6,17 @@
 
 namespace orvik {
 
-/// A file descriptor that text is written to, unbuffered. Once a write has failed, since nobody
-/// reads any more, it stays closed and takes nothing. SIGPIPE has to be ignored.
+/// A file descriptor that text is written to, unbuffered, as far as its reader can show it. Once a
+/// write has failed, since nobody reads any more, it stays closed and takes nothing. SIGPIPE has to
+/// be ignored.
 class Output {
  public:
+  /// What a reader of the text can show.
+  enum class Characters { all, ascii };
+
   /// The descriptor stays its owner's.
-  explicit Output(int descriptor) : descriptor(descriptor) {}
+  explicit Output(int descriptor, Characters characters = Characters::all)
+      : descriptor(descriptor), characters(characters) {}
 
   /// Writes all of the text; blocks while a reader is slow.
   void write(std::string_view text);
@@ -19,6 +24,7 @@ class Output {
 
  private:
   int descriptor;
+  Characters characters;
   bool open = true;
 };
 

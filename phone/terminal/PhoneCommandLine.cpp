@@ -14,7 +14,7 @@ namespace {
 
 constexpr const char* about =
     "Shows on a terminal what a computer sends to its phones.\n"
-    "Ends with status 2 after a wrong call, 3 when the link is no longer valid, and 1 after any "
+    "Ends with status 2 after a wrong call, 3 when the pairing has been replaced, and 1 after any "
     "other failure.";
 
 /// The parser's complaint on one line. It quotes arguments, and a misplaced link holds a secret.
@@ -49,7 +49,13 @@ std::optional<PhoneCommandLine> PhoneCommandLine::parse(int argc, const char* co
       app.add_option("--trust", trust, "A file of further certificates to trust (PEM)");
   app.add_flag("--json", line.json, "Print every opened payload as one line of JSON");
   const auto* countOption =
-      app.add_option("--count", count, "End after this many payloads")->check(CLI::PositiveNumber);
+      app.add_option("--count", count, "End after this many payloads")
+          ->check([](const std::string& text) {
+            const bool isNumber = !text.empty() && text.size() < 20 &&
+                                  text.find_first_not_of("0123456789") == std::string::npos &&
+                                  text.find_first_not_of('0') != std::string::npos;
+            return isNumber ? std::string() : "takes a whole number of at least 1";
+          });
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

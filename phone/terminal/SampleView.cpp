@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
+#include <ranges>
 
 #include "phone/terminal/ConnectionsView.h"
 #include "phone/terminal/DisplayText.h"
@@ -33,6 +35,11 @@ std::optional<Number> positive(std::optional<Number> number) {
   return number && *number > 0 ? number : std::nullopt;
 }
 
+/// A reading that is more than nothing in as many places as are shown: none that idles is listed.
+std::optional<double> noticeable(std::optional<double> number, int places) {
+  return number && decimal(std::abs(*number), places) != decimal(0, places) ? number : std::nullopt;
+}
+
 /// A percentage with a bar before it where the page has room for one.
 void appendShare(Items& items, std::optional<double> percent, int places, const ViewPage& page) {
   constexpr int barColumns = 20;
@@ -60,6 +67,11 @@ std::optional<std::string> uptimeText(const Readings& sample) {
   const auto hours = sample.number("uptime_h");
   if (!hours || *hours < 0 || sample.integer("uptime_h") == 0) {
     return std::nullopt;
+  }
+  constexpr double perDay = 24;
+  // It has tenths of an hour, no minutes.
+  if (*hours < perDay) {
+    return noticeable(hours, 1) ? std::optional(decimal(*hours, 1) + " h") : std::nullopt;
   }
   return durationText(minutes(static_cast<std::int64_t>(*hours * 60)));
 }
@@ -122,13 +134,17 @@ void addProcessors(const Readings& sample, ViewPage& page) {
   page.group("CPU", cpu);
 
   Items gpu;
-  appendShare(gpu, sample.number("gpu_pct"), 1, page);
+  const auto percent = sample.number("gpu_pct");
+  appendShare(gpu, percent, 1, page);
   if (sample.flag("gpu_off").value_or(false)) {
     gpu.emplace_back("off");
   } else {
     append(gpu, positive(sample.number("temp_gpu")), 1, " °C");
   }
-  page.group("GPU", gpu);
+  // Nothing but a zero is that of a machine whose graphics nobody can ask.
+  if (gpu.size() > 1 || !percent || noticeable(percent, 1)) {
+    page.group("GPU", gpu);
+  }
 
   Items load;
   if (const auto averages = loadText(sample)) {
@@ -145,7 +161,7 @@ void addMemory(const Readings& sample, ViewPage& page) {
     if (const auto used = sample.number("ram_used_gb")) {
       items.push_back(decimal(*used, 1) + " of " + decimal(*total, 1) + " GiB");
     }
-    append(items, sample.number("swap_gb"), 2, " GiB", "swap ");
+    append(items, noticeable(sample.number("swap_gb"), 2), 2, " GiB", "swap ");
   }
   page.group("Memory", items);
 }
@@ -154,8 +170,8 @@ void addPower(const Readings& sample, ViewPage& page) {
   Items items;
   append(items, positive(sample.number("power_w")), 2, " W");
   if (!items.empty()) {
-    append(items, sample.number("cpu_power_w"), 2, " W", "CPU ");
-    append(items, sample.number("gpu_power_w"), 2, " W", "GPU ");
+    append(items, noticeable(sample.number("cpu_power_w"), 2), 2, " W", "CPU ");
+    append(items, noticeable(sample.number("gpu_power_w"), 2), 2, " W", "GPU ");
   }
   append(items, positive(sample.number("sys_power_w")), 2, " W", "system ");
   page.group("Power", items);
@@ -236,7 +252,7 @@ void addProcesses(const Readings& sample, ViewPage& page) {
     if (process == nullptr || process->size() != 2 || items.size() == shownProcesses) {
       continue;
     }
-    const auto percent = Readings::numberOf(process->front());
+    const auto percent = noticeable(Readings::numberOf(process->front()), 1);
     const auto name = Readings::textOf(process->back());
     if (percent && name) {
       items.push_back(*name + " " + decimal(*percent, 1) + " %");
@@ -261,7 +277,8 @@ void addCurves(const MinuteCurves& curves, ViewPage& page) {
   const auto columns = static_cast<std::size_t>(std::max(page.bodyWidth() - besides, 0));
   Items lines;
   for (const Row& row : rows) {
-    if (const auto range = curves.range(row.curve)) {
+    const auto range = curves.range(row.curve);
+    if (range && noticeable(range->second, row.places)) {
       const auto [low, high] = *range;
       const auto steps = curves.steps(row.curve, columns);
       lines.push_back(row.name + sparkline(steps, row.fromZero ? 0 : low, high) + " " +
@@ -281,6 +298,7 @@ std::vector<ViewLine> sampleView(const MacState& state, int width) {
   ViewPage page(width);
   const Readings sample(&state.sample);
   addTitle(state, page);
+  const std::size_t titleLines = page.lines.size();
   addAlerts(state.alerts, sample, page);
   addMachine(Readings(&state.macInfo), page);
   addProcessors(sample, page);
@@ -296,6 +314,11 @@ std::vector<ViewLine> sampleView(const MacState& state, int width) {
   addConnections(sample.member("connections"), page);
   if (const auto error = sample.text("error")) {
     page.group("Sensors", {"not available: " + *error});
+  }
+  if (state.connection.phase != ConnectionState::Phase::live) {
+    for (ViewLine& line : page.lines | std::views::drop(titleLines)) {
+      line.isOld = true;
+    }
   }
   return page.lines;
 }

@@ -1,29 +1,13 @@
 #include "phone/terminal/Terminal.h"
 
-#include <sys/ioctl.h>
+#include <fcntl.h>
 #include <unistd.h>
-
-#include <cstdlib>
-#include <string_view>
 
 namespace orvik {
 
-bool Terminal::canRepaint() const {
-  const char* type = std::getenv("TERM");
-  return isatty(descriptor) == 1 && type != nullptr && std::string_view(type) != "dumb";
-}
-
-ScreenSize Terminal::size() const {
-  winsize window{};
-  if (ioctl(descriptor, TIOCGWINSZ, &window) != 0 || window.ws_row == 0 || window.ws_col == 0) {
-    return {24, 80};
-  }
-  return {window.ws_row, window.ws_col};
-}
-
 void Terminal::silence() {
   termios settings{};
-  if (original || tcgetpgrp(descriptor) != getpgrp() || tcgetattr(descriptor, &settings) != 0) {
+  if (original || !hasKeyboard() || tcgetattr(descriptor, &settings) != 0) {
     return;
   }
   original = settings;
@@ -32,10 +16,19 @@ void Terminal::silence() {
 }
 
 void Terminal::echo() {
-  if (original && tcgetpgrp(descriptor) == getpgrp()) {
+  if (original && hasKeyboard()) {
     tcsetattr(descriptor, TCSAFLUSH, &*original);
   }
   original.reset();
+}
+
+bool Terminal::hasKeyboard() const { return tcgetpgrp(descriptor) == getpgrp(); }
+
+int Terminal::openKeyboard() const {
+  // By its own name, as some systems cannot wait for /dev/tty; and opened anew, as what does not
+  // block must not make others' output so.
+  const char* name = ttyname(descriptor);
+  return name == nullptr ? -1 : open(name, O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
 }
 
 }  // namespace orvik

@@ -14,6 +14,8 @@ struct ViewLine {
   std::string body;
   /// The body reports trouble.
   bool attention = false;
+  /// Nothing has come for a while that says whether it is still so.
+  bool isOld = false;
 
   bool operator==(const ViewLine&) const = default;
 };

@@ -1,6 +1,8 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/experimental/awaitable_operators.hpp>
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/redirect_error.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
@@ -98,10 +100,37 @@ asio::awaitable<void> untilAskedToEnd(Screen& screen) {
   }
 }
 
-asio::awaitable<PhoneClient::End> operate(PhoneClient& client, Screen& screen) {
+/// Ends when q has been typed on the live page; never without one.
+asio::awaitable<void> untilQuit(Screen& screen, std::shared_ptr<Clock> clock) {
+  constexpr std::chrono::seconds pause{1};
+  const int keys = screen.viewer ? screen.terminal.openKeyboard() : -1;
+  while (keys < 0) {
+    co_await clock->sleepFor(std::chrono::hours(24));
+  }
+  asio::posix::stream_descriptor keyboard(co_await asio::this_coro::executor, keys);
+  for (;;) {
+    // A terminal that has gone, or cannot be waited for, has no keys either.
+    boost::system::error_code error;
+    auto token = asio::redirect_error(asio::use_awaitable, error);
+    co_await keyboard.async_wait(asio::posix::stream_descriptor::wait_read, token);
+    char key = 0;
+    // What is typed while this is in the background is for another program.
+    const bool isOurs = screen.terminal.hasKeyboard();
+    if (isOurs && read(keys, &key, 1) == 1 && (key == 'q' || key == 'Q')) {
+      co_return;
+    }
+    if (key == 0) {
+      co_await clock->sleepFor(pause);
+    }
+  }
+}
+
+asio::awaitable<PhoneClient::End> operate(PhoneClient& client, Screen& screen,
+                                          std::shared_ptr<Clock> clock) {
   using namespace asio::experimental::awaitable_operators;
   screen.show();
-  const auto first = co_await (client.run() || failureOf(untilAskedToEnd(screen)));
+  const auto first = co_await (client.run() || failureOf(untilAskedToEnd(screen)) ||
+                               failureOf(untilQuit(screen, std::move(clock))));
   screen.leave();
   co_await client.stop();
   const auto* end = std::get_if<PhoneClient::End>(&first);
@@ -128,8 +157,9 @@ int view(const PhoneCommandLine& line) {
   const auto session = std::make_shared<BeastWebSocketSession>(clock, ServerTrust{line.trust}, largestEnvelope);
   const PayloadLimit limit(line.count);
 
-  Output out(STDOUT_FILENO);
-  Output notes(STDERR_FILENO);
+  const auto characters = isLocaleUTF8() ? Output::Characters::all : Output::Characters::ascii;
+  Output out(STDOUT_FILENO, line.json ? Output::Characters::all : characters);
+  Output notes(STDERR_FILENO, characters);
   using Format = LinePrinter::Format;
   LinePrinter printer(line.json ? Format::json : Format::summary, out, notes, limit);
   Screen screen;
@@ -144,7 +174,7 @@ int view(const PhoneCommandLine& line) {
   PhoneClient client(link.pairing, line.relay, session, clock, observer);
   std::exception_ptr failure;
   auto end = PhoneClient::End::finished;
-  asio::co_spawn(context, operate(client, screen),
+  asio::co_spawn(context, operate(client, screen, clock),
                  [&](const std::exception_ptr& problem, PhoneClient::End result) {
                    failure = problem;
                    end = result;
@@ -156,7 +186,7 @@ int view(const PhoneCommandLine& line) {
     std::rethrow_exception(failure);
   }
   if (end == PhoneClient::End::rejected) {
-    notes.write("orvik-phone: This link is no longer valid: scan the code again.\n");
+    notes.write("orvik-phone: The pairing has been replaced: scan the new code.\n");
     return rejectedStatus;
   }
   return EXIT_SUCCESS;

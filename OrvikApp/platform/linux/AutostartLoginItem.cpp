@@ -5,6 +5,8 @@
 #include <QCoreApplication>
 #include <QRegularExpression>
 #include <QStandardPaths>
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <optional>
 #include <string>
@@ -27,6 +29,9 @@ using Program = CHandle<GDesktopAppInfo, g_object_unref>;
 
 constexpr const char* group = G_KEY_FILE_DESKTOP_GROUP;
 constexpr const char* gnomeSwitch = "X-GNOME-Autostart-enabled";
+/// What the settings of different desktops write when somebody switches an entry off, beside
+/// Hidden.
+constexpr std::array switches{gnomeSwitch, "X-MATE-Autostart-enabled"};
 
 fs::path entryFile() {
   const fs::path folder = baseFolder("XDG_CONFIG_HOME", ".config");
@@ -84,8 +89,10 @@ Program programOf(GKeyFile& entry) { return Program(g_desktop_app_info_new_from_
 bool starts(GKeyFile& entry) {
   const auto info = programOf(entry);
   const char* const command = info ? g_app_info_get_commandline(G_APP_INFO(info.get())) : nullptr;
-  const bool isSwitchedOff = g_key_file_has_key(&entry, group, gnomeSwitch, nullptr) != 0 &&
-                             g_key_file_get_boolean(&entry, group, gnomeSwitch, nullptr) == 0;
+  const bool isSwitchedOff = std::ranges::any_of(switches, [&entry](const char* key) {
+    return g_key_file_has_key(&entry, group, key, nullptr) != 0 &&
+           g_key_file_get_boolean(&entry, group, key, nullptr) == 0;
+  });
   return command != nullptr && *command != '\0' && !isSwitchedOff &&
          g_desktop_app_info_get_is_hidden(info.get()) == 0 &&
          g_desktop_app_info_get_show_in(info.get(), nullptr) != 0;
@@ -158,6 +165,9 @@ bool AutostartLoginItem::enable() const {
   set("Type", "Application");
   set("Exec", command->toStdString());
   set("TryExec", program.toStdString());
+  for (const char* const key : switches) {
+    g_key_file_remove_key(entry.get(), group, key, nullptr);
+  }
   // Some desktops offer a switch only where the key is.
   set(gnomeSwitch, "true");
   g_key_file_remove_key(entry.get(), group, "Hidden", nullptr);

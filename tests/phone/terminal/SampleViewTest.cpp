@@ -78,7 +78,19 @@ TEST(SampleView, KeepsTheMachineWhileItIsNotSentAgain) {
                                           " · offline, next attempt after 4 s (no route)"
                                           " · 2 unreadable",
                                           true},
-                                 ViewLine{"Machine    ", "M2"}));
+                                 ViewLine{"Machine    ", "M2", false, true}))
+      << "what nobody has said again is old";
+}
+
+TEST(SampleView, IsReadableWithASCIIAlone) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"Zoë’s Ω · 52.3 °C – 日本…", "Zoe's ? | 52.3 C - ??~"},
+      {"██░ ▁▂▃▄▅▆▇█", "##. _.-=+*%#"},
+      {"\x1B[1me\u0301\r\n", "\x1B[1me\r\n"},
+      {"\xFF", "?"}};
+  for (const auto& [text, ascii] : cases) {
+    EXPECT_EQ(asciiText(text), ascii);
+  }
 }
 
 TEST(SampleView, PutsLabelsAboveTheirGroupsOnNarrowWindows) {
