@@ -137,7 +137,8 @@ TEST_F(RealLink, TrustAndNameAreBothVerified) {
       stop(isAccepted ? 2s : 0s);
     }
   }
-  EXPECT_THROW(BeastWebSocketSession(clock, ServerTrust{test::fixture("none.pem")}), std::runtime_error);
+  EXPECT_THROW(BeastWebSocketSession(clock, ServerTrust{test::fixture("none.pem")}),
+               std::runtime_error);
 }
 
 TEST_F(RealLink, HostileMessagesChangeNothing) {
