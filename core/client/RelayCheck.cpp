@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "core/async/Timeout.h"
-#include "core/client/Presence.h"
 #include "core/connection/BeastWebSocket.h"
 #include "core/connection/CloseWatcher.h"
 #include "core/connection/WebSocketURL.h"
@@ -23,21 +22,25 @@ using namespace std::chrono_literals;
 /// As long as a person waits for a word; a slow network needs some of it.
 constexpr auto limit = 20s;
 constexpr auto goodbyeLimit = 2s;
+/// What a relay closes with after a first message of another form, and when it has no room.
+constexpr std::uint16_t noAuthentication = 4400;
+constexpr std::uint16_t tryAgainLater = 1013;
 
 struct Attempt {
   bool isConnected = false;
   bool isRelay = false;
 };
 
-asio::awaitable<void> greet(std::shared_ptr<WebSocketTask> task, Pairing pairing,
-                            std::shared_ptr<Attempt> attempt) {
+/// Says something that no relay takes for an authentication: one claims nothing by it, and the code
+/// that a relay closes with is its own.
+asio::awaitable<void> greet(std::shared_ptr<WebSocketTask> task, std::shared_ptr<Attempt> attempt) {
   co_await task->connect();
   attempt->isConnected = true;
-  const SecretText message = pairing.authMessage();
-  std::string text = message.text();
-  co_await task->send(std::move(text));
-  const WebSocketMessage answer = co_await task->receive();
-  attempt->isRelay = answer.isText && Presence::fromRelay(answer.content).has_value();
+  std::string nothing = "{}";
+  co_await task->send(std::move(nothing));
+  for (;;) {
+    const WebSocketMessage ignored = co_await task->receive();
+  }
 }
 
 RelayCheck::Outcome outcomeOf(const Attempt& attempt, const std::exception_ptr& failure) {
@@ -76,14 +79,15 @@ asio::awaitable<RelayCheck> checkRelay(asio::any_io_executor executor, std::shar
       .onRefused = [refused](const std::string& fingerprint) { *refused = fingerprint; }};
   BeastWebSocketSession session(clock, trust);
   const auto watcher = std::make_shared<CloseWatcher>();
-  const Pairing pairing = Pairing::generate();
-  const std::string url =
-      appendingPath(endpoint.url, "v1/mac/" + base64URL(ByteView(pairing.macId())));
+  const Bytes identifier = randomBytes(Pairing::macIdSize);
+  const std::string url = appendingPath(endpoint.url, "v1/mac/" + base64URL(identifier));
   const std::shared_ptr<WebSocketTask> task = session.webSocketTask(url, executor, watcher);
   const CloseSignal ended = watcher->watch(task->identifier());
   const auto attempt = std::make_shared<Attempt>();
   const std::exception_ptr failure =
-      co_await failureOf(withTimeout(*clock, limit, greet(task, pairing, attempt)));
+      co_await failureOf(withTimeout(*clock, limit, greet(task, attempt)));
+  const auto code = task->receivedCloseCode();
+  attempt->isRelay = code == noAuthentication || code == tryAgainLater;
   task->close(closeCode::normal);
   co_await ended.value(*clock, goodbyeLimit);
   if (!refused->empty() && !attempt->isConnected) {

@@ -16,7 +16,7 @@ namespace asio = boost::asio;
 /// What an attempt to use a relay has shown.
 struct RelayCheck {
   enum class Outcome {
-    /// It takes this computer.
+    /// One of ours.
     relay,
     /// No such host, or nobody answers there.
     unreachable,
@@ -35,8 +35,8 @@ struct RelayCheck {
   bool operator==(const RelayCheck&) const = default;
 };
 
-/// Connects to a relay as a computer does, with a pairing made for this, and leaves again. Takes at
-/// most 20 s. Throws std::runtime_error when the endpoint's certificates cannot be read.
+/// Connects to a relay as a computer does, without becoming known to it, and leaves again. Takes at
+/// most some 20 s. Throws std::runtime_error when the endpoint's certificates cannot be read.
 [[nodiscard]] asio::awaitable<RelayCheck> checkRelay(asio::any_io_executor executor,
                                                      std::shared_ptr<Clock> clock,
                                                      RelayEndpoint endpoint);

@@ -63,9 +63,9 @@ def start_display():
     return name
 
 
-def start_application(bus, display, relay, trust, **more):
+def start_application(bus, display, relay, trust, *arguments, **more):
     """The application on such a desktop, with the relay of the test."""
-    return Program("orvik", folder="OrvikApp", environment={
+    return Program("orvik", *arguments, folder="OrvikApp", environment={
         "DBUS_SESSION_BUS_ADDRESS": bus, "DBUS_SYSTEM_BUS_ADDRESS": "unix:path=/nonexistent",
         "DISPLAY": display, "QT_QPA_PLATFORM": "xcb", "LC_ALL": "C.UTF-8",
         "XDG_RUNTIME_DIR": path(""), "ORVIK_RELAY": relay, "ORVIK_TRUST": trust, **more})
