@@ -27,10 +27,10 @@ if(NOT APPLE)
   pkg_check_modules(LIBSECRET REQUIRED IMPORTED_TARGET libsecret-1)
 endif()
 
+# The relay packs the page.
+find_package(ZLIB REQUIRED)
 if(NOT ORVIK_CORE_ONLY)
   find_package(CLI11 REQUIRED)
-  # The relay packs the page.
-  find_package(ZLIB REQUIRED)
   # What the relay keeps.
   find_package(SQLite3 3.37 REQUIRED)
   pkg_check_modules(QRENCODE REQUIRED IMPORTED_TARGET libqrencode)

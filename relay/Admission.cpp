@@ -21,37 +21,56 @@ asio::ip::address placeOf(const asio::ip::address& address) {
 
 }  // namespace
 
-bool Admission::enter(const asio::ip::address& address) {
-  if (total.all >= limits.connections || total.unauthenticated >= limits.unauthenticated) {
-    return false;
+std::optional<CloseReason> Admission::enter(const Address& address) {
+  const std::lock_guard guard(lock);
+  if (total.all >= limits.connections) {
+    return CloseReason::tooManyConnections;
   }
-  Count& place = places[placeOf(address)];
-  // Both are above zero when a bound is reached, so no empty place is left behind.
-  if (place.all >= limits.connectionsPerAddress ||
-      place.unauthenticated >= limits.unauthenticatedPerAddress) {
-    return false;
+  if (total.unauthenticated >= limits.unauthenticated) {
+    return CloseReason::tooManyUnauthenticated;
   }
-  for (Count* count : {&total, &place}) {
-    ++count->all;
-    ++count->unauthenticated;
+  if (address) {
+    Count& place = places[placeOf(*address)];
+    // Both are above zero when a bound is reached, so no empty place is left behind.
+    if (place.all >= limits.connectionsPerAddress ||
+        place.unauthenticated >= limits.unauthenticatedPerAddress) {
+      return CloseReason::tooManyFromAddress;
+    }
+    ++place.all;
+    ++place.unauthenticated;
   }
-  return true;
+  ++total.all;
+  ++total.unauthenticated;
+  return std::nullopt;
 }
 
-void Admission::authenticate(const asio::ip::address& address) {
+void Admission::authenticate(const Address& address) {
+  const std::lock_guard guard(lock);
   --total.unauthenticated;
-  --places.at(placeOf(address)).unauthenticated;
+  if (address) {
+    --places.at(placeOf(*address)).unauthenticated;
+  }
 }
 
-void Admission::leave(const asio::ip::address& address, bool wasAuthenticated) {
-  const auto place = places.find(placeOf(address));
-  for (Count* count : {&total, &place->second}) {
-    --count->all;
-    count->unauthenticated -= wasAuthenticated ? 0 : 1;
+void Admission::leave(const Address& address, bool wasAuthenticated) {
+  const std::lock_guard guard(lock);
+  const std::size_t unauthenticated = wasAuthenticated ? 0 : 1;
+  --total.all;
+  total.unauthenticated -= unauthenticated;
+  if (!address) {
+    return;
   }
+  const auto place = places.find(placeOf(*address));
+  --place->second.all;
+  place->second.unauthenticated -= unauthenticated;
   if (place->second.all == 0) {
     places.erase(place);
   }
+}
+
+bool Admission::isCrowded() const {
+  const std::lock_guard guard(lock);
+  return total.unauthenticated >= limits.unauthenticated;
 }
 
 }  // namespace orvik::relay

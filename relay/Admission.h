@@ -3,7 +3,10 @@
 #include <boost/asio/ip/address.hpp>
 
 #include <map>
+#include <mutex>
+#include <optional>
 
+#include "relay/CloseReason.h"
 #include "relay/Limits.h"
 
 namespace orvik::relay {
@@ -12,16 +15,23 @@ namespace asio = boost::asio;
 
 /// Decides which new connections are let in, by how many there are already, in total and from
 /// one place: an IPv4 address, or an IPv6 network of 64 bits, which is what one customer has.
+/// Connections without an address, as they come through another program, count in total only.
+/// May be used from any thread.
 class Admission {
  public:
+  using Address = std::optional<asio::ip::address>;
+
   explicit Admission(const Limits& limits) : limits(limits) {}
 
-  /// Counts a new connection unless a bound is reached, and says whether it may stay.
-  [[nodiscard]] bool enter(const asio::ip::address& address);
+  /// Counts a new connection unless a bound is reached: then says which.
+  [[nodiscard]] std::optional<CloseReason> enter(const Address& address);
   /// A counted connection has presented its token. Called once for each at most.
-  void authenticate(const asio::ip::address& address);
+  void authenticate(const Address& address);
   /// A counted connection has ended.
-  void leave(const asio::ip::address& address, bool wasAuthenticated);
+  void leave(const Address& address, bool wasAuthenticated);
+
+  /// Whether as many connections have not authenticated yet as may be.
+  [[nodiscard]] bool isCrowded() const;
 
  private:
   struct Count {
@@ -30,6 +40,7 @@ class Admission {
   };
 
   Limits limits;
+  mutable std::mutex lock;
   Count total;
   /// Only places with connections, so never more than there are connections.
   std::map<asio::ip::address, Count> places;

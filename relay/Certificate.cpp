@@ -62,6 +62,8 @@ KeyHandle keyIn(const std::string& text) {
   return KeyHandle(PEM_read_bio_PrivateKey(memoryOf(text).get(), nullptr, noPassphrase, nullptr));
 }
 
+}  // namespace
+
 std::string fingerprintOf(const X509& certificate) {
   constexpr std::string_view digits = "0123456789ABCDEF";
   std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
@@ -75,6 +77,8 @@ std::string fingerprintOf(const X509& certificate) {
   }
   return text;
 }
+
+namespace {
 
 /// Whether the relay may go on with a certificate that it has made earlier.
 bool isGood(const Certificate& certificate, const std::vector<std::string>& names,
@@ -146,7 +150,7 @@ std::vector<std::string> ownNames() {
 }  // namespace
 
 Certificate Certificate::read(const fs::path& chainFile, const fs::path& keyFile) {
-  Certificate certificate{contentOf(chainFile), contentOf(keyFile), chainFile, {}};
+  Certificate certificate{contentOf(chainFile), contentOf(keyFile), chainFile, {}, {}};
   const X509Handle x509 = certificateIn(certificate.chain);
   if (x509 == nullptr) {
     throw Unusable(chainFile.string() + " holds no PEM certificate");
@@ -159,6 +163,9 @@ Certificate Certificate::read(const fs::path& chainFile, const fs::path& keyFile
     throw Unusable(keyFile.string() + " is not the key of " + chainFile.string());
   }
   certificate.fingerprint = fingerprintOf(*x509);
+  std::tm end{};
+  ASN1_TIME_to_tm(X509_get0_notAfter(x509.get()), &end);
+  certificate.expiry = Clock::UnixTime(std::chrono::seconds(timegm(&end)));
   return certificate;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <openssl/x509.h>
+
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -8,6 +10,9 @@
 #include "core/async/Clock.h"
 
 namespace orvik::relay {
+
+/// SHA-256 of a certificate: upper-case hexadecimal bytes with colons.
+[[nodiscard]] std::string fingerprintOf(const X509& certificate);
 
 /// The certificate by which clients know the relay, with its private key.
 struct Certificate {
@@ -19,6 +24,8 @@ struct Certificate {
   std::filesystem::path file;
   /// SHA-256 of the relay's own certificate: upper-case hexadecimal bytes with colons.
   std::string fingerprint;
+  /// From when on it is not valid any more.
+  Clock::UnixTime expiry;
 
   /// The files hold no certificate and matching key.
   struct Unusable : std::runtime_error {

@@ -40,6 +40,9 @@ enum class CloseReason : std::uint8_t {
   answerNotTaken,
   pushedOut,
   closingLate,
+  tooManyConnections,
+  tooManyFromAddress,
+  tooManyUnauthenticated,
   count
 };
 
@@ -85,8 +88,13 @@ inline constexpr std::array<CloseRow, static_cast<std::size_t>(CloseReason::coun
     {CloseReason::badRequest, 0, "bad_request", "a request that was refused", false},
     {CloseReason::requestsAnswered, 0, "requests_answered", "all requests are answered", true},
     {CloseReason::answerNotTaken, 0, "answer_not_taken", "an answer was not taken in time", true},
-    {CloseReason::pushedOut, 0, "pushed_out", "not authenticated, and others are waiting", true},
+    {CloseReason::pushedOut, 1013, "pushed_out", "not authenticated, and others are waiting", true},
     {CloseReason::closingLate, 0, "closing_late", "the end was not confirmed in time", true},
+    {CloseReason::tooManyConnections, 0, "too_many_connections", "too many connections", true},
+    {CloseReason::tooManyFromAddress, 0, "too_many_from_address",
+     "too many connections from one address", true},
+    {CloseReason::tooManyUnauthenticated, 0, "too_many_unauthenticated",
+     "too many connections that have not authenticated", true},
 }};
 
 [[nodiscard]] constexpr const CloseRow& rowOf(CloseReason reason) {

@@ -1,253 +1,556 @@
 #include "relay/Connection.h"
 
-#include <boost/asio/as_tuple.hpp>
-#include <boost/asio/buffer.hpp>
-#include <boost/asio/experimental/awaitable_operators.hpp>
-#include <boost/asio/use_awaitable.hpp>
+#include <boost/asio/post.hpp>
 
-#include <array>
+#include <algorithm>
+#include <utility>
 
-#include "relay/HTTPTransfer.h"
+#include "relay/Log.h"
+#include "relay/Loop.h"
+#include "relay/ProxyHeader.h"
 
 namespace orvik::relay {
 
-namespace beast = boost::beast;
-namespace websocket = beast::websocket;
-
 namespace {
 
-constexpr auto asTuple = asio::as_tuple(asio::use_awaitable);
 constexpr const char* serverName = "orvik-relay";
 
-std::string_view viewOf(beast::string_view text) { return {text.data(), text.size()}; }
+std::string_view viewOf(boost::beast::string_view text) { return {text.data(), text.size()}; }
 
 }  // namespace
 
-Connection::Connection(asio::ip::tcp::socket socket, const asio::ip::address& address, bool overTLS,
-                       std::shared_ptr<Exchange> exchangeUsed)
-    : exchange(std::move(exchangeUsed)),
-      address(address),
-      webSocket(std::move(socket), overTLS ? &exchange->tls : nullptr),
-      changed(webSocket.get_executor()),
-      outbound(exchange->limits),
-      inboundBytes(exchange->limits.phoneBytes, now()),
-      cutAt(now() + exchange->limits.upgradeTime) {}
+Connection::Connection(Loop& loopUsed, const Arrival& arrival)
+    : loop(&loopUsed),
+      socket(loopUsed.context),
+      transport(arrival.descriptor.get(), arrival.tls.get()),
+      address(arrival.address),
+      opening(std::make_unique<Opening>(loopUsed.shared.limits)),
+      inboundBytes(loopUsed.shared.limits.phoneBytes, now()),
+      lastServed(now()),
+      cutAt(lastServed + loopUsed.shared.limits.upgradeTime),
+      family(arrival.family),
+      service(arrival.service),
+      phase(arrival.isProxied ? Phase::proxy : Phase::handshake) {}
 
-asio::awaitable<void> Connection::run() {
-  using namespace asio::experimental::awaitable_operators;
-  if (co_await establish()) {
-    co_await (receive() && transmit());
+void Connection::start(FileDescriptor descriptor) {
+  if (!attach(std::move(descriptor))) {
+    return;
   }
-  leave();
-  co_await finish();
+  if (transport.isTLS()) {
+    // Who says nothing takes no turn.
+    waitToRead();
+  } else {
+    readable();
+  }
 }
 
-asio::awaitable<bool> Connection::establish() {
-  const auto handshakeError = co_await acceptTLS(stream());
-  if (handshakeError) {
-    cut();
-    co_return false;
+void Connection::beginHandshake() {
+  isQueued = false;
+  isShakingHands = true;
+  if (phase == Phase::ended) {
+    endHandshake();
+    return;
   }
-  beast::flat_buffer buffer(exchange->limits.requestHeader);
-  for (std::size_t left = exchange->limits.requests; left > 0; --left) {
-    RequestParser parser;
-    parser.header_limit(static_cast<std::uint32_t>(exchange->limits.requestHeader));
-    const auto readError = co_await readHead(stream(), buffer, parser);
-    const bool isUpgrade = !readError && websocket::is_upgrade(parser.get());
-    if (readError == http::error::end_of_stream) {
-      co_return false;
-    }
-    // A client that talks on before the upgrade is answered does not speak this protocol.
-    if (readError || (isUpgrade && buffer.size() > 0)) {
-      co_await answer(lineOfText(http::status::bad_request, "bad request\n"));
-      co_return false;
-    }
-    if (isUpgrade) {
-      co_return co_await upgrade(parser.get());
-    }
-    HTTPAnswer response = answerTo(parser.get(), exchange->page.get(), stream().tls() != nullptr);
-    // A body, which no request here needs, is not waited for; nor is a client that goes wrong.
-    response.keep_alive(left > 1 && parser.get().keep_alive() && parser.is_done() &&
-                        response.result() < http::status::bad_request);
-    if (!co_await answer(std::move(response))) {
-      co_return false;
-    }
-    cutAt = now() + exchange->limits.requestWait;
-  }
-  co_return false;
+  cutAt = now() + loop->shared.limits.upgradeTime;
+  readable();
 }
 
-asio::awaitable<bool> Connection::upgrade(const Request& request) {
-  const std::optional<Target> target = Target::of(viewOf(request.target()));
-  if (!target) {
-    co_await answer(lineOfText(http::status::not_found, "not found\n"));
-    co_return false;
+void Connection::endHandshake() {
+  if (std::exchange(isShakingHands, false)) {
+    loop->endHandshake();
   }
-  configureWebSocket();
-  const auto [acceptError] = co_await webSocket.async_accept(request, asTuple);
-  if (acceptError) {
-    co_return false;
-  }
-  session =
-      std::make_unique<Session>(*target, *this, exchange->switchboard, exchange->limits, now());
-  cutAt = Instant::max();
-  co_return true;
 }
 
-asio::awaitable<bool> Connection::answer(HTTPAnswer response) {
-  response.set(http::field::server, serverName);
-  cutAt = now() + exchange->limits.answerTime;
-  const auto error = co_await write(stream(), response);
-  co_return !error && response.keep_alive();
+bool Connection::attach(FileDescriptor descriptor) {
+  boost::system::error_code error;
+  socket.assign(asio::generic::stream_protocol(family, 0), descriptor.get(), error);
+  if (error) {
+    cut(CloseReason::connectionLost);
+    return false;
+  }
+  static_cast<void>(descriptor.release());
+  return true;
 }
 
-void Connection::configureWebSocket() {
-  // Its own time-outs do not follow our clock; `check` has those that count.
-  webSocket.set_option(websocket::stream_base::timeout{websocket::stream_base::none(),
-                                                       websocket::stream_base::none(), false});
-  webSocket.set_option(websocket::stream_base::decorator(
-      [](websocket::response_type& response) { response.set(http::field::server, serverName); }));
-  webSocket.read_message_max(exchange->limits.phoneMessage);
-  webSocket.auto_fragment(false);
-  webSocket.text(true);
-  webSocket.control_callback([this](websocket::frame_type frame, beast::string_view) {
-    session->receivedControlFrame(now());
-    if (frame == websocket::frame_type::close) {
-      limitClosing();
+Instant Connection::now() const { return loop->now(); }
+
+void Connection::waitToRead() {
+  socket.async_wait(Socket::wait_read, [alive = self()](const boost::system::error_code& error) {
+    if (!error) {
+      alive->readable();
     }
   });
 }
 
-asio::awaitable<void> Connection::receive() {
-  for (;;) {
-    // Read into what all phones then share: a message is never copied.
-    std::string message;
-    if (!co_await receive(message)) {
-      break;
-    }
-    received(framedText(message));
-  }
-  receiveEnded = true;
-  // At once, even when a message is still being written: nothing more can be sent to it.
-  leave();
-  limitClosing();
-  changed.notify();
-}
-
-asio::awaitable<bool> Connection::receive(std::string& message) {
-  // In pieces of a TLS record's size: memory is taken as data comes, not as a header promises it.
-  constexpr std::size_t piece = 16 * Limits::kibibyte;
-  auto buffer = asio::dynamic_buffer(message);
-  do {
-    const auto [error, size] = co_await webSocket.async_read_some(buffer, piece, asTuple);
-    if (error) {
-      co_return false;
-    }
-  } while (!webSocket.is_message_done());
-  co_return true;
-}
-
-void Connection::received(const SharedText& message) {
-  if (closing) {
+void Connection::waitToWrite() {
+  if (isWaitingToWrite) {
     return;
   }
-  session->received(webSocket.got_text(), message, now());
-  if (session->isAuthenticated() && !authenticated) {
-    authenticated = true;
-    exchange->admission.authenticate(address);
-    webSocket.read_message_max(session->messageLimit());
-    inboundBytes = RateLimit(session->byteRate(), now());
+  isWaitingToWrite = true;
+  socket.async_wait(Socket::wait_write, [alive = self()](const boost::system::error_code& error) {
+    if (!error) {
+      alive->writable();
+    }
+  });
+}
+
+void Connection::writable() {
+  isWaitingToWrite = false;
+  const bool isReadWaiting = std::exchange(readWantsWrite, false);
+  flush();
+  if (isReadWaiting) {
+    readable();
   }
 }
 
-asio::awaitable<void> Connection::transmit() {
-  while (!closing && !receiveEnded) {
-    if (outbound.empty()) {
-      co_await changed.until([this] { return closing || receiveEnded || !outbound.empty(); });
-      continue;
+void Connection::readable() {
+  // So many times before others have their turn.
+  constexpr int turns = 4;
+  if (!isAuthenticated) {
+    lastServed = now();
+  }
+  for (int turn = 0; turn < turns; ++turn) {
+    if (phase == Phase::handshake && !shakeHands()) {
+      return;
     }
-    const SharedText message = outbound.front();
-    const auto [error, size] =
-        co_await webSocket.async_write(asio::buffer(message->text()), asTuple);
-    outbound.pop();
-    if (error) {
-      // The reading side knows why, and ends too.
-      limitClosing();
-      co_return;
+    if (phase == Phase::answer || phase == Phase::ended) {
+      return;
+    }
+    const Transport::Result result = transport.read(loop->readBuffer);
+    if (result.status == Transport::Status::wantsRead) {
+      waitToRead();
+      return;
+    }
+    if (result.status == Transport::Status::wantsWrite) {
+      readWantsWrite = true;
+      waitToWrite();
+      return;
+    }
+    if (result.status != Transport::Status::done) {
+      peerEnded(result.status == Transport::Status::failed);
+      return;
+    }
+    loop->counters.add(Metric::bytesReceived, static_cast<std::int64_t>(result.size));
+    if (!received(std::span(loop->readBuffer).first(result.size))) {
+      return;
+    }
+    if (!transport.hasPending() && result.size < loop->readBuffer.size()) {
+      waitToRead();
+      return;
     }
   }
-  if (!receiveEnded) {
-    co_await webSocket.async_close(*closing, asTuple);
+  if (transport.hasPending()) {
+    asio::post(loop->context, [alive = self()] { alive->readable(); });
+  } else {
+    waitToRead();
   }
 }
 
-asio::awaitable<void> Connection::finish() {
-  limitClosing();
-  co_await endTLS(stream());
-  asio::ip::tcp::socket& socket = stream().socket();
-  // Closing a socket with unread data resets the connection, and the reset overtakes the close
-  // code that was sent: the client's data is read to its end first.
+bool Connection::shakeHands() {
+  if (transport.isTLS() && !isShakingHands) {
+    isShakingHands = loop->mayShakeHands(self());
+    isQueued = !isShakingHands;
+    if (isQueued) {
+      return false;
+    }
+  }
+  switch (transport.handshake()) {
+    case Transport::Status::done:
+      endHandshake();
+      phase = Phase::request;
+      return true;
+    case Transport::Status::wantsRead:
+      waitToRead();
+      return false;
+    case Transport::Status::wantsWrite:
+      readWantsWrite = true;
+      waitToWrite();
+      return false;
+    default:
+      cut(CloseReason::handshakeFailed);
+      return false;
+  }
+}
+
+bool Connection::received(std::span<char> bytes) {
+  if (!inboundBytes.take(now(), static_cast<double>(bytes.size()))) {
+    if (phase != Phase::open) {
+      // Who floods on after being told to stop is not waited for.
+      cut(CloseReason::tooManyBytes);
+      return false;
+    }
+    close(CloseReason::tooManyBytes);
+  }
+  switch (phase) {
+    case Phase::proxy:
+      return takeProxyHeader({bytes.data(), bytes.size()});
+    case Phase::request:
+      return takeRequests({bytes.data(), bytes.size()});
+    case Phase::open:
+      takeFrames(bytes);
+      return phase != Phase::ended;
+    default:
+      return phase == Phase::closing;
+  }
+}
+
+bool Connection::takeProxyHeader(std::string_view bytes) {
+  std::string& gathered = opening->proxyHeader.append(bytes);
+  ProxyHeader header;
+  switch (header.read(gathered)) {
+    case ProxyHeader::Outcome::incomplete:
+      return true;
+    case ProxyHeader::Outcome::bad:
+      cut(CloseReason::noProxyHeader);
+      return false;
+    case ProxyHeader::Outcome::header:
+      break;
+  }
+  if (header.address) {
+    Admission& admission = loop->shared.admission;
+    admission.leave(address, false);
+    const auto refusal = admission.enter(header.address);
+    if (refusal) {
+      // It leaves as what it came as.
+      static_cast<void>(admission.enter(address));
+      cut(*refusal);
+      return false;
+    }
+    address = header.address;
+  }
+  const std::string rest = gathered.substr(header.size);
+  opening->proxyHeader.clear();
+  phase = Phase::request;
+  return takeRequests(rest);
+}
+
+bool Connection::takeRequests(std::string_view bytes) {
+  switch (opening->requests.read(bytes)) {
+    case RequestReader::Outcome::incomplete:
+      return true;
+    case RequestReader::Outcome::bad:
+      answer(lineOfText(http::status::bad_request, "bad request\n"), false);
+      return false;
+    case RequestReader::Outcome::request:
+      // From here on it may belong to another loop.
+      takeRequest();
+      return false;
+  }
+  return false;
+}
+
+void Connection::takeRequest() {
+  RequestReader& reader = opening->requests;
+  const HTTPRequest& request = reader.request();
+  loop->counters.add(Metric::requests);
+  if (service == Service::monitoring) {
+    std::string body;
+    HTTPAnswer response =
+        monitoringAnswer(request, loop->shared.metrics, loop->shared.notReady, body);
+    answer(std::move(response), false, std::move(body));
+  } else if (!isUpgrade(request)) {
+    HTTPAnswer response = answerTo(request, loop->shared.page.get(), transport.isTLS());
+    // A body, which no request here needs, is not waited for; nor is a client that goes wrong.
+    const bool mayStay = --opening->requestsLeft > 0 && request.keep_alive() && reader.isWhole() &&
+                         response.result() < http::status::bad_request;
+    answer(std::move(response), mayStay);
+  } else if (reader.hasMore() || !isProperUpgrade(request)) {
+    // A client that talks on before the upgrade is answered does not speak this protocol.
+    answer(lineOfText(http::status::bad_request, "bad request\n"), false);
+  } else {
+    upgrade(request);
+  }
+}
+
+void Connection::answer(HTTPAnswer response, bool stays, std::string body) {
+  mayStay = stays;
+  response.keep_alive(stays);
+  response.set(http::field::server, serverName);
+  afterAnswer = response.result() < http::status::bad_request ? CloseReason::requestsAnswered
+                                                              : CloseReason::badRequest;
+  phase = Phase::answer;
+  cutAt = now() + loop->shared.limits.answerTime;
+  outbound.append(headOf(response));
+  if (body.empty()) {
+    outbound.appendStatic({response.body().data(), response.body().size()});
+  } else {
+    outbound.append(std::move(body));
+  }
+  scheduleFlush();
+}
+
+void Connection::upgrade(const HTTPRequest& request) {
+  const std::optional<Target> target = Target::of(viewOf(request.target()));
+  if (!target) {
+    answer(lineOfText(http::status::not_found, "not found\n"), false);
+    return;
+  }
+  std::string greeting = upgradeAnswer(request);
+  opening.reset();
+  Loop& home = loop->shared.home(target->identifier);
+  if (&home == loop) {
+    open(*target, std::move(greeting));
+    readable();
+    return;
+  }
   boost::system::error_code error;
-  socket.shutdown(asio::ip::tcp::socket::shutdown_send, error);
-  std::array<char, 4096> ignored{};
-  while (!error) {
-    const auto [readError, size] = co_await socket.async_read_some(asio::buffer(ignored), asTuple);
-    error = readError;
+  FileDescriptor descriptor(socket.release(error));
+  if (error) {
+    cut(CloseReason::connectionLost);
+    return;
   }
-  cut();
+  loop->counters.add(Metric::handedOver);
+  const std::shared_ptr<Connection> alive = self();
+  loop->remove(*this);
+  loop = &home;
+  socket = Socket(home.context);
+  home.post([this, alive, descriptor = std::move(descriptor), target = *target,
+             greeting = std::move(greeting)]() mutable {
+    loop->add(alive);
+    if (attach(std::move(descriptor))) {
+      open(target, std::move(greeting));
+      readable();
+    }
+  });
+}
+
+void Connection::open(const Target& target, std::string greeting) {
+  phase = Phase::open;
+  cutAt = Instant::max();
+  session.emplace(target, *this, loop->switchboard, loop->shared.limits, now());
+  outbound.append(std::move(greeting));
+  scheduleFlush();
+}
+
+void Connection::takeFrames(std::span<char> bytes) {
+  while (phase == Phase::open && !bytes.empty()) {
+    std::optional<FrameEvent> event = frames.next(bytes, session->messageLimit());
+    if (!event) {
+      break;
+    }
+    take(*event);
+  }
+  countBuffered();
+  if (phase == Phase::open && frames.unfinished() > 0 && loop->isFull()) {
+    close(CloseReason::shortOfMemory);
+  }
+}
+
+void Connection::take(FrameEvent& event) {
+  using Kind = FrameEvent::Kind;
+  const Instant at = now();
+  switch (event.kind) {
+    case Kind::text:
+    case Kind::binary:
+      loop->counters.add(Metric::messagesReceived);
+      session->received(event.kind == Kind::text, event.message, at);
+      noticeAuthentication(at);
+      return;
+    case Kind::ping:
+      session->receivedControlFrame(at);
+      if (outbound.size() > loop->shared.limits.outboundBytes) {
+        close(CloseReason::tooSlow);
+        return;
+      }
+      outbound.append(controlFrame(FrameKind::pong, event.content));
+      scheduleFlush();
+      return;
+    case Kind::pong:
+      session->receivedControlFrame(at);
+      return;
+    case Kind::close:
+      // It gets its own code back.
+      outbound.append(controlFrame(FrameKind::close, event.content.substr(0, 2)));
+      finish(CloseReason::clientClosed);
+      return;
+    case Kind::failure:
+      close(event.reason);
+      return;
+  }
+}
+
+void Connection::noticeAuthentication(Instant at) {
+  if (isAuthenticated || !session->isAuthenticated()) {
+    return;
+  }
+  isAuthenticated = true;
+  loop->counters.add(Metric::authenticated);
+  loop->shared.admission.authenticate(address);
+  inboundBytes = RateLimit(session->byteRate(), at);
 }
 
 void Connection::send(SharedText message) {
-  if (closing || receiveEnded) {
+  if (phase != Phase::open) {
     return;
   }
-  if (outbound.push(std::move(message))) {
-    changed.notify();
-  } else {
+  if (!outbound.push(message, loop->shared.limits)) {
     close(CloseReason::tooSlow);
+    return;
+  }
+  loop->counters.add(Metric::messagesSent);
+  countBuffered();
+  if (loop->isFull()) {
+    close(CloseReason::shortOfMemory);
+  } else {
+    scheduleFlush();
   }
 }
 
-void Connection::close(CloseReason reason) {
-  if (!session) {
-    cut();
-  } else if (!closing) {
-    closing.emplace().code = rowOf(reason).code;
-    closing->reason.assign(rowOf(reason).words.data(), rowOf(reason).words.size());
-    limitClosing();
-    changed.notify();
-    // Not at once: the caller may be going through the list that this would change.
-    asio::post(webSocket.get_executor(), [self = shared_from_this()] { self->leave(); });
+void Connection::close(CloseReason why) {
+  const CloseRow& row = rowOf(why);
+  if (phase == Phase::closing || phase == Phase::ended) {
+    return;
   }
+  if (phase == Phase::answer) {
+    mayStay = false;
+    return;
+  }
+  if (phase != Phase::open) {
+    cut(why);
+    return;
+  }
+  if (why == CloseReason::tooSlow || why == CloseReason::shortOfMemory) {
+    outbound.dropBehind(transport.begun());
+  }
+  outbound.append(closeFrame(row.code, row.words));
+  finish(why);
 }
 
-void Connection::cut() {
+void Connection::finish(CloseReason why) {
+  note(why);
+  phase = Phase::closing;
+  cutAt = now() + loop->shared.limits.closingTime;
+  countBuffered();
+  scheduleFlush();
+  // Not at once: the caller may be going through the list that this would change.
+  asio::post(loop->context, [alive = self()] { alive->leave(); });
+}
+
+void Connection::cut(CloseReason why) {
+  if (phase == Phase::ended) {
+    return;
+  }
+  note(why);
+  phase = Phase::ended;
+  endHandshake();
   boost::system::error_code ignored;
-  stream().socket().close(ignored);
+  socket.close(ignored);
+  asio::post(loop->context, [alive = self()] {
+    alive->leave();
+    if (alive->service == Service::clients) {
+      alive->loop->shared.admission.leave(alive->address, alive->isAuthenticated);
+    }
+    if (alive->isAuthenticated) {
+      alive->loop->counters.add(Metric::authenticated, -1);
+    }
+    alive->outbound = OutboundQueue();
+    alive->frames = FrameReader();
+    alive->countBuffered();
+    alive->loop->remove(*alive);
+  });
 }
 
-void Connection::abandon() {
-  cut();
-  leave();
+void Connection::flush() {
+  isFlushScheduled = false;
+  if (phase == Phase::ended || phase == Phase::handshake || isWaitingToWrite) {
+    return;
+  }
+  const std::size_t before = outbound.size();
+  const Transport::Status status = transport.write(outbound, loop->writeRoom);
+  loop->counters.add(Metric::bytesSent, static_cast<std::int64_t>(before - outbound.size()));
+  countBuffered();
+  if (status == Transport::Status::wantsWrite) {
+    waitToWrite();
+  } else if (status != Transport::Status::done) {
+    cut(CloseReason::connectionLost);
+  } else {
+    sent();
+  }
 }
 
-void Connection::check(Instant now) {
-  const std::uint64_t bytes = stream().bytesRead();
-  const auto fresh = static_cast<double>(bytes - std::exchange(bytesSeen, bytes));
-  const bool isFlood = !inboundBytes.take(now, fresh);
-  // Who floods on after being told to stop is not waited for.
-  if (now >= cutAt || (isFlood && closing)) {
-    cut();
-  } else if (isFlood) {
-    close(CloseReason::tooManyBytes);
-  } else if (session && !closing) {
-    session->check(now);
+void Connection::sent() {
+  if (phase == Phase::answer && mayStay) {
+    phase = Phase::request;
+    cutAt = now() + loop->shared.limits.requestWait;
+    opening->requests.reset();
+    // The next request may have come with this one.
+    if (takeRequests({})) {
+      readable();
+    }
+  } else if (phase == Phase::answer) {
+    finish(afterAnswer);
+    readable();
+  } else if (phase == Phase::closing && !std::exchange(isSendingEnded, true)) {
+    // Closing a socket with unread data resets the connection, and the reset overtakes what was
+    // sent: the client's data is read to its end first.
+    transport.endSending();
+    if (hasPeerEnded) {
+      cut(CloseReason::clientClosed);
+    }
+  }
+}
+
+void Connection::peerEnded(bool isLoss) {
+  hasPeerEnded = true;
+  const bool isUnsent = phase == Phase::closing && !isSendingEnded;
+  if (isLoss || !isUnsent) {
+    const bool isAnswered =
+        phase == Phase::request && !isLoss && opening->requestsLeft < loop->shared.limits.requests;
+    cut(phase == Phase::handshake ? CloseReason::handshakeFailed
+        : isAnswered              ? CloseReason::requestsAnswered
+                                  : CloseReason::connectionLost);
+  }
+}
+
+void Connection::check(Instant at) {
+  if (isQueued) {
+    // It is the relay that lets it wait.
+    return;
+  }
+  if (at >= cutAt) {
+    cut(phase == Phase::closing  ? CloseReason::closingLate
+        : phase == Phase::answer ? CloseReason::answerNotTaken
+                                 : CloseReason::upgradeLate);
+  } else if (!isAuthenticated && !isClosing() && service == Service::clients &&
+             (loop->shared.isCrowded || (isShakingHands && loop->hasQueued())) &&
+             at >= lastServed + loop->patience()) {
+    close(CloseReason::pushedOut);
+  } else if (phase == Phase::open) {
+    session->check(at);
+    noticeAuthentication(at);
+  }
+}
+
+void Connection::note(CloseReason why) {
+  if (reason) {
+    return;
+  }
+  reason = why;
+  loop->counters.ended(why);
+  if (loop->shared.isVerbose) {
+    log(Priority::info, (address ? address->to_string() : std::string("a client")) + ": " +
+                            std::string(rowOf(why).words));
   }
 }
 
 void Connection::leave() {
   if (session) {
     session->ended();
+  }
+}
+
+void Connection::countBuffered() {
+  const std::size_t present = outbound.size() + frames.unfinished();
+  if (present != buffered) {
+    loop->counters.add(Metric::bufferedBytes,
+                       static_cast<std::int64_t>(present) - static_cast<std::int64_t>(buffered));
+    buffered = present;
+  }
+}
+
+void Connection::scheduleFlush() {
+  if (!std::exchange(isFlushScheduled, true)) {
+    loop->flushLater(self());
   }
 }
 

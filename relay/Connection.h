@@ -1,81 +1,159 @@
 #pragma once
 
-#include <boost/beast/websocket/stream.hpp>
+#include <boost/asio/basic_stream_socket.hpp>
+#include <boost/asio/generic/stream_protocol.hpp>
+#include <boost/asio/io_context.hpp>
 
-#include <algorithm>
 #include <memory>
 #include <optional>
 
-#include "core/async/Notifier.h"
-#include "relay/ClientStream.h"
-#include "relay/Exchange.h"
-#include "relay/HTTPAnswer.h"
-#include "relay/OutboundQueue.h"
+#include "core/system/FileDescriptor.h"
+#include "relay/Admission.h"
+#include "relay/FrameReader.h"
+#include "relay/RequestReader.h"
 #include "relay/Session.h"
+#include "relay/TLSContext.h"
+#include "relay/Transport.h"
 
 namespace orvik::relay {
 
-/// One client's connection, from the accepted socket to its end. Everything runs on the socket's
-/// executor.
+class Loop;
+
+/// What is behind a listener.
+enum class Service : std::uint8_t { clients, monitoring };
+
+/// A connection as the system has given it.
+struct Arrival {
+  /// Does not block.
+  FileDescriptor descriptor;
+  int family;
+  Service service;
+  /// Where there is TLS.
+  TLSContext tls;
+  /// A server in front says first whose connection it is.
+  bool isProxied;
+  /// Nothing for a connection through another program that does not say.
+  Admission::Address address;
+};
+
+/// One client's connection, from the accepted socket to its end. Everything runs on its loop, which
+/// is another one from the upgrade on, if the identifier belongs there.
+///
+/// | Phase     | What may come           | What is sent             | Until                       |
+/// |-----------|-------------------------|--------------------------|-----------------------------|
+/// | proxy     | the PROXY header        | nothing                  | upgradeTime                 |
+/// | handshake | TLS, when it has a turn | TLS                      | upgradeTime from its turn   |
+/// | request   | the head of a request   | nothing                  | upgradeTime, requestWait    |
+/// | answer    | nothing is read         | the answer               | answerTime                  |
+/// | open      | frames                  | frames                   | the session's deadlines     |
+/// | closing   | anything, ignored       | what waits, close frame  | closingTime                 |
+/// | ended     | nothing                 | nothing                  |                             |
+///
+/// Every phase may go to closing (what waits is sent, then the end of sending is announced) and to
+/// ended (the socket is closed), each with a CloseReason, of which the first counts.
 class Connection final : public Peer, public std::enable_shared_from_this<Connection> {
  public:
-  Connection(asio::ip::tcp::socket socket, const asio::ip::address& address, bool overTLS,
-             std::shared_ptr<Exchange> exchange);
+  /// An arrival that Admission has counted, if it is for clients. Throws std::bad_alloc.
+  Connection(Loop& loop, const Arrival& arrival);
 
-  /// Serves the client until the connection has ended. Called once; whoever calls it keeps the
-  /// connection alive meanwhile.
-  asio::awaitable<void> run();
+  /// Begins, as one of the loop's connections, with the descriptor of its arrival.
+  void start(FileDescriptor descriptor);
 
   void send(SharedText message) override;
   void close(CloseReason reason) override;
   /// Ends the connection without a word.
-  void cut();
-  /// Forgets a connection whose `run` has ended, in whatever way.
-  void abandon();
-  /// Acts on deadlines and floods; called regularly.
+  void cut(CloseReason reason);
+  /// Sends what waits, as far as it goes.
+  void flush();
+  /// Goes on with the handshake, for which there is room now.
+  void beginHandshake();
+  /// Acts on deadlines; called regularly.
   void check(Instant now);
 
-  [[nodiscard]] const asio::ip::address& remoteAddress() const noexcept { return address; }
-  /// Whether it has been counted as authenticated.
-  [[nodiscard]] bool isAuthenticated() const noexcept { return authenticated; }
+  /// Whether nothing new is taken or sent.
+  [[nodiscard]] bool isClosing() const noexcept {
+    return phase == Phase::closing || phase == Phase::ended;
+  }
+
+  /// Where it stands in its loop's list, which keeps this.
+  std::size_t place = 0;
 
  private:
-  using WebSocket = boost::beast::websocket::stream<ClientStream, false>;
+  enum class Phase : std::uint8_t { proxy, handshake, request, answer, open, closing, ended };
+  using Socket =
+      asio::basic_stream_socket<asio::generic::stream_protocol, asio::io_context::executor_type>;
+  /// What only a connection needs that is no WebSocket yet.
+  struct Opening {
+    explicit Opening(const Limits& limits)
+        : requests(limits.requestHeader), requestsLeft(limits.requests) {}
+    RequestReader requests;
+    std::string proxyHeader;
+    std::size_t requestsLeft;
+  };
 
-  /// Everything up to the WebSocket. False when the connection is no WebSocket.
-  asio::awaitable<bool> establish();
-  using Request = http::request<http::empty_body>;
-  /// The WebSocket's part of `establish`.
-  asio::awaitable<bool> upgrade(const Request& request);
-  /// False when it could not be sent, or is the last.
-  asio::awaitable<bool> answer(HTTPAnswer response);
-  asio::awaitable<void> receive();
-  /// One whole message. False when the connection has ended instead.
-  asio::awaitable<bool> receive(std::string& message);
-  asio::awaitable<void> transmit();
-  asio::awaitable<void> finish();
-
-  void configureWebSocket();
-  void received(const SharedText& message);
+  void waitToRead();
+  void waitToWrite();
+  void readable();
+  void writable();
+  /// True when more may be read.
+  [[nodiscard]] bool shakeHands();
+  [[nodiscard]] bool received(std::span<char> bytes);
+  [[nodiscard]] bool takeProxyHeader(std::string_view bytes);
+  /// Reads requests and answers them. True when more may be read.
+  [[nodiscard]] bool takeRequests(std::string_view bytes);
+  void takeRequest();
+  /// `body` is the answer's where that does not last.
+  void answer(HTTPAnswer response, bool mayStay, std::string body = {});
+  void upgrade(const HTTPRequest& request);
+  void open(const Target& target, std::string greeting);
+  void takeFrames(std::span<char> bytes);
+  void take(FrameEvent& event);
+  void sent();
+  void peerEnded(bool isLoss);
+  /// From here on nothing is taken: what waits is sent within `closingTime`.
+  void finish(CloseReason reason);
+  /// Remembers the reason, counts it and writes it to the log: the first one only.
+  void note(CloseReason reason);
+  void endHandshake();
   void leave();
-  [[nodiscard]] Instant now() const { return exchange->clock->now(); }
-  /// From here on the other side has little time.
-  void limitClosing() { cutAt = std::min(cutAt, now() + exchange->limits.closingTime); }
-  [[nodiscard]] ClientStream& stream() { return webSocket.next_layer(); }
+  void noticeAuthentication(Instant now);
+  /// Tells the loop how much memory is taken for what waits.
+  void countBuffered();
+  void scheduleFlush();
+  /// Takes the socket over for the loop. False when that has ended the connection.
+  [[nodiscard]] bool attach(FileDescriptor descriptor);
+  [[nodiscard]] Instant now() const;
+  [[nodiscard]] std::shared_ptr<Connection> self() { return shared_from_this(); }
 
-  const std::shared_ptr<Exchange> exchange;
-  const asio::ip::address address;
-  WebSocket webSocket;
-  Notifier changed;
+  Loop* loop;
+  Socket socket;
+  Transport transport;
+  Admission::Address address;
   OutboundQueue outbound;
-  /// From the upgrade on.
-  std::unique_ptr<Session> session;
+  FrameReader frames;
+  std::unique_ptr<Opening> opening;
+  std::optional<Session> session;
   RateLimit inboundBytes;
-  std::uint64_t bytesSeen = 0;
+  /// When the client has last been listened to, before it has authenticated.
+  Instant lastServed;
   Instant cutAt;
-  std::optional<boost::beast::websocket::close_reason> closing;
-  bool receiveEnded = false;
-  bool authenticated = false;
+  std::size_t buffered = 0;
+  int family;
+  Service service;
+  Phase phase;
+  std::optional<CloseReason> reason;
+  /// Why it ends when its answer has been sent.
+  CloseReason afterAnswer = CloseReason::requestsAnswered;
+  bool isAuthenticated = false;
+  bool mayStay = false;
+  bool isFlushScheduled = false;
+  bool isWaitingToWrite = false;
+  bool isSendingEnded = false;
+  bool hasPeerEnded = false;
+  bool readWantsWrite = false;
+  /// It is one of the handshakes of TLS that the loop has under way; or waits to be.
+  bool isShakingHands = false;
+  bool isQueued = false;
 };
 
 }  // namespace orvik::relay

@@ -103,6 +103,30 @@ HTTPAnswer answerTo(const http::request<http::empty_body>& request, const Page* 
   return answer;
 }
 
+HTTPAnswer monitoringAnswer(const http::request<http::empty_body>& request,
+                            const std::function<std::string()>& metrics,
+                            const std::function<std::optional<std::string>()>& notReady,
+                            std::string& body) {
+  const std::string_view target = viewOf(request.target());
+  if (request.method() != http::verb::get) {
+    body = "method not allowed\n";
+    return lineOfText(status::method_not_allowed, body);
+  }
+  if (target == "/metrics") {
+    body = metrics();
+    HTTPAnswer answer = lineOfText(status::ok, body);
+    answer.set(field::content_type, "text/plain; version=0.0.4; charset=utf-8");
+    return answer;
+  }
+  if (target == "/readyz") {
+    const std::optional<std::string> reason = notReady();
+    body = (reason ? *reason : std::string("ok")) + "\n";
+    return lineOfText(reason ? status::service_unavailable : status::ok, body);
+  }
+  body = target == "/healthz" ? "ok\n" : "not found\n";
+  return lineOfText(target == "/healthz" ? status::ok : status::not_found, body);
+}
+
 HTTPAnswer lineOfText(http::status status, std::string_view line) {
   HTTPAnswer answer(status, 11);
   answer.set(field::content_type, "text/plain");

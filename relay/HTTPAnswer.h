@@ -4,6 +4,8 @@
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/http/span_body.hpp>
 
+#include <functional>
+
 #include "relay/Page.h"
 
 namespace orvik::relay {
@@ -17,6 +19,12 @@ using HTTPAnswer = http::response<http::span_body<const char>>;
 /// files where there is a page, and otherwise a refusal. `overTLS` says how the request came.
 [[nodiscard]] HTTPAnswer answerTo(const http::request<http::empty_body>& request, const Page* page,
                                   bool overTLS);
+
+/// What the listener for monitoring answers: metrics, whether the relay lives, and whether it takes
+/// clients. The answer's body is `body`.
+[[nodiscard]] HTTPAnswer monitoringAnswer(
+    const http::request<http::empty_body>& request, const std::function<std::string()>& metrics,
+    const std::function<std::optional<std::string>()>& notReady, std::string& body);
 
 /// An answer that is one line of text.
 [[nodiscard]] HTTPAnswer lineOfText(http::status status, std::string_view line);

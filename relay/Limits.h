@@ -9,8 +9,8 @@
 namespace orvik::relay {
 
 /// Every bound of the relay. Whoever reaches it may claim an identifier, so the bounds hold for
-/// accepted connections too. At worst 1 GiB of unfinished messages stands in memory, if all
-/// connections are Macs that do nothing but that.
+/// accepted connections too. How many connections and how much memory there may be depends on the
+/// machine (`MachineLimits`), and what stands here for it is for a small one.
 struct Limits {
   static constexpr std::size_t kibibyte = 1024;
   static constexpr std::size_t mebibyte = 1024 * kibibyte;
@@ -34,12 +34,20 @@ struct Limits {
   /// run into it.
   Rate phoneBytes{16.0 * kibibyte, 128.0 * kibibyte};
 
-  /// Sockets, and at about 70 KiB of TLS buffers each also memory.
+  /// Event loops.
+  std::size_t threads = 1;
+  /// Descriptors, and about 20 KiB of memory each.
   std::size_t connections = 1024;
   /// One address shall not take all connections; a household behind one address needs a few.
   std::size_t connectionsPerAddress = 256;
-  /// Connections that have not presented a token yet. They cost nothing to make.
+  /// Connections that have not presented a token yet. They cost nothing to make: at this bound no
+  /// more are accepted, and those that have taken `crowdedTime` have to go.
   std::size_t unauthenticated = 256;
+  Clock::Duration crowdedTime = std::chrono::seconds(3);
+  /// Handshakes of TLS that one event loop has under way. More would only make each take longer
+  /// than its client waits: at half a millisecond of processor each these take an eighth of a
+  /// second.
+  std::size_t handshakes = 256;
   /// A browser that loads the page makes up to six at once, and a household has a few browsers.
   std::size_t unauthenticatedPerAddress = 32;
 
@@ -85,6 +93,8 @@ struct Limits {
   /// What waits to be sent to one connection, the message being sent included.
   std::size_t outboundMessages = 64;
   std::size_t outboundBytes = mebibyte;
+  /// What waits for all connections together, and messages that are not complete yet.
+  std::size_t bufferedBytes = 256 * mebibyte;
 
   /// From accepting a connection to the end of its upgrade.
   Clock::Duration upgradeTime = std::chrono::seconds(10);

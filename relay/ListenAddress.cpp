@@ -1,10 +1,24 @@
 #include "relay/ListenAddress.h"
 
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
+#include <netinet/in.h>
+#include <sys/un.h>
+
 #include <charconv>
+#include <cstring>
+#include <sstream>
 
 namespace orvik::relay {
 
-std::optional<asio::ip::tcp::endpoint> listenAddress(std::string_view text) {
+namespace {
+
+using asio::ip::tcp;
+using Endpoint = asio::generic::stream_protocol::endpoint;
+
+constexpr std::string_view pathMark = "unix:";
+
+std::optional<tcp::endpoint> readTCP(std::string_view text) {
   const std::size_t colon = text.rfind(':');
   if (colon == std::string_view::npos) {
     return std::nullopt;
@@ -27,7 +41,62 @@ std::optional<asio::ip::tcp::endpoint> listenAddress(std::string_view text) {
   if (error || address.is_v6() != isBracketed) {
     return std::nullopt;
   }
-  return asio::ip::tcp::endpoint(address, port);
+  return tcp::endpoint(address, port);
+}
+
+std::optional<tcp::endpoint> tcpOf(const Endpoint& endpoint) {
+  const int family = endpoint.protocol().family();
+  if (family != AF_INET && family != AF_INET6) {
+    return std::nullopt;
+  }
+  tcp::endpoint tcpEndpoint(family == AF_INET ? tcp::v4() : tcp::v6(), 0);
+  std::memcpy(tcpEndpoint.data(), endpoint.data(), tcpEndpoint.size());
+  return tcpEndpoint;
+}
+
+std::string textOf(const tcp::endpoint& endpoint) {
+  std::ostringstream text;
+  text << endpoint;
+  return text.str();
+}
+
+}  // namespace
+
+std::optional<ListenAddress> ListenAddress::read(std::string_view text) {
+  if (text.starts_with(pathMark)) {
+    const std::string_view path = text.substr(pathMark.size());
+    if (path.empty() || path.size() >= sizeof(sockaddr_un::sun_path)) {
+      return std::nullopt;
+    }
+    return ListenAddress{asio::local::stream_protocol::endpoint(std::string(path)),
+                         std::string(text)};
+  }
+  const auto endpoint = readTCP(text);
+  return endpoint ? std::optional(ListenAddress{*endpoint, textOf(*endpoint)}) : std::nullopt;
+}
+
+std::optional<std::string> ListenAddress::path() const {
+  return text.starts_with(pathMark) ? std::optional(text.substr(pathMark.size())) : std::nullopt;
+}
+
+bool ListenAddress::isLocal() const {
+  const auto address = addressOf(endpoint);
+  return !address || address->is_loopback();
+}
+
+std::uint16_t ListenAddress::port() const {
+  const auto tcpEndpoint = tcpOf(endpoint);
+  return tcpEndpoint ? tcpEndpoint->port() : std::uint16_t{0};
+}
+
+std::optional<asio::ip::address> addressOf(const Endpoint& endpoint) {
+  const auto tcpEndpoint = tcpOf(endpoint);
+  return tcpEndpoint ? std::optional(tcpEndpoint->address()) : std::nullopt;
+}
+
+ListenAddress withPortOf(const Endpoint& endpoint, const ListenAddress& address) {
+  const auto tcpEndpoint = tcpOf(endpoint);
+  return tcpEndpoint ? ListenAddress{*tcpEndpoint, textOf(*tcpEndpoint)} : address;
 }
 
 }  // namespace orvik::relay

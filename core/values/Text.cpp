@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 
 #include "core/values/NumberText.h"
@@ -51,6 +52,18 @@ std::int32_t nextCodePoint(std::string_view text, std::size_t& position) noexcep
 bool isValidUTF8(std::string_view text) noexcept {
   std::size_t position = 0;
   while (position < text.size()) {
+    // Most texts are ASCII: eight bytes at once.
+    std::uint64_t word = 0;
+    while (position + sizeof word <= text.size()) {
+      std::memcpy(&word, text.data() + position, sizeof word);
+      if ((word & 0x8080808080808080U) != 0) {
+        break;
+      }
+      position += sizeof word;
+    }
+    if (position == text.size()) {
+      return true;
+    }
     if (static_cast<unsigned char>(text[position]) < 0x80) {
       ++position;
     } else if (nextCodePoint(text, position) < 0) {

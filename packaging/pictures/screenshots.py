@@ -36,8 +36,7 @@ def launch(bus, display, options, locale, shade):
 
 
 def take():
-    _, port = start_relay()
-    options = ["--relay", f"wss://localhost:{port}", "--trust", path("state/certificate.pem")]
+    _, _, options = start_relay()
     bus = start_bus("session")
     panel = Panel(bus)
     display = start_display()

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <ranges>
 
 #include "phone/terminal/ConnectionsView.h"
 #include "phone/terminal/DisplayText.h"
@@ -316,8 +315,8 @@ std::vector<ViewLine> sampleView(const MacState& state, int width) {
     page.group("Sensors", {"not available: " + *error});
   }
   if (state.connection.phase != ConnectionState::Phase::live) {
-    for (ViewLine& line : page.lines | std::views::drop(titleLines)) {
-      line.isOld = true;
+    for (std::size_t i = titleLines; i < page.lines.size(); ++i) {
+      page.lines[i].isOld = true;
     }
   }
   return page.lines;

@@ -5,7 +5,8 @@ import assert from "node:assert/strict";
 import { readFileSync, writeFileSync } from "node:fs";
 import { test } from "node:test";
 import { fileURLToPath } from "node:url";
-import { phonePage, Stage } from "./stage.mjs";
+import { makeNextVersion } from "./nextVersion.mjs";
+import { pageFolder, phonePage, Stage } from "./stage.mjs";
 
 const sample = fileURLToPath(new URL("sample.json", import.meta.url));
 const readings = JSON.parse(readFileSync(sample, "utf8"));
@@ -223,3 +224,106 @@ journey("several computers: pasted, chosen, renamed, removed", async (stage) => 
   await page.waitForFunction(() => !document.body.innerText.includes("Cellar"));
 });
 
+/** A page under the old version's worker, of which a new version has come to be since. */
+async function outdated(stage) {
+  const agent = await stage.startAgent({ sample });
+  const browser = await stage.startBrowser();
+  const page = await opened(stage, browser, agent.link);
+  await phase(page, "live");
+  await page.waitForSelector(".computer");
+  await page.evaluate(() => navigator.serviceWorker.ready.then(() => undefined));
+  await page.goto(agent.link.split("#")[0]);
+  await phase(page, "live");
+  await page.waitForFunction(async () => (await (await caches.open((await caches.keys())[0])).match("/orvik/manifest.webmanifest")) !== undefined);
+  const next = stage.path("next");
+  const version = makeNextVersion(pageFolder, next);
+  await stage.relay.end();
+  await stage.startRelay(next);
+  return { agent, browser, page, version };
+}
+const versionOf = (page) => page.$eval("meta[name=version]", (meta) => meta.content);
+const askForUpdate = (page) => page.evaluate(async () => {
+  const registration = await navigator.serviceWorker.getRegistration();
+  await registration.update();
+  await new Promise((waits) => {
+    const look = () => { if (registration.waiting !== null) waits(); else setTimeout(look, 50); };
+    look();
+  });
+});
+/** Runs one version and no other, also in a part that it had not used, and has not loaded anew more often. */
+async function isWhole(page, version, mostLoads) {
+  await phase(page, "live");
+  await tap(page, ".bell");
+  await says(page, "No alerts so far.");
+  await page.goBack();
+  await phase(page, "live");
+  assert.equal(await versionOf(page), version);
+  const { document: own, loaded } = await page.evaluate(async () => ({
+    document: await (await fetch("/orvik/hashes.txt", { cache: "no-store" })).text(),
+    loaded: performance.getEntriesByType("resource").map(({ name }) => new URL(name).pathname).filter((path) => /^\/orvik\/a\/.*\.(js|css)$/.test(path)),
+  }));
+  assert.ok(loaded.length >= 3);
+  const known = loaded.map((path) => own.includes(path.slice("/orvik/".length)));
+  assert.equal(new Set(known).size, 1, `parts of one version: ${loaded}`);
+  assert.ok(page.loads <= mostLoads, `loaded ${page.loads} times`);
+}
+function countLoads(page) {
+  page.loads = 0;
+  page.on("load", () => { page.loads += 1; });
+}
+
+journey("a new version: an open page goes on, with its old parts gone, and switches once it is hidden", async (stage) => {
+  const { page, version } = await outdated(stage);
+  const old = await versionOf(page);
+  countLoads(page);
+  await askForUpdate(page);
+  await isWhole(page, old, 0);
+  const comeBack = await hide(page);
+  await page.waitForFunction((wanted) => document.querySelector("meta[name=version]")?.content === wanted, { polling: 100 }, version);
+  await comeBack();
+  await isWhole(page, version, 1);
+  await (await hide(page))();
+  await isWhole(page, version, 1);
+  await page.waitForFunction(async () => (await caches.keys()).length === 1);
+  page.faults = page.faults.filter((fault) => !/WebSocket connection|Failed to load resource/.test(fault));
+});
+
+journey("a new version: a closed page opens whole, and is new at the second opening", async (stage) => {
+  const { agent, browser, page, version } = await outdated(stage);
+  const old = await versionOf(page);
+  await page.goto("about:blank");
+  page.faults = [];
+  const second = await opened(stage, browser, agent.link.split("#")[0]);
+  countLoads(second);
+  await isWhole(second, old, 0);
+  await askForUpdate(second);
+  stage.pages = [page];
+  await second.close();
+  await page.bringToFront();
+  // The browser lets the new worker take over once it has noticed that no page is open.
+  await page.goto(`${new URL(agent.link).origin}/healthz`);
+  await page.waitForFunction(async () => (await navigator.serviceWorker.getRegistration("/orvik/p")).waiting === null, { polling: 100 });
+  countLoads(page);
+  await page.goto(agent.link.split("#")[0]);
+  await isWhole(page, version, 1);
+  page.faults = page.faults.filter((fault) => !/WebSocket connection|Failed to load resource/.test(fault));
+});
+
+journey("a new version: of two tabs the hidden one switches, the one that is looked at goes on until it is hidden", async (stage) => {
+  const { agent, browser, page, version } = await outdated(stage);
+  const old = await versionOf(page);
+  const second = await opened(stage, browser, agent.link.split("#")[0]);
+  await phase(second, "live");
+  for (const each of [page, second]) countLoads(each);
+  await askForUpdate(second);
+  // Looked at first, then hidden behind the other.
+  await page.bringToFront();
+  await second.waitForFunction((wanted) => document.querySelector("meta[name=version]")?.content === wanted, { polling: 100 }, version);
+  await isWhole(page, old, 0);
+  await second.bringToFront();
+  await page.waitForFunction((wanted) => document.querySelector("meta[name=version]")?.content === wanted, { polling: 100 }, version);
+  await isWhole(second, version, 1);
+  await page.bringToFront();
+  await isWhole(page, version, 1);
+  for (const each of [page, second]) each.faults = each.faults.filter((fault) => !/WebSocket connection|Failed to load resource/.test(fault));
+});

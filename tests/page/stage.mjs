@@ -101,10 +101,10 @@ export class Stage {
     return Object.assign(agent, { link: `http://localhost:${this.plainPort}/orvik/p#${fragment}` });
   }
 
-  async startBrowser(name = "chromium", options = {}) {
+  async startBrowser(name = "chromium", { extraOptions = [], ...options } = {}) {
     const browser = await puppeteer.launch(name === "firefox"
       ? { browser: "firefox", executablePath: "/usr/bin/firefox-esr", headless: true, ...options }
-      : { executablePath: "/usr/bin/chromium", headless: true, args: chromiumOptions, ...options });
+      : { executablePath: "/usr/bin/chromium", headless: true, args: [...chromiumOptions, ...extraOptions], ...options });
     this.#browsers.push(browser);
     return browser;
   }

@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 #include "core/values/Base64.h"
 #include "relay/Admission.h"
+#include "relay/Drain.h"
 #include "relay/ListenAddress.h"
+#include "relay/OutboundQueue.h"
 #include "relay/Target.h"
 #include "tests/support/Table.h"
 
@@ -35,7 +35,7 @@ TEST(Admission, BoundsTotalsAndPlaces) {
   Admission admission(limits);
   const asio::ip::address first = asio::ip::make_address("192.0.2.1");
   const auto enters = [&](const char* address, bool expected) {
-    EXPECT_EQ(admission.enter(asio::ip::make_address(address)), expected) << address;
+    EXPECT_EQ(!admission.enter(asio::ip::make_address(address)), expected) << address;
   };
   enters("192.0.2.1", true);
   enters("::ffff:192.0.2.1", true);
@@ -50,7 +50,47 @@ TEST(Admission, BoundsTotalsAndPlaces) {
   admission.leave(first, true);
   enters("2001:db8::3", false);  // The same network as before.
   enters("2001:db8:0:1::1", true);
+  EXPECT_TRUE(admission.isCrowded());
   enters("192.0.2.2", false);  // Four unauthenticated.
+}
+
+TEST(Drain, SpreadsWhatIsLeftOverItsTime) {
+  const Instant start{1h};
+  Drain drain(start, 10s);
+  // Milliseconds, how many are left, how many of them are due. Some leave by themselves.
+  constexpr std::size_t steps[][3] = {{0, 100, 0},    {1000, 100, 10}, {1180, 90, 1},
+                                      {5000, 80, 35}, {9900, 10, 10},  {9950, 1, 0},
+                                      {9999, 1, 1},   {10000, 1, 1},   {12000, 2, 2}};
+  for (const auto& [ms, left, due] : steps) {
+    EXPECT_EQ(drain.due(start + std::chrono::milliseconds(ms), left), due) << ms;
+  }
+  EXPECT_EQ(Drain(start, 0s).due(start, 7), 7U);
+}
+
+TEST(OutboundQueue, KeepsWhatIsOnItsWay) {
+  Limits limits;
+  limits.outboundMessages = 2;
+  limits.outboundBytes = 10;
+  OutboundQueue queue;
+  EXPECT_TRUE(queue.push(framedText("longer than ten bytes"), limits)) << "alone it always fits";
+  EXPECT_FALSE(queue.push(framedText("x"), limits));
+  queue.pop(23);
+  EXPECT_TRUE(queue.push(framedText("ab"), limits));
+  EXPECT_TRUE(queue.push(framedText("cd"), limits));
+  EXPECT_FALSE(queue.push(framedText(""), limits));
+  std::string room(5, '\0');
+  EXPECT_EQ(queue.copy(room), 5U);
+  EXPECT_EQ(room,
+            "\x81\x02"
+            "ab"
+            "\x81");
+  queue.dropBehind(5);
+  EXPECT_EQ(queue.size(), 8U) << "a part of the second may be on its way";
+  queue.pop(1);
+  queue.dropBehind(0);
+  EXPECT_EQ(queue.size(), 3U);
+  queue.pop(3);
+  EXPECT_TRUE(queue.empty());
 }
 
 const test::Parsers parsers{
@@ -62,9 +102,8 @@ const test::Parsers parsers{
                      : nullptr;
      }},
     {"address", [](auto text) -> JSONValue {
-       const auto address = listenAddress(std::string(text));
-       std::ostringstream read;
-       return address ? JSONValue((read << *address, read.str())) : nullptr;
+       const auto address = ListenAddress::read(text);
+       return address ? JSONValue(address->text) : nullptr;
      }}};
 
 TEST(Relay, ReadsTargetsAndAddressesAsTheTableSays) {

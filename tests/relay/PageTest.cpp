@@ -25,10 +25,8 @@ class PageTest : public RunningRelay {
     folder.write("dist/config.json", R"({"relay":"wss://relay.example:1/prefix"})");
     folder.write("dist/.hidden/key", "secret");
     folder.write("secret", "secret");
-    const auto certificate =
-        Certificate::read(test::fixture("localhost.pem"), test::fixture("localhost.key.pem"));
-    server.emplace(context, loopback, certificate, clock, store);
-    endpoint = server->listenPlain(loopback);
+    makeServer();
+    endpoint = listen({});
     server->serve(Page::read(folder.path / "dist"));
     serve();
   }
@@ -105,16 +103,16 @@ TEST_F(PageTest, BoundsAConnectionInTimeAndRequests) {
   EXPECT_THAT(busy.read("run()"), HasSubstr("Connection: close"));
   idle.send(request);
   idle.read("run()");
-  clock->advance(limits.requestWait - 1s);
+  advance(limits.requestWait - 1s);
   idle.send(request);
   idle.read("run()");
-  clock->advance(limits.requestWait);
+  advance(limits.requestWait);
   EXPECT_EQ(idle.rest(), "");
 
   Client slow(*this);
   slow.send("GET /orvik/a/large-1.png HTTP/1.1\r\nHost: localhost\r\n\r\n");
   slow.read("\r\n\r\n");
-  clock->advance(limits.answerTime);
+  advance(limits.answerTime);
   EXPECT_LT(slow.rest().size(), large);
 }
 
@@ -138,7 +136,7 @@ TEST_F(PageTest, RelaysWithoutTLSUnderTheSameRules) {
     pings += frame('\x89', std::string(125, 'x'));
   }
   phone.send(pings);
-  clock->advance(limits.checkInterval);
+  advance(limits.checkInterval);
   phone.read("\x03\xF0too many bytes");
 }
 

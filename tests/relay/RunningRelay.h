@@ -2,31 +2,68 @@
 
 #include <boost/asio/as_tuple.hpp>
 #include <boost/asio/co_spawn.hpp>
+#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/read.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/use_future.hpp>
 #include <boost/asio/write.hpp>
 #include <gmock/gmock.h>
 
+#include <atomic>
+#include <thread>
+
 #include "relay/MemoryStore.h"
-#include "relay/RelayServer.h"
-#include "tests/support/ManualClock.h"
+#include "relay/Server.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace orvik::relay {
 
-/// A relay on loopback and its clients, all in this thread. The clock stands still.
+/// Time that stands still until a test moves it, for several threads.
+class StandingClock final : public Clock {
+ public:
+  [[nodiscard]] Instant now() const override { return Instant(elapsed.load()); }
+  [[nodiscard]] UnixTime unixNow() const override {
+    return UnixTime(std::chrono::seconds(1'800'000'000) + elapsed.load());
+  }
+  asio::awaitable<void> sleepUntil(Instant) override {
+    throw boost::system::system_error(asio::error::operation_aborted);
+  }
+
+  std::atomic<Duration> elapsed = Duration(std::chrono::hours(1));
+};
+
+/// A relay on loopback with two event loops, and its clients in this thread. The clock stands
+/// still.
 class RunningRelay : public testing::Test {
  protected:
   static constexpr auto asTuple = asio::as_tuple(asio::use_awaitable);
 
   void TearDown() override {
+    // The second time all are cut.
     server->stop();
-    clock->advance(limits.shutdownTime);
-    finish(serving);
+    server->stop();
+    serving.join();
   }
 
-  void serve() { serving = asio::co_spawn(context, server->run(), asio::use_future); }
+  void makeServer() {
+    limits.threads = 2;
+    server.emplace(limits, clock, std::make_unique<MemoryStore>(limits, clock));
+  }
+  asio::ip::tcp::endpoint listen(Server::Listening listening) {
+    listening.address = *ListenAddress::read("127.0.0.1:0");
+    return {loopback, server->listen(listening).port()};
+  }
+  void serve() {
+    serving = std::thread([this] {
+      blockSignals();
+      server->run();
+    });
+  }
+  /// Moves time, and has the relay look at its deadlines.
+  void advance(Clock::Duration duration) {
+    clock->elapsed = clock->elapsed.load() + duration;
+    server->check();
+  }
 
   /// Runs everything until an operation is done, and gives its result.
   template <typename Result>
@@ -60,14 +97,13 @@ class RunningRelay : public testing::Test {
     return answer;
   }
 
-  const asio::ip::tcp::endpoint loopback{asio::ip::address_v4::loopback(), 0};
+  const asio::ip::address loopback = asio::ip::address_v4::loopback();
   asio::io_context context;
-  std::shared_ptr<test::ManualClock> clock = std::make_shared<test::ManualClock>(context);
+  std::shared_ptr<StandingClock> clock = std::make_shared<StandingClock>();
   test::TemporaryFolder folder;
   Limits limits;
-  MemoryStore store{limits, clock};
-  std::optional<RelayServer> server;
-  std::future<void> serving;
+  std::optional<Server> server;
+  std::thread serving;
 };
 
 }  // namespace orvik::relay

@@ -256,6 +256,7 @@ TEST_F(SQLiteStoreTest, SaysWhatItCannotDoAndRecovers) {
 }
 
 TEST_F(SQLiteStoreTest, IsBounded) {
+  store.reset();
   limits.storeBytes = 2 * Limits::mebibyte;
   limits.storeQueue = 3;
   reopen();

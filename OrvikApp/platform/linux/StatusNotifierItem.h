@@ -70,6 +70,7 @@ class StatusNotifierItem final : public QDBusAbstractAdaptor, public PanelItem {
   [[nodiscard]] QDBusObjectPath menu() const { return menuPath; }
 
  public Q_SLOTS:
+  // NOLINTBEGIN(readability-identifier-naming): the names are the protocol's.
   void Activate(int x, int y);
   void SecondaryActivate(int x, int y) { Activate(x, y); }
   void ContextMenu(int x, int y) { Activate(x, y); }
@@ -78,6 +79,7 @@ class StatusNotifierItem final : public QDBusAbstractAdaptor, public PanelItem {
  Q_SIGNALS:
   void NewIcon();
   void NewToolTip();
+  // NOLINTEND(readability-identifier-naming)
 
  private:
   QSystemTrayIcon& icon;

@@ -20,6 +20,8 @@ const html =
 // The pictures are set in Inter where Debian's fonts-inter-variable is installed.
 const pictureFont = ':root{--font:"Inter","Noto Sans Arabic","Noto Sans Devanagari","Noto Sans CJK SC",sans-serif}';
 
+const settled = (tab) => tab.evaluate(() => document.fonts.ready.then(() => new Promise((done) => setTimeout(done, 80))));
+
 export async function openMadeUp() {
   const { outputFiles } = await build({
     entryPoints: { page: join(here, "page.tsx"), style: join(here, "../../screens/style.css"), later: join(here, "../../screens/later.css") },
@@ -68,8 +70,14 @@ export async function openMadeUp() {
       if (rootSize !== undefined) {
         await tab.evaluate((size) => document.documentElement.style.setProperty("font-size", size), rootSize);
       }
-      await tab.evaluate(() => document.fonts.ready.then(() => new Promise((done) => setTimeout(done, 80))));
+      await settled(tab);
       return { tab, faults };
+    },
+    /** Shows another scene in the same tab. */
+    async show(tab, { scene, screen }) {
+      await tab.evaluate((...told) => window.show(...told), scene, screen ?? null);
+      await tab.waitForSelector("h1");
+      await settled(tab);
     },
     async close() {
       await browser.close();

@@ -24,24 +24,25 @@ const complain = (where, what) => {
 
 try {
   for (const language of languages.filter((tag) => wanted.length === 0 || wanted.includes(tag))) {
+    const { tab, faults: spoken } = await made.open({ lang: language, width: 320, height: 700, scale: 1 });
     for (const scene of screens) {
+      await made.show(tab, scene);
       const where = `${language} ${scene.screen ?? scene.scene}`;
-      const { tab, faults: spoken } = await made.open({ ...scene, lang: language, width: 320, height: 700, scale: 1 });
-      for (const fault of spoken) complain(where, fault);
-      for (const fault of await tab.evaluate(measure)) complain(where, fault);
-      await tab.close();
+      for (const fault of [...spoken.splice(0), ...(await tab.evaluate(measure))]) complain(where, fault);
     }
+    await tab.close();
   }
   for (const dark of wanted.length === 0 || wanted.includes("axe") ? [false, true] : []) {
+    const { tab } = await made.open({ dark, scale: 1 });
+    // Through the debugger: the page's own policy runs no script but its own.
+    await tab.evaluate(axe);
     for (const scene of screens) {
+      await made.show(tab, scene);
       const where = `axe ${scene.screen ?? scene.scene} ${dark ? "dark" : "light"}`;
-      const { tab } = await made.open({ ...scene, dark, scale: 1 });
-      // Through the debugger: the page's own policy runs no script but its own.
-      await tab.evaluate(axe);
-      const { violations } = await tab.evaluate(() => window.axe.run());
+      const { violations } = await tab.evaluate(() => window.axe.run(document, { resultTypes: ["violations"] }));
       for (const { id, nodes } of violations) complain(where, `${id}: ${nodes.map(({ html, any }) => `${html.slice(0, 100)} ${any[0]?.message ?? ""}`).join(" | ")}`);
-      await tab.close();
     }
+    await tab.close();
   }
 } finally {
   await made.close();

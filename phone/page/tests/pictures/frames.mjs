@@ -14,11 +14,12 @@ try {
   const { tab } = await made.open({ scene: "alert" });
   await tab.waitForSelector(".curves canvas");
   await tab.emulateMediaFeatures([{ name: "prefers-reduced-motion", value: "no-preference" }]);
-  await tab.tracing.start({ path: file, categories: ["disabled-by-default-devtools.timeline", "devtools.timeline", "toplevel"] });
+  await tab.tracing.start({ path: file, categories: ["disabled-by-default-devtools.timeline", "devtools.timeline", "toplevel", "blink.user_timing"] });
   for (const top of [0, 900]) {
     await tab.evaluate(async (to) => {
       scrollTo(0, to);
       for (let sample = 0; sample < 35; sample += 1) {
+        performance.mark("sample");
         window.advance();
         await new Promise((done) => setTimeout(done, 100));
       }
@@ -26,7 +27,8 @@ try {
   }
   await tab.tracing.stop();
   const { traceEvents } = JSON.parse(await readFile(file, "utf8"));
-  const threads = new Set(traceEvents.filter(({ name, args }) => name === "thread_name" && args.name === "CrRendererMain").map(({ pid, tid }) => `${pid} ${tid}`));
+  // Other tabs of the browser's own have threads of the same name.
+  const threads = new Set(traceEvents.filter(({ name, cat }) => name === "sample" && cat === "blink.user_timing").map(({ pid, tid }) => `${pid} ${tid}`));
   const tasks = traceEvents
     .filter(({ name, ph, pid, tid, tdur }) => name === "RunTask" && ph === "X" && tdur > 0 && threads.has(`${pid} ${tid}`))
     .map(({ tdur }) => (tdur / 1000) * slower)

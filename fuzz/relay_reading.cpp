@@ -1,0 +1,99 @@
+#include <cstdlib>
+#include <vector>
+
+#include "relay/FrameReader.h"
+#include "relay/ProxyHeader.h"
+#include "relay/RequestReader.h"
+
+namespace {
+
+using namespace orvik::relay;
+
+constexpr std::size_t longestMessage = 4096;
+constexpr std::size_t longestHead = 8192;
+
+std::string frames(const std::vector<std::string>& pieces) {
+  FrameReader reader;
+  std::string told;
+  for (std::string piece : pieces) {
+    std::span<char> rest(piece);
+    while (const auto event = reader.next(rest, longestMessage)) {
+      told += std::to_string(static_cast<int>(event->kind)) + event->content;
+      if (event->message) {
+        told += event->message->text();
+      }
+      if (event->kind == FrameEvent::Kind::failure) {
+        return told + std::to_string(rowOf(event->reason).code);
+      }
+    }
+    // Nothing is left behind, and nothing grows beyond what was sent.
+    if (!rest.empty() || reader.unfinished() > longestMessage + FramedText::room) {
+      std::abort();
+    }
+  }
+  return told;
+}
+
+std::string request(const std::vector<std::string>& pieces) {
+  RequestReader reader(longestHead);
+  for (const std::string& piece : pieces) {
+    switch (reader.read(piece)) {
+      case RequestReader::Outcome::incomplete:
+        break;
+      case RequestReader::Outcome::bad:
+        return "bad";
+      case RequestReader::Outcome::request: {
+        const HTTPRequest& found = reader.request();
+        if (isUpgrade(found) && isProperUpgrade(found)) {
+          return upgradeAnswer(found);
+        }
+        const HTTPAnswer answer = answerTo(found, nullptr, true);
+        return headOf(answer);
+      }
+    }
+  }
+  return "incomplete";
+}
+
+std::string proxyHeader(const std::vector<std::string>& pieces) {
+  std::string gathered;
+  for (const std::string& piece : pieces) {
+    gathered += piece;
+    ProxyHeader header;
+    switch (header.read(gathered)) {
+      case ProxyHeader::Outcome::incomplete:
+        break;
+      case ProxyHeader::Outcome::bad:
+        return "bad";
+      case ProxyHeader::Outcome::header:
+        return (header.address ? header.address->to_string() : "none") +
+               std::to_string(header.size);
+    }
+  }
+  return "incomplete";
+}
+
+}  // namespace
+
+/// What a client sends means the same however it is cut. The first byte says what is read and into
+/// how many pieces it is cut; as many bytes behind it say where.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) {
+    return 0;
+  }
+  const std::size_t cuts = std::min<std::size_t>((data[0] >> 2U) & 0x0FU, size - 1);
+  const std::string bytes(reinterpret_cast<const char*>(data) + 1 + cuts, size - 1 - cuts);
+  std::vector<std::string> pieces;
+  std::string rest = bytes;
+  for (std::size_t i = 0; i < cuts; ++i) {
+    const std::size_t length = std::min<std::size_t>(data[1 + i], rest.size());
+    pieces.push_back(rest.substr(0, length));
+    rest.erase(0, length);
+  }
+  pieces.push_back(rest);
+  const auto read = (data[0] & 3U) == 0 ? frames : (data[0] & 3U) == 1 ? request : proxyHeader;
+  if (read({bytes}) != read(pieces)) {
+    std::abort();
+  }
+  return 0;
+}

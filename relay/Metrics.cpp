@@ -1,0 +1,91 @@
+#include "relay/Metrics.h"
+
+#include <algorithm>
+
+namespace orvik::relay {
+
+namespace {
+
+constexpr std::string_view prefix = "orvik_relay_";
+
+void appendHead(std::string& text, std::string_view name, std::string_view help,
+                std::string_view type) {
+  text.append("# HELP ").append(prefix).append(name).append(" ").append(help);
+  text.append("\n# TYPE ").append(prefix).append(name).append(" ").append(type).append("\n");
+}
+
+void append(std::string& text, std::string_view name, std::string_view help, std::string_view type,
+            std::uint64_t value) {
+  appendHead(text, name, help, type);
+  text.append(prefix).append(name).append(" ").append(std::to_string(value)).append("\n");
+}
+
+void appendTimes(std::string& text, std::string_view operation, const AnswerTimes& times) {
+  const auto line = [&](std::string_view part, std::string_view bound, const std::string& value) {
+    text.append(prefix).append("store_answer_seconds").append(part).append("{operation=\"");
+    text.append(operation).append("\"").append(bound).append("} ").append(value).append("\n");
+  };
+  std::uint64_t sum = 0;
+  for (std::size_t i = 0; i < times.counts.size(); ++i) {
+    sum += times.counts.at(i);
+    std::string bound = "+Inf";
+    if (i < AnswerTimes::bounds.size()) {
+      bound = std::to_string(AnswerTimes::bounds.at(i));
+    }
+    line("_bucket", ",le=\"" + bound + "\"", std::to_string(sum));
+  }
+  line("_sum", "", std::to_string(times.totalSeconds));
+  line("_count", "", std::to_string(sum));
+}
+
+}  // namespace
+
+std::string metricsText(const StoreState& store) {
+  std::string out;
+  appendHead(out, "store_health", "1 for what the store can do at present.", "gauge");
+  out.append(prefix).append("store_health{state=\"").append(text(store.health)).append("\"} 1\n");
+  append(out, "store_queue", "Questions that wait for the store.", "gauge", store.queued);
+  append(out, "store_queue_limit", "How many of them there may be.", "gauge", store.mostQueued);
+  append(out, "store_refused_total", "Questions that found the queue full.", "counter",
+         store.refused);
+  append(out, "store_damaged_files_total", "Files that were found damaged and moved aside.",
+         "counter", store.damagedFiles);
+  appendHead(out, "store_answer_seconds", "From a question to the answer of the store.",
+             "histogram");
+  appendTimes(out, "find", store.find);
+  appendTimes(out, "claim", store.claim);
+  appendTimes(out, "keep", store.keep);
+  return out;
+}
+
+std::string metricsText(std::span<const Counters* const> loops) {
+  using Kind = MetricRow::Kind;
+  std::string text;
+  for (const MetricRow& row : metricRows) {
+    appendHead(text, row.name, row.help, row.kind == Kind::counter ? "counter" : "gauge");
+    std::int64_t sum = 0;
+    std::int64_t largest = 0;
+    for (const Counters* counters : loops) {
+      const std::int64_t value = counters->value(row.metric);
+      sum += value;
+      largest = std::max(largest, value);
+    }
+    text.append(prefix).append(row.name).append(" ");
+    text += row.kind == Kind::largestNanoseconds
+                ? std::to_string(static_cast<double>(largest) / 1e9)
+                : std::to_string(sum);
+    text += "\n";
+  }
+  appendHead(text, "connections_ended_total", "Connections that have ended, by reason.", "counter");
+  for (const CloseRow& row : closeRows) {
+    std::int64_t sum = 0;
+    for (const Counters* counters : loops) {
+      sum += counters->value(row.reason);
+    }
+    text.append(prefix).append("connections_ended_total{reason=\"").append(row.label);
+    text.append("\"} ").append(std::to_string(sum)).append("\n");
+  }
+  return text;
+}
+
+}  // namespace orvik::relay

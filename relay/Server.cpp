@@ -1,0 +1,291 @@
+#include "relay/Server.h"
+
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/ip/v6_only.hpp>
+#include <fcntl.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <future>
+
+#include "relay/Log.h"
+
+namespace orvik::relay {
+
+namespace {
+
+using asio::generic::stream_protocol;
+
+/// So many connections at once; then others have their turn.
+constexpr int acceptBatch = 64;
+/// Scrapers and health checks; far above what anybody has.
+constexpr std::size_t mostMonitoring = 32;
+constexpr std::chrono::milliseconds acceptPause{50};
+/// A limit that is reached again and again is told no more often.
+constexpr std::chrono::minutes pauseLineInterval{1};
+
+void removeSocketFile(const std::filesystem::path& file) {
+  // Of an earlier run; anything else at that path stays, and listening fails.
+  if (std::filesystem::is_socket(file)) {
+    std::filesystem::remove(file);
+  }
+}
+
+void makeNonBlocking(int descriptor) {
+  ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) | O_NONBLOCK);
+  ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+}
+
+}  // namespace
+
+Server::Server(const Limits& limits, std::shared_ptr<Clock> clock,
+               std::unique_ptr<RecordStore> store)
+    : shared(limits, std::move(clock), std::move(store)), front(shared) {
+  for (std::size_t i = 0; i < std::max<std::size_t>(1, limits.threads); ++i) {
+    shared.loops.push_back(std::make_unique<Loop>(shared));
+  }
+  shared.metrics = [this] {
+    std::vector<const Counters*> all = {&front.counters};
+    for (const auto& loop : shared.loops) {
+      all.push_back(&loop->counters);
+    }
+    return metricsText(all) + metricsText(shared.store->state());
+  };
+  shared.notReady = [this] {
+    const StoreState::Health health = shared.store->state().health;
+    return stopping ? std::optional<std::string>("shutting down")
+           : health != StoreState::Health::available
+               ? std::optional("the store: " + std::string(text(health)))
+               : std::nullopt;
+  };
+}
+
+Server::~Server() {
+  for (const auto& loop : shared.loops) {
+    loop->stop();
+    loop->join();
+  }
+  shared.store.reset();
+  for (const Listener& listener : listeners) {
+    if (!listener.file.empty()) {
+      std::error_code ignored;
+      std::filesystem::remove(listener.file, ignored);
+    }
+  }
+}
+
+ListenAddress Server::listen(const Listening& listening) {
+  Listener listener{Acceptor(front.context), listening};
+  const auto path = listening.address.path();
+  if (path) {
+    removeSocketFile(*path);
+  }
+  const stream_protocol::endpoint& endpoint = listening.address.endpoint;
+  listener.acceptor.open(endpoint.protocol());
+  if (!path) {
+    listener.acceptor.set_option(asio::socket_base::reuse_address(true));
+    if (const auto address = addressOf(endpoint); address && address->is_v6()) {
+      // "[::]" means every address, also where the system's default is otherwise.
+      listener.acceptor.set_option(asio::ip::v6_only(false));
+    }
+  }
+  listener.acceptor.bind(endpoint);
+  if (path) {
+    listener.file = *path;
+    // For the group of a server in front.
+    ::chmod(path->c_str(), S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP);
+  }
+  listener.acceptor.native_non_blocking(true);
+  listener.acceptor.listen();
+  ListenAddress where = withPortOf(listener.acceptor.local_endpoint(), listening.address);
+  listeners.push_back(std::move(listener));
+  return where;
+}
+
+void Server::serve(Page page) { shared.page = std::make_unique<const Page>(std::move(page)); }
+
+void Server::run() {
+  for (const auto& loop : shared.loops) {
+    loop->start();
+  }
+  for (Listener& listener : listeners) {
+    waitToAccept(listener);
+  }
+  front.run();
+  for (const auto& loop : shared.loops) {
+    loop->stop();
+    loop->join();
+  }
+}
+
+void Server::stop(Clock::Duration spread) {
+  front.post([this, spread] { beginStopping(spread); });
+}
+
+void Server::beginStopping(Clock::Duration spread) {
+  if (std::exchange(stopping, true)) {
+    cutAll();
+    return;
+  }
+  for (Listener& listener : listeners) {
+    if (listener.listening.service == Service::clients) {
+      boost::system::error_code ignored;
+      listener.acceptor.close(ignored);
+    }
+  }
+  for (const auto& loop : shared.loops) {
+    loop->post([&loop = *loop, spread] { loop.drain(spread); });
+  }
+  awaitEnd(front.now() + spread + shared.limits.shutdownTime);
+}
+
+void Server::awaitEnd(Instant last) {
+  if (connectionCount() == 0) {
+    front.stop();
+    return;
+  }
+  if (front.now() >= last) {
+    cutAll();
+  }
+  endTimer.expires_after(std::chrono::milliseconds(5));
+  endTimer.async_wait([this, last](const boost::system::error_code& error) {
+    if (!error) {
+      awaitEnd(last);
+    }
+  });
+}
+
+void Server::cutAll() {
+  for (const auto& loop : shared.loops) {
+    loop->post([&loop = *loop] { loop.cutAll(); });
+  }
+}
+
+std::size_t Server::connectionCount() const {
+  std::int64_t count = 0;
+  for (const auto& loop : shared.loops) {
+    count += loop->counters.value(Metric::connections);
+  }
+  return static_cast<std::size_t>(std::max<std::int64_t>(count, 0));
+}
+
+void Server::check() {
+  for (Loop* loop : [this] {
+         std::vector<Loop*> all = {&front};
+         for (const auto& each : shared.loops) {
+           all.push_back(each.get());
+         }
+         return all;
+       }()) {
+    std::promise<void> done;
+    loop->post([loop, &done] {
+      loop->check();
+      done.set_value();
+    });
+    done.get_future().wait();
+  }
+}
+
+void Server::ask(const std::function<void()>& answered) {
+  const auto left = std::make_shared<std::size_t>(shared.loops.size());
+  for (const auto& loop : shared.loops) {
+    loop->post([this, left, answered] {
+      front.post([left, answered] {
+        if (--*left == 0) {
+          answered();
+        }
+      });
+    });
+  }
+}
+
+void Server::waitToAccept(Listener& listener) {
+  listener.acceptor.async_wait(Acceptor::wait_read,
+                               [this, &listener](const boost::system::error_code& error) {
+                                 if (!error) {
+                                   acceptSome(listener);
+                                 }
+                               });
+}
+
+void Server::acceptSome(Listener& listener) {
+  for (int i = 0; i < acceptBatch; ++i) {
+    if (listener.listening.service == Service::clients && shared.admission.isCrowded()) {
+      shared.isCrowded = true;
+      pause(listener, "too many connections have not authenticated");
+      return;
+    }
+    shared.isCrowded = false;
+    if (acceptOne(listener)) {
+      continue;
+    }
+    if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+      // An immediate new attempt would fail alike, for ever.
+      pause(listener, std::generic_category().message(errno));
+      return;
+    }
+    break;
+  }
+  waitToAccept(listener);
+}
+
+bool Server::acceptOne(Listener& listener) {
+  stream_protocol::endpoint remote;
+  auto size = static_cast<socklen_t>(remote.capacity());
+  FileDescriptor descriptor(::accept(listener.acceptor.native_handle(), remote.data(), &size));
+  if (!descriptor) {
+    // The client has left before its turn came.
+    return errno == ECONNABORTED || errno == EINTR || errno == EPROTO;
+  }
+  remote.resize(size);
+  makeNonBlocking(descriptor.get());
+  admit(listener, std::move(descriptor), remote);
+  return true;
+}
+
+void Server::admit(Listener& listener, FileDescriptor descriptor,
+                   const stream_protocol::endpoint& remote) {
+  front.counters.add(Metric::accepted);
+  const Listening& listening = listener.listening;
+  Admission::Address address = addressOf(remote);
+  if (listening.isProxied) {
+    address.reset();
+  }
+  const int family = listening.address.endpoint.protocol().family();
+  if (family != AF_UNIX) {
+    // Messages are small and wanted now. A refusal costs speed only.
+    const int on = 1;
+    ::setsockopt(descriptor.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  }
+  const bool isForClients = listening.service == Service::clients;
+  if (isForClients) {
+    if (const auto refusal = shared.admission.enter(address)) {
+      front.counters.ended(*refusal);
+      return;
+    }
+  } else if (front.size() >= mostMonitoring) {
+    return;
+  }
+  Loop& loop = isForClients ? *shared.loops[nextLoop++ % shared.loops.size()] : front;
+  loop.post([&loop, arrival = Arrival{std::move(descriptor), family, listening.service,
+                                      listening.overTLS ? tls : nullptr, listening.isProxied,
+                                      address}]() mutable { loop.take(std::move(arrival)); });
+}
+
+void Server::pause(Listener& listener, std::string_view why) {
+  front.counters.add(Metric::acceptPauses);
+  if (const Instant now = front.now(); now >= nextPauseLine) {
+    log(Priority::warning, "accepting pauses: " + std::string(why));
+    nextPauseLine = now + pauseLineInterval;
+  }
+  const auto timer = std::make_shared<asio::steady_timer>(front.context, acceptPause);
+  timer->async_wait([this, &listener, timer](const boost::system::error_code& error) {
+    if (!error && !stopping) {
+      acceptSome(listener);
+    }
+  });
+}
+
+}  // namespace orvik::relay
