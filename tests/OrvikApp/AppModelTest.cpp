@@ -254,7 +254,7 @@ class Desktop final : public LoginItem, public PowerEvents, public PairingSource
 };
 
 TEST(AppModel, DoesWhatTheScenariosSay) {
-  EXPECT_EQ(test::expectScenarios<Desktop>("app/scenarios.txt"), 118);
+  EXPECT_EQ(test::expectScenarios<Desktop>("app/scenarios.txt"), 145);
 }
 
 }  // namespace
