@@ -69,13 +69,15 @@ void AddPhone::tell() {
   const PairingNews& news = model.pairingNews();
   const bool isLost = std::exchange(wasLasting, news.isLasting) && !news.isLasting;
   const bool isUnkept = std::exchange(wasKept, news.isKept) && !news.isKept;
-  if (isLost || isUnkept) {
-    ask(QMessageBox::Warning,
-        isLost ? texts.text("The disconnection could not be stored. Restarting may bring the old "
-                            "phones back.")
-               : texts.text("The pairing could not be saved. It is valid until Orvik quits."));
-    box->addButton(texts.text("OK"), QMessageBox::AcceptRole);
+  if (!isLost && !isUnkept) {
+    return;
   }
+  const QString lost = texts.text(
+      "The disconnection could not be stored. Restarting may bring the old phones back.");
+  const QString unkept =
+      texts.text("The pairing could not be saved. It is valid until Orvik quits.");
+  ask(QMessageBox::Warning, isLost ? lost : unkept);
+  box->addButton(texts.text("OK"), QMessageBox::AcceptRole);
 }
 
 void AddPhone::ask(QMessageBox::Icon icon, const QString& text) {
