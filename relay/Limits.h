@@ -95,8 +95,10 @@ struct Limits {
   Clock::Duration storeRetry = std::chrono::seconds(1);
   Clock::Duration longestStoreRetry = std::chrono::seconds(30);
 
-  /// What waits to be sent to one connection, the message being sent included.
-  std::size_t outboundMessages = 64;
+  /// What waits to be sent to one connection, the message being sent included. A Mac's burst of
+  /// `macMessages` may come in one turn and be alerts, which with their numbers are two messages
+  /// each to a phone, which may not have taken the kept ones yet.
+  std::size_t outboundMessages = 192;
   std::size_t outboundBytes = mebibyte;
   /// What waits for all connections together, and messages that are not complete yet.
   std::size_t bufferedBytes = 256 * mebibyte;
