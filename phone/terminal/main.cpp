@@ -156,7 +156,8 @@ bool isColourWanted() {
 int view(const PhoneCommandLine& line) {
   const PairingLink link = PairingLink::read(line.link == "-" ? firstInputLine() : line.link);
   const auto clock = std::make_shared<SystemClock>();
-  const auto session = std::make_shared<BeastWebSocketSession>(clock, line.trust, largestEnvelope);
+  const auto session =
+      std::make_shared<BeastWebSocketSession>(clock, ServerTrust{line.trust}, largestEnvelope);
   const PayloadLimit limit(line.count);
 
   const auto characters = isLocaleUTF8() ? Output::Characters::all : Output::Characters::ascii;
