@@ -104,8 +104,10 @@ asio::awaitable<void> untilAskedToEnd(Screen& screen) {
 asio::awaitable<void> untilQuit(Screen& screen, std::shared_ptr<Clock> clock) {
   constexpr std::chrono::seconds pause{1};
   const int keys = screen.viewer ? screen.terminal.openKeyboard() : -1;
-  while (keys < 0) {
-    co_await clock->sleepFor(std::chrono::hours(24));
+  if (keys < 0) {
+    for (;;) {
+      co_await clock->sleepFor(std::chrono::hours(24));
+    }
   }
   asio::posix::stream_descriptor keyboard(co_await asio::this_coro::executor, keys);
   for (;;) {
