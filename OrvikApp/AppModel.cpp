@@ -4,8 +4,6 @@
 #include <chrono>
 #include <utility>
 
-#include "core/pairing/PairingStore.h"
-
 namespace orvik {
 
 namespace {
@@ -24,22 +22,62 @@ AppModel* AppModel::current() { return currentModel(); }
 AppModel::AppModel(Dependencies given)
     : dependencies(std::move(given)),
       name(dependencies.hostName.value_or("Mac")),
-      published{.pairing = pairingAtStart()} {
-  if (firstLaunch) {
-    registerLoginItem(true);
-  }
+      linkHost(dependencies.linkHost) {
   published.launchAtLogin = isRegistered();
   observeSleep();
-  connect();
   currentModel() = this;
+  dependencies.pairings->start([model = QPointer(this)](const PairingNews& news) {
+    if (model) {
+      model->pairingReported(news);
+    }
+  });
 }
 
-Pairing AppModel::pairingAtStart() {
-  if (auto stored = PairingStore::find(*dependencies.secretStore)) {
-    return *std::move(stored);
+void AppModel::pairingReported(const PairingNews& news) {
+  if (news.pairing && news.pairing == revoked) {
+    return;  // told before it was replaced
   }
-  firstLaunch = true;
-  return PairingStore::loadOrCreate(*dependencies.secretStore);
+  if (news.isNew && !firstLaunch) {
+    firstLaunch = true;
+    registerLoginItem(true);
+    publish(&Published::launchAtLogin, isRegistered(), &AppModel::launchAtLoginChanged);
+  }
+  const bool isOther = pairing() != news.pairing;
+  if (isOther || news.waitsFor != PairingNews::WaitsFor::nothing) {
+    disconnect();
+  }
+  publish(&Published::news, news, &AppModel::pairingNewsChanged);
+  publish(&Published::pairing, news.pairing, &AppModel::pairingChanged);
+  connect();
+}
+
+AppModel::Wait AppModel::waitsFor() const {
+  if (linkHost.empty()) {
+    return Wait::relay;
+  }
+  switch (published.news.waitsFor) {
+    case PairingNews::WaitsFor::keyring:
+      return Wait::keyring;
+    case PairingNews::WaitsFor::otherProgram:
+      return Wait::otherProgram;
+    case PairingNews::WaitsFor::nothing:
+      break;
+  }
+  return Wait::nothing;
+}
+
+QString AppModel::link() const {
+  return pairing() && !linkHost.empty()
+             ? QString::fromStdString(pairing()->link(name, linkHost).text())
+             : QString();
+}
+
+void AppModel::useRelay(const std::string& host) {
+  disconnect();
+  linkHost = host;
+  Q_EMIT pairingNewsChanged();
+  Q_EMIT pairingChanged();
+  connect();
 }
 
 template <typename Value>
@@ -51,11 +89,11 @@ void AppModel::publish(Value Published::*member, Value value, void (AppModel::*c
 }
 
 void AppModel::connect() {
-  if (client || isPaused()) {
+  if (client || isPaused() || !pairing() || waitsFor() != Wait::nothing) {
     return;
   }
   client = dependencies.makeRelayLink(
-      pairing(), [model = QPointer(this), link = ++linkCount](const RelayState& state) {
+      *pairing(), [model = QPointer(this), link = ++linkCount](const RelayState& state) {
         if (model) {
           model->linkReported(link, state);
         }
@@ -104,10 +142,9 @@ void AppModel::resume() {
 
 void AppModel::disconnectAllPhones() {
   disconnect();
-  publish(&Published::pairing, Pairing::generate(), &AppModel::pairingChanged);
-  // A pairing that cannot be stored still does for this run.
-  PairingStore::save(*dependencies.secretStore, pairing());
-  connect();
+  revoked = pairing();
+  publish(&Published::pairing, std::optional<Pairing>(), &AppModel::pairingChanged);
+  dependencies.pairings->replace();
 }
 
 bool AppModel::sayGoodbye(std::function<void()> then) {

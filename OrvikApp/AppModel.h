@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <QString>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -9,12 +10,12 @@
 #include <vector>
 
 #include "OrvikApp/ModelClock.h"
+#include "OrvikApp/PairingSource.h"
 #include "OrvikApp/RelayLink.h"
 #include "OrvikApp/platform/LoginItem.h"
 #include "OrvikApp/platform/PowerEvents.h"
 #include "core/client/RelayState.h"
 #include "core/pairing/Pairing.h"
-#include "core/system/SecretStore.h"
 
 namespace orvik {
 
@@ -28,19 +29,24 @@ class AppModel final : public QObject {
   /// What the model acts through. Nothing in it is null.
   struct Dependencies {
     RelayLinkFactory makeRelayLink;
-    std::shared_ptr<SecretStore> secretStore;
+    std::shared_ptr<PairingSource> pairings;
     std::shared_ptr<LoginItem> loginItem;
     std::shared_ptr<PowerEvents> powerEvents;
     std::shared_ptr<ModelClock> clock;
     /// The computer's name, where the system has one.
     std::optional<std::string> hostName;
+    /// What stands in the pairing link; empty until a relay is chosen.
+    std::string linkHost = {};
   };
 
   /// The live model; null before it is complete and once it is gone.
   [[nodiscard]] static AppModel* current();
 
-  /// Loads the pairing or makes one, then connects. Where no pairing was stored, this is the first
-  /// launch: the application then makes itself a login item.
+  /// What the link has to wait for.
+  enum class Wait { nothing, relay, keyring, otherProgram };
+
+  /// Begins to look for the pairing, and connects as soon as it is there. Where none was stored,
+  /// this is the first launch: the application then makes itself a login item.
   explicit AppModel(Dependencies dependencies);
 
   /// What the link to the relay last reported.
@@ -48,10 +54,16 @@ class AppModel final : public QObject {
   /// When the pause ends, in wall-clock time; present exactly while paused.
   [[nodiscard]] std::optional<Clock::UnixTime> pausedUntil() const { return published.pausedUntil; }
   [[nodiscard]] bool isPaused() const { return published.pausedUntil.has_value(); }
-  [[nodiscard]] const Pairing& pairing() const { return published.pairing; }
+  /// Absent until it is known, and while another takes its place.
+  [[nodiscard]] const std::optional<Pairing>& pairing() const { return published.pairing; }
+  /// The link of the present pairing; empty without one, or without a relay.
+  [[nodiscard]] QString link() const;
+  [[nodiscard]] Wait waitsFor() const;
+  /// How the pairing stands beside that.
+  [[nodiscard]] const PairingNews& pairingNews() const { return published.news; }
   /// The switch for starting at login.
   [[nodiscard]] bool launchAtLogin() const { return published.launchAtLogin; }
-  /// No pairing was stored when the model was made.
+  /// No pairing was stored before this launch. Known with the pairing.
   [[nodiscard]] bool isFirstLaunch() const { return firstLaunch; }
   /// The name under which phones show this computer. Never empty.
   [[nodiscard]] const std::string& macName() const { return name; }
@@ -66,8 +78,13 @@ class AppModel final : public QObject {
   /// Ends a pause at once and connects.
   void resume();
   /// Replaces the pairing, so that every phone has to scan the new code, and connects again unless
-  /// paused. A pairing that cannot be stored is used until the program ends.
+  /// paused. There is no pairing until it is certain that the old one does not come back, as far as
+  /// that can be. One that cannot be stored is used until the program ends.
   void disconnectAllPhones();
+  /// Has the desktop ask the user to unlock the keyring.
+  void unlockKeyring() { dependencies.pairings->unlock(); }
+  /// Another relay has been chosen, in whose links `host` stands: connects to that.
+  void useRelay(const std::string& host);
   /// Stops the running link and calls `then` on the main thread when that is done. Returns false,
   /// and never calls `then`, when there is nothing to stop.
   [[nodiscard]] bool sayGoodbye(std::function<void()> then);
@@ -84,6 +101,8 @@ class AppModel final : public QObject {
   void stateChanged();
   void pausedUntilChanged();
   void pairingChanged();
+  /// Something about `waitsFor` or `pairingNews` has changed.
+  void pairingNewsChanged();
   void launchAtLoginChanged();
 
  private:
@@ -91,21 +110,25 @@ class AppModel final : public QObject {
   struct Published {
     RelayState state = relayState::Stopped{};
     std::optional<Clock::UnixTime> pausedUntil = {};
-    Pairing pairing;
+    std::optional<Pairing> pairing = {};
+    PairingNews news{.waitsFor = PairingNews::WaitsFor::keyring};
     bool launchAtLogin = false;
   };
 
-  [[nodiscard]] Pairing pairingAtStart();
   template <typename Value>
   void publish(Value Published::*member, Value value, void (AppModel::*changed)());
   void disconnect(const PowerEvents::SleepHold& hold);
+  void pairingReported(const PairingNews& news);
   void linkReported(std::uint64_t link, const RelayState& state);
   void registerLoginItem(bool on);
   void observeSleep();
 
   const Dependencies dependencies;
   const std::string name;
+  std::string linkHost;
   bool firstLaunch = false;
+  /// Replaced by this run, and not to be believed any more.
+  std::optional<Pairing> revoked;
   Published published;
   /// Absent while disconnected or paused.
   std::shared_ptr<RelayLink> client;

@@ -8,8 +8,10 @@
 #include <QLabel>
 #include <QNetworkReply>
 #include <QPlainTextEdit>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QTimer>
+#include <QVBoxLayout>
 #include <utility>
 
 #include "OrvikApp/Texts.h"
@@ -78,12 +80,11 @@ void AppcastUpdater::checkForUpdates() {
     show({});
     return;
   }
-  if (std::exchange(isUnderWay, true)) {
-    return;
-  }
+  showChecking();
   // The toolkit follows redirects as long as they stay with https.
   QNetworkReply* const reply = network.get(request(feed));
   QTimer::singleShot(timeout, reply, &QNetworkReply::abort);
+  QObject::connect(dialog.get(), &QDialog::rejected, reply, &QNetworkReply::abort);
   QObject::connect(reply, &QNetworkReply::readyRead, reply, [reply] {
     if (reply->bytesAvailable() > longestFeed) {
       reply->abort();
@@ -91,10 +92,33 @@ void AppcastUpdater::checkForUpdates() {
   });
   QObject::connect(reply, &QNetworkReply::finished, reply, [this, reply] {
     reply->deleteLater();
-    isUnderWay = false;
+    if (!dialog || !dialog->isVisible()) {
+      return;  // the user has called it off
+    }
     show(reply->error() == QNetworkReply::NoError ? decideUpdate(reply->readAll(), version, target)
                                                   : UpdateOutcome());
   });
+}
+
+/// What is there until the outcome takes its place.
+void AppcastUpdater::showChecking() {
+  dialog = std::make_unique<QDialog>();
+  dialog->setWindowTitle(QStringLiteral("Orvik"));
+  dialog->setLayoutDirection(texts.direction());
+  dialog->setAttribute(Qt::WA_QuitOnClose, false);
+  auto* const layout = new QVBoxLayout(dialog.get());
+  layout->setSizeConstraint(QLayout::SetFixedSize);
+  layout->addWidget(label(texts.text("Checking for updates…"), false));
+  auto* const progress = new QProgressBar;
+  progress->setRange(0, 0);
+  progress->setTextVisible(false);
+  layout->addWidget(progress);
+  auto* const buttons = new QDialogButtonBox;
+  buttons->addButton(texts.text("Cancel"), QDialogButtonBox::RejectRole);
+  QObject::connect(buttons, &QDialogButtonBox::rejected, dialog.get(), &QDialog::reject);
+  layout->addWidget(buttons);
+  dialog->show();
+  bringToFront(dialog.get());
 }
 
 void AppcastUpdater::show(const UpdateOutcome& outcome) {

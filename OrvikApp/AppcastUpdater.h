@@ -23,6 +23,7 @@ class AppcastUpdater final : public Updater {
   void checkForUpdates() override;
 
  private:
+  void showChecking();
   void show(const UpdateOutcome& outcome);
 
   const Texts& texts;
@@ -30,7 +31,6 @@ class AppcastUpdater final : public Updater {
   const UpdateTarget target;
   const std::chrono::milliseconds timeout;
   QNetworkAccessManager network;
-  bool isUnderWay = false;
   std::unique_ptr<QDialog> dialog;
 };
 

@@ -7,7 +7,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <optional>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -28,6 +30,7 @@ constexpr const char* help =
     "Options:\n"
     "  -h,--help                       Print this help message and exit\n"
     "  --version                       Display program version information and exit\n"
+    "  --relay URL                     Use the relay at this wss:// address, from now on\n"
     "  --render-pairing FILE [LOCALE]  Draw the pairing card, with a made-up code, into a PNG "
     "file\n";
 
@@ -71,13 +74,33 @@ void takeMessage(QtMsgType type, const QMessageLogContext& context, const QStrin
   std::_Exit(EXIT_FAILURE);
 }
 
+/// Has this and the next starts, and a running application, use the relay at this address. False
+/// without one, and where nothing changes. Throws std::runtime_error when it is none, or cannot be
+/// stored.
+bool rememberRelay(const std::optional<std::string>& url) {
+  const auto preferences = RelayEndpoint::preferences();
+  const auto known = url ? RelayEndpoint::present(*preferences) : std::nullopt;
+  if (!url || (known && known->url == *url)) {
+    return false;
+  }
+  try {
+    if (!RelayEndpoint::at(*url).remember(*preferences)) {
+      throw std::runtime_error("the relay's address cannot be stored");
+    }
+  } catch (const std::invalid_argument& error) {
+    throw std::runtime_error(error.what());
+  }
+  return true;
+}
+
 /// Runs the menu-bar application until it is quit.
 int runApplication(int argc, char** argv) try {
   std::signal(SIGPIPE, SIG_IGN);
   if (const auto problem = missingDisplay()) {
     return report(*problem);
   }
-  const auto relay = RelayEndpoint::fromEnvironment();
+  const bool isRelayNew = rememberRelay(Launcher::relayIn(argc, argv));
+  const auto relay = RelayEndpoint::present(*RelayEndpoint::preferences());
   qInstallMessageHandler(takeStartMessage);
   prepareForSystem();
   QApplication::setApplicationName(QStringLiteral("Orvik"));
@@ -97,8 +120,8 @@ int runApplication(int argc, char** argv) try {
     case SingleInstance::Standing::first:
       break;
   }
-  OrvikApp orvik(relay);
-  QObject::connect(&instance, &SingleInstance::showRequested, &orvik, &OrvikApp::showPairing);
+  OrvikApp orvik(relay.value_or(RelayEndpoint{}), isRelayNew);
+  QObject::connect(&instance, &SingleInstance::showRequested, &orvik, &OrvikApp::startedAgain);
   return QApplication::exec();
 } catch (const std::exception& error) {
   return report(error.what());
@@ -129,6 +152,21 @@ std::optional<std::string> Launcher::information(int argc, const char* const* ar
     }
     if (argument == "--version") {
       return std::string("orvik ") + build::version + "\n";
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> Launcher::relayIn(int argc, const char* const* argv) {
+  const std::span arguments(argv, static_cast<std::size_t>(argc));
+  constexpr std::string_view option = "--relay";
+  for (std::size_t i = 1; i < arguments.size(); ++i) {
+    const std::string_view argument = arguments[i];
+    if (argument == option) {
+      return i + 1 < arguments.size() ? arguments[i + 1] : "";
+    }
+    if (argument.starts_with(option) && argument.substr(option.size()).starts_with('=')) {
+      return std::string(argument.substr(option.size() + 1));
     }
   }
   return std::nullopt;

@@ -26,6 +26,9 @@ class Launcher {
   /// there, or a picture is asked for.
   [[nodiscard]] static std::optional<std::string> information(int argc, const char* const* argv);
 
+  /// What "--relay URL" names, empty without a name; nothing without the option.
+  [[nodiscard]] static std::optional<std::string> relayIn(int argc, const char* const* argv);
+
   /// Does what the arguments say, and returns the process's exit status. Draws without a display
   /// and prints nothing while doing so.
   [[nodiscard]] static int main(int argc, char** argv);

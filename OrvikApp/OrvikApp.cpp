@@ -1,5 +1,7 @@
 #include "OrvikApp/OrvikApp.h"
 
+#include <boost/asio/co_spawn.hpp>
+
 #include <QGuiApplication>
 #include <QPointer>
 #include <chrono>
@@ -11,6 +13,8 @@
 #include "OrvikApp/RelayClientLink.h"
 #include "OrvikApp/TerminationSignals.h"
 #include "OrvikApp/platform/SystemRequests.h"
+#include "OrvikApp/platform/Windows.h"
+#include "core/BuildConstants.h"
 #include "core/system/HostName.h"
 #include "core/system/ReplaceFile.h"
 
@@ -24,15 +28,16 @@ using namespace std::chrono_literals;
 constexpr auto panelTimeout = 5s;
 
 AppModel::Dependencies dependenciesOf(const asio::any_io_executor& executor,
-                                      const RelayEndpoint& relay) {
+                                      const std::shared_ptr<const RelayEndpoint>& relay) {
   const auto clock = std::make_shared<SystemClock>();
   return {
       .makeRelayLink = RelayClientLink::ofThisMachine(executor, clock, relay),
-      .secretStore = openSecretStore(),
+      .pairings = openPairingSource(executor, clock),
       .loginItem = openLoginItem(),
       .powerEvents = openPowerEvents(),
       .clock = std::make_shared<CoreModelClock>(executor, clock),
       .hostName = localizedHostName(),
+      .linkHost = relay->linkHost,
   };
 }
 
@@ -40,32 +45,36 @@ AppModel::Dependencies dependenciesOf(const asio::any_io_executor& executor,
 /// ORVIK_LINK_FILE names a file, it holds the present pairing's link for as long as the model
 /// lives, readable by the user alone.
 void keepPairingLinkFile(AppModel& model) {
-  const std::string path = qgetenv("ORVIK_LINK_FILE").toStdString();
+  const std::string path =
+      build::isDevelopment ? qgetenv("ORVIK_LINK_FILE").toStdString() : std::string();
   if (path.empty()) {
     return;
   }
   const auto write = [&model, path] {
     FileOperations operations;
-    const SecretText line(model.pairing().link(model.macName()).text() + "\n");
-    if (!replaceFile(path, line.text(), operations)) {
+    const SecretText line(model.link().toStdString() + "\n");
+    if (!model.link().isEmpty() && !replaceFile(path, line.text(), operations)) {
       std::fprintf(stderr, "orvik: the link cannot be written to %s\n", path.c_str());
     }
   };
   QObject::connect(&model, &AppModel::pairingChanged, &model, write);
-  write();
 }
 
 }  // namespace
 
-OrvikApp::OrvikApp(const RelayEndpoint& relay)
+OrvikApp::OrvikApp(const RelayEndpoint& present, bool isRelayNew)
     : texts(Texts::userLocale(), QLocale::system()),
       quitRequests([] { QGuiApplication::exit(); }),
       updater(startUpdater(texts)),
+      relay(std::make_shared<RelayEndpoint>(present)),
       model(dependenciesOf(core.executor(), relay)),
       menu(model, *updater, texts,
            {.showPairing = [this] { showPairing(); },
             .quit = [this] { quitRequests.requestQuit(); }}),
       window(model, menu, texts),
+      addPhone(
+          model, texts,
+          {.showCode = [this] { window.present(); }, .chooseRelay = [this] { chooseRelay(); }}),
       trayHost(watchTrayHost([this](bool isPresent) { trayHostChanged(isPresent); })) {
   QGuiApplication::setLayoutDirection(texts.direction());
   answerQuitQuestion([requests = QPointer(&quitRequests)](std::function<void()> allow) {
@@ -75,10 +84,70 @@ OrvikApp::OrvikApp(const RelayEndpoint& relay)
   panelTimer.setSingleShot(true);
   panelTimer.setInterval(panelTimeout);
   connect(&panelTimer, &QTimer::timeout, this, &OrvikApp::showWithoutIcon);
+  connect(&window, &PairingWindow::codeWanted, this, &OrvikApp::showPairing);
   keepPairingLinkFile(model);
   trayHostChanged(trayHost->isPresent());
-  if (model.isFirstLaunch()) {
-    showPairing();
+  connect(&model, &AppModel::pairingChanged, this, [this] {
+    if (model.isFirstLaunch() && !model.link().isEmpty() && !std::exchange(isWelcomed, true)) {
+      showPairing();
+    }
+  });
+  if (present.url.empty()) {
+    chooseRelay();
+  } else if (isRelayNew) {
+    verifyRelay();
+  }
+}
+
+void OrvikApp::startedAgain() {
+  // Another process may have stored another relay.
+  if (const auto chosen = RelayEndpoint::present(*RelayEndpoint::preferences());
+      chosen && chosen != *relay) {
+    useRelay(*chosen);
+    verifyRelay();
+  }
+  showPairing();
+}
+
+void OrvikApp::useRelay(const RelayEndpoint& chosen) {
+  *relay = chosen;
+  model.useRelay(chosen.linkHost);
+}
+
+/// Whoever names a relay on the command line learns in a window what is wrong with it.
+void OrvikApp::verifyRelay() {
+  check(*relay, [this, tried = *relay](const RelayCheck& result) {
+    if (result.outcome != RelayCheck::Outcome::relay && tried == *relay) {
+      chooseRelay(tried);
+    }
+  });
+}
+
+void OrvikApp::check(const RelayEndpoint& endpoint, std::function<void(RelayCheck)> answer) {
+  asio::co_spawn(
+      core.executor(), checkRelay(core.executor(), std::make_shared<SystemClock>(), endpoint),
+      [answer = std::move(answer)](const std::exception_ptr& failure, const RelayCheck& result) {
+        onMainThread([answer, result = failure ? RelayCheck() : result] { answer(result); });
+      });
+}
+
+void OrvikApp::chooseRelay(const std::optional<RelayEndpoint>& proposed) {
+  if (!relayDialog || !relayDialog->isVisible() || proposed) {
+    relayDialog = std::make_unique<RelayDialog>(
+        texts, proposed.value_or(*relay),
+        [this](const RelayEndpoint& endpoint, std::function<void(RelayCheck)> answer) {
+          check(endpoint, std::move(answer));
+        });
+    connect(relayDialog.get(), &RelayDialog::chosen, this, [this](const RelayEndpoint& chosen) {
+      // One that cannot be stored is used until the application ends, and asked for again.
+      static_cast<void>(chosen.remember(*RelayEndpoint::preferences()));
+      useRelay(chosen);
+    });
+  }
+  relayDialog->show();
+  bringToFront(relayDialog.get());
+  if (proposed) {
+    relayDialog->tryAddress();
   }
 }
 

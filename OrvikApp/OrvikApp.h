@@ -5,16 +5,18 @@
 #include <memory>
 #include <optional>
 
+#include "OrvikApp/AddPhone.h"
 #include "OrvikApp/AppModel.h"
 #include "OrvikApp/CoreThread.h"
 #include "OrvikApp/MenuBarIcon.h"
 #include "OrvikApp/PairingWindow.h"
 #include "OrvikApp/QuitRequests.h"
-#include "OrvikApp/RelayEndpoint.h"
+#include "OrvikApp/RelayDialog.h"
 #include "OrvikApp/StatusMenu.h"
 #include "OrvikApp/Texts.h"
 #include "OrvikApp/platform/TrayHost.h"
 #include "OrvikApp/platform/Updater.h"
+#include "core/client/RelayEndpoint.h"
 
 namespace orvik {
 
@@ -23,23 +25,35 @@ namespace orvik {
 class OrvikApp : public QObject {
   Q_OBJECT
  public:
-  /// Starts everything. Throws std::runtime_error when the relay's certificates cannot be read.
-  explicit OrvikApp(const RelayEndpoint& relay);
+  /// Starts everything. `present` has no URL while none is chosen: the user is asked for one.
+  /// One that the user has just named is tried, and asked about if need be.
+  OrvikApp(const RelayEndpoint& present, bool isRelayNew);
 
-  /// Shows the pairing window and brings it to the front.
-  void showPairing() { window.present(); }
+  /// Shows the pairing's code, or what stands between the user and it, and brings it to the front.
+  void showPairing() { addPhone.begin(); }
+  /// The user has started the application once more, perhaps to name another relay.
+  void startedAgain();
 
  private:
   void trayHostChanged(bool isPresent);
   void showWithoutIcon();
+  /// Asks which relay to use; with an address that is to be tried at once.
+  void chooseRelay(const std::optional<RelayEndpoint>& proposed = std::nullopt);
+  void verifyRelay();
+  void check(const RelayEndpoint& endpoint, std::function<void(RelayCheck)> answer);
+  void useRelay(const RelayEndpoint& chosen);
 
   const Texts texts;
   CoreThread core;
   QuitRequests quitRequests;
   const std::unique_ptr<Updater> updater;
+  const std::shared_ptr<RelayEndpoint> relay;
   AppModel model;
   StatusMenu menu;
   PairingWindow window;
+  AddPhone addPhone;
+  std::unique_ptr<RelayDialog> relayDialog;
+  bool isWelcomed = false;
   /// Runs while the desktop has no place for the icon.
   QTimer panelTimer;
   const std::unique_ptr<TrayHost> trayHost;

@@ -138,7 +138,13 @@ PairingCard::PairingCard(const Texts& texts, const QString& link, QWidget* paren
   code.addAction(&copy);
   code.setContextMenuPolicy(Qt::ActionsContextMenu);
   connect(&copy, &QAction::triggered, this, &PairingCard::copyLink);
-  connect(&showCode, &QPushButton::clicked, this, [this] { setCodeShown(true); });
+  connect(&showCode, &QPushButton::clicked, this, [this] {
+    if (this->link.isEmpty()) {
+      Q_EMIT codeWanted();
+    } else {
+      setCodeShown(true);
+    }
+  });
   setCodeShown(true);
   applyStyle();
 }

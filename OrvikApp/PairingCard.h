@@ -37,6 +37,8 @@ class PairingCard : public QWidget {
   void setLaunchAtLogin(bool isOn);
 
  Q_SIGNALS:
+  /// The user asks for the code, and there is no link yet.
+  void codeWanted();
   /// The user has moved the switch.
   void launchAtLoginToggled(bool isOn);
 

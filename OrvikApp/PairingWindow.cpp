@@ -10,14 +10,8 @@
 
 namespace orvik {
 
-namespace {
-QString linkOf(const AppModel& model) {
-  return QString::fromStdString(model.pairing().link(model.macName()).text());
-}
-}  // namespace
-
 PairingWindow::PairingWindow(AppModel& model, StatusMenu& menu, const Texts& texts)
-    : model(model), card(texts, linkOf(model), this), menuBar(this) {
+    : model(model), card(texts, model.link(), this), menuBar(this) {
   setObjectName(QStringLiteral("pairing"));
   setWindowTitle(QStringLiteral("Orvik"));
   hideTitleBar(*this);
@@ -40,10 +34,11 @@ PairingWindow::PairingWindow(AppModel& model, StatusMenu& menu, const Texts& tex
   addAction(&menu.quitEntry());
 
   card.setLaunchAtLogin(model.launchAtLogin());
+  connect(&card, &PairingCard::codeWanted, this, &PairingWindow::codeWanted);
   connect(&card, &PairingCard::launchAtLoginToggled, &model, &AppModel::setLaunchAtLogin);
   connect(&model, &AppModel::launchAtLoginChanged, this,
           [this] { card.setLaunchAtLogin(this->model.launchAtLogin()); });
-  connect(&model, &AppModel::pairingChanged, this, [this] { card.setLink(linkOf(this->model)); });
+  connect(&model, &AppModel::pairingChanged, this, [this] { card.setLink(this->model.link()); });
 }
 
 void PairingWindow::present() {

@@ -31,6 +31,10 @@ class PairingWindow : public QWidget {
   /// put away as far as that was possible, goes when the menu is elsewhere.
   void setHoldsMenu(bool holds);
 
+ Q_SIGNALS:
+  /// The user asks for the code, and there is none yet.
+  void codeWanted();
+
  protected:
   void closeEvent(QCloseEvent* event) override;
   void changeEvent(QEvent* event) override;

@@ -4,7 +4,9 @@
 #include <boost/asio/post.hpp>
 
 #include <array>
+#include <cstdio>
 #include <optional>
+#include <stdexcept>
 #include <utility>
 
 #include "OrvikApp/CoreThread.h"
@@ -34,32 +36,41 @@ class WaitingAlerts {
   std::shared_ptr<AlertQueue> queue;
 };
 
+/// Reading the system's certificates takes OpenSSL some 60 ms: each client does it for itself, on
+/// the core's thread, and so notices when they have changed.
+std::shared_ptr<WebSocketSession> sessionWith(const std::shared_ptr<Clock>& clock,
+                                              const RelayEndpoint& relay) {
+  ServerTrust trust{.certificates = relay.trust, .fingerprint = relay.fingerprint};
+  try {
+    return std::make_shared<BeastWebSocketSession>(clock, trust);
+  } catch (const std::runtime_error& error) {
+    // Whoever has taken the file away will want the relay to be refused.
+    std::fprintf(stderr, "orvik: %s\n", error.what());
+    trust.certificates.reset();
+    return std::make_shared<BeastWebSocketSession>(clock, trust);
+  }
+}
+
 }  // namespace
 
 RelayLinkFactory RelayClientLink::ofThisMachine(const asio::any_io_executor& executor,
                                                 const std::shared_ptr<Clock>& clock,
-                                                const RelayEndpoint& endpoint) {
-  // Certificates of its own are read at once, so that a wrong path is found at the start. Reading
-  // the system's takes OpenSSL some 60 ms: each client does it for itself, on the core's thread,
-  // and so notices when they have changed.
-  const auto ownTrust =
-      endpoint.trust ? std::make_shared<BeastWebSocketSession>(clock, endpoint.trust) : nullptr;
+                                                std::shared_ptr<const RelayEndpoint> endpoint) {
   // One for all links: each goes on with what the one before has saved, which is not on the disk
   // yet.
   const auto alertState = AlertStateStore::writeBehind(
       AlertStateStore::userDefaults(std::nullopt, "alertEngine"), clock);
   const auto waitingAlerts = std::make_shared<WaitingAlerts>();
-  return [=, url = endpoint.url, icon = computerIcon()](
-             const Pairing& pairing, std::function<void(const RelayState&)> onState) {
+  return [=, icon = computerIcon()](const Pairing& pairing,
+                                    std::function<void(const RelayState&)> onState) {
     const auto alerts = waitingAlerts->of(pairing);
-    ClientFactory makeClient = [=](RelayClient::StateCallback report) {
-      const auto session = ownTrust ? ownTrust : std::make_shared<BeastWebSocketSession>(clock);
+    ClientFactory makeClient = [=, relay = *endpoint](RelayClient::StateCallback report) {
       return std::make_shared<RelayClient>(
-          pairing, url,
+          pairing, relay.url,
           std::make_shared<SystemSampleSource>(executor, clock,
                                                readingsOfThisMachine(executor, clock, icon)),
           alertState, std::move(report),
-          RelayClient::Dependencies{executor, clock, session, alerts});
+          RelayClient::Dependencies{executor, clock, sessionWith(clock, relay), alerts});
     };
     return std::make_shared<RelayClientLink>(executor, std::move(makeClient), std::move(onState));
   };

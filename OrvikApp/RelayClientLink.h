@@ -2,9 +2,9 @@
 
 #include <boost/asio/any_io_executor.hpp>
 
-#include "OrvikApp/RelayEndpoint.h"
 #include "OrvikApp/RelayLink.h"
 #include "core/client/RelayClient.h"
+#include "core/client/RelayEndpoint.h"
 
 namespace orvik {
 
@@ -18,11 +18,11 @@ class RelayClientLink final : public RelayLink,
       std::function<std::shared_ptr<RelayClient>(RelayClient::StateCallback onState)>;
 
   /// Links that send the state of this machine to a relay. `executor` is the core thread's and must
-  /// outlive the links. Main thread only. Throws std::runtime_error when the endpoint's
-  /// certificates cannot be read.
-  [[nodiscard]] static RelayLinkFactory ofThisMachine(const asio::any_io_executor& executor,
-                                                      const std::shared_ptr<Clock>& clock,
-                                                      const RelayEndpoint& endpoint);
+  /// outlive the links. Each link goes to the relay that `endpoint` holds when it is made. Main
+  /// thread only.
+  [[nodiscard]] static RelayLinkFactory ofThisMachine(
+      const asio::any_io_executor& executor, const std::shared_ptr<Clock>& clock,
+      std::shared_ptr<const RelayEndpoint> endpoint);
 
   /// `onState` is called on the main thread. Owned by a std::shared_ptr: what is under way keeps it
   /// alive.

@@ -47,6 +47,7 @@ StatusMenu::StatusMenu(AppModel& model, Updater& updater, const Texts& texts, Ac
   redraw();
   connect(&model, &AppModel::stateChanged, this, &StatusMenu::redraw);
   connect(&model, &AppModel::pausedUntilChanged, this, &StatusMenu::redraw);
+  connect(&model, &AppModel::pairingNewsChanged, this, &StatusMenu::redraw);
 }
 
 QString StatusMenu::statusLine(const std::optional<Clock::UnixTime>& pausedUntil,
@@ -55,6 +56,23 @@ QString StatusMenu::statusLine(const std::optional<Clock::UnixTime>& pausedUntil
     return texts.text("Paused until %@", {shortTime(*pausedUntil, texts.locale())});
   }
   return std::visit([&texts](const auto& which) { return text(which, texts); }, state);
+}
+
+QString StatusMenu::statusLine(const AppModel& model, const Texts& texts) {
+  if (!model.isPaused()) {
+    switch (model.waitsFor()) {
+      case AppModel::Wait::relay:
+        return texts.text("No relay has been chosen yet");
+      case AppModel::Wait::keyring:
+        return texts.text("Waiting for the keyring…");
+      case AppModel::Wait::otherProgram:
+        return texts.text("Connected by another program: %@",
+                          {QString::fromStdString(model.pairingNews().otherProgram)});
+      case AppModel::Wait::nothing:
+        break;
+    }
+  }
+  return statusLine(model.pausedUntil(), model.state(), texts);
 }
 
 void StatusMenu::addEntries() {
@@ -89,7 +107,7 @@ QAction& StatusMenu::add(const QString& text, std::function<void()> action) {
 }
 
 void StatusMenu::redraw() {
-  status.setText(statusLine(model.pausedUntil(), model.state(), texts));
+  status.setText(statusLine(model, texts));
   pause->setVisible(!model.isPaused());
   resume->setVisible(model.isPaused());
   Q_EMIT statusChanged();

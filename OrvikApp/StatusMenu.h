@@ -43,6 +43,8 @@ class StatusMenu : public QObject {
   /// What the menu says about the link: until when it is paused, else the state.
   [[nodiscard]] static QString statusLine(const std::optional<Clock::UnixTime>& pausedUntil,
                                           const RelayState& state, const Texts& texts);
+  /// The same for the whole model: what the link waits for comes before the state.
+  [[nodiscard]] static QString statusLine(const AppModel& model, const Texts& texts);
 
  Q_SIGNALS:
   /// The status line says something else, or the reason behind it is another.

@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include "core/BuildConstants.h"
-#include "core/connection/WebSocketURL.h"
+#include "core/client/RelayEndpoint.h"
 #include "core/system/HostName.h"
 #include "core/values/Text.h"
 
@@ -27,8 +27,8 @@ std::optional<std::filesystem::path> path(const std::string& text) {
 
 std::optional<AgentCommandLine> AgentCommandLine::parse(int argc, const char* const* argv) {
   AgentCommandLine line;
-  line.relay = build::relayURL;
   line.name = localizedHostName().value_or("Mac");
+  std::string relay;
   std::string trust;
   std::string linkFile;
   std::string sampleFile;
@@ -36,7 +36,10 @@ std::optional<AgentCommandLine> AgentCommandLine::parse(int argc, const char* co
 
   CLI::App app(about, "orvik-agent");
   app.set_version_flag("--version", std::string("orvik-agent ") + build::version);
-  app.add_option("--relay", line.relay, "The relay's wss:// URL")->capture_default_str();
+  app.add_option("--relay", relay,
+                 "The relay's wss:// URL; remembered for the next time, and for the application");
+  app.add_option("--link-host", line.linkHost,
+                 "The host of the page in the pairing link, where it is not the relay's");
   app.add_option("--trust", trust, "A file of further certificates to trust (PEM)");
   app.add_option("--name", line.name, "The name that the phone shows")->capture_default_str();
   app.add_option("--link-file", linkFile,
@@ -63,9 +66,8 @@ std::optional<AgentCommandLine> AgentCommandLine::parse(int argc, const char* co
     }
     throw std::invalid_argument(error.what());
   }
-  if (!WebSocketURL::parse(line.relay) || line.relay.find('?') != std::string::npos) {
-    throw std::invalid_argument(
-        "the relay's address has to be a wss:// URL with a host and perhaps a path");
+  if (!relay.empty()) {
+    line.relay = RelayEndpoint::at(relay).url;
   }
   if (!isValidUTF8(line.name) || line.name.size() > 200) {
     throw std::invalid_argument("the name has to be text of at most 200 bytes");

@@ -11,8 +11,10 @@ namespace orvik {
 
 /// What the user asks orvik-agent to do.
 struct AgentCommandLine {
-  /// Base URL of the relay.
-  std::string relay;
+  /// Base URL of the relay; nothing for the one that is remembered, or the build's.
+  std::optional<std::string> relay;
+  /// The host in the link, where it is not the relay's.
+  std::string linkHost;
   /// A file of further certificates (PEM) to trust.
   std::optional<std::filesystem::path> trust;
   /// The name that the phone shows.

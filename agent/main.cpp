@@ -10,15 +10,18 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <stdexcept>
+#include <utility>
 
 #include "agent/AgentCommandLine.h"
 #include "agent/FileSampleSource.h"
 #include "agent/MadeUpAlert.h"
 #include "agent/TerminalQR.h"
 #include "core/client/RelayClient.h"
+#include "core/client/RelayEndpoint.h"
 #include "core/connection/BeastWebSocket.h"
-#include "core/pairing/PairingStore.h"
+#include "core/pairing/PairingKeeper.h"
 #include "core/sampling/SystemSampleSource.h"
 #include "core/sampling/ThisMachine.h"
 #include "core/system/ReplaceFile.h"
@@ -44,22 +47,28 @@ int report(const std::exception& error, int status) {
   return status;
 }
 
-/// The pairing of this computer, which further runs will find again where it can be stored.
-Pairing lastingPairing(const AgentCommandLine& line) {
-  const auto store = openSecretStore();
-  auto stored = line.newPairing ? std::nullopt : PairingStore::find(*store);
-  if (stored) {
-    return *std::move(stored);
+/// The relay that was asked for, which further runs and the application will use too.
+RelayEndpoint relayOf(const AgentCommandLine& line) {
+  const auto preferences = RelayEndpoint::preferences();
+  const auto known = RelayEndpoint::present(*preferences);
+  auto relay = line.relay && (!known || known->url != *line.relay)
+                   ? std::optional(RelayEndpoint::at(*line.relay))
+                   : known;
+  if (!relay) {
+    throw std::invalid_argument("no relay has been chosen yet: --relay wss://… says which");
   }
-  Pairing pairing = Pairing::generate();
-  if (!PairingStore::save(*store, pairing)) {
-    // One that nobody sees either is of no use to any phone.
-    if (line.hidesLink && !line.linkFile) {
-      throw std::runtime_error("the pairing could not be stored, and is not shown");
-    }
-    say("the pairing could not be stored: it lasts until this program ends");
+  if (line.trust) {
+    relay->trust = line.trust;
   }
-  return pairing;
+  if (!line.linkHost.empty()) {
+    relay->linkHost = line.linkHost;
+  }
+  // Whoever sends made-up readings is trying something out.
+  const bool isMeant = line.relay && !line.sampleFile && !line.emitAlert;
+  if (isMeant && relay != known && !relay->remember(*preferences)) {
+    say("the relay could not be remembered for the next time");
+  }
+  return *relay;
 }
 
 void writeLinkFile(const std::filesystem::path& file, const std::string& link) {
@@ -77,23 +86,22 @@ void showLink(const std::string& link) {
   std::fflush(stdout);
 }
 
-/// Prints what is new about the link: a state once, and one that is tried again and again as one.
+/// Prints what is new about the link: each state once, however often it is tried again.
 class StateNews {
  public:
   void print(const RelayState& state) {
-    const bool isRetry = isOffline && std::holds_alternative<relayState::Connecting>(state);
-    isOffline = isRetry || std::holds_alternative<relayState::Waiting>(state);
-    const std::string text = description(state);
-    if (isRetry || text == last) {
+    // That it tries is no news, and would push the code's first line out of a small terminal.
+    if (std::holds_alternative<relayState::Connecting>(state)) {
       return;
     }
-    last = text;
-    std::printf("%s\n", text.c_str());
-    std::fflush(stdout);
+    const std::string text = description(state);
+    if (text != std::exchange(last, text)) {
+      std::printf("%s\n", text.c_str());
+      std::fflush(stdout);
+    }
   }
 
  private:
-  bool isOffline = false;
   std::string last;
 };
 
@@ -126,49 +134,151 @@ asio::awaitable<void> emitAlerts(std::shared_ptr<RelayClient> client, std::share
   }
 }
 
-int run(const AgentCommandLine& line) {
-  const auto clock = std::make_shared<SystemClock>();
-  const auto session = std::make_shared<BeastWebSocketSession>(clock, line.trust);
-  const Pairing pairing = lastingPairing(line);
-  const SecretText link = pairing.link(line.name);
-  if (!line.hidesLink) {
-    showLink(link.text());
-  }
-  if (line.linkFile) {
-    writeLinkFile(*line.linkFile, link.text());
+/// What runs as long as the program: one client of the relay at a time, with the pairing that
+/// counts. Everything on the context's thread.
+class Agent {
+ public:
+  Agent(const AgentCommandLine& line, RelayEndpoint endpoint)
+      : line(line),
+        relay(std::move(endpoint)),
+        session(std::make_shared<BeastWebSocketSession>(
+            clock, ServerTrust{.certificates = relay.trust, .fingerprint = relay.fingerprint})),
+        alerts(alertState(line, clock)),
+        keeper(std::make_shared<PairingKeeper>(context.get_executor(), clock,
+                                               PairingStore::ofThisUser(),
+                                               AccountLock::ofThisUser("orvik-agent"),
+                                               [this](const PairingNews& news) { follow(news); })) {
   }
 
-  asio::io_context context(1);
-  asio::signal_set signals(context, SIGINT, SIGTERM, SIGHUP);
-  bool isRejected = false;
-  StateNews news;
-  const auto client = std::make_shared<RelayClient>(
-      pairing, line.relay, sampleSource(line, context.get_executor(), clock),
-      alertState(line, clock),
-      [&](const RelayState& state) {
-        if (!line.quiet) {
-          news.print(state);
-        }
-        if (std::holds_alternative<relayState::Rejected>(state)) {
-          isRejected = true;
-          context.stop();
-        }
-      },
-      RelayClient::Dependencies{context.get_executor(), clock, session});
-  signals.async_wait([&](const boost::system::error_code& error, int /*signal*/) {
-    if (!error) {
-      asio::co_spawn(context, client->stop(),
-                     [&context](const std::exception_ptr&) { context.stop(); });
+  /// Until a signal ends it. Throws what it ended of.
+  void run() {
+    asio::signal_set signals(context, SIGINT, SIGTERM, SIGHUP);
+    signals.async_wait([this](const boost::system::error_code& error, int /*signal*/) {
+      if (!error) {
+        asio::co_spawn(context, stopped(std::exchange(client, nullptr)),
+                       [this](const std::exception_ptr&) { context.stop(); });
+      }
+    });
+    if (line.newPairing) {
+      keeper->replace();
     }
-  });
-  client->start();
-  if (line.emitAlert) {
-    asio::co_spawn(context, emitAlerts(client, clock, *line.emitAlert), asio::detached);
+    keeper->start();
+    context.run();
+    if (failure) {
+      std::rethrow_exception(failure);
+    }
   }
-  context.run();
-  if (isRejected) {
-    throw std::domain_error("the relay refuses this pairing; --new-pairing makes another");
+
+ private:
+  static asio::awaitable<void> stopped(std::shared_ptr<RelayClient> ending) {
+    if (ending) {
+      co_await ending->stop();
+    }
   }
+
+  void follow(const PairingNews& news) try {
+    const bool isOther = shown != news.pairing;
+    const bool isReady = news.waitsFor == PairingNews::WaitsFor::nothing && news.pairing;
+    if (client && (isOther || !isReady)) {
+      asio::co_spawn(context, stopped(std::exchange(client, nullptr)), asio::detached);
+    }
+    if (isOther) {
+      shown = news.pairing;
+      if (shown) {
+        show(news);
+      }
+    }
+    if (const auto told = description(news); told != lastTold) {
+      lastTold = told;
+      if (!told.empty()) {
+        say(told);
+      }
+    }
+    if (isReady && !client) {
+      connect(*news.pairing);
+    }
+  } catch (...) {
+    end(std::current_exception());
+  }
+
+  static std::string description(const PairingNews& news) {
+    switch (news.waitsFor) {
+      case PairingNews::WaitsFor::keyring:
+        return "waiting for the keyring with the pairing: it is locked, or does not answer";
+      case PairingNews::WaitsFor::otherProgram:
+        return (news.otherProgram.empty() ? "another program" : news.otherProgram) +
+               " is connected for this computer: waiting until it ends";
+      case PairingNews::WaitsFor::nothing:
+        break;
+    }
+    if (!news.isLasting) {
+      return "that the old phones are disconnected could not be stored: a restart may bring them "
+             "back";
+    }
+    return news.isKept ? "" : "the pairing could not be stored: it lasts until this program ends";
+  }
+
+  void show(const PairingNews& news) const {
+    // One that nobody sees either is of no use to any phone.
+    if (!news.isKept && line.hidesLink && !line.linkFile) {
+      throw std::runtime_error("the pairing could not be stored, and is not shown");
+    }
+    const SecretText link = news.pairing->link(line.name, relay.linkHost);
+    if (!line.hidesLink) {
+      showLink(link.text());
+    }
+    if (line.linkFile) {
+      writeLinkFile(*line.linkFile, link.text());
+    }
+  }
+
+  void connect(const Pairing& pairing) {
+    client = std::make_shared<RelayClient>(
+        pairing, relay.url, sampleSource(line, context.get_executor(), clock), alerts,
+        [this, number = ++clients](const RelayState& state) { report(number, state); },
+        RelayClient::Dependencies{context.get_executor(), clock, session});
+    client->start();
+    if (line.emitAlert) {
+      asio::co_spawn(context, emitAlerts(client, clock, *line.emitAlert), asio::detached);
+    }
+  }
+
+  void report(int number, const RelayState& state) {
+    if (number != clients) {
+      return;
+    }
+    if (!line.quiet) {
+      stateNews.print(state);
+    }
+    if (std::holds_alternative<relayState::Rejected>(state)) {
+      end(std::make_exception_ptr(
+          std::domain_error("the relay refuses this pairing; --new-pairing makes another")));
+    }
+  }
+
+  void end(std::exception_ptr reason) {
+    failure = std::move(reason);
+    context.stop();
+  }
+
+  const AgentCommandLine& line;
+  const RelayEndpoint relay;
+  const std::shared_ptr<Clock> clock = std::make_shared<SystemClock>();
+  const std::shared_ptr<WebSocketSession> session;
+  const AlertStateStore alerts;
+  std::optional<Pairing> shown;
+  StateNews stateNews;
+  std::string lastTold;
+  std::shared_ptr<RelayClient> client;
+  /// Made so far; only the newest is listened to.
+  int clients = 0;
+  std::exception_ptr failure;
+  asio::io_context context{1};
+  const std::shared_ptr<PairingKeeper> keeper;
+};
+
+int run(const AgentCommandLine& line) {
+  Agent(line, relayOf(line)).run();
   return EXIT_SUCCESS;
 }
 

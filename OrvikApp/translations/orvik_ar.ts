@@ -154,5 +154,73 @@
         <source>OK</source>
         <translation>موافق</translation>
     </message>
+    <message>
+        <source>Waiting for the keyring…</source>
+        <translation>في انتظار حلقة المفاتيح…</translation>
+    </message>
+    <message>
+        <source>Checking for updates…</source>
+        <translation>جارٍ البحث عن تحديثات…</translation>
+    </message>
+    <message>
+        <source>The pairing could not be saved. It is valid until Orvik quits.</source>
+        <translation>تعذر حفظ الاقتران. سيبقى صالحًا حتى إنهاء Orvik.</translation>
+    </message>
+    <message>
+        <source>The disconnection could not be stored. Restarting may bring the old phones back.</source>
+        <translation>تعذر حفظ قطع الاتصال. قد تعود الهواتف القديمة بعد إعادة التشغيل.</translation>
+    </message>
+    <message>
+        <source>Make a new pairing? Every phone will need to scan the new code.</source>
+        <translation>هل تريد إنشاء اقتران جديد؟ سيحتاج كل هاتف إلى مسح الرمز الجديد ضوئيًا.</translation>
+    </message>
+    <message>
+        <source>Which relay should Orvik use?</source>
+        <translation>ما خادم الترحيل الذي سيستخدمه Orvik؟</translation>
+    </message>
+    <message>
+        <source>Address of the relay:</source>
+        <translation>عنوان خادم الترحيل:</translation>
+    </message>
+    <message>
+        <source>Checking the relay…</source>
+        <translation>جارٍ التحقق من خادم الترحيل…</translation>
+    </message>
+    <message>
+        <source>The address has to begin with wss:// and name a host.</source>
+        <translation>يجب أن يبدأ العنوان بـ wss:// وأن يحتوي على اسم مضيف.</translation>
+    </message>
+    <message>
+        <source>This relay cannot be reached.</source>
+        <translation>تعذر الوصول إلى خادم الترحيل هذا.</translation>
+    </message>
+    <message>
+        <source>No secure connection to this address is possible.</source>
+        <translation>لا يمكن إجراء اتصال آمن بهذا العنوان.</translation>
+    </message>
+    <message>
+        <source>There is no Orvik relay at this address.</source>
+        <translation>لا يوجد خادم ترحيل لـ Orvik على هذا العنوان.</translation>
+    </message>
+    <message>
+        <source>This computer does not trust the relay’s certificate. Its fingerprint (SHA-256) is:</source>
+        <translation>لا يثق هذا الحاسوب بشهادة خادم الترحيل. بصمتها (SHA-256) هي:</translation>
+    </message>
+    <message>
+        <source>Trust it only if the relay shows the same one.</source>
+        <translation>لا تثق بها إلا إذا أظهر خادم الترحيل البصمة نفسها.</translation>
+    </message>
+    <message>
+        <source>Trust this certificate</source>
+        <translation>الثقة بهذه الشهادة</translation>
+    </message>
+    <message>
+        <source>No relay has been chosen yet</source>
+        <translation>لم يتم اختيار خادم ترحيل بعد</translation>
+    </message>
+    <message>
+        <source>Connected by another program: %@</source>
+        <translation>متصل عبر برنامج آخر: ⁨%@⁩</translation>
+    </message>
 </context>
 </TS>

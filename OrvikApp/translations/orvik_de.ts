@@ -150,5 +150,73 @@
         <source>OK</source>
         <translation>OK</translation>
     </message>
+    <message>
+        <source>Waiting for the keyring…</source>
+        <translation>Warten auf den Schlüsselbund …</translation>
+    </message>
+    <message>
+        <source>Checking for updates…</source>
+        <translation>Suche nach Updates …</translation>
+    </message>
+    <message>
+        <source>The pairing could not be saved. It is valid until Orvik quits.</source>
+        <translation>Die Kopplung konnte nicht gespeichert werden. Sie gilt, bis Orvik beendet wird.</translation>
+    </message>
+    <message>
+        <source>The disconnection could not be stored. Restarting may bring the old phones back.</source>
+        <translation>Die Trennung konnte nicht gespeichert werden. Nach einem Neustart können die alten Telefone wieder verbunden sein.</translation>
+    </message>
+    <message>
+        <source>Make a new pairing? Every phone will need to scan the new code.</source>
+        <translation>Neue Kopplung erstellen? Jedes Telefon muss dann den neuen Code scannen.</translation>
+    </message>
+    <message>
+        <source>Which relay should Orvik use?</source>
+        <translation>Welches Relay soll Orvik verwenden?</translation>
+    </message>
+    <message>
+        <source>Address of the relay:</source>
+        <translation>Adresse des Relays:</translation>
+    </message>
+    <message>
+        <source>Checking the relay…</source>
+        <translation>Relay wird geprüft …</translation>
+    </message>
+    <message>
+        <source>The address has to begin with wss:// and name a host.</source>
+        <translation>Die Adresse muss mit wss:// beginnen und einen Host nennen.</translation>
+    </message>
+    <message>
+        <source>This relay cannot be reached.</source>
+        <translation>Dieses Relay ist nicht erreichbar.</translation>
+    </message>
+    <message>
+        <source>No secure connection to this address is possible.</source>
+        <translation>Mit dieser Adresse ist keine sichere Verbindung möglich.</translation>
+    </message>
+    <message>
+        <source>There is no Orvik relay at this address.</source>
+        <translation>Unter dieser Adresse gibt es kein Orvik-Relay.</translation>
+    </message>
+    <message>
+        <source>This computer does not trust the relay’s certificate. Its fingerprint (SHA-256) is:</source>
+        <translation>Dieser Computer vertraut dem Zertifikat des Relays nicht. Sein Fingerabdruck (SHA-256) ist:</translation>
+    </message>
+    <message>
+        <source>Trust it only if the relay shows the same one.</source>
+        <translation>Nur vertrauen, wenn das Relay denselben anzeigt.</translation>
+    </message>
+    <message>
+        <source>Trust this certificate</source>
+        <translation>Diesem Zertifikat vertrauen</translation>
+    </message>
+    <message>
+        <source>No relay has been chosen yet</source>
+        <translation>Noch kein Relay gewählt</translation>
+    </message>
+    <message>
+        <source>Connected by another program: %@</source>
+        <translation>Durch ein anderes Programm verbunden: %@</translation>
+    </message>
 </context>
 </TS>

@@ -150,5 +150,73 @@
         <source>OK</source>
         <translation>Aceptar</translation>
     </message>
+    <message>
+        <source>Waiting for the keyring…</source>
+        <translation>Esperando el depósito de claves…</translation>
+    </message>
+    <message>
+        <source>Checking for updates…</source>
+        <translation>Buscando actualizaciones…</translation>
+    </message>
+    <message>
+        <source>The pairing could not be saved. It is valid until Orvik quits.</source>
+        <translation>No se pudo guardar la vinculación. Será válida hasta que salgas de Orvik.</translation>
+    </message>
+    <message>
+        <source>The disconnection could not be stored. Restarting may bring the old phones back.</source>
+        <translation>No se pudo guardar la desconexión. Tras un reinicio, los teléfonos anteriores podrían volver a conectarse.</translation>
+    </message>
+    <message>
+        <source>Make a new pairing? Every phone will need to scan the new code.</source>
+        <translation>¿Crear una vinculación nueva? Cada teléfono tendrá que escanear el nuevo código.</translation>
+    </message>
+    <message>
+        <source>Which relay should Orvik use?</source>
+        <translation>¿Qué servidor de retransmisión debe usar Orvik?</translation>
+    </message>
+    <message>
+        <source>Address of the relay:</source>
+        <translation>Dirección del servidor de retransmisión:</translation>
+    </message>
+    <message>
+        <source>Checking the relay…</source>
+        <translation>Comprobando el servidor de retransmisión…</translation>
+    </message>
+    <message>
+        <source>The address has to begin with wss:// and name a host.</source>
+        <translation>La dirección debe empezar por wss:// e indicar un host.</translation>
+    </message>
+    <message>
+        <source>This relay cannot be reached.</source>
+        <translation>No se puede acceder a este servidor de retransmisión.</translation>
+    </message>
+    <message>
+        <source>No secure connection to this address is possible.</source>
+        <translation>No es posible una conexión segura con esta dirección.</translation>
+    </message>
+    <message>
+        <source>There is no Orvik relay at this address.</source>
+        <translation>No hay ningún servidor de retransmisión de Orvik en esta dirección.</translation>
+    </message>
+    <message>
+        <source>This computer does not trust the relay’s certificate. Its fingerprint (SHA-256) is:</source>
+        <translation>Este equipo no confía en el certificado del servidor de retransmisión. Su huella digital (SHA-256) es:</translation>
+    </message>
+    <message>
+        <source>Trust it only if the relay shows the same one.</source>
+        <translation>Confía en él solo si el servidor de retransmisión muestra la misma.</translation>
+    </message>
+    <message>
+        <source>Trust this certificate</source>
+        <translation>Confiar en este certificado</translation>
+    </message>
+    <message>
+        <source>No relay has been chosen yet</source>
+        <translation>Aún no se ha elegido ningún servidor de retransmisión</translation>
+    </message>
+    <message>
+        <source>Connected by another program: %@</source>
+        <translation>Conectado por otro programa: %@</translation>
+    </message>
 </context>
 </TS>

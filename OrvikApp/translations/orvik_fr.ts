@@ -150,5 +150,73 @@
         <source>OK</source>
         <translation>OK</translation>
     </message>
+    <message>
+        <source>Waiting for the keyring…</source>
+        <translation>En attente du trousseau de clés…</translation>
+    </message>
+    <message>
+        <source>Checking for updates…</source>
+        <translation>Recherche de mises à jour…</translation>
+    </message>
+    <message>
+        <source>The pairing could not be saved. It is valid until Orvik quits.</source>
+        <translation>Le jumelage n’a pas pu être enregistré. Il reste valable jusqu’à ce que vous quittiez Orvik.</translation>
+    </message>
+    <message>
+        <source>The disconnection could not be stored. Restarting may bring the old phones back.</source>
+        <translation>La déconnexion n’a pas pu être enregistrée. Après un redémarrage, les anciens téléphones pourraient se reconnecter.</translation>
+    </message>
+    <message>
+        <source>Make a new pairing? Every phone will need to scan the new code.</source>
+        <translation>Créer un nouveau jumelage ? Chaque téléphone devra scanner le nouveau code.</translation>
+    </message>
+    <message>
+        <source>Which relay should Orvik use?</source>
+        <translation>Quel relais Orvik doit-il utiliser ?</translation>
+    </message>
+    <message>
+        <source>Address of the relay:</source>
+        <translation>Adresse du relais :</translation>
+    </message>
+    <message>
+        <source>Checking the relay…</source>
+        <translation>Vérification du relais…</translation>
+    </message>
+    <message>
+        <source>The address has to begin with wss:// and name a host.</source>
+        <translation>L’adresse doit commencer par wss:// et nommer un hôte.</translation>
+    </message>
+    <message>
+        <source>This relay cannot be reached.</source>
+        <translation>Ce relais est injoignable.</translation>
+    </message>
+    <message>
+        <source>No secure connection to this address is possible.</source>
+        <translation>Aucune connexion sécurisée à cette adresse n’est possible.</translation>
+    </message>
+    <message>
+        <source>There is no Orvik relay at this address.</source>
+        <translation>Il n’y a pas de relais Orvik à cette adresse.</translation>
+    </message>
+    <message>
+        <source>This computer does not trust the relay’s certificate. Its fingerprint (SHA-256) is:</source>
+        <translation>Cet ordinateur ne fait pas confiance au certificat du relais. Son empreinte (SHA-256) est :</translation>
+    </message>
+    <message>
+        <source>Trust it only if the relay shows the same one.</source>
+        <translation>Ne lui faites confiance que si le relais affiche la même.</translation>
+    </message>
+    <message>
+        <source>Trust this certificate</source>
+        <translation>Faire confiance à ce certificat</translation>
+    </message>
+    <message>
+        <source>No relay has been chosen yet</source>
+        <translation>Aucun relais n’a encore été choisi</translation>
+    </message>
+    <message>
+        <source>Connected by another program: %@</source>
+        <translation>Connecté par un autre programme : %@</translation>
+    </message>
 </context>
 </TS>

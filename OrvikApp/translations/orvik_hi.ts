@@ -150,5 +150,73 @@
         <source>OK</source>
         <translation>ठीक है</translation>
     </message>
+    <message>
+        <source>Waiting for the keyring…</source>
+        <translation>कीरिंग की प्रतीक्षा हो रही है…</translation>
+    </message>
+    <message>
+        <source>Checking for updates…</source>
+        <translation>अपडेट की जाँच हो रही है…</translation>
+    </message>
+    <message>
+        <source>The pairing could not be saved. It is valid until Orvik quits.</source>
+        <translation>पेयरिंग सहेजी नहीं जा सकी। यह Orvik के बंद होने तक मान्य है।</translation>
+    </message>
+    <message>
+        <source>The disconnection could not be stored. Restarting may bring the old phones back.</source>
+        <translation>फ़ोन हटाने का बदलाव सहेजा नहीं जा सका। रीस्टार्ट के बाद पुराने फ़ोन फिर से कनेक्ट हो सकते हैं।</translation>
+    </message>
+    <message>
+        <source>Make a new pairing? Every phone will need to scan the new code.</source>
+        <translation>नई पेयरिंग बनाएँ? हर फ़ोन को नया कोड स्कैन करना होगा।</translation>
+    </message>
+    <message>
+        <source>Which relay should Orvik use?</source>
+        <translation>Orvik कौन-सा रिले इस्तेमाल करे?</translation>
+    </message>
+    <message>
+        <source>Address of the relay:</source>
+        <translation>रिले का पता:</translation>
+    </message>
+    <message>
+        <source>Checking the relay…</source>
+        <translation>रिले की जाँच हो रही है…</translation>
+    </message>
+    <message>
+        <source>The address has to begin with wss:// and name a host.</source>
+        <translation>पता wss:// से शुरू होना चाहिए और उसमें होस्ट का नाम होना चाहिए।</translation>
+    </message>
+    <message>
+        <source>This relay cannot be reached.</source>
+        <translation>इस रिले तक पहुँचा नहीं जा सका।</translation>
+    </message>
+    <message>
+        <source>No secure connection to this address is possible.</source>
+        <translation>इस पते से सुरक्षित कनेक्शन संभव नहीं है।</translation>
+    </message>
+    <message>
+        <source>There is no Orvik relay at this address.</source>
+        <translation>इस पते पर Orvik का कोई रिले नहीं है।</translation>
+    </message>
+    <message>
+        <source>This computer does not trust the relay’s certificate. Its fingerprint (SHA-256) is:</source>
+        <translation>यह कंप्यूटर रिले के प्रमाणपत्र पर भरोसा नहीं करता। उसका फ़िंगरप्रिंट (SHA-256) यह है:</translation>
+    </message>
+    <message>
+        <source>Trust it only if the relay shows the same one.</source>
+        <translation>इस पर तभी भरोसा करें जब रिले वही फ़िंगरप्रिंट दिखाए।</translation>
+    </message>
+    <message>
+        <source>Trust this certificate</source>
+        <translation>इस प्रमाणपत्र पर भरोसा करें</translation>
+    </message>
+    <message>
+        <source>No relay has been chosen yet</source>
+        <translation>अभी कोई रिले नहीं चुना गया है</translation>
+    </message>
+    <message>
+        <source>Connected by another program: %@</source>
+        <translation>किसी दूसरे प्रोग्राम से कनेक्ट है: %@</translation>
+    </message>
 </context>
 </TS>

@@ -150,5 +150,73 @@
         <source>OK</source>
         <translation>OK</translation>
     </message>
+    <message>
+        <source>Waiting for the keyring…</source>
+        <translation>In attesa del portachiavi…</translation>
+    </message>
+    <message>
+        <source>Checking for updates…</source>
+        <translation>Verifica aggiornamenti in corso…</translation>
+    </message>
+    <message>
+        <source>The pairing could not be saved. It is valid until Orvik quits.</source>
+        <translation>Impossibile salvare l’abbinamento. Resta valido finché non esci da Orvik.</translation>
+    </message>
+    <message>
+        <source>The disconnection could not be stored. Restarting may bring the old phones back.</source>
+        <translation>Impossibile salvare la disconnessione. Dopo un riavvio i telefoni precedenti potrebbero ricollegarsi.</translation>
+    </message>
+    <message>
+        <source>Make a new pairing? Every phone will need to scan the new code.</source>
+        <translation>Vuoi creare un nuovo abbinamento? Ogni telefono dovrà scansionare il nuovo codice.</translation>
+    </message>
+    <message>
+        <source>Which relay should Orvik use?</source>
+        <translation>Quale relay deve usare Orvik?</translation>
+    </message>
+    <message>
+        <source>Address of the relay:</source>
+        <translation>Indirizzo del relay:</translation>
+    </message>
+    <message>
+        <source>Checking the relay…</source>
+        <translation>Verifica del relay in corso…</translation>
+    </message>
+    <message>
+        <source>The address has to begin with wss:// and name a host.</source>
+        <translation>L’indirizzo deve iniziare con wss:// e indicare un host.</translation>
+    </message>
+    <message>
+        <source>This relay cannot be reached.</source>
+        <translation>Questo relay non è raggiungibile.</translation>
+    </message>
+    <message>
+        <source>No secure connection to this address is possible.</source>
+        <translation>Non è possibile una connessione sicura a questo indirizzo.</translation>
+    </message>
+    <message>
+        <source>There is no Orvik relay at this address.</source>
+        <translation>A questo indirizzo non c’è un relay di Orvik.</translation>
+    </message>
+    <message>
+        <source>This computer does not trust the relay’s certificate. Its fingerprint (SHA-256) is:</source>
+        <translation>Questo computer non considera attendibile il certificato del relay. La sua impronta (SHA-256) è:</translation>
+    </message>
+    <message>
+        <source>Trust it only if the relay shows the same one.</source>
+        <translation>Consideralo attendibile solo se il relay mostra la stessa.</translation>
+    </message>
+    <message>
+        <source>Trust this certificate</source>
+        <translation>Considera attendibile questo certificato</translation>
+    </message>
+    <message>
+        <source>No relay has been chosen yet</source>
+        <translation>Nessun relay ancora scelto</translation>
+    </message>
+    <message>
+        <source>Connected by another program: %@</source>
+        <translation>Connesso da un altro programma: %@</translation>
+    </message>
 </context>
 </TS>

@@ -149,5 +149,73 @@
         <source>OK</source>
         <translation>OK</translation>
     </message>
+    <message>
+        <source>Waiting for the keyring…</source>
+        <translation>キーリングの応答を待っています…</translation>
+    </message>
+    <message>
+        <source>Checking for updates…</source>
+        <translation>アップデートを確認中…</translation>
+    </message>
+    <message>
+        <source>The pairing could not be saved. It is valid until Orvik quits.</source>
+        <translation>ペアリングを保存できませんでした。Orvikを終了するまで有効です。</translation>
+    </message>
+    <message>
+        <source>The disconnection could not be stored. Restarting may bring the old phones back.</source>
+        <translation>接続の解除を保存できませんでした。再起動すると、以前のスマートフォンが再び接続されることがあります。</translation>
+    </message>
+    <message>
+        <source>Make a new pairing? Every phone will need to scan the new code.</source>
+        <translation>新しいペアリングを作成しますか？すべてのスマートフォンで新しいコードをスキャンする必要があります。</translation>
+    </message>
+    <message>
+        <source>Which relay should Orvik use?</source>
+        <translation>Orvikでどの中継サーバーを使いますか？</translation>
+    </message>
+    <message>
+        <source>Address of the relay:</source>
+        <translation>中継サーバーのアドレス：</translation>
+    </message>
+    <message>
+        <source>Checking the relay…</source>
+        <translation>中継サーバーを確認中…</translation>
+    </message>
+    <message>
+        <source>The address has to begin with wss:// and name a host.</source>
+        <translation>アドレスはwss://で始まり、ホスト名を含む必要があります。</translation>
+    </message>
+    <message>
+        <source>This relay cannot be reached.</source>
+        <translation>この中継サーバーに接続できません。</translation>
+    </message>
+    <message>
+        <source>No secure connection to this address is possible.</source>
+        <translation>このアドレスには安全に接続できません。</translation>
+    </message>
+    <message>
+        <source>There is no Orvik relay at this address.</source>
+        <translation>このアドレスにOrvikの中継サーバーはありません。</translation>
+    </message>
+    <message>
+        <source>This computer does not trust the relay’s certificate. Its fingerprint (SHA-256) is:</source>
+        <translation>このコンピューターは中継サーバーの証明書を信頼していません。フィンガープリント（SHA-256）：</translation>
+    </message>
+    <message>
+        <source>Trust it only if the relay shows the same one.</source>
+        <translation>中継サーバーに同じ値が表示される場合にのみ信頼してください。</translation>
+    </message>
+    <message>
+        <source>Trust this certificate</source>
+        <translation>この証明書を信頼する</translation>
+    </message>
+    <message>
+        <source>No relay has been chosen yet</source>
+        <translation>中継サーバーが選択されていません</translation>
+    </message>
+    <message>
+        <source>Connected by another program: %@</source>
+        <translation>別のプログラムが接続中：%@</translation>
+    </message>
 </context>
 </TS>

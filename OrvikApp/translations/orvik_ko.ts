@@ -149,5 +149,73 @@
         <source>OK</source>
         <translation>확인</translation>
     </message>
+    <message>
+        <source>Waiting for the keyring…</source>
+        <translation>키 모음을 기다리는 중…</translation>
+    </message>
+    <message>
+        <source>Checking for updates…</source>
+        <translation>업데이트 확인 중…</translation>
+    </message>
+    <message>
+        <source>The pairing could not be saved. It is valid until Orvik quits.</source>
+        <translation>페어링을 저장하지 못했습니다. Orvik을 종료할 때까지만 유효합니다.</translation>
+    </message>
+    <message>
+        <source>The disconnection could not be stored. Restarting may bring the old phones back.</source>
+        <translation>연결 해제를 저장하지 못했습니다. 다시 시작하면 이전 휴대폰이 다시 연결될 수 있습니다.</translation>
+    </message>
+    <message>
+        <source>Make a new pairing? Every phone will need to scan the new code.</source>
+        <translation>새 페어링을 만들까요? 모든 휴대폰에서 새 코드를 스캔해야 합니다.</translation>
+    </message>
+    <message>
+        <source>Which relay should Orvik use?</source>
+        <translation>Orvik에서 어떤 중계 서버를 사용할까요?</translation>
+    </message>
+    <message>
+        <source>Address of the relay:</source>
+        <translation>중계 서버 주소:</translation>
+    </message>
+    <message>
+        <source>Checking the relay…</source>
+        <translation>중계 서버 확인 중…</translation>
+    </message>
+    <message>
+        <source>The address has to begin with wss:// and name a host.</source>
+        <translation>주소는 wss://로 시작하고 호스트 이름이 있어야 합니다.</translation>
+    </message>
+    <message>
+        <source>This relay cannot be reached.</source>
+        <translation>이 중계 서버에 연결할 수 없습니다.</translation>
+    </message>
+    <message>
+        <source>No secure connection to this address is possible.</source>
+        <translation>이 주소에 안전하게 연결할 수 없습니다.</translation>
+    </message>
+    <message>
+        <source>There is no Orvik relay at this address.</source>
+        <translation>이 주소에는 Orvik 중계 서버가 없습니다.</translation>
+    </message>
+    <message>
+        <source>This computer does not trust the relay’s certificate. Its fingerprint (SHA-256) is:</source>
+        <translation>이 컴퓨터는 중계 서버의 인증서를 신뢰하지 않습니다. 지문(SHA-256):</translation>
+    </message>
+    <message>
+        <source>Trust it only if the relay shows the same one.</source>
+        <translation>중계 서버에 같은 지문이 표시될 때만 신뢰하세요.</translation>
+    </message>
+    <message>
+        <source>Trust this certificate</source>
+        <translation>이 인증서 신뢰</translation>
+    </message>
+    <message>
+        <source>No relay has been chosen yet</source>
+        <translation>아직 중계 서버를 선택하지 않음</translation>
+    </message>
+    <message>
+        <source>Connected by another program: %@</source>
+        <translation>다른 프로그램이 연결됨: %@</translation>
+    </message>
 </context>
 </TS>

@@ -150,5 +150,73 @@
         <source>OK</source>
         <translation>OK</translation>
     </message>
+    <message>
+        <source>Waiting for the keyring…</source>
+        <translation>Wachten op de sleutelbos…</translation>
+    </message>
+    <message>
+        <source>Checking for updates…</source>
+        <translation>Zoeken naar updates…</translation>
+    </message>
+    <message>
+        <source>The pairing could not be saved. It is valid until Orvik quits.</source>
+        <translation>De koppeling kon niet worden bewaard. Ze geldt tot je Orvik stopt.</translation>
+    </message>
+    <message>
+        <source>The disconnection could not be stored. Restarting may bring the old phones back.</source>
+        <translation>Het loskoppelen kon niet worden bewaard. Na een herstart kunnen de oude telefoons weer verbonden zijn.</translation>
+    </message>
+    <message>
+        <source>Make a new pairing? Every phone will need to scan the new code.</source>
+        <translation>Nieuwe koppeling maken? Elke telefoon moet dan de nieuwe code scannen.</translation>
+    </message>
+    <message>
+        <source>Which relay should Orvik use?</source>
+        <translation>Welke relayserver moet Orvik gebruiken?</translation>
+    </message>
+    <message>
+        <source>Address of the relay:</source>
+        <translation>Adres van de relayserver:</translation>
+    </message>
+    <message>
+        <source>Checking the relay…</source>
+        <translation>Relayserver wordt gecontroleerd…</translation>
+    </message>
+    <message>
+        <source>The address has to begin with wss:// and name a host.</source>
+        <translation>Het adres moet met wss:// beginnen en een host noemen.</translation>
+    </message>
+    <message>
+        <source>This relay cannot be reached.</source>
+        <translation>Deze relayserver is niet bereikbaar.</translation>
+    </message>
+    <message>
+        <source>No secure connection to this address is possible.</source>
+        <translation>Met dit adres is geen beveiligde verbinding mogelijk.</translation>
+    </message>
+    <message>
+        <source>There is no Orvik relay at this address.</source>
+        <translation>Op dit adres is geen relayserver van Orvik.</translation>
+    </message>
+    <message>
+        <source>This computer does not trust the relay’s certificate. Its fingerprint (SHA-256) is:</source>
+        <translation>Deze computer vertrouwt het certificaat van de relayserver niet. De vingerafdruk (SHA-256) is:</translation>
+    </message>
+    <message>
+        <source>Trust it only if the relay shows the same one.</source>
+        <translation>Vertrouw het alleen als de relayserver dezelfde toont.</translation>
+    </message>
+    <message>
+        <source>Trust this certificate</source>
+        <translation>Vertrouw dit certificaat</translation>
+    </message>
+    <message>
+        <source>No relay has been chosen yet</source>
+        <translation>Nog geen relayserver gekozen</translation>
+    </message>
+    <message>
+        <source>Connected by another program: %@</source>
+        <translation>Verbonden door een ander programma: %@</translation>
+    </message>
 </context>
 </TS>

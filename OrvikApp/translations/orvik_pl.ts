@@ -151,5 +151,73 @@
         <source>OK</source>
         <translation>OK</translation>
     </message>
+    <message>
+        <source>Waiting for the keyring…</source>
+        <translation>Oczekiwanie na bazę kluczy…</translation>
+    </message>
+    <message>
+        <source>Checking for updates…</source>
+        <translation>Sprawdzanie aktualizacji…</translation>
+    </message>
+    <message>
+        <source>The pairing could not be saved. It is valid until Orvik quits.</source>
+        <translation>Nie udało się zapisać parowania. Będzie ważne, dopóki Orvik działa.</translation>
+    </message>
+    <message>
+        <source>The disconnection could not be stored. Restarting may bring the old phones back.</source>
+        <translation>Nie udało się zapisać rozłączenia. Po ponownym uruchomieniu poprzednie telefony mogą znów się połączyć.</translation>
+    </message>
+    <message>
+        <source>Make a new pairing? Every phone will need to scan the new code.</source>
+        <translation>Utworzyć nowe parowanie? Każdy telefon będzie musiał zeskanować nowy kod.</translation>
+    </message>
+    <message>
+        <source>Which relay should Orvik use?</source>
+        <translation>Którego serwera pośredniczącego ma używać Orvik?</translation>
+    </message>
+    <message>
+        <source>Address of the relay:</source>
+        <translation>Adres serwera pośredniczącego:</translation>
+    </message>
+    <message>
+        <source>Checking the relay…</source>
+        <translation>Sprawdzanie serwera pośredniczącego…</translation>
+    </message>
+    <message>
+        <source>The address has to begin with wss:// and name a host.</source>
+        <translation>Adres musi zaczynać się od wss:// i zawierać nazwę hosta.</translation>
+    </message>
+    <message>
+        <source>This relay cannot be reached.</source>
+        <translation>Nie można połączyć się z tym serwerem pośredniczącym.</translation>
+    </message>
+    <message>
+        <source>No secure connection to this address is possible.</source>
+        <translation>Bezpieczne połączenie z tym adresem nie jest możliwe.</translation>
+    </message>
+    <message>
+        <source>There is no Orvik relay at this address.</source>
+        <translation>Pod tym adresem nie ma serwera pośredniczącego Orvik.</translation>
+    </message>
+    <message>
+        <source>This computer does not trust the relay’s certificate. Its fingerprint (SHA-256) is:</source>
+        <translation>Ten komputer nie ufa certyfikatowi serwera pośredniczącego. Jego odcisk (SHA-256):</translation>
+    </message>
+    <message>
+        <source>Trust it only if the relay shows the same one.</source>
+        <translation>Zaufaj mu tylko wtedy, gdy serwer pośredniczący pokazuje ten sam.</translation>
+    </message>
+    <message>
+        <source>Trust this certificate</source>
+        <translation>Ufaj temu certyfikatowi</translation>
+    </message>
+    <message>
+        <source>No relay has been chosen yet</source>
+        <translation>Nie wybrano jeszcze serwera pośredniczącego</translation>
+    </message>
+    <message>
+        <source>Connected by another program: %@</source>
+        <translation>Połączono przez inny program: %@</translation>
+    </message>
 </context>
 </TS>

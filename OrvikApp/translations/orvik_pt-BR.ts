@@ -150,5 +150,73 @@
         <source>OK</source>
         <translation>OK</translation>
     </message>
+    <message>
+        <source>Waiting for the keyring…</source>
+        <translation>Aguardando o chaveiro…</translation>
+    </message>
+    <message>
+        <source>Checking for updates…</source>
+        <translation>Verificando atualizações…</translation>
+    </message>
+    <message>
+        <source>The pairing could not be saved. It is valid until Orvik quits.</source>
+        <translation>Não foi possível salvar o emparelhamento. Ele vale até o Orvik ser encerrado.</translation>
+    </message>
+    <message>
+        <source>The disconnection could not be stored. Restarting may bring the old phones back.</source>
+        <translation>Não foi possível salvar a desconexão. Ao reiniciar, os celulares antigos podem voltar a se conectar.</translation>
+    </message>
+    <message>
+        <source>Make a new pairing? Every phone will need to scan the new code.</source>
+        <translation>Criar um novo emparelhamento? Todos os celulares precisarão escanear o novo código.</translation>
+    </message>
+    <message>
+        <source>Which relay should Orvik use?</source>
+        <translation>Qual servidor de retransmissão o Orvik deve usar?</translation>
+    </message>
+    <message>
+        <source>Address of the relay:</source>
+        <translation>Endereço do servidor de retransmissão:</translation>
+    </message>
+    <message>
+        <source>Checking the relay…</source>
+        <translation>Verificando o servidor de retransmissão…</translation>
+    </message>
+    <message>
+        <source>The address has to begin with wss:// and name a host.</source>
+        <translation>O endereço precisa começar com wss:// e indicar um host.</translation>
+    </message>
+    <message>
+        <source>This relay cannot be reached.</source>
+        <translation>Não foi possível acessar este servidor de retransmissão.</translation>
+    </message>
+    <message>
+        <source>No secure connection to this address is possible.</source>
+        <translation>Não é possível uma conexão segura com este endereço.</translation>
+    </message>
+    <message>
+        <source>There is no Orvik relay at this address.</source>
+        <translation>Não há um servidor de retransmissão do Orvik neste endereço.</translation>
+    </message>
+    <message>
+        <source>This computer does not trust the relay’s certificate. Its fingerprint (SHA-256) is:</source>
+        <translation>Este computador não confia no certificado do servidor de retransmissão. A impressão digital (SHA-256) é:</translation>
+    </message>
+    <message>
+        <source>Trust it only if the relay shows the same one.</source>
+        <translation>Confie nele somente se o servidor de retransmissão mostrar a mesma.</translation>
+    </message>
+    <message>
+        <source>Trust this certificate</source>
+        <translation>Confiar neste certificado</translation>
+    </message>
+    <message>
+        <source>No relay has been chosen yet</source>
+        <translation>Nenhum servidor de retransmissão foi escolhido ainda</translation>
+    </message>
+    <message>
+        <source>Connected by another program: %@</source>
+        <translation>Conectado por outro programa: %@</translation>
+    </message>
 </context>
 </TS>

@@ -151,5 +151,73 @@
         <source>OK</source>
         <translation>ОК</translation>
     </message>
+    <message>
+        <source>Waiting for the keyring…</source>
+        <translation>Ожидание связки ключей…</translation>
+    </message>
+    <message>
+        <source>Checking for updates…</source>
+        <translation>Проверка обновлений…</translation>
+    </message>
+    <message>
+        <source>The pairing could not be saved. It is valid until Orvik quits.</source>
+        <translation>Не удалось сохранить сопряжение. Оно действует до завершения работы Orvik.</translation>
+    </message>
+    <message>
+        <source>The disconnection could not be stored. Restarting may bring the old phones back.</source>
+        <translation>Не удалось сохранить отключение. После перезапуска прежние телефоны могут снова подключиться.</translation>
+    </message>
+    <message>
+        <source>Make a new pairing? Every phone will need to scan the new code.</source>
+        <translation>Создать новое сопряжение? На каждом телефоне нужно будет отсканировать новый код.</translation>
+    </message>
+    <message>
+        <source>Which relay should Orvik use?</source>
+        <translation>Какой ретранслятор должен использовать Orvik?</translation>
+    </message>
+    <message>
+        <source>Address of the relay:</source>
+        <translation>Адрес ретранслятора:</translation>
+    </message>
+    <message>
+        <source>Checking the relay…</source>
+        <translation>Проверка ретранслятора…</translation>
+    </message>
+    <message>
+        <source>The address has to begin with wss:// and name a host.</source>
+        <translation>Адрес должен начинаться с wss:// и содержать имя узла.</translation>
+    </message>
+    <message>
+        <source>This relay cannot be reached.</source>
+        <translation>Этот ретранслятор недоступен.</translation>
+    </message>
+    <message>
+        <source>No secure connection to this address is possible.</source>
+        <translation>Безопасное подключение к этому адресу невозможно.</translation>
+    </message>
+    <message>
+        <source>There is no Orvik relay at this address.</source>
+        <translation>По этому адресу нет ретранслятора Orvik.</translation>
+    </message>
+    <message>
+        <source>This computer does not trust the relay’s certificate. Its fingerprint (SHA-256) is:</source>
+        <translation>Этот компьютер не доверяет сертификату ретранслятора. Его отпечаток (SHA-256):</translation>
+    </message>
+    <message>
+        <source>Trust it only if the relay shows the same one.</source>
+        <translation>Доверяйте ему, только если ретранслятор показывает такой же.</translation>
+    </message>
+    <message>
+        <source>Trust this certificate</source>
+        <translation>Доверять этому сертификату</translation>
+    </message>
+    <message>
+        <source>No relay has been chosen yet</source>
+        <translation>Ретранслятор ещё не выбран</translation>
+    </message>
+    <message>
+        <source>Connected by another program: %@</source>
+        <translation>Подключено другой программой: %@</translation>
+    </message>
 </context>
 </TS>

@@ -149,5 +149,73 @@
         <source>OK</source>
         <translation>Tamam</translation>
     </message>
+    <message>
+        <source>Waiting for the keyring…</source>
+        <translation>Anahtarlık bekleniyor…</translation>
+    </message>
+    <message>
+        <source>Checking for updates…</source>
+        <translation>Güncellemeler denetleniyor…</translation>
+    </message>
+    <message>
+        <source>The pairing could not be saved. It is valid until Orvik quits.</source>
+        <translation>Eşleme kaydedilemedi. Orvik’ten çıkılana kadar geçerlidir.</translation>
+    </message>
+    <message>
+        <source>The disconnection could not be stored. Restarting may bring the old phones back.</source>
+        <translation>Bağlantının kesildiği kaydedilemedi. Yeniden başlatınca eski telefonlar tekrar bağlanabilir.</translation>
+    </message>
+    <message>
+        <source>Make a new pairing? Every phone will need to scan the new code.</source>
+        <translation>Yeni bir eşleme oluşturulsun mu? Her telefonun yeni kodu taraması gerekecek.</translation>
+    </message>
+    <message>
+        <source>Which relay should Orvik use?</source>
+        <translation>Orvik hangi aktarma sunucusunu kullansın?</translation>
+    </message>
+    <message>
+        <source>Address of the relay:</source>
+        <translation>Aktarma sunucusunun adresi:</translation>
+    </message>
+    <message>
+        <source>Checking the relay…</source>
+        <translation>Aktarma sunucusu denetleniyor…</translation>
+    </message>
+    <message>
+        <source>The address has to begin with wss:// and name a host.</source>
+        <translation>Adres wss:// ile başlamalı ve bir ana makine adı içermelidir.</translation>
+    </message>
+    <message>
+        <source>This relay cannot be reached.</source>
+        <translation>Bu aktarma sunucusuna ulaşılamıyor.</translation>
+    </message>
+    <message>
+        <source>No secure connection to this address is possible.</source>
+        <translation>Bu adresle güvenli bağlantı kurulamıyor.</translation>
+    </message>
+    <message>
+        <source>There is no Orvik relay at this address.</source>
+        <translation>Bu adreste Orvik aktarma sunucusu yok.</translation>
+    </message>
+    <message>
+        <source>This computer does not trust the relay’s certificate. Its fingerprint (SHA-256) is:</source>
+        <translation>Bu bilgisayar aktarma sunucusunun sertifikasına güvenmiyor. Parmak izi (SHA-256):</translation>
+    </message>
+    <message>
+        <source>Trust it only if the relay shows the same one.</source>
+        <translation>Yalnızca aktarma sunucusu aynısını gösteriyorsa güvenin.</translation>
+    </message>
+    <message>
+        <source>Trust this certificate</source>
+        <translation>Bu sertifikaya güven</translation>
+    </message>
+    <message>
+        <source>No relay has been chosen yet</source>
+        <translation>Henüz aktarma sunucusu seçilmedi</translation>
+    </message>
+    <message>
+        <source>Connected by another program: %@</source>
+        <translation>Başka bir program bağlı: %@</translation>
+    </message>
 </context>
 </TS>

@@ -151,5 +151,73 @@
         <source>OK</source>
         <translation>Гаразд</translation>
     </message>
+    <message>
+        <source>Waiting for the keyring…</source>
+        <translation>Очікування на сховище ключів…</translation>
+    </message>
+    <message>
+        <source>Checking for updates…</source>
+        <translation>Перевірка оновлень…</translation>
+    </message>
+    <message>
+        <source>The pairing could not be saved. It is valid until Orvik quits.</source>
+        <translation>Не вдалося зберегти сполучення. Воно діє до завершення роботи Orvik.</translation>
+    </message>
+    <message>
+        <source>The disconnection could not be stored. Restarting may bring the old phones back.</source>
+        <translation>Не вдалося зберегти від’єднання. Після перезапуску попередні телефони можуть знову під’єднатися.</translation>
+    </message>
+    <message>
+        <source>Make a new pairing? Every phone will need to scan the new code.</source>
+        <translation>Створити нове сполучення? На кожному телефоні потрібно буде відсканувати новий код.</translation>
+    </message>
+    <message>
+        <source>Which relay should Orvik use?</source>
+        <translation>Який ретранслятор має використовувати Orvik?</translation>
+    </message>
+    <message>
+        <source>Address of the relay:</source>
+        <translation>Адреса ретранслятора:</translation>
+    </message>
+    <message>
+        <source>Checking the relay…</source>
+        <translation>Перевірка ретранслятора…</translation>
+    </message>
+    <message>
+        <source>The address has to begin with wss:// and name a host.</source>
+        <translation>Адреса має починатися з wss:// і містити ім’я вузла.</translation>
+    </message>
+    <message>
+        <source>This relay cannot be reached.</source>
+        <translation>Цей ретранслятор недоступний.</translation>
+    </message>
+    <message>
+        <source>No secure connection to this address is possible.</source>
+        <translation>Безпечне з’єднання з цією адресою неможливе.</translation>
+    </message>
+    <message>
+        <source>There is no Orvik relay at this address.</source>
+        <translation>За цією адресою немає ретранслятора Orvik.</translation>
+    </message>
+    <message>
+        <source>This computer does not trust the relay’s certificate. Its fingerprint (SHA-256) is:</source>
+        <translation>Цей комп’ютер не довіряє сертифікату ретранслятора. Його відбиток (SHA-256):</translation>
+    </message>
+    <message>
+        <source>Trust it only if the relay shows the same one.</source>
+        <translation>Довіряйте йому, лише якщо ретранслятор показує такий самий.</translation>
+    </message>
+    <message>
+        <source>Trust this certificate</source>
+        <translation>Довіряти цьому сертифікату</translation>
+    </message>
+    <message>
+        <source>No relay has been chosen yet</source>
+        <translation>Ретранслятор ще не вибрано</translation>
+    </message>
+    <message>
+        <source>Connected by another program: %@</source>
+        <translation>Під’єднано іншою програмою: %@</translation>
+    </message>
 </context>
 </TS>

@@ -149,5 +149,73 @@
         <source>OK</source>
         <translation>好</translation>
     </message>
+    <message>
+        <source>Waiting for the keyring…</source>
+        <translation>正在等待密钥环…</translation>
+    </message>
+    <message>
+        <source>Checking for updates…</source>
+        <translation>正在检查更新…</translation>
+    </message>
+    <message>
+        <source>The pairing could not be saved. It is valid until Orvik quits.</source>
+        <translation>无法保存配对。此配对在退出 Orvik 前有效。</translation>
+    </message>
+    <message>
+        <source>The disconnection could not be stored. Restarting may bring the old phones back.</source>
+        <translation>无法保存断开连接的操作。重新启动后，之前的手机可能会重新连接。</translation>
+    </message>
+    <message>
+        <source>Make a new pairing? Every phone will need to scan the new code.</source>
+        <translation>要创建新的配对吗？每部手机都需要扫描新的二维码。</translation>
+    </message>
+    <message>
+        <source>Which relay should Orvik use?</source>
+        <translation>Orvik 应使用哪个中继服务器？</translation>
+    </message>
+    <message>
+        <source>Address of the relay:</source>
+        <translation>中继服务器地址：</translation>
+    </message>
+    <message>
+        <source>Checking the relay…</source>
+        <translation>正在检查中继服务器…</translation>
+    </message>
+    <message>
+        <source>The address has to begin with wss:// and name a host.</source>
+        <translation>地址必须以 wss:// 开头并包含主机名。</translation>
+    </message>
+    <message>
+        <source>This relay cannot be reached.</source>
+        <translation>无法连接到此中继服务器。</translation>
+    </message>
+    <message>
+        <source>No secure connection to this address is possible.</source>
+        <translation>无法与此地址建立安全连接。</translation>
+    </message>
+    <message>
+        <source>There is no Orvik relay at this address.</source>
+        <translation>此地址没有 Orvik 中继服务器。</translation>
+    </message>
+    <message>
+        <source>This computer does not trust the relay’s certificate. Its fingerprint (SHA-256) is:</source>
+        <translation>此电脑不信任该中继服务器的证书。其指纹 (SHA-256) 为：</translation>
+    </message>
+    <message>
+        <source>Trust it only if the relay shows the same one.</source>
+        <translation>仅当中继服务器显示相同指纹时才信任。</translation>
+    </message>
+    <message>
+        <source>Trust this certificate</source>
+        <translation>信任此证书</translation>
+    </message>
+    <message>
+        <source>No relay has been chosen yet</source>
+        <translation>尚未选择中继服务器</translation>
+    </message>
+    <message>
+        <source>Connected by another program: %@</source>
+        <translation>已由其他程序连接：%@</translation>
+    </message>
 </context>
 </TS>

@@ -19,6 +19,7 @@
 #include <array>
 #include <deque>
 #include <functional>
+#include <span>
 #include <utility>
 
 #include "core/BuildConstants.h"
@@ -28,6 +29,7 @@
 #include "core/connection/WebSocketURL.h"
 #include "core/system/TrustedRoots.h"
 #include "core/values/SecretBytes.h"
+#include "core/values/Text.h"
 
 namespace orvik {
 
@@ -55,15 +57,32 @@ struct Outbound {
   boost::system::error_code error;
 };
 
+/// As relays and browsers show it.
+std::string fingerprintOf(const X509* certificate) {
+  std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+  unsigned size = 0;
+  if (certificate == nullptr || X509_digest(certificate, EVP_sha256(), digest.data(), &size) != 1) {
+    return {};
+  }
+  std::string text;
+  for (const unsigned char byte : std::span(digest).first(size)) {
+    text += text.empty() ? "" : ":";
+    appendHex(byte, text);
+  }
+  return text;
+}
+
 class BeastWebSocketTask final : public WebSocketTask,
                                  public std::enable_shared_from_this<BeastWebSocketTask> {
  public:
   BeastWebSocketTask(int number, const std::string& url, asio::any_io_executor taskExecutor,
-                     asio::ssl::context& context, std::shared_ptr<Clock> clock,
-                     std::size_t messageLimit, std::shared_ptr<WebSocketObserver> observer)
+                     asio::ssl::context& context, std::shared_ptr<const ServerTrust> trusted,
+                     std::shared_ptr<Clock> clock, std::size_t messageLimit,
+                     std::shared_ptr<WebSocketObserver> observer)
       : number(number),
         url(WebSocketURL::parse(url)),
         executor(std::move(taskExecutor)),
+        trusted(std::move(trusted)),
         clock(std::move(clock)),
         messageLimit(messageLimit),
         observer(std::move(observer)),
@@ -96,6 +115,7 @@ class BeastWebSocketTask final : public WebSocketTask,
   const int number;
   const std::optional<WebSocketURL> url;
   const asio::any_io_executor executor;
+  const std::shared_ptr<const ServerTrust> trusted;
   const std::shared_ptr<Clock> clock;
   const std::size_t messageLimit;
   const std::shared_ptr<WebSocketObserver> observer;
@@ -170,7 +190,21 @@ asio::awaitable<void> BeastWebSocketTask::connectToHost() {
 void BeastWebSocketTask::configureTLS() {
   auto& tls = stream.next_layer();
   // Against a name and against an address alike.
-  tls.set_verify_callback(asio::ssl::host_name_verification(url->host));
+  tls.set_verify_callback(
+      [trusted = trusted, isOfHost = asio::ssl::host_name_verification(url->host)](
+          bool isSigned, asio::ssl::verify_context& verification) {
+        X509_STORE_CTX* const store = verification.native_handle();
+        const std::string fingerprint = fingerprintOf(X509_STORE_CTX_get0_cert(store));
+        if (!trusted->fingerprint.empty() && fingerprint == trusted->fingerprint) {
+          X509_STORE_CTX_set_error(store, X509_V_OK);
+          return true;
+        }
+        const bool isTrusted = isOfHost(isSigned, verification);
+        if (!isTrusted && trusted->onRefused) {
+          trusted->onRefused(fingerprint);
+        }
+        return isTrusted;
+      });
   // Addresses are no server names. The library's macro for this casts in C's way.
   if (!url->hasAddress() &&
       SSL_ctrl(tls.native_handle(), SSL_CTRL_SET_TLSEXT_HOSTNAME, TLSEXT_NAMETYPE_host_name,
@@ -346,24 +380,26 @@ void BeastWebSocketTask::end(boost::system::error_code reason) {
 
 struct BeastWebSocketSession::Trust {
   asio::ssl::context context{asio::ssl::context::tls_client};
+  std::shared_ptr<const ServerTrust> trusted;
   int lastTask = 0;
 };
 
-BeastWebSocketSession::BeastWebSocketSession(
-    std::shared_ptr<Clock> clock, const std::optional<std::filesystem::path>& trustedCertificates,
-    std::size_t messageLimit)
+BeastWebSocketSession::BeastWebSocketSession(std::shared_ptr<Clock> clock,
+                                             const ServerTrust& trusted, std::size_t messageLimit)
     : clock(std::move(clock)), trust(std::make_unique<Trust>()), messageLimit(messageLimit) {
+  trust->trusted = std::make_shared<const ServerTrust>(trusted);
   auto& context = trust->context;
   if (SSL_CTX_set_min_proto_version(context.native_handle(), TLS1_2_VERSION) != 1) {
     throw std::runtime_error("TLS could not be set up");
   }
   context.set_verify_mode(asio::ssl::verify_peer);
   trustSystemRoots(*context.native_handle());
-  if (trustedCertificates) {
+  if (trusted.certificates) {
     boost::system::error_code error;
-    context.load_verify_file(trustedCertificates->string(), error);
+    context.load_verify_file(trusted.certificates->string(), error);
     if (error) {
-      throw std::runtime_error("no certificates can be read from " + trustedCertificates->string());
+      throw std::runtime_error("no certificates can be read from " +
+                               trusted.certificates->string());
     }
   }
 }
@@ -374,7 +410,7 @@ std::shared_ptr<WebSocketTask> BeastWebSocketSession::webSocketTask(
     const std::string& url, asio::any_io_executor executor,
     std::shared_ptr<WebSocketObserver> observer) {
   return std::make_shared<BeastWebSocketTask>(++trust->lastTask, url, std::move(executor),
-                                              trust->context, clock, messageLimit,
+                                              trust->context, trust->trusted, clock, messageLimit,
                                               std::move(observer));
 }
 

@@ -10,7 +10,6 @@
 #include <initializer_list>
 #include <memory>
 
-#include "core/BuildConstants.h"
 #include "core/values/Base64.h"
 #include "core/values/Text.h"
 
@@ -184,12 +183,12 @@ SecretText Pairing::authMessage() const {
   return SecretText(std::move(message));
 }
 
-SecretText Pairing::link(std::string_view macName) const {
+SecretText Pairing::link(std::string_view macName, std::string_view host) const {
   // What stands around the name has some 100 characters and the host's.
   std::string link;
-  link.reserve(std::string_view(build::pairingHost).size() + 128 + 3 * macName.size());
+  link.reserve(host.size() + 128 + 3 * macName.size());
   link += "https://";
-  link += build::pairingHost;
+  link += host;
   link += "/orvik/p#1.";
   appendBase64URL(id, link);
   link += '.';

@@ -3,6 +3,7 @@
 #include <array>
 #include <string_view>
 
+#include "core/BuildConstants.h"
 #include "core/values/Bytes.h"
 #include "core/values/SecretBytes.h"
 
@@ -37,8 +38,9 @@ class Pairing {
   [[nodiscard]] SecretText authMessage() const;
 
   /// The link that a phone scans. Everything secret stands behind the "#" and never reaches the
-  /// link's host. A name that is not valid UTF-8 is left out.
-  [[nodiscard]] SecretText link(std::string_view macName) const;
+  /// link's host, perhaps with a port. A name that is not valid UTF-8 is left out.
+  [[nodiscard]] SecretText link(std::string_view macName,
+                                std::string_view host = build::pairingHost) const;
 
   bool operator==(const Pairing&) const = default;
 

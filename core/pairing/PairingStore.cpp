@@ -1,15 +1,20 @@
 #include "core/pairing/PairingStore.h"
 
+#include <openssl/evp.h>
+
 #include <algorithm>
+#include <array>
 #include <utility>
 
 #include "core/BuildConstants.h"
+#include "core/values/Text.h"
 
 namespace orvik {
 
 namespace {
 
 constexpr std::size_t storedSize = Pairing::macIdSize + Pairing::secretSize;
+constexpr const char* markKey = "pairing";
 
 SecretStore::Key itemKey() { return {.service = build::applicationId, .account = "pairing"}; }
 
@@ -23,10 +28,9 @@ struct WipedBytes {
   Bytes bytes;
 };
 
-}  // namespace
-
-std::optional<Pairing> PairingStore::find(SecretStore& store) {
-  auto found = store.find(itemKey());
+/// Throws SecretStore::Unreadable. What has another length is no pairing.
+std::optional<Pairing> pairingIn(SecretStore& place) {
+  auto found = place.find(itemKey());
   if (!found) {
     return std::nullopt;
   }
@@ -38,30 +42,159 @@ std::optional<Pairing> PairingStore::find(SecretStore& store) {
   return Pairing(bytes.first<Pairing::macIdSize>(), bytes.last<Pairing::secretSize>());
 }
 
-std::optional<Pairing> PairingStore::load(SecretStore& store) {
-  try {
-    return find(store);
-  } catch (const SecretStore::Unreadable&) {
-    return std::nullopt;
-  }
-}
-
-bool PairingStore::save(SecretStore& store, const Pairing& pairing) {
+/// Replaced, never changed in place. Whether it can be read back.
+bool put(SecretStore& place, const Pairing& pairing) {
   WipedBytes stored{Bytes(storedSize)};
   const auto rest = std::ranges::copy(pairing.macId(), stored.bytes.begin()).out;
   std::ranges::copy(pairing.secret().data(), rest);
-  // Replaced, never changed in place. Whether there was one to remove does not matter.
-  store.remove(itemKey());
-  return store.add(itemKey(), "Orvik pairing", stored.bytes);
+  // Whether there was one to remove does not matter.
+  place.remove(itemKey());
+  try {
+    return place.add(itemKey(), "Orvik pairing", stored.bytes) && pairingIn(place) == pairing;
+  } catch (const SecretStore::Unreadable&) {
+    return false;
+  }
 }
 
-Pairing PairingStore::loadOrCreate(SecretStore& store) {
-  if (auto stored = load(store)) {
-    return *std::move(stored);
+/// Not the identifier itself, which a relay knows a computer by.
+std::string fingerprint(const Pairing& pairing) {
+  std::array<std::uint8_t, 32> digest{};
+  const ByteView id = pairing.macId();
+  EVP_Digest(id.data(), id.size(), digest.data(), nullptr, EVP_sha256(), nullptr);
+  std::string text;
+  for (const std::uint8_t byte : digest) {
+    appendHex(byte, text);
   }
-  Pairing created = Pairing::generate();
-  save(store, created);
-  return created;
+  return text;
+}
+
+}  // namespace
+
+/// "FINGERPRINT PLACE"; the place is empty until the pairing has been put into one.
+struct PairingStore::Mark {
+  std::string fingerprint;
+  std::string place;
+};
+
+/// What was seen in one place.
+struct PairingStore::Look {
+  enum class State { readable, absent, unreadable, locked };
+  State state = State::readable;
+  std::optional<Pairing> pairing = {};
+
+  [[nodiscard]] bool isUnclear() const {
+    return state == State::unreadable || state == State::locked;
+  }
+};
+
+PairingStore::PairingStore(Places places, std::shared_ptr<UserDefaults> mark)
+    : places(std::move(places)), marks(std::move(mark)) {}
+
+std::shared_ptr<PairingStore> PairingStore::ofThisUser() {
+  return std::make_shared<PairingStore>(
+      openSecretStores(), openUserDefaults(std::string(build::applicationId) + ".pairing"));
+}
+
+std::optional<PairingStore::Mark> PairingStore::readMark() const {
+  const auto text = marks->data(markKey);
+  if (!text) {
+    return std::nullopt;
+  }
+  const std::size_t blank = std::min(text->find(' '), text->size());
+  return Mark{text->substr(0, blank), text->substr(std::min(blank + 1, text->size()))};
+}
+
+bool PairingStore::writeMark(const Pairing& pairing, const std::string& place) {
+  return marks->set(markKey, fingerprint(pairing) + ' ' + place);
+}
+
+PairingStore::Look PairingStore::lookInto(SecretStore& place) {
+  try {
+    return {.pairing = pairingIn(place)};
+  } catch (const SecretStore::Locked&) {
+    return {.state = Look::State::locked};
+  } catch (const SecretStore::Absent&) {
+    return {.state = Look::State::absent};
+  } catch (const SecretStore::Unreadable&) {
+    return {.state = Look::State::unreadable};
+  }
+}
+
+PairingStore::Answer PairingStore::load() {
+  const auto mark = readMark();
+  std::vector<Look> looks;
+  std::ranges::transform(places, std::back_inserter(looks),
+                         [](const auto& place) { return lookInto(*place); });
+  const bool isUnclear = std::ranges::any_of(looks, &Look::isUnclear);
+  const auto at = std::ranges::find_if(looks, [&](const Look& look) {
+    // Without a mark the better place decides, which may be the one that cannot be read.
+    return look.pairing && (mark ? mark->fingerprint == fingerprint(*look.pairing) : !isUnclear);
+  });
+  if (at != looks.end()) {
+    const auto index = static_cast<std::size_t>(at - looks.begin());
+    const bool isMarked = mark || writeMark(*at->pairing, places[index]->name());
+    return Found{*at->pairing, isMarked && settle(*at->pairing, looks, index)};
+  }
+  bool isAway = false;
+  for (std::size_t i = 0; mark && i < places.size(); ++i) {
+    isAway = isAway || (looks[i].state == Look::State::absent && places[i]->name() == mark->place);
+  }
+  if (isUnclear || isAway) {
+    return NotReadable{std::ranges::any_of(
+        looks, [](const Look& look) { return look.state == Look::State::locked; })};
+  }
+  return None{};
+}
+
+/// Whether the pairing, which was seen in the place of this number, is in the best place now, and
+/// in no other.
+bool PairingStore::settle(const Pairing& pairing, const std::vector<Look>& looks, std::size_t at) {
+  for (std::size_t better = 0; better < at; ++better) {
+    if (looks[better].state == Look::State::readable && put(*places[better], pairing)) {
+      if (!writeMark(pairing, places[better]->name())) {
+        // It would be missed where the mark says that it is.
+        return false;
+      }
+      at = better;
+    }
+  }
+  bool isAlone = true;
+  for (std::size_t other = at + 1; other < places.size(); ++other) {
+    // An absent place cannot be said to be empty, but none is expected there.
+    isAlone = (!looks[other].pairing || places[other]->remove(itemKey())) &&
+              !looks[other].isUnclear() && isAlone;
+  }
+  return at == 0 && isAlone;
+}
+
+PairingStore::Replaced PairingStore::replace(const Pairing& fresh) {
+  // First of all: whatever happens from here on, no other pairing counts.
+  const bool isMarked = writeMark(fresh, "");
+  const bool isUnmarked = !isMarked && !readMark();
+  const auto kept =
+      std::ranges::find_if(places, [&](const auto& place) { return put(*place, fresh); });
+  const bool isKept = kept != places.end() && (isMarked || isUnmarked);
+  if (isKept && isMarked) {
+    // Without it, only a place that is missing later would be missed less.
+    static_cast<void>(writeMark(fresh, (*kept)->name()));
+  }
+  bool isGone = true;
+  for (const auto& place : places) {
+    if (kept == places.end() || place != *kept) {
+      // What is left behind unread may come back, unless the mark says otherwise.
+      isGone = place->remove(itemKey()) && isGone;
+    }
+  }
+  return {.isLasting = isMarked || isGone, .isKept = isKept};
+}
+
+bool PairingStore::counts(const Pairing& pairing) const {
+  const auto mark = readMark();
+  return !mark || mark->fingerprint == fingerprint(pairing);
+}
+
+bool PairingStore::unlock() {
+  return std::ranges::any_of(places, [](const auto& place) { return place->unlock(itemKey()); });
 }
 
 }  // namespace orvik

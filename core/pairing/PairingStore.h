@@ -1,29 +1,85 @@
 #pragma once
 
+#include <memory>
 #include <optional>
+#include <string>
+#include <variant>
+#include <vector>
 
 #include "core/pairing/Pairing.h"
 #include "core/system/SecretStore.h"
+#include "core/system/UserDefaults.h"
 
 namespace orvik {
 
 /// Keeps the one pairing of this computer among the user's secrets, so that a phone stays paired
-/// across restarts. A pairing that cannot be kept still works until the program ends.
-struct PairingStore {
-  /// The stored pairing. Nothing when there is none, or when what is stored is not a pairing's 48
-  /// bytes. Throws SecretStore::Unreadable when nobody can say: a program that goes on with a new
-  /// one then loses its phones.
-  [[nodiscard]] static std::optional<Pairing> find(SecretStore& store);
+/// across restarts: in the best place that takes it, and in a better one as soon as there is one.
+///
+/// Beside it, in the preferences, stands a mark of the pairing that counts: the SHA-256 of its
+/// identifier, and the place where it was put. Whatever else is found in any place, now or when a
+/// keyring comes back, has been replaced and never counts again. Without a mark, what is found
+/// counts.
+///
+/// Calls may block for some seconds. Not to be used concurrently, except for `unlock`; several
+/// programs may share what is kept.
+class PairingStore {
+ public:
+  /// Best first.
+  using Places = std::vector<std::shared_ptr<SecretStore>>;
 
-  /// The same, and nothing when it cannot be read.
-  [[nodiscard]] static std::optional<Pairing> load(SecretStore& store);
+  /// The pairing that counts.
+  struct Found {
+    Pairing pairing;
+    /// It lies in the best place, and in no other.
+    bool isSettled;
+  };
+  /// There is none.
+  struct None {};
+  /// There may be one, but nobody can say now.
+  struct NotReadable {
+    /// `unlock` would help.
+    bool isLocked;
+  };
+  using Answer = std::variant<Found, None, NotReadable>;
 
-  /// Replaces the stored pairing. Returns whether it is stored now.
-  static bool save(SecretStore& store, const Pairing& pairing);
+  /// What came of replacing the pairing.
+  struct Replaced {
+    /// No earlier pairing comes back, whenever this or another program starts.
+    bool isLasting;
+    /// The new one will be found again.
+    bool isKept;
+  };
 
-  /// The stored pairing, else a new one, which is stored where that is possible. To be called only
-  /// after `find`: what cannot be read counts as absent here.
-  [[nodiscard]] static Pairing loadOrCreate(SecretStore& store);
+  /// `mark` is a domain that nobody else writes to.
+  PairingStore(Places places, std::shared_ptr<UserDefaults> mark);
+
+  /// This user's, on this system.
+  [[nodiscard]] static std::shared_ptr<PairingStore> ofThisUser();
+
+  /// Looks into all places. Moves what it finds to the best place that takes it, and removes what
+  /// does not count.
+  [[nodiscard]] Answer load();
+
+  /// Has a new pairing count and no other. Returns when that is on the disk, as far as it can be.
+  [[nodiscard]] Replaced replace(const Pairing& fresh);
+
+  /// Whether this pairing still counts, as far as the mark says: quick.
+  [[nodiscard]] bool counts(const Pairing& pairing) const;
+
+  /// Has the system ask the user to unlock a place; up to a minute. Whether one has been unlocked.
+  bool unlock();
+
+ private:
+  struct Mark;
+  struct Look;
+
+  [[nodiscard]] std::optional<Mark> readMark() const;
+  bool writeMark(const Pairing& pairing, const std::string& place);
+  [[nodiscard]] static Look lookInto(SecretStore& place);
+  bool settle(const Pairing& pairing, const std::vector<Look>& looks, std::size_t at);
+
+  const Places places;
+  const std::shared_ptr<UserDefaults> marks;
 };
 
 }  // namespace orvik

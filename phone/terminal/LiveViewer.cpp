@@ -6,10 +6,7 @@ namespace orvik {
 
 LiveViewer::LiveViewer(std::string name, LiveScreen liveScreen, Output& output,
                        std::function<ScreenSize()> terminalSize, PayloadLimit payloadLimit)
-    : screen(std::move(liveScreen)),
-      out(output),
-      size(std::move(terminalSize)),
-      limit(payloadLimit) {
+    : screen(liveScreen), out(output), size(std::move(terminalSize)), limit(payloadLimit) {
   state.name = std::move(name);
 }
 

@@ -104,8 +104,10 @@ asio::awaitable<void> untilAskedToEnd(Screen& screen) {
 asio::awaitable<void> untilQuit(Screen& screen, std::shared_ptr<Clock> clock) {
   constexpr std::chrono::seconds pause{1};
   const int keys = screen.viewer ? screen.terminal.openKeyboard() : -1;
-  while (keys < 0) {
-    co_await clock->sleepFor(std::chrono::hours(24));
+  if (keys < 0) {
+    for (;;) {
+      co_await clock->sleepFor(std::chrono::hours(24));
+    }
   }
   asio::posix::stream_descriptor keyboard(co_await asio::this_coro::executor, keys);
   for (;;) {
@@ -154,7 +156,8 @@ bool isColourWanted() {
 int view(const PhoneCommandLine& line) {
   const PairingLink link = PairingLink::read(line.link == "-" ? firstInputLine() : line.link);
   const auto clock = std::make_shared<SystemClock>();
-  const auto session = std::make_shared<BeastWebSocketSession>(clock, line.trust, largestEnvelope);
+  const auto session =
+      std::make_shared<BeastWebSocketSession>(clock, ServerTrust{line.trust}, largestEnvelope);
   const PayloadLimit limit(line.count);
 
   const auto characters = isLocaleUTF8() ? Output::Characters::all : Output::Characters::ascii;

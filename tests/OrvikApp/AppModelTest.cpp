@@ -13,10 +13,8 @@
 #include "OrvikApp/CoreThread.h"
 #include "OrvikApp/QuitRequests.h"
 #include "OrvikApp/TerminationSignals.h"
-#include "core/pairing/PairingStore.h"
 #include "tests/support/EventLoop.h"
 #include "tests/support/ManualClock.h"
-#include "tests/support/MemorySecretStore.h"
 #include "tests/support/Scenarios.h"
 
 namespace orvik {
@@ -37,7 +35,7 @@ struct Link final : RelayLink {
   std::function<void()> finish;
 };
 
-class Desktop final : public LoginItem, public PowerEvents {
+class Desktop final : public LoginItem, public PowerEvents, public PairingSource {
  public:
   /// Carries out an action and gives what happened meanwhile.
   std::string perform(const std::string& line) {
@@ -102,33 +100,46 @@ class Desktop final : public LoginItem, public PowerEvents {
   void launch() {
     const std::shared_ptr<Desktop> self(std::shared_ptr<void>(), this);
     model.reset();
-    try {
-      model = std::make_unique<AppModel>(AppModel::Dependencies{
-          [this](const Pairing& pairing, auto onState) { return makeLink(pairing, onState); },
-          secrets, self, self, std::make_shared<CoreModelClock>(context.get_executor(), clock),
-          hostName});
-    } catch (const SecretStore::Unreadable&) {
-      return note("unreadable");
-    }
+    model = std::make_unique<AppModel>(AppModel::Dependencies{
+        [this](const Pairing& pairing, auto onState) { return makeLink(pairing, onState); }, self,
+        self, self, std::make_shared<CoreModelClock>(context.get_executor(), clock), hostName,
+        linkHost});
     QObject::connect(model.get(), &AppModel::stateChanged, [this] { noteState(); });
     QObject::connect(model.get(), &AppModel::pausedUntilChanged, [this] { notePause(); });
-    QObject::connect(model.get(), &AppModel::pairingChanged,
-                     [this] { note("pairing " + letter(model->pairing())); });
+    QObject::connect(model.get(), &AppModel::pairingChanged, [this] {
+      note(model->pairing() ? "pairing " + letter(*model->pairing()) : "no pairing");
+    });
     QObject::connect(model.get(), &AppModel::launchAtLoginChanged, [this] { noteSwitch(); });
-    note(model->macName() + (model->isFirstLaunch() ? ", first launch" : ""));
+    note(model->macName());
     noteSwitch();
+  }
+  void start(std::function<void(const PairingNews&)> onNews) override {
+    tellNews = std::move(onNews);
+  }
+  void replace() override { note("replaces"); }
+  void unlock() override { note("asks for the keyring"); }
+  /// "A", "A new", "A elsewhere", "locked", "none".
+  void hear(Text what) {
+    PairingNews news;
+    if (what == "locked") {
+      news.waitsFor = PairingNews::WaitsFor::keyring;
+    } else if (what != "none") {
+      while (pairings.size() <= static_cast<std::size_t>(what[0] - 'A')) {
+        pairings.push_back(Pairing::generate());
+      }
+      news.pairing = pairings[static_cast<std::size_t>(what[0] - 'A')];
+      news.isNew = what.ends_with("new");
+      news.waitsFor = what.ends_with("elsewhere") ? PairingNews::WaitsFor::otherProgram
+                                                  : PairingNews::WaitsFor::nothing;
+    }
+    tellNews(news);
+    if (model && model->isFirstLaunch()) {
+      note("first launch");
+    }
   }
   void sleep() {
     const SleepHold hold(&log, [this](auto*) { note("sleeps"); });
     willSleep(hold);
-  }
-  void setSecrets(Text how) {
-    secrets->canFind = how != "unreadable";
-    secrets->canAdd = how != "full";
-  }
-  void noteStored() {
-    const auto stored = PairingStore::load(*secrets);
-    note(stored ? letter(*stored) : "none");
   }
 
   /// The hold is far longer than a test waits, the time until a session goes on is over at once.
@@ -199,8 +210,14 @@ class Desktop final : public LoginItem, public PowerEvents {
       {"name", [this](Text name) { hostName = name; }},
       {"status", [this](Text name) { loginStatus = statuses.at(name); }},
       {"system", [this](Text how) { refuses = how == "refuses"; }},
-      {"secrets", [this](Text how) { setSecrets(how); }},
-      {"stored", [this](Text) { noteStored(); }},
+      {"news", [this](Text what) { hear(what); }},
+      {"no-relay", [this](Text) { linkHost.clear(); }},
+      {"relay", [this](Text host) { model->useRelay(host); }},
+      {"link",
+       [this](Text) {
+         const QString link = model->link();
+         note(link.isEmpty() ? "none" : link.section(QLatin1Char('/'), 0, 3).toStdString());
+       }},
       // The end.
       {"signal", [this](Text number) { receive(number); }},
       {"quit", [this](Text) { requests->requestQuit(); }},
@@ -221,8 +238,8 @@ class Desktop final : public LoginItem, public PowerEvents {
   asio::io_context context;
   const std::shared_ptr<test::ManualClock> clock = std::make_shared<test::ManualClock>(context);
   const Clock::UnixTime zero = clock->unixNow();
-  const std::shared_ptr<test::MemorySecretStore> secrets =
-      std::make_shared<test::MemorySecretStore>();
+  std::function<void(const PairingNews&)> tellNews;
+  std::string linkHost = "orvik.example";
   std::optional<std::string> hostName;
   Status loginStatus = Status::notRegistered;
   bool refuses = false;
@@ -237,7 +254,7 @@ class Desktop final : public LoginItem, public PowerEvents {
 };
 
 TEST(AppModel, DoesWhatTheScenariosSay) {
-  EXPECT_EQ(test::expectScenarios<Desktop>("app/scenarios.txt"), 118);
+  EXPECT_EQ(test::expectScenarios<Desktop>("app/scenarios.txt"), 145);
 }
 
 }  // namespace

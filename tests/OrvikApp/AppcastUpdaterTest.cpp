@@ -132,10 +132,10 @@ TEST(AppcastUpdater, SaysWhatTheFeedSaysWhenItComesWholeInTimeAndOverHTTPS) {
     server.answer = answer;
     server.asked.clear();
     updater.checkForUpdates();
+    EXPECT_EQ(said(), scheme == "http" ? expected : "Checking for updates…|");
     updater.checkForUpdates();
-    ASSERT_TRUE(eventually([] { return dialog() != nullptr; }));
+    ASSERT_TRUE(eventually([&] { return said() == expected; })) << said();
     updater.checkForUpdates();
-    EXPECT_EQ(said(), expected);
     click(button);
     EXPECT_EQ(dialog(), nullptr);
     EXPECT_FALSE(server.asked.contains("Cookie:"));
@@ -164,6 +164,16 @@ TEST(AppcastUpdater, SaysWhatTheFeedSaysWhenItComesWholeInTimeAndOverHTTPS) {
   EXPECT_EQ(opened.links, QString());
   check("https", feed, available, "Download");
   EXPECT_EQ(opened.links, QStringLiteral("https://orvik.example/f"));
+  // One that takes too long for the user is called off.
+  {
+    AppcastUpdater updater(texts, QUrl(QString::fromUtf8(server.url("https"))), {}, 1h);
+    server.answer.clear();
+    updater.checkForUpdates();
+    click("Cancel");
+    EXPECT_EQ(dialog(), nullptr);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(dialog(), nullptr);
+  }
   // Qt does not wait for the thread that it downloads on, and what that has still to free would
   // count as leaked.
   EXPECT_TRUE(eventually([] {

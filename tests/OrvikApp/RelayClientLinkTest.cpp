@@ -24,7 +24,7 @@ TEST(RelayClientLink, TellsTheMainThreadWhatTheClientDoes) {
   CoreThread thread;
   const auto clock = std::make_shared<SystemClock>();
   const auto session =
-      std::make_shared<BeastWebSocketSession>(clock, ORVIK_FIXTURES "/localhost.pem");
+      std::make_shared<BeastWebSocketSession>(clock, ServerTrust{ORVIK_FIXTURES "/localhost.pem"});
   std::vector<RelayState> states;
   const auto link = std::make_shared<RelayClientLink>(
       thread.executor(),
@@ -73,21 +73,6 @@ TEST(CoreModelClock, ActsInItsTimeUnlessItIsCancelledOrItsThreadEnds) {
   }
   QCoreApplication::processEvents();
   EXPECT_EQ(log, "early ");
-}
-
-TEST(RelayEndpoint, IsTheBuildsUnlessTheEnvironmentNamesOne) {
-  const auto endpoint = [](const char* relay, const char* trust) {
-    qputenv("ORVIK_RELAY", relay);
-    qputenv("ORVIK_TRUST", trust);
-    return RelayEndpoint::fromEnvironment();
-  };
-  EXPECT_EQ(endpoint("wss://localhost:47443/at", "/x.pem").url, "wss://localhost:47443/at");
-  EXPECT_EQ(endpoint("wss://localhost", "/x.pem").trust, "/x.pem");
-  for (const char* wrong : {"ws://localhost", "localhost", "wss://localhost/?x"}) {
-    EXPECT_THROW(std::ignore = endpoint(wrong, ""), std::invalid_argument) << wrong;
-  }
-  EXPECT_EQ(endpoint("", "").url, RelayClient::defaultRelay());
-  EXPECT_EQ(endpoint("", "").trust, std::nullopt);
 }
 
 }  // namespace

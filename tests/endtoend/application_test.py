@@ -4,6 +4,7 @@
 Its menu is read and its entries are chosen over the session bus, as a panel does it."""
 
 import os
+import shutil
 import signal
 import subprocess
 
@@ -82,8 +83,10 @@ def test():
 
     # A later launch on another desktop, which has no panel yet, and without a relay.
     lonely_bus, lonely_display = start_bus("session"), start_display()
+    shutil.copytree(path("data"), path("lonely/data"))
     lonely = start_application(lonely_bus, lonely_display, "wss://localhost:1", options[3],
-                               XDG_CONFIG_HOME=path("lonely"), XDG_RUNTIME_DIR=path("lonely"))
+                               XDG_CONFIG_HOME=path("lonely"), XDG_DATA_HOME=path("lonely/data"),
+                               XDG_RUNTIME_DIR=path("lonely"))
 
     sleep_and_wake(manager, panel, port)
     phone = start_phone(link, options)

@@ -19,7 +19,7 @@ MENU = "com.canonical.dbusmenu"
 MANAGER = "org.freedesktop.login1.Manager"
 PROPERTIES = "org.freedesktop.DBus.Properties"
 
-BUS_CONFIGURATION = """<busconfig><type>{kind}</type><listen>unix:dir={folder}</listen>
+BUS_CONFIGURATION = """<busconfig><type>{kind}</type><listen>unix:dir={folder}</listen>{services}
 <policy context="default"><allow send_destination="*" eavesdrop="true"/><allow eavesdrop="true"/>
 <allow own="*"/></policy></busconfig>"""
 
@@ -43,11 +43,13 @@ def start(*command, **options):
     return process
 
 
-def start_bus(kind):
-    """A private bus that lets everybody do everything; gives its address."""
+def start_bus(kind, services=""):
+    """A private bus that lets everybody do everything, and starts the services of a folder; gives
+    its address."""
     folder = tempfile.mkdtemp(prefix="bus-", dir=path(""))
     with open(os.path.join(folder, "bus.conf"), "w", encoding="utf-8") as file:
-        file.write(BUS_CONFIGURATION.format(kind=kind, folder=folder))
+        file.write(BUS_CONFIGURATION.format(
+            kind=kind, folder=folder, services=f"<servicedir>{services}</servicedir>" if services else ""))
     bus = start("dbus-daemon", f"--config-file={folder}/bus.conf", "--nofork", "--print-address")
     return bus.stdout.readline().strip()
 
@@ -61,9 +63,9 @@ def start_display():
     return name
 
 
-def start_application(bus, display, relay, trust, **more):
+def start_application(bus, display, relay, trust, *arguments, **more):
     """The application on such a desktop, with the relay of the test."""
-    return Program("orvik", folder="OrvikApp", environment={
+    return Program("orvik", *arguments, folder="OrvikApp", environment={
         "DBUS_SESSION_BUS_ADDRESS": bus, "DBUS_SYSTEM_BUS_ADDRESS": "unix:path=/nonexistent",
         "DISPLAY": display, "QT_QPA_PLATFORM": "xcb", "LC_ALL": "C.UTF-8",
         "XDG_RUNTIME_DIR": path(""), "ORVIK_RELAY": relay, "ORVIK_TRUST": trust, **more})

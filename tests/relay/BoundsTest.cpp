@@ -67,6 +67,15 @@ TEST(Drain, SpreadsWhatIsLeftOverItsTime) {
   EXPECT_EQ(Drain(start, 0s).due(start, 7), 7U);
 }
 
+TEST(OutboundQueue, HasRoomForABurstOfAlertsBehindTheKeptOnes) {
+  const Limits limits;
+  OutboundQueue queue;
+  const double alerts = limits.macMessages.burst + static_cast<double>(limits.keptAlertsPerMac);
+  for (double i = 0; i < 2 * alerts; ++i) {
+    ASSERT_TRUE(queue.push(framedText("alert"), limits)) << i;
+  }
+}
+
 TEST(OutboundQueue, KeepsWhatIsOnItsWay) {
   Limits limits;
   limits.outboundMessages = 2;

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <algorithm>
+#include <atomic>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -8,7 +11,8 @@
 
 namespace orvik::test {
 
-/// Secrets in memory. Like a real store it takes several items with one key.
+/// Secrets in memory. Like a real store it takes several items with one key. May be used and
+/// changed on any thread.
 class MemorySecretStore final : public SecretStore {
  public:
   struct Item {
@@ -17,10 +21,23 @@ class MemorySecretStore final : public SecretStore {
     Bytes data;
   };
 
+  enum class State { readable, locked, unreadable, absent };
+
+  explicit MemorySecretStore(std::string name) : title(std::move(name)) {}
+
+  std::string name() const override { return title; }
   std::optional<Bytes> find(const Key& key) override {
-    if (!canFind) {
-      throw Unreadable();
+    switch (state) {
+      case State::locked:
+        throw Locked();
+      case State::unreadable:
+        throw Unreadable();
+      case State::absent:
+        throw Absent();
+      case State::readable:
+        break;
     }
+    const std::lock_guard guard(lock);
     for (const Item& item : items) {
       if (isOf(item, key)) {
         return item.data;
@@ -29,24 +46,51 @@ class MemorySecretStore final : public SecretStore {
     return std::nullopt;
   }
   bool remove(const Key& key) override {
-    return canRemove && (std::erase_if(items, [&](auto& item) { return isOf(item, key); }), true);
+    const std::lock_guard guard(lock);
+    const auto isMeant = [&](const Item& item) { return isOf(item, key); };
+    return state == State::readable && (std::ranges::none_of(items, isMeant) ||
+                                        (isWritable && std::erase_if(items, isMeant) > 0));
   }
   bool add(const Key& key, std::string_view label, ByteView data) override {
-    if (canAdd) {
+    const std::lock_guard guard(lock);
+    if (isOpen()) {
       items.push_back({key, std::string(label), Bytes(data.begin(), data.end())});
     }
-    return canAdd;
+    return isOpen();
+  }
+  bool unlock(const Key& /*key*/) override {
+    ++prompts;
+    if (isOpening && state == State::locked) {
+      state = State::readable;
+    }
+    return state == State::readable;
   }
 
-  std::vector<Item> items;
-  bool canFind = true;
-  bool canRemove = true;
-  bool canAdd = true;
+  std::vector<Item> content() {
+    const std::lock_guard guard(lock);
+    return items;
+  }
+  void setContent(std::vector<Item> content) {
+    const std::lock_guard guard(lock);
+    items = std::move(content);
+  }
+
+  std::atomic<State> state = State::readable;
+  /// What can be read can be changed.
+  std::atomic<bool> isWritable = true;
+  /// Whether the user gives the password.
+  std::atomic<bool> isOpening = false;
+  std::atomic<int> prompts = 0;
 
  private:
+  [[nodiscard]] bool isOpen() const { return state == State::readable && isWritable; }
   static bool isOf(const Item& item, const Key& key) {
     return item.key.service == key.service && item.key.account == key.account;
   }
+
+  const std::string title;
+  std::mutex lock;
+  std::vector<Item> items;
 };
 
 }  // namespace orvik::test

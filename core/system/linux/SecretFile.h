@@ -15,9 +15,12 @@ class SecretFile final : public SecretStore {
   /// place for secrets: nothing is found and nothing can be added.
   explicit SecretFile(std::filesystem::path folder);
 
+  [[nodiscard]] std::string name() const override { return "file"; }
   [[nodiscard]] std::optional<Bytes> find(const Key& key) override;
   bool remove(const Key& key) override;
   [[nodiscard]] bool add(const Key& key, std::string_view label, ByteView data) override;
+  /// Never locked.
+  bool unlock(const Key& /*key*/) override { return false; }
 
  private:
   /// Empty when there is no place for the item.

@@ -1,14 +1,19 @@
 #include "core/system/linux/SecretServiceStore.h"
 
 #include <libsecret/secret.h>
+#include <sys/stat.h>
 
 #include <algorithm>
+#include <array>
+#include <cstdlib>
 #include <future>
 #include <memory>
 #include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
+
+#include "core/system/linux/SystemBus.h"
 
 namespace orvik {
 
@@ -36,6 +41,7 @@ struct Release {
 template <typename Object>
 using Holder = std::unique_ptr<Object, Release>;
 using Item = Holder<SecretItem>;
+using Collection = Holder<SecretCollection>;
 using Items = std::vector<Item>;
 using Cancellable = std::shared_ptr<GCancellable>;
 
@@ -170,19 +176,27 @@ class Service {
     return items;
   }
 
-  /// Asks the user to unlock those that are locked.
-  void unlock(const Items& items) {
+  /// Null when there is none.
+  Collection defaultCollection() {
+    GError* error = nullptr;
+    Collection collection(secret_collection_for_alias_sync(service.get(), SECRET_COLLECTION_DEFAULT,
+                                                           SECRET_COLLECTION_NONE,
+                                                           cancellable.get(), &error));
+    const bool isAnswered = error == nullptr;
+    g_clear_error(&error);
+    require(isAnswered);
+    return collection;
+  }
+
+  /// Asks the user to unlock those items and collections that are locked.
+  void unlock(const std::vector<GDBusProxy*>& objects) {
     Holder<GList> locked;
-    for (const Item& item : items) {
-      if (isLocked(item)) {
-        locked.reset(g_list_prepend(locked.release(), item.get()));
-      }
+    for (GDBusProxy* const object : objects) {
+      locked.reset(g_list_prepend(locked.release(), object));
     }
-    if (locked) {
-      const gint count = secret_service_unlock_sync(service.get(), locked.get(), cancellable.get(),
-                                                    nullptr, nullptr);
-      require(count >= 0 && static_cast<guint>(count) == g_list_length(locked.get()));
-    }
+    const gint count = secret_service_unlock_sync(service.get(), locked.get(), cancellable.get(),
+                                                  nullptr, nullptr);
+    require(count >= 0 && static_cast<guint>(count) == g_list_length(locked.get()));
   }
 
   Bytes secretOf(SecretItem* item) {
@@ -200,7 +214,6 @@ class Service {
     require(secret_item_delete_sync(item, cancellable.get(), nullptr) != FALSE);
   }
 
-  /// Unlocks the collection, or makes the first one, by asking the user.
   void add(const SecretStore::Key& key, const std::string& label, SecretValue* value) {
     require(secret_service_store_sync(service.get(), nullptr, attributesOf(key).get(),
                                       SECRET_COLLECTION_DEFAULT, label.c_str(), value,
@@ -236,77 +249,149 @@ std::invoke_result_t<Question&, Service&> askWithin(std::chrono::milliseconds li
   return result.get();
 }
 
+/// As the environment names it, else where a session of systemd has it; empty without one.
+std::string sessionBusAddress() {
+  if (const char* const address = std::getenv("DBUS_SESSION_BUS_ADDRESS")) {
+    return address;
+  }
+  const char* const folder = std::getenv("XDG_RUNTIME_DIR");
+  const std::string socket = std::string(folder == nullptr ? "" : folder) + "/bus";
+  struct stat status {};
+  return stat(socket.c_str(), &status) == 0 && S_ISSOCK(status.st_mode) ? "unix:path=" + socket
+                                                                        : "";
+}
+
+bool namesService(const std::optional<UntypedValue>& reply) {
+  const auto* const names = reply ? reply->get<UntypedValue::List>() : nullptr;
+  return names != nullptr && std::ranges::any_of(*names, [](const UntypedValue& name) {
+           const auto* const text = name.get<std::string>();
+           return text != nullptr && *text == SecretServiceStore::serviceName;
+         });
+}
+
 }  // namespace
 
-template <typename Question>
-auto SecretServiceStore::ask(std::chrono::milliseconds limit, Question question) {
-  require(std::chrono::steady_clock::now() >= restEnd);
-  try {
-    return askWithin(limit, std::move(question));
-  } catch (...) {
-    restEnd = std::chrono::steady_clock::now() + limits.rest;
-    throw ServiceFailure();
+/// Unless the service runs, or would be started when asked.
+void SecretServiceStore::requireService() const {
+  const std::string address = sessionBusAddress();
+  if (address.empty()) {
+    throw Absent();
   }
-}
-
-std::optional<Bytes> SecretServiceStore::find(const Key& key) {
-  struct Found {
-    std::optional<Bytes> secret = {};
-    bool isLocked = false;
-  };
-  try {
-    const Found found = ask(limits.answer, [key](Service& service) -> Found {
-      const Items items = service.search(key);
-      const auto readable = std::ranges::find_if_not(items, isLocked);
-      return readable == items.end() ? Found{.isLocked = !items.empty()}
-                                     : Found{.secret = service.secretOf(readable->get())};
-    });
-    if (!found.isLocked) {
-      return found.secret;
-    }
-    return ask(limits.prompt, [key](Service& service) {
-      const Items items = service.search(key);
-      require(!items.empty());
-      service.unlock(items);
-      return service.secretOf(items.front().get());
-    });
-  } catch (const ServiceFailure&) {
+  SystemBus bus(address);
+  bus.allow(limits.answer);
+  constexpr std::array methods{"ListNames", "ListActivatableNames"};
+  const bool isThere = std::ranges::any_of(methods, [&](const char* method) {
+    return namesService(bus.call({.service = "org.freedesktop.DBus",
+                                  .object = "/org/freedesktop/DBus",
+                                  .interface = "org.freedesktop.DBus",
+                                  .name = method}));
+  });
+  if (bus.isLate()) {
     throw Unreadable();
   }
-}
-
-bool SecretServiceStore::remove(const Key& key) {
-  try {
-    const bool isThere =
-        ask(limits.answer, [key](Service& service) { return !service.search(key).empty(); });
-    return !isThere || ask(limits.prompt, [key](Service& service) {
-      const Items items = service.search(key);
-      service.unlock(items);
-      for (const Item& item : items) {
-        service.remove(item.get());
-      }
-      return true;
-    });
-  } catch (const ServiceFailure&) {
-    return false;
+  if (!isThere) {
+    throw Absent();
   }
 }
 
-bool SecretServiceStore::add(const Key& key, std::string_view label, ByteView data) {
+template <typename Question>
+auto SecretServiceStore::ask(Question question) {
+  if (std::chrono::steady_clock::now() < restEnd) {
+    throw Unreadable();
+  }
+  const auto begin = std::chrono::steady_clock::now();
+  try {
+    requireService();
+    return askWithin(limits.answer, std::move(question));
+  } catch (...) {
+    if (std::chrono::steady_clock::now() - begin >= limits.answer) {
+      restEnd = std::chrono::steady_clock::now() + limits.rest;
+    }
+    throw;
+  }
+}
+
+std::optional<Bytes> SecretServiceStore::find(const Key& key) try {
+  return ask([key](Service& service) -> std::optional<Bytes> {
+    const Items items = service.search(key);
+    const auto readable = std::ranges::find_if_not(items, isLocked);
+    if (readable != items.end()) {
+      return service.secretOf(readable->get());
+    }
+    if (!items.empty()) {
+      throw Locked();
+    }
+    // Some services do not tell what a locked collection has.
+    const Collection collection = service.defaultCollection();
+    if (!collection) {
+      throw Absent();
+    }
+    if (secret_collection_get_locked(collection.get()) != FALSE) {
+      throw Locked();
+    }
+    return std::nullopt;
+  });
+} catch (const ServiceFailure&) {
+  throw Unreadable();
+}
+
+bool SecretServiceStore::remove(const Key& key) try {
+  return ask([key](Service& service) {
+    const Items items = service.search(key);
+    require(std::ranges::none_of(items, isLocked));
+    for (const Item& item : items) {
+      service.remove(item.get());
+    }
+    return true;
+  });
+} catch (const std::exception&) {
+  return false;
+} catch (const ServiceFailure&) {
+  return false;
+}
+
+bool SecretServiceStore::add(const Key& key, std::string_view label, ByteView data) try {
   const std::shared_ptr<SecretValue> value(
       secret_value_new(textOf(data).data(), static_cast<gssize>(data.size()),
                        "application/octet-stream"),
       Release());
-  try {
-    // One that does not answer need not be waited for as long as for a user.
-    return ask(limits.answer, [](Service& /*service*/) { return true; }) &&
-           ask(limits.prompt, [key, value, name = std::string(label)](Service& service) {
-             service.add(key, name, value.get());
-             return true;
-           });
-  } catch (const ServiceFailure&) {
-    return false;
-  }
+  return ask([key, value, name = std::string(label)](Service& service) {
+    const Collection collection = service.defaultCollection();
+    require(collection && secret_collection_get_locked(collection.get()) == FALSE);
+    service.add(key, name, value.get());
+    return true;
+  });
+} catch (const std::exception&) {
+  return false;
+} catch (const ServiceFailure&) {
+  return false;
+}
+
+bool SecretServiceStore::unlock(const Key& key) try {
+  requireService();
+  // One that does not answer need not be waited for as long as for a user.
+  askWithin(limits.answer, [](Service& /*service*/) { return true; });
+  return askWithin(limits.prompt, [key](Service& service) {
+    std::vector<GDBusProxy*> locked;
+    const Items items = service.search(key);
+    for (const Item& item : items) {
+      if (isLocked(item)) {
+        locked.push_back(G_DBUS_PROXY(item.get()));
+      }
+    }
+    const Collection collection = service.defaultCollection();
+    if (locked.empty() && collection && secret_collection_get_locked(collection.get()) != FALSE) {
+      locked.push_back(G_DBUS_PROXY(collection.get()));
+    }
+    if (!locked.empty()) {
+      service.unlock(locked);
+    }
+    return true;
+  });
+} catch (const std::exception&) {
+  return false;
+} catch (const ServiceFailure&) {
+  return false;
 }
 
 }  // namespace orvik

@@ -47,6 +47,8 @@ class Attributes {
 /// open from the login on, and is never synchronised.
 class Keychain final : public SecretStore {
  public:
+  [[nodiscard]] std::string name() const override { return "keychain"; }
+
   [[nodiscard]] std::optional<Bytes> find(const Key& key) override {
     const AutoreleasePool pool;
     Attributes query(key);
@@ -86,10 +88,15 @@ class Keychain final : public SecretStore {
     item.set(kSecValueData, ownedData(data).get());
     return item.get() != nullptr && SecItemAdd(item.get(), nullptr) == errSecSuccess;
   }
+
+  /// The system asks by itself, whenever it has to.
+  bool unlock(const Key& /*key*/) override { return false; }
 };
 
 }  // namespace
 
-std::shared_ptr<SecretStore> openSecretStore() { return std::make_shared<Keychain>(); }
+std::vector<std::shared_ptr<SecretStore>> openSecretStores() {
+  return {std::make_shared<Keychain>()};
+}
 
 }  // namespace orvik

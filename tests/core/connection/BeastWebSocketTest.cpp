@@ -32,7 +32,7 @@ class RealLink : public testing::Test {
     }
   }
   void start(const std::string& url, const std::string& trusted = "localhost.pem") {
-    session = std::make_shared<BeastWebSocketSession>(clock, test::fixture(trusted));
+    session = std::make_shared<BeastWebSocketSession>(clock, ServerTrust{test::fixture(trusted)});
     client = std::make_shared<RelayClient>(
         Pairing(Bytes(16, 1), Bytes(32, 2)), url, std::make_shared<BasicSampleSource>(clock),
         AlertStateStore::memory(), [this](const RelayState& state) { states.push_back(state); },
@@ -137,7 +137,8 @@ TEST_F(RealLink, TrustAndNameAreBothVerified) {
       stop(isAccepted ? 2s : 0s);
     }
   }
-  EXPECT_THROW(BeastWebSocketSession(clock, test::fixture("none.pem")), std::runtime_error);
+  EXPECT_THROW(BeastWebSocketSession(clock, ServerTrust{test::fixture("none.pem")}),
+               std::runtime_error);
 }
 
 TEST_F(RealLink, HostileMessagesChangeNothing) {

@@ -6,9 +6,7 @@
 #include <functional>
 #include <utility>
 
-#include "core/system/linux/FallbackSecretStore.h"
 #include "core/system/linux/SecretFile.h"
-#include "tests/support/MemorySecretStore.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace orvik {
@@ -81,39 +79,6 @@ TEST_F(SecretFileTest, WhatCannotBeOpenedIsNoReasonForAnother) {
     EXPECT_EQ(without.find(key), std::nullopt);
   }
   EXPECT_FALSE(store.add({.service = "a", .account = "/../b"}, "Label", secret));
-}
-
-TEST_F(SecretFileTest, BehindAKeyringItHasWhatThatCannotKeep) {
-  const Bytes newer{1};
-  struct Case {
-    const char* name;
-    bool canFind, canRemove, canAdd;
-    std::optional<Bytes> removedFromFile, inKeyring, inFile;
-  };
-  for (const Case& does :
-       {Case{"open", true, true, true, std::nullopt, newer, std::nullopt},
-        {"without a collection", true, true, false, std::nullopt, std::nullopt, newer},
-        {"locked", false, false, false, secret, secret, secret}}) {
-    const auto keyring = std::make_shared<test::MemorySecretStore>();
-    FallbackSecretStore both(keyring, std::make_shared<SecretFile>(folder));
-    EXPECT_EQ(both.find(key), std::nullopt);
-    keyring->canFind = does.canFind;
-    if (!does.canFind) {
-      EXPECT_THROW((void)both.find(key), SecretStore::Unreadable) << "none or not, nobody knows";
-    }
-    ASSERT_TRUE(store.add(key, "Label", secret));
-    EXPECT_EQ(both.find(key), secret) << "from before there was a keyring";
-    ASSERT_TRUE(keyring->add(key, "Label", secret));
-    keyring->canRemove = does.canRemove;
-    keyring->canAdd = does.canAdd;
-    EXPECT_EQ(both.remove(key), does.canRemove) << does.name;
-    EXPECT_EQ(store.find(key), does.removedFromFile) << "both or neither: " << does.name;
-    EXPECT_EQ(both.add(key, "Label", newer), does.canRemove) << does.name;
-    keyring->canFind = true;
-    EXPECT_EQ(keyring->find(key), does.inKeyring) << does.name;
-    EXPECT_EQ(store.find(key), does.inFile) << does.name;
-    store.remove(key);
-  }
 }
 
 }  // namespace

@@ -105,11 +105,15 @@ struct SilentPrompter {
   sd_bus* bus = nullptr;
 };
 
-/// The item under the key: its data, "none" or "unreadable".
+/// The item under the key: its data, "none", or why nobody can say.
 std::string found(SecretServiceStore& store) {
   try {
     const auto data = store.find(key);
     return data ? std::string(textOf(*data)) : "none";
+  } catch (const SecretStore::Locked&) {
+    return "locked";
+  } catch (const SecretStore::Absent&) {
+    return "absent";
   } catch (const SecretStore::Unreadable&) {
     return "unreadable";
   }
@@ -120,8 +124,8 @@ std::string found(const SecretServiceStore::Limits& limits) {
 }
 const std::string whole(textOf(secret));
 
-void expectNothingWorks(SecretServiceStore store) {
-  EXPECT_EQ(found(store), "unreadable");
+void expectNothingWorks(SecretServiceStore store, const std::string& reason) {
+  EXPECT_EQ(found(store), reason);
   EXPECT_FALSE(store.remove(key));
   EXPECT_FALSE(store.add(key, "Orvik pairing", Bytes{1}));
 }
@@ -152,15 +156,16 @@ TEST(SecretServiceStore, ALockedItemIsUnreadableAndStays) {
   Keyring keyring;
   ASSERT_TRUE(SecretServiceStore(generous).add(key, "Orvik pairing", secret));
   EXPECT_EQ(keyring.tool("lock --collection=login"), "");
+  expectNothingWorks(SecretServiceStore(generous), "locked");
   // Nobody can ask the user.
-  expectNothingWorks(SecretServiceStore(generous));
-  SecretServiceStore resting({.answer = 1min, .prompt = 1min, .rest = 1h});
-  EXPECT_EQ(found(resting), "unreadable");
+  EXPECT_FALSE(SecretServiceStore(generous).unlock(key));
   {
     // The service dies while the user is asked.
     SilentPrompter prompter(keyring.daemon.address);
-    std::thread waiting([&] { EXPECT_EQ(found(generous), "unreadable"); });
+    std::thread waiting([&] { EXPECT_FALSE(SecretServiceStore(generous).unlock(key)); });
     prompter.awaitPrompt();
+    // Nothing else waits for the user.
+    expectNothingWorks(SecretServiceStore(generous), "locked");
     keyring.end();
     waiting.join();
   }
@@ -169,19 +174,17 @@ TEST(SecretServiceStore, ALockedItemIsUnreadableAndStays) {
   {
     // The user does not answer.
     const SilentPrompter prompter(keyring.daemon.address);
-    expectNothingWorks(SecretServiceStore({.answer = 1min, .prompt = 100ms, .rest = 0s}));
+    EXPECT_FALSE(SecretServiceStore({.answer = 1min, .prompt = 100ms, .rest = 0s}).unlock(key));
   }
   keyring.end();
   keyring.start(true);
-  // What could not be read is not replaced the next moment.
-  expectNothingWorks(resting);
   EXPECT_EQ(found(generous), whole);
 }
 
-TEST(SecretServiceStore, WithoutACollectionThereIsNothing) {
+TEST(SecretServiceStore, WithoutACollectionThereIsNoStore) {
   const Keyring empty(false);
   SecretServiceStore store(generous);
-  EXPECT_EQ(found(store), "none");
+  EXPECT_EQ(found(store), "absent");
   EXPECT_TRUE(store.remove(key));
   EXPECT_FALSE(store.add(key, "Orvik pairing", secret));
 }
@@ -190,19 +193,22 @@ TEST(SecretServiceStore, AServiceThatDiesOrIsSilentIsNotWaitedFor) {
   Keyring keyring;
   ASSERT_TRUE(SecretServiceStore(generous).add(key, "Orvik pairing", secret));
   kill(keyring.service, SIGSTOP);
-  expectNothingWorks(SecretServiceStore(hasty));
-  std::thread waiting([&] { EXPECT_EQ(found(generous), "unreadable"); });
+  expectNothingWorks(SecretServiceStore(hasty), "unreadable");
+  SecretServiceStore resting({.answer = 200ms, .prompt = 200ms, .rest = 1h});
+  EXPECT_EQ(found(resting), "unreadable");
+  std::thread waiting([&] { EXPECT_NE(found(generous), whole); });
   keyring.end();
   waiting.join();
-  expectNothingWorks(SecretServiceStore(generous));
+  expectNothingWorks(SecretServiceStore(generous), "absent");
   keyring.start(true);
   EXPECT_EQ(found(generous), whole);
+  EXPECT_EQ(found(resting), "unreadable") << "what did not answer is left alone for a while";
   // The bus itself, which the services do not survive.
   kill(keyring.daemon.daemon, SIGSTOP);
-  expectNothingWorks(SecretServiceStore(hasty));
+  expectNothingWorks(SecretServiceStore(hasty), "unreadable");
   kill(keyring.daemon.daemon, SIGCONT);
   keyring.daemon.end();
-  expectNothingWorks(SecretServiceStore(generous));
+  expectNothingWorks(SecretServiceStore(generous), "absent");
 }
 
 TEST(SecretServiceStore, ABusThatSaysNothingIsNoBus) {
@@ -210,9 +216,11 @@ TEST(SecretServiceStore, ABusThatSaysNothingIsNoBus) {
   const std::string path = (folder.path / "socket").string();
   boost::asio::io_context context;
   const boost::asio::local::stream_protocol::acceptor listener(context, path);
-  for (const std::string& address : {"unix:path=" + path, std::string("nonsense"), std::string()}) {
+  for (const auto& [address, reason] : {std::pair("unix:path=" + path, "unreadable"),
+                                        {std::string("nonsense"), "absent"},
+                                        {std::string(), "absent"}}) {
     const test::Environment bus(busVariable, address);
-    expectNothingWorks(SecretServiceStore(hasty));
+    expectNothingWorks(SecretServiceStore(hasty), reason);
   }
 }
 

@@ -25,7 +25,7 @@ class MacCalls : public testing::Test {
 };
 
 TEST_F(MacCalls, AKeychainItemIsFoundByServiceAndAccountAlone) {
-  const auto store = openSecretStore();
+  const auto store = openSecretStores().front();
   const SecretStore::Key key{"example.orvik", "pairing"};
   const Bytes secret = {0, 1, 0xFF};
   EXPECT_EQ(store->find(key), std::nullopt);

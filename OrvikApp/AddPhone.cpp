@@ -1,0 +1,94 @@
+#include "OrvikApp/AddPhone.h"
+
+#include <QPushButton>
+#include <utility>
+
+#include "OrvikApp/AppModel.h"
+#include "OrvikApp/Texts.h"
+#include "OrvikApp/platform/Windows.h"
+
+namespace orvik {
+
+AddPhone::AddPhone(AppModel& model, const Texts& texts, Actions actions)
+    : model(model), texts(texts), actions(std::move(actions)) {
+  connect(&model, &AppModel::pairingChanged, this, &AddPhone::follow);
+  connect(&model, &AppModel::pairingNewsChanged, this, [this] {
+    follow();
+    tell();
+  });
+}
+
+void AddPhone::begin() {
+  isWanted = true;
+  hasAsked = false;
+  if (std::holds_alternative<relayState::Rejected>(model.state())) {
+    // The code of a pairing that the relay refuses is of no use.
+    askForNewPairing();
+  } else if (model.waitsFor() == AppModel::Wait::relay) {
+    actions.chooseRelay();
+  } else {
+    follow();
+  }
+}
+
+void AddPhone::follow() {
+  if (!isWanted || model.waitsFor() == AppModel::Wait::relay) {
+    return;
+  }
+  if (model.pairing()) {
+    isWanted = false;
+    actions.showCode();
+  } else if (model.waitsFor() == AppModel::Wait::keyring) {
+    if (model.pairingNews().isAsking) {
+      hasAsked = true;
+    } else if (std::exchange(hasAsked, false)) {
+      askForNewPairing();
+    } else {
+      model.unlockKeyring();
+    }
+  }
+}
+
+void AddPhone::askForNewPairing() {
+  ask(QMessageBox::Question,
+      texts.text("Make a new pairing? Every phone will need to scan the new code."));
+  auto* const cancel = box->addButton(texts.text("Cancel"), QMessageBox::RejectRole);
+  auto* const make = box->addButton(texts.text("OK"), QMessageBox::AcceptRole);
+  box->setDefaultButton(cancel);
+  box->setEscapeButton(cancel);
+  isWanted = false;
+  connect(box.get(), &QMessageBox::finished, this, [this, make] {
+    if (box->clickedButton() == make) {
+      isWanted = true;
+      model.disconnectAllPhones();
+    }
+  });
+}
+
+void AddPhone::tell() {
+  const PairingNews& news = model.pairingNews();
+  const bool isLost = std::exchange(wasLasting, news.isLasting) && !news.isLasting;
+  const bool isUnkept = std::exchange(wasKept, news.isKept) && !news.isKept;
+  if (!isLost && !isUnkept) {
+    return;
+  }
+  const QString lost = texts.text(
+      "The disconnection could not be stored. Restarting may bring the old phones back.");
+  const QString unkept =
+      texts.text("The pairing could not be saved. It is valid until Orvik quits.");
+  ask(QMessageBox::Warning, isLost ? lost : unkept);
+  box->addButton(texts.text("OK"), QMessageBox::AcceptRole);
+}
+
+void AddPhone::ask(QMessageBox::Icon icon, const QString& text) {
+  box = std::make_unique<QMessageBox>();
+  box->setIcon(icon);
+  box->setWindowTitle(texts.text("Orvik"));
+  box->setText(text);
+  box->setAttribute(Qt::WA_QuitOnClose, false);
+  box->setWindowModality(Qt::NonModal);
+  box->show();
+  bringToFront(box.get());
+}
+
+}  // namespace orvik

@@ -1,0 +1,103 @@
+#pragma once
+
+#include <boost/asio/any_io_executor.hpp>
+#include <boost/asio/awaitable.hpp>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "core/async/BlockingWork.h"
+#include "core/async/Notifier.h"
+#include "core/pairing/PairingStore.h"
+#include "core/system/AccountLock.h"
+
+namespace orvik {
+
+/// How things stand with the pairing of this computer.
+struct PairingNews {
+  enum class WaitsFor {
+    /// The pairing is there to connect with.
+    nothing,
+    /// It cannot be read now; as soon as it can, it is.
+    keyring,
+    /// Another program of this account is connected with it, and only one may be.
+    otherProgram,
+  };
+
+  WaitsFor waitsFor = WaitsFor::nothing;
+  /// Who is connected, where that is known: one line.
+  std::string otherProgram = {};
+  /// The pairing that counts, as soon as it is known. Also while another program is connected.
+  std::optional<Pairing> pairing = {};
+  /// There was none, and this one has been made.
+  bool isNew = false;
+  /// The pairing will be found again.
+  bool isKept = true;
+  /// What was there before the last replacement does not come back.
+  bool isLasting = true;
+  /// The user is being asked to unlock the keyring.
+  bool isAsking = false;
+
+  bool operator==(const PairingNews&) const = default;
+};
+
+/// Finds the pairing or makes one, and looks after it for as long as a program runs: what cannot be
+/// read is tried again, what lies in a file moves to the keyring, and what another program replaces
+/// is replaced here too. Nothing of that blocks its executor, which runs one handler at a time.
+/// What is public may be called from any thread.
+class PairingKeeper : public std::enable_shared_from_this<PairingKeeper> {
+ public:
+  /// Told of every change, on the executor.
+  using Report = std::function<void(const PairingNews&)>;
+
+  PairingKeeper(asio::any_io_executor executor, std::shared_ptr<Clock> clock,
+                std::shared_ptr<PairingStore> store, std::shared_ptr<AccountLock> lock,
+                Report report);
+
+  /// Begins. The user is asked once to unlock a keyring that is locked. Owned by a
+  /// std::shared_ptr: what it has begun keeps it alive until the executor's context ends.
+  void start();
+  /// Makes a new pairing in place of whatever is there. It is in the news when no restart brings
+  /// the old one back, or nothing can be done about that. Before `start`, its first step.
+  void replace();
+  /// Asks the user to unlock the keyring, unless that is under way.
+  void unlock();
+
+ private:
+  struct Seen;
+
+  asio::awaitable<void> run();
+  asio::awaitable<void> look();
+  asio::awaitable<void> take(PairingStore::Answer answer);
+  asio::awaitable<void> put(Pairing pairing);
+  asio::awaitable<void> askUser();
+  asio::awaitable<void> awaitLock();
+  [[nodiscard]] Clock::Duration pause();
+  void postpone(std::chrono::seconds longest);
+  void report();
+
+  const asio::any_io_executor executor;
+  const std::shared_ptr<Clock> clock;
+  const std::shared_ptr<PairingStore> store;
+  const std::shared_ptr<AccountLock> lock;
+  const Report onChange;
+  BlockingWork work;
+  /// The user may take a minute to answer, the other program for ever to end.
+  BlockingWork asking;
+  BlockingWork lockWaiting;
+
+  PairingNews news;
+  std::optional<PairingNews> reported;
+  bool wantsNew = false;
+  bool wantsLook = false;
+  bool hasLock = false;
+  bool hasAsked = false;
+  /// When the places are looked into again, and how long that was put off.
+  std::optional<Instant> nextLook;
+  std::chrono::seconds delay{0};
+  Notifier changed;
+};
+
+}  // namespace orvik
