@@ -15,6 +15,8 @@ constexpr const char* usualColours = "\x1B[0m";
 /// ISO/IEC 18004 asks for four light modules around a code; readers on phones find it with one.
 constexpr int usualBorder = 2;
 constexpr int leastBorder = 1;
+/// Below the code: the state of the link, and the cursor.
+constexpr int rowsAfter = 2;
 
 constexpr std::array<std::string_view, 3> advice = {"Scan this code with your phone,",
                                                     "or open the link above on it.",
@@ -62,16 +64,15 @@ std::string pairingText(std::string_view link, std::optional<ScreenSize> screen)
   }
   const auto [rows, columns] = *screen;
   const int linkRows = (static_cast<int>(link.size()) + columns - 1) / columns;
-  // One more row is for the cursor or the first line after the code.
   const int least = code->width() + 2 * leastBorder;
-  if (columns < least || rows < linesOf(least) + 1) {
-    return firstLine("Open this link on your phone, or enlarge the terminal to " +
-                         std::to_string(least) + " by " + std::to_string(linesOf(least) + 1) +
-                         " characters for a code to scan:",
-                     link);
+  if (columns < least || rows < linesOf(least) + rowsAfter) {
+    return firstLine(
+        "Open this link on your phone, or enlarge the terminal to " + std::to_string(least) +
+            " by " + std::to_string(linesOf(least) + rowsAfter) + " characters for a code to scan:",
+        link);
   }
   const int usual = code->width() + 2 * usualBorder;
-  const bool isRoomy = columns >= usual && rows > linkRows + linesOf(usual) + 1;
+  const bool isRoomy = columns >= usual && rows >= linkRows + linesOf(usual) + rowsAfter;
   const auto lines = terminalQR(link, isRoomy ? usualBorder : leastBorder).value();
   const int codeWidth = isRoomy ? usual : least;
   const bool isBeside = columns >= codeWidth + static_cast<int>(gap.size()) + adviceWidth;

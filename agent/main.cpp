@@ -86,23 +86,22 @@ void showLink(const std::string& link) {
   std::fflush(stdout);
 }
 
-/// Prints what is new about the link: a state once, and one that is tried again and again as one.
+/// Prints what is new about the link: each state once, however often it is tried again.
 class StateNews {
  public:
   void print(const RelayState& state) {
-    const bool isRetry = isOffline && std::holds_alternative<relayState::Connecting>(state);
-    isOffline = isRetry || std::holds_alternative<relayState::Waiting>(state);
-    const std::string text = description(state);
-    if (isRetry || text == last) {
+    // That it tries is no news, and would push the code's first line out of a small terminal.
+    if (std::holds_alternative<relayState::Connecting>(state)) {
       return;
     }
-    last = text;
-    std::printf("%s\n", text.c_str());
-    std::fflush(stdout);
+    const std::string text = description(state);
+    if (text != std::exchange(last, text)) {
+      std::printf("%s\n", text.c_str());
+      std::fflush(stdout);
+    }
   }
 
  private:
-  bool isOffline = false;
   std::string last;
 };
 

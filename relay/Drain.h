@@ -13,8 +13,6 @@ class Drain {
   /// How many of the `remaining` connections are to be closed now: their share of the time that
   /// has passed since the last question; all of them at the end.
   [[nodiscard]] std::size_t due(Instant now, std::size_t remaining);
-  /// When nothing is left.
-  [[nodiscard]] Instant finish() const noexcept { return end; }
 
  private:
   Instant last;

@@ -92,8 +92,8 @@ void Loop::check() {
   }
 }
 
-void Loop::drain(Clock::Duration spread) {
-  draining.emplace(now(), spread);
+void Loop::drain(const Drain& plan) {
+  draining = plan;
   check();
   tick();
 }

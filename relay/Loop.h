@@ -59,8 +59,8 @@ class Loop {
   [[nodiscard]] Clock::Duration patience() const;
   /// Acts on deadlines. Called regularly.
   void check();
-  /// Closes all connections within this time.
-  void drain(Clock::Duration spread);
+  /// Closes all connections as planned.
+  void drain(const Drain& plan);
   /// Ends all connections without a word.
   void cutAll();
   [[nodiscard]] std::size_t size() const noexcept { return connections.size(); }

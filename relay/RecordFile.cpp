@@ -116,6 +116,8 @@ struct RecordFile::Statements {
              "DELETE FROM alerts WHERE record = ?1 AND (kept_at <= ?2 OR number <= "
              "(SELECT number FROM alerts WHERE record = ?1 ORDER BY number DESC LIMIT 1 OFFSET "
              "?3))"),
+        pages(database, "PRAGMA page_count"),
+        freePages(database, "PRAGMA freelist_count"),
         markTaken(database,
                   "UPDATE records SET taken_number = max(taken_number, ?) WHERE identifier = ?"),
         removeAlerts(database,
@@ -132,6 +134,8 @@ struct RecordFile::Statements {
   SQLite::Statement keep;
   SQLite::Statement advance;
   SQLite::Statement trim;
+  SQLite::Statement pages;
+  SQLite::Statement freePages;
   SQLite::Statement markTaken;
   SQLite::Statement removeAlerts;
   SQLite::Statement removeRecords;
@@ -195,19 +199,28 @@ void RecordFile::begin(std::int64_t unixNow) {
   database.execute("UPDATE store SET room = NULL");
 }
 
-void RecordFile::makeRoom(std::int64_t unixNow) {
-  const std::int64_t free = database.integer("PRAGMA freelist_count");
-  const std::int64_t grown = database.integer("PRAGMA page_count");
-  const std::int64_t most = database.integer("PRAGMA max_page_count");
-  constexpr std::int64_t wanted = 256;
-  if (most - grown + free < wanted) {
-    SQLite::Transaction whole(database);
-    // None that has an alert left: these are a day old at most.
-    statements->removeRecords
-        .with(unixNow - std::max(day, secondsOf(limits.keptAlertTime)), cleanedAtOnce)
-        .run();
-    whole.commit();
+bool RecordFile::hasRoom() {
+  const auto valueOf = [](SQLite::Statement& query) {
+    const std::int64_t value = query.step() ? query.integer(0) : 0;
+    query.reset();
+    return value;
+  };
+  const std::int64_t used = valueOf(statements->pages) - valueOf(statements->freePages);
+  return used < static_cast<std::int64_t>(limits.storeBytes) / pageSize * 3 / 4;
+}
+
+bool RecordFile::makeRoom(std::int64_t unixNow) {
+  if (hasRoom()) {
+    return false;
   }
+  SQLite::Transaction whole(database);
+  // None that has an alert left: these are a day old at most.
+  statements->removeRecords
+      .with(unixNow - std::max(day, secondsOf(limits.keptAlertTime)), cleanedAtOnce)
+      .run();
+  const bool isAnyGone = database.changes() > 0;
+  whole.commit();
+  return isAnyGone;
 }
 
 SQLite::Transaction RecordFile::transaction() {
@@ -252,6 +265,9 @@ void RecordFile::use(const Identifier& identifier, std::int64_t unixNow) {
 }
 
 void RecordFile::claim(const Identifier& identifier, const TokenHash& owner, std::int64_t unixNow) {
+  if (!hasRoom()) {
+    return;
+  }
   statements->claim
       .with(std::span(identifier), std::span(owner.bytes()), asInteger(first - 1), unixNow)
       .run();
@@ -290,7 +306,7 @@ bool RecordFile::clean(std::int64_t unixNow) {
   statements->removeRecords.with(unixNow - secondsOf(limits.recordTime), cleanedAtOnce).run();
   const bool isMore = isAnyLeft || database.changes() >= cleanedAtOnce;
   whole.commit();
-  return isMore;
+  return makeRoom(unixNow) || isMore;
 }
 
 }  // namespace orvik::relay

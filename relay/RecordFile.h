@@ -26,8 +26,7 @@ class RecordFile {
   ~RecordFile();
 
   /// Has the numbers that are given from now on be above all that have been given before, and sees
-  /// whether the file can grow: where it has come to its bound, records that nobody has used for a
-  /// day make room. A transaction of its own.
+  /// whether the file can grow. A transaction of its own.
   void begin(std::int64_t unixNow);
 
   /// Fails with SQLITE_READONLY_DBMOVED when the file is no longer where it was opened: what is
@@ -41,17 +40,22 @@ class RecordFile {
   };
   [[nodiscard]] Found find(const Identifier& identifier, std::int64_t unixNow);
   void use(const Identifier& identifier, std::int64_t unixNow);
+  /// Identifiers cost a stranger nothing: the last quarter of the file is for the alerts of those
+  /// that are in it, so new ones are left out there.
   void claim(const Identifier& identifier, const TokenHash& owner, std::int64_t unixNow);
-  /// False when somebody else owns the identifier.
+  /// False when somebody else owns the identifier, or it could not be claimed.
   [[nodiscard]] bool keep(const Identifier& identifier, const TokenHash& owner,
                           const KeptAlert& alert, std::int64_t unixNow);
   void markTaken(const Identifier& identifier, std::uint64_t number);
-  /// Removes what is too old, and not all at once. Whether there may be more.
+  /// Removes what is too old, and where there is no room for new identifiers those that nobody has
+  /// used for a day, not all at once. Whether there may be more.
   [[nodiscard]] bool clean(std::int64_t unixNow);
 
  private:
   void prepareTables();
-  void makeRoom(std::int64_t unixNow);
+  [[nodiscard]] bool hasRoom();
+  /// Whether it may have helped.
+  bool makeRoom(std::int64_t unixNow);
 
   const std::filesystem::path path;
   const Limits& limits;

@@ -136,7 +136,7 @@ void Server::beginStopping(Clock::Duration spread) {
     }
   }
   for (const auto& loop : shared.loops) {
-    loop->post([&loop = *loop, spread] { loop.drain(spread); });
+    loop->post([&loop = *loop, plan = Drain(front.now(), spread)] { loop.drain(plan); });
   }
   awaitEnd(front.now() + spread + shared.limits.shutdownTime);
 }

@@ -117,7 +117,7 @@ void declare(CLI::App& app, Options& options) {
       ->capture_default_str();
   app.add_option("--patience", options.patience, "Seconds without progress before it gives up")
       ->capture_default_str();
-  app.add_option("PROGRAM", options.command, "After --: the server to start, and its arguments");
+  app.footer("After --: the server to start, and its arguments");
   const auto needConnections = [&options](CLI::App* mode, const char* words) {
     mode->add_option("--connections", options.connections, words)
         ->delimiter(',')
@@ -408,7 +408,9 @@ int main(int argc, char** argv) {
   Options options;
   try {
     declare(app, options);
-    app.parse(argc, argv);
+    char** const end = std::find(argv, argv + argc, std::string_view("--"));
+    options.command.assign(std::min(end + 1, argv + argc), argv + argc);
+    app.parse(static_cast<int>(end - argv), argv);
     if (options.connect.empty() == options.command.empty()) {
       throw std::runtime_error("either --connect, or a program after --");
     }

@@ -27,6 +27,11 @@ function(debian_documents component package)
   configure_file(changelog.in ${changelog} @ONLY)
   install_compressed(${changelog} changelog.Debian ${documents} ${component}
     EXCLUDE_FROM_ALL)
+  # It closes none, as it is no upload to Debian.
+  set(overrides ${CMAKE_CURRENT_BINARY_DIR}/${package}.overrides)
+  file(WRITE ${overrides} "${package}: initial-upload-closes-no-bugs\n")
+  install(FILES ${overrides} DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides
+    RENAME ${package} COMPONENT ${component} EXCLUDE_FROM_ALL)
 endfunction()
 
 set(CPACK_DEBIAN_AGENT_PACKAGE_NAME orvik-agent)
@@ -45,12 +50,21 @@ user's systemd, and a viewer for terminals.")
 debian_documents(agent orvik-agent)
 
 set(CPACK_DEBIAN_RELAY_PACKAGE_NAME orvik-relay)
+set(debian_scripts conffiles postinst prerm postrm)
 set(CPACK_DEBIAN_RELAY_PACKAGE_SECTION net)
 set(CPACK_COMPONENT_RELAY_DESCRIPTION
 "relay between computers and the phones that watch them
 Passes on sealed messages between computers that run Orvik and their paired
-phones. It cannot read them, keeps the alerts of a day, makes its own
-certificate or takes yours, and limits what any one client can use up.")
+phones. It cannot read them, keeps none but the alerts of the last day, makes
+its own certificate or takes yours, and limits what one client can use up.
+
+This package has the relay as a service of the system, and the page that
+shows a computer in the browser of a phone.")
+# Makes the service's user.
+set(CPACK_DEBIAN_RELAY_PACKAGE_DEPENDS "systemd | systemd-standalone-sysusers | systemd-sysusers")
+set(CPACK_DEBIAN_RELAY_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+list(TRANSFORM debian_scripts PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/debian/
+  OUTPUT_VARIABLE CPACK_DEBIAN_RELAY_PACKAGE_CONTROL_EXTRA)
 debian_documents(relay orvik-relay)
 
 if(ORVIK_APP)

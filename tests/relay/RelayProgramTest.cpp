@@ -52,7 +52,7 @@ TEST(RelayProgram, FailsWithOneLine) {
         "--max-connections 1000000 " + state,
         "--max-connections x " + state,
         "--max-unauthenticated 20 --max-connections 10 " + state,
-        "--memory 1000000 --check",
+        std::string("--memory 1000000 --check"),
         "--drain -1 " + state,
         "--config " + folder.path.string() + "/none",
         "--config " + folder.write("unknown", "colour = 1\n").string(),

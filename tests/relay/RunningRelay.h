@@ -59,8 +59,9 @@ class RunningRelay : public testing::Test {
       server->run();
     });
   }
-  /// Moves time, and has the relay look at its deadlines.
+  /// Moves time, and has the relay look at its deadlines. What has come before came earlier.
   void advance(Clock::Duration duration) {
+    server->check();
     clock->elapsed = clock->elapsed.load() + duration;
     server->check();
   }

@@ -260,10 +260,18 @@ TEST_F(SQLiteStoreTest, IsBounded) {
   limits.storeBytes = 2 * Limits::mebibyte;
   limits.storeQueue = 3;
   reopen();
+  for (char name = 'a'; name < 'z'; ++name) {
+    EXPECT_TRUE(claim(name, 't'));
+  }
   std::uint64_t kept = 0;
   for (char name = 'a'; name < 'z' && keep(name, 't', ++kept, 4000);) {
     name = static_cast<char>(name + (kept % 20 == 0 ? 1 : 0));
+    if (kept == 420) {
+      EXPECT_FALSE(claim('z', 't')) << "the last quarter is for those that are known";
+      EXPECT_TRUE(store->state().isAvailable());
+    }
   }
+  EXPECT_GT(kept, 420U);
   EXPECT_EQ(store->state().health, StoreState::Health::full);
   EXPECT_LE(fs::file_size(file), limits.storeBytes);
   EXPECT_FALSE(claim('z', 't'));
