@@ -38,7 +38,14 @@ class RealLink : public testing::Test {
     session = std::make_shared<BeastWebSocketSession>(clock, trust);
     client = std::make_shared<RelayClient>(
         Pairing(Bytes(16, 1), Bytes(32, 2)), url, std::make_shared<BasicSampleSource>(clock),
-        AlertStateStore::memory(), [this](const RelayState& state) { states.push_back(state); },
+        AlertStateStore::memory(),
+        [this](RelayState state) {
+          // The reason is the system's word.
+          if (auto* const waiting = std::get_if<Waiting>(&state)) {
+            waiting->reason.clear();
+          }
+          states.push_back(state);
+        },
         RelayClient::Dependencies{context.get_executor(), clock, session});
     client->start();
   }
