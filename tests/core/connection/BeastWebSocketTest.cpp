@@ -167,7 +167,7 @@ TEST_F(RealLink, ACertificateIsTrustedByItsOwnFingerprint) {
   ASSERT_EQ(refused.size(), 95U);
   start(relay.url(), ServerTrust{.fingerprint = refused});
   waitForState(Online{0});
-  stop(2s);
+  stop();
   start(another.url(), ServerTrust{.fingerprint = refused});
   waitForState(Waiting{1});
   stop();
