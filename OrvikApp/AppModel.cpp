@@ -34,8 +34,8 @@ AppModel::AppModel(Dependencies given)
 }
 
 void AppModel::pairingReported(const PairingNews& news) {
-  if (news.pairing && news.pairing == revoked) {
-    return;  // told before it was replaced
+  if (news.replacements < replacements) {
+    return;  // told before the pairing was replaced
   }
   if (news.isNew && !firstLaunch) {
     firstLaunch = true;
@@ -142,7 +142,7 @@ void AppModel::resume() {
 
 void AppModel::disconnectAllPhones() {
   disconnect();
-  revoked = pairing();
+  ++replacements;
   publish(&Published::pairing, std::optional<Pairing>(), &AppModel::pairingChanged);
   dependencies.pairings->replace();
 }

@@ -116,11 +116,15 @@ class Desktop final : public LoginItem, public PowerEvents, public PairingSource
   void start(std::function<void(const PairingNews&)> onNews) override {
     tellNews = std::move(onNews);
   }
-  void replace() override { note("replaces"); }
+  void replace() override {
+    ++replacements;
+    note("replaces");
+  }
   void unlock() override { note("asks for the keyring"); }
-  /// "A", "A new", "A elsewhere", "locked", "none".
+  /// "A", "A new", "A elsewhere", "A late", "locked", "none".
   void hear(Text what) {
     PairingNews news;
+    news.replacements = what.ends_with("late") ? 0 : replacements;
     if (what == "locked") {
       news.waitsFor = PairingNews::WaitsFor::keyring;
     } else if (what != "none") {
@@ -239,6 +243,7 @@ class Desktop final : public LoginItem, public PowerEvents, public PairingSource
   const std::shared_ptr<test::ManualClock> clock = std::make_shared<test::ManualClock>(context);
   const Clock::UnixTime zero = clock->unixNow();
   std::function<void(const PairingNews&)> tellNews;
+  std::uint64_t replacements = 0;
   std::string linkHost = "orvik.example";
   std::optional<std::string> hostName;
   Status loginStatus = Status::notRegistered;
