@@ -62,7 +62,7 @@ struct Limits {
   /// with what it has to say, so that this is an alert or two.
   std::size_t waitingMacsPerMac = 4;
   std::size_t waitingMessages = 20;
-  std::size_t waitingBytes = 128 * kibibyte;
+  std::size_t waitingBytes = 16 * kibibyte;
 
   /// Alerts that are kept: as many as a Mac keeps itself while it has no relay, each well under
   /// 1 KiB.
@@ -84,6 +84,11 @@ struct Limits {
   /// What waits for the file: a question of each of as many clients as a machine holds.
   std::size_t storeQueue = 65'536;
   std::size_t storeQueueBytes = 64 * mebibyte;
+  /// Before it is asked again to keep what it could not.
+  Clock::Duration keepRetry = std::chrono::seconds(10);
+  /// Identifiers that somebody is connected to count as used so often: twice within a day, after
+  /// which they may have to make room.
+  Clock::Duration useInterval = std::chrono::hours(12);
   /// How long another program that reads the file, for a backup, may hold up a write.
   Clock::Duration storeLock = std::chrono::seconds(1);
   /// Before the file is tried again after a failure: twice as long each time, up to half a minute.

@@ -21,6 +21,10 @@ constexpr std::int64_t applicationId = 0x4F72766B;
 constexpr std::int64_t formatVersion = 1;
 constexpr std::int64_t pageSize = 4096;
 constexpr std::int64_t day = 86'400;
+/// How much of the file may be used for an identifier to be claimed, and for one that has been
+/// claimed within a day to have an alert kept: a stranger makes identifiers in no time.
+constexpr std::int64_t quartersForClaims = 3;
+constexpr std::int64_t quartersForNew = 2;
 /// Rows that go in one transaction, so that others do not wait for long.
 constexpr std::int64_t cleanedAtOnce = 1000;
 /// What has to fit for a file to be called able to grow: more than a group of alerts.
@@ -38,6 +42,7 @@ constexpr const char* tables = R"(
     owner BLOB NOT NULL,
     last_number INTEGER NOT NULL,
     taken_number INTEGER NOT NULL,
+    claimed INTEGER NOT NULL,
     used INTEGER NOT NULL
   ) STRICT;
   CREATE INDEX records_by_use ON records (used);
@@ -99,14 +104,15 @@ std::pair<std::uint64_t, std::uint64_t> placeOf(const fs::path& file) {
 struct RecordFile::Statements {
   explicit Statements(SQLite& database)
       : find(database,
-             "SELECT id, owner, last_number, taken_number, used FROM records WHERE identifier = ?"),
+             "SELECT id, owner, last_number, taken_number, used, claimed FROM records "
+             "WHERE identifier = ?"),
         alerts(database,
                "SELECT number, kept_at, envelope FROM alerts WHERE record = ? AND kept_at > ? "
                "ORDER BY number DESC LIMIT ?"),
         use(database, "UPDATE records SET used = ? WHERE identifier = ?"),
         claim(database,
-              "INSERT INTO records (identifier, owner, last_number, taken_number, used) "
-              "VALUES (?, ?, ?, 0, ?) ON CONFLICT DO NOTHING"),
+              "INSERT INTO records (identifier, owner, last_number, taken_number, claimed, used) "
+              "VALUES (?1, ?2, ?3, 0, ?4, ?4) ON CONFLICT DO NOTHING"),
         keep(database,
              "INSERT INTO alerts (record, number, kept_at, envelope) VALUES (?, ?, ?, ?) "
              "ON CONFLICT DO NOTHING"),
@@ -199,18 +205,18 @@ void RecordFile::begin(std::int64_t unixNow) {
   database.execute("UPDATE store SET room = NULL");
 }
 
-bool RecordFile::hasRoom() {
+bool RecordFile::hasRoom(std::int64_t quarters) {
   const auto valueOf = [](SQLite::Statement& query) {
     const std::int64_t value = query.step() ? query.integer(0) : 0;
     query.reset();
     return value;
   };
   const std::int64_t used = valueOf(statements->pages) - valueOf(statements->freePages);
-  return used < static_cast<std::int64_t>(limits.storeBytes) / pageSize * 3 / 4;
+  return used < static_cast<std::int64_t>(limits.storeBytes) / pageSize * quarters / 4;
 }
 
 bool RecordFile::makeRoom(std::int64_t unixNow) {
-  if (hasRoom()) {
+  if (hasRoom(quartersForClaims)) {
     return false;
   }
   SQLite::Transaction whole(database);
@@ -265,7 +271,7 @@ void RecordFile::use(const Identifier& identifier, std::int64_t unixNow) {
 }
 
 void RecordFile::claim(const Identifier& identifier, const TokenHash& owner, std::int64_t unixNow) {
-  if (!hasRoom()) {
+  if (!hasRoom(quartersForClaims)) {
     return;
   }
   statements->claim
@@ -281,8 +287,9 @@ bool RecordFile::keep(const Identifier& identifier, const TokenHash& owner, cons
                                owner.bytes().size());
   const bool isOwned = row.step() && row.bytes(1) == bytes;
   const std::int64_t record = isOwned ? row.integer(0) : 0;
+  const bool isNew = isOwned && row.integer(5) > unixNow - day;
   row.reset();
-  if (!isOwned) {
+  if (!isOwned || (isNew && !hasRoom(quartersForNew))) {
     return false;
   }
   statements->keep.with(record, asInteger(alert.number), alert.keptAt, alert.envelope->text())

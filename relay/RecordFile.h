@@ -43,7 +43,8 @@ class RecordFile {
   /// Identifiers cost a stranger nothing: the last quarter of the file is for the alerts of those
   /// that are in it, so new ones are left out there.
   void claim(const Identifier& identifier, const TokenHash& owner, std::int64_t unixNow);
-  /// False when somebody else owns the identifier, or it could not be claimed.
+  /// False when somebody else owns the identifier, it could not be claimed, or it was within a day
+  /// while half of the file is used.
   [[nodiscard]] bool keep(const Identifier& identifier, const TokenHash& owner,
                           const KeptAlert& alert, std::int64_t unixNow);
   void markTaken(const Identifier& identifier, std::uint64_t number);
@@ -53,7 +54,8 @@ class RecordFile {
 
  private:
   void prepareTables();
-  [[nodiscard]] bool hasRoom();
+  /// Whether less than so many quarters of the file are used.
+  [[nodiscard]] bool hasRoom(std::int64_t quarters);
   /// Whether it may have helped.
   bool makeRoom(std::int64_t unixNow);
 

@@ -135,24 +135,34 @@ bool SQLiteStore::ask(Question question) {
 }
 
 void SQLiteStore::run() {
-  for (;;) {
-    if (!isAvailable() && clock->now() >= nextOpening) {
-      open();
-    }
-    if (isAvailable() && clock->now() >= nextCleaning) {
-      clean();
-    }
-    Batch batch = nextBatch();
-    const bool isOver = batch.empty() && [this] {
-      const std::lock_guard guard(mutex);
-      return isEnding && waiting.empty();
-    }();
-    if (isOver) {
+  for (bool isOver = false; !isOver;) {
+    try {
+      isOver = !runOnce();
+    } catch (const std::exception& error) {
+      // No memory: whoever asked is not answered, and asks again.
       file.reset();
-      return;
+      unavailable(Health::failing, error.what());
     }
+  }
+  file.reset();
+}
+
+bool SQLiteStore::runOnce() {
+  if (!isAvailable() && clock->now() >= nextOpening) {
+    open();
+  }
+  if (isAvailable() && clock->now() >= nextCleaning) {
+    clean();
+  }
+  Batch batch = nextBatch();
+  const bool isOver = batch.empty() && [this] {
+    const std::lock_guard guard(mutex);
+    return isEnding && waiting.empty();
+  }();
+  if (!isOver) {
     work(std::move(batch));
   }
+  return !isOver;
 }
 
 /// All that waits, once something does; nothing when it is time for something else.
@@ -210,6 +220,7 @@ bool SQLiteStore::commit(const Batch& batch, std::vector<bool>& isSafe,
     }
     whole.commit();
     retry = limits.storeRetry;
+    wasMovedAside = false;
     return true;
   } catch (const SQLiteError& error) {
     failed(error);
@@ -296,10 +307,10 @@ void SQLiteStore::failed(const SQLiteError& error) {
 void SQLiteStore::moveAside(const std::string& why) {
   file.reset();
   fs::path aside = withEnd(path, ".damaged-" + nameOf(unixNow()));
-  for (int more = 2; fs::exists(aside); ++more) {
+  std::error_code error;
+  for (int more = 2; fs::exists(aside, error); ++more) {
     aside = withEnd(path, ".damaged-" + nameOf(unixNow()) + "-" + std::to_string(more));
   }
-  std::error_code error;
   fs::rename(path, aside, error);
   // With them some of it may be read by whoever tries. A new file must not find them.
   for (const char* const end : {"-wal", "-shm"}) {
@@ -318,7 +329,10 @@ void SQLiteStore::moveAside(const std::string& why) {
     ++told.damagedFiles;
     told.health = Health::opening;
   }
-  nextOpening = clock->now();
+  // A disk that damages every file is not to be filled with them.
+  nextOpening = clock->now() + (wasMovedAside ? retry : Clock::Duration::zero());
+  retry = wasMovedAside ? std::min(2 * retry, limits.longestStoreRetry) : retry;
+  wasMovedAside = true;
 }
 
 void SQLiteStore::unavailable(Health health, const std::string& why) {

@@ -71,6 +71,8 @@ class SQLiteStore final : public RecordStore {
   /// False when there is no room for it.
   [[nodiscard]] bool ask(Question question);
   void run();
+  /// False when it is over.
+  [[nodiscard]] bool runOnce();
   [[nodiscard]] Batch nextBatch();
   void work(Batch batch);
   void write(Batch& batch);
@@ -104,6 +106,8 @@ class SQLiteStore final : public RecordStore {
   /// The thread's alone from here on. Null while the file cannot be opened.
   std::unique_ptr<RecordFile> file;
   bool wasChecked = false;
+  /// Since the last commit.
+  bool wasMovedAside = false;
   Instant nextOpening;
   Clock::Duration retry;
   Instant nextCleaning;

@@ -146,9 +146,16 @@ void Switchboard::expire(Instant now) {
     });
     removeIfEmpty(entry);
   }
-  if (unsafePlaces.empty() || !store.state().isAvailable()) {
+  if (now >= nextUse) {
+    nextUse = now + limits.useInterval;
+    for (const auto& [identifier, place] : places) {
+      store.find(identifier, [](const Found&) {});
+    }
+  }
+  if (unsafePlaces.empty() || now < nextKeeping || !store.state().isAvailable()) {
     return;
   }
+  nextKeeping = now + limits.keepRetry;
   for (const Identifier& identifier : std::exchange(unsafePlaces, {})) {
     Entry& entry = *places.find(identifier);
     forgetOldAlerts(entry.second);

@@ -48,7 +48,8 @@ class Switchboard {
   void setActive(const Identifier& identifier, const Peer& phone, bool active);
   /// A peer is gone. Harmless when it is not in here.
   void left(const Identifier& identifier, const Peer& peer);
-  /// Sends away those that have waited too long, and tries again to keep what could not be.
+  /// Sends away those that have waited too long, tries again to keep what could not be, and tells
+  /// the store from time to time whom it still needs.
   void expire(Instant now);
 
  private:
@@ -140,6 +141,8 @@ class Switchboard {
   /// Where somebody waits, and where an alert has to be kept again.
   std::set<Identifier> waitingPlaces;
   std::set<Identifier> unsafePlaces;
+  Instant nextKeeping;
+  Instant nextUse;
   /// Phones that are held.
   std::size_t heldCount = 0;
   /// Answers that come after the switchboard's end find this gone.

@@ -263,11 +263,19 @@ TEST_F(SQLiteStoreTest, IsBounded) {
   for (char name = 'a'; name < 'z'; ++name) {
     EXPECT_TRUE(claim(name, 't'));
   }
+  clock->unix = clock->unix.load() + 24h;
   std::uint64_t kept = 0;
   for (char name = 'a'; name < 'z' && keep(name, 't', ++kept, 4000);) {
     name = static_cast<char>(name + (kept % 20 == 0 ? 1 : 0));
+    if (kept == 200) {
+      EXPECT_TRUE(keep('0', 't', 1));
+    }
+    if (kept == 300) {
+      EXPECT_FALSE(keep('0', 't', 2)) << "half is for those that are known for a day";
+      EXPECT_TRUE(claim('1', 't'));
+    }
     if (kept == 420) {
-      EXPECT_FALSE(claim('z', 't')) << "the last quarter is for those that are known";
+      EXPECT_FALSE(claim('2', 't')) << "a quarter is for those that are known";
       EXPECT_TRUE(store->state().isAvailable());
     }
   }

@@ -228,7 +228,8 @@ export class Computer {
   }
 
   private received(text: string, number: number | undefined): void {
-    if (this.queued >= longestQueue) return;
+    // What is numbered does not come again once a later one has been taken.
+    if (this.queued >= (number === undefined ? longestQueue : 2 * longestQueue)) return;
     this.queued++;
     const atMs = this.around.now();
     const opening = openEnvelope(text, this.stored.peek().keys);
@@ -249,7 +250,7 @@ export class Computer {
       if (number !== undefined) {
         // Only once it is kept here the relay need not send it again.
         if (this.connection !== undefined) this.connection.lastAlert = number;
-        void this.saveAlerts().then(() => { this.saveLastAlert(number); });
+        void this.saveAlerts().then((isSaved) => { if (isSaved) this.saveLastAlert(number); });
       } else if (!("failure" in opened) && opened.kind === "a") {
         void this.saveAlerts();
       }
@@ -317,7 +318,7 @@ export class Computer {
     void this.saveAlerts();
   }
 
-  private saveAlerts(): Promise<void> {
+  private saveAlerts(): Promise<boolean> {
     return this.keep("alerts", { alerts: this.alertList.payloads(), seenRows: this.rows.seen() });
   }
 
@@ -327,10 +328,12 @@ export class Computer {
     void this.around.storage.putComputer(this.stored.peek()).then(this.around.wrote);
   }
 
-  private async keep(part: KeptPart, value: object): Promise<void> {
+  private async keep(part: KeptPart, value: object): Promise<boolean> {
     // An envelope that is still being opened must not bring back what has been removed.
-    if (this.hasEnded) return;
-    this.around.wrote(await this.around.storage.keep(this.macId, part, JSON.stringify(value)));
+    if (this.hasEnded) return false;
+    const written = await this.around.storage.keep(this.macId, part, JSON.stringify(value));
+    this.around.wrote(written);
+    return written === "written";
   }
 }
 
