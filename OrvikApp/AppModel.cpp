@@ -39,8 +39,11 @@ void AppModel::pairingReported(const PairingNews& news) {
   }
   if (news.isNew && !firstLaunch) {
     firstLaunch = true;
-    registerLoginItem(true);
-    publish(&Published::launchAtLogin, isRegistered(), &AppModel::launchAtLoginChanged);
+    // Where nothing can be kept every launch looks like the first.
+    if (news.isKept) {
+      registerLoginItem(true);
+      publish(&Published::launchAtLogin, isRegistered(), &AppModel::launchAtLoginChanged);
+    }
   }
   const bool isOther = pairing() != news.pairing;
   if (isOther || news.waitsFor != PairingNews::WaitsFor::nothing) {

@@ -121,7 +121,7 @@ class Desktop final : public LoginItem, public PowerEvents, public PairingSource
     note("replaces");
   }
   void unlock() override { note("asks for the keyring"); }
-  /// "A", "A new", "A elsewhere", "A late", "locked", "none".
+  /// "A", "A new", "A new unkept", "A elsewhere", "A late", "locked", "none".
   void hear(Text what) {
     PairingNews news;
     news.replacements = what.ends_with("late") ? 0 : replacements;
@@ -132,7 +132,8 @@ class Desktop final : public LoginItem, public PowerEvents, public PairingSource
         pairings.push_back(Pairing::generate());
       }
       news.pairing = pairings[static_cast<std::size_t>(what[0] - 'A')];
-      news.isNew = what.ends_with("new");
+      news.isNew = what.find(" new") != std::string::npos;
+      news.isKept = !what.ends_with("unkept");
       news.waitsFor = what.ends_with("elsewhere") ? PairingNews::WaitsFor::otherProgram
                                                   : PairingNews::WaitsFor::nothing;
     }
@@ -259,7 +260,7 @@ class Desktop final : public LoginItem, public PowerEvents, public PairingSource
 };
 
 TEST(AppModel, DoesWhatTheScenariosSay) {
-  EXPECT_EQ(test::expectScenarios<Desktop>("app/scenarios.txt"), 145);
+  EXPECT_EQ(test::expectScenarios<Desktop>("app/scenarios.txt"), 147);
 }
 
 }  // namespace
