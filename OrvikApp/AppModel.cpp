@@ -34,13 +34,16 @@ AppModel::AppModel(Dependencies given)
 }
 
 void AppModel::pairingReported(const PairingNews& news) {
-  if (news.pairing && news.pairing == revoked) {
-    return;  // told before it was replaced
+  if (news.replacements < replacements) {
+    return;  // told before the pairing was replaced
   }
   if (news.isNew && !firstLaunch) {
     firstLaunch = true;
-    registerLoginItem(true);
-    publish(&Published::launchAtLogin, isRegistered(), &AppModel::launchAtLoginChanged);
+    // Where nothing can be kept every launch looks like the first.
+    if (news.isKept) {
+      registerLoginItem(true);
+      publish(&Published::launchAtLogin, isRegistered(), &AppModel::launchAtLoginChanged);
+    }
   }
   const bool isOther = pairing() != news.pairing;
   if (isOther || news.waitsFor != PairingNews::WaitsFor::nothing) {
@@ -142,7 +145,7 @@ void AppModel::resume() {
 
 void AppModel::disconnectAllPhones() {
   disconnect();
-  revoked = pairing();
+  ++replacements;
   publish(&Published::pairing, std::optional<Pairing>(), &AppModel::pairingChanged);
   dependencies.pairings->replace();
 }

@@ -127,8 +127,8 @@ class AppModel final : public QObject {
   const std::string name;
   std::string linkHost;
   bool firstLaunch = false;
-  /// Replaced by this run, and not to be believed any more.
-  std::optional<Pairing> revoked;
+  /// Made by this run.
+  std::uint64_t replacements = 0;
   Published published;
   /// Absent while disconnected or paused.
   std::shared_ptr<RelayLink> client;

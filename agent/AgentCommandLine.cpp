@@ -7,6 +7,7 @@
 
 #include "core/BuildConstants.h"
 #include "core/client/RelayEndpoint.h"
+#include "core/connection/WebSocketURL.h"
 #include "core/system/HostName.h"
 #include "core/values/Text.h"
 
@@ -68,6 +69,10 @@ std::optional<AgentCommandLine> AgentCommandLine::parse(int argc, const char* co
   }
   if (!relay.empty()) {
     line.relay = RelayEndpoint::at(relay).url;
+  }
+  const auto page = WebSocketURL::parse("wss://" + line.linkHost);
+  if (!line.linkHost.empty() && (!page || page->hostHeader() != line.linkHost)) {
+    throw std::invalid_argument("the link's host has to be a host, perhaps with a port");
   }
   if (!isValidUTF8(line.name) || line.name.size() > 200) {
     throw std::invalid_argument("the name has to be text of at most 200 bytes");

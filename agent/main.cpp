@@ -204,7 +204,8 @@ class Agent {
   static std::string description(const PairingNews& news) {
     switch (news.waitsFor) {
       case PairingNews::WaitsFor::keyring:
-        return "waiting for the keyring with the pairing: it is locked, or does not answer";
+        return "waiting for the keyring with the pairing: it is locked, or does not answer "
+               "(--new-pairing makes another)";
       case PairingNews::WaitsFor::otherProgram:
         return (news.otherProgram.empty() ? "another program" : news.otherProgram) +
                " is connected for this computer: waiting until it ends";

@@ -61,6 +61,7 @@ void PairingKeeper::start() {
 void PairingKeeper::replace() {
   asio::post(executor, [self = shared_from_this()] {
     self->wantsNew = true;
+    ++self->news.replacements;
     self->changed.notify();
   });
 }
@@ -86,9 +87,7 @@ asio::awaitable<void> PairingKeeper::run() {
     } else {
       co_await look();
     }
-    if (!wantsNew) {
-      report();
-    }
+    report();
     const std::function<bool()> isWanted = [this] { return wantsNew || wantsLook; };
     co_await firstOf(clock->sleepFor(pause()), changed.until(isWanted));
   }
@@ -214,6 +213,9 @@ asio::awaitable<void> PairingKeeper::awaitLock() {
 }
 
 void PairingKeeper::report() {
+  if (wantsNew) {
+    return;  // what is known is about to be replaced
+  }
   PairingNews present = news;
   if (present.waitsFor == PairingNews::WaitsFor::nothing && !hasLock) {
     present.waitsFor = PairingNews::WaitsFor::otherProgram;

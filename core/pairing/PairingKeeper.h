@@ -3,6 +3,7 @@
 #include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/awaitable.hpp>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -39,6 +40,8 @@ struct PairingNews {
   bool isLasting = true;
   /// The user is being asked to unlock the keyring.
   bool isAsking = false;
+  /// How many calls of `replace` this follows: what follows fewer than were made is out of date.
+  std::uint64_t replacements = 0;
 
   bool operator==(const PairingNews&) const = default;
 };

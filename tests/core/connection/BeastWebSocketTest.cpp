@@ -32,10 +32,20 @@ class RealLink : public testing::Test {
     }
   }
   void start(const std::string& url, const std::string& trusted = "localhost.pem") {
-    session = std::make_shared<BeastWebSocketSession>(clock, ServerTrust{test::fixture(trusted)});
+    start(url, ServerTrust{test::fixture(trusted)});
+  }
+  void start(const std::string& url, const ServerTrust& trust) {
+    session = std::make_shared<BeastWebSocketSession>(clock, trust);
     client = std::make_shared<RelayClient>(
         Pairing(Bytes(16, 1), Bytes(32, 2)), url, std::make_shared<BasicSampleSource>(clock),
-        AlertStateStore::memory(), [this](const RelayState& state) { states.push_back(state); },
+        AlertStateStore::memory(),
+        [this](RelayState state) {
+          // The reason is the system's word.
+          if (auto* const waiting = std::get_if<Waiting>(&state)) {
+            waiting->reason.clear();
+          }
+          states.push_back(state);
+        },
         RelayClient::Dependencies{context.get_executor(), clock, session});
     client->start();
   }
@@ -139,6 +149,28 @@ TEST_F(RealLink, TrustAndNameAreBothVerified) {
   }
   EXPECT_THROW(BeastWebSocketSession(clock, ServerTrust{test::fixture("none.pem")}),
                std::runtime_error);
+}
+
+TEST_F(RealLink, ACertificateIsTrustedByItsOwnFingerprint) {
+  const auto script = [](TestRelay::Connection& connection) {
+    connection.read();
+    connection.write(R"({"viewers":0,"active":0})");
+    connection.read();
+  };
+  // Of its own making, and for another name.
+  const TestRelay relay(script, {.certificate = "other"});
+  const TestRelay another(script, {.certificate = "localhost"});
+  std::string refused;
+  start(relay.url(), ServerTrust{.onRefused = [&](const std::string& told) { refused = told; }});
+  waitForState(Waiting{1});
+  stop();
+  ASSERT_EQ(refused.size(), 95U);
+  start(relay.url(), ServerTrust{.fingerprint = refused});
+  waitForState(Online{0});
+  stop();
+  start(another.url(), ServerTrust{.fingerprint = refused});
+  waitForState(Waiting{1});
+  stop();
 }
 
 TEST_F(RealLink, HostileMessagesChangeNothing) {
