@@ -1,4 +1,4 @@
-// The built page as a later version of it would be: every hashed file under another name, the parts
+// The built page as a later version of it would be: every hashed file under another name, the pieces
 // of the old version gone.
 
 import { cpSync, readdirSync, readFileSync, renameSync, writeFileSync } from "node:fs";
