@@ -40,7 +40,7 @@ void AppModel::pairingReported(const PairingNews& news) {
   if (news.isNew && !firstLaunch) {
     firstLaunch = true;
     // Where nothing can be kept every launch looks like the first.
-    if (news.isKept) {
+    if (news.isKept && news.isFirst) {
       registerLoginItem(true);
       publish(&Published::launchAtLogin, isRegistered(), &AppModel::launchAtLoginChanged);
     }
@@ -51,7 +51,9 @@ void AppModel::pairingReported(const PairingNews& news) {
   }
   publish(&Published::news, news, &AppModel::pairingNewsChanged);
   publish(&Published::pairing, news.pairing, &AppModel::pairingChanged);
-  connect();
+  if (!isAway) {
+    connect();
+  }
 }
 
 AppModel::Wait AppModel::waitsFor() const {
@@ -92,6 +94,7 @@ void AppModel::publish(Value Published::*member, Value value, void (AppModel::*c
 }
 
 void AppModel::connect() {
+  isAway = false;
   if (client || isPaused() || !pairing() || waitsFor() != Wait::nothing) {
     return;
   }
@@ -116,6 +119,7 @@ void AppModel::linkReported(std::uint64_t link, const RelayState& state) {
 void AppModel::disconnect() { disconnect(nullptr); }
 
 void AppModel::disconnect(const PowerEvents::SleepHold& hold) {
+  isAway = hold != nullptr;
   if (const auto link = std::exchange(client, nullptr)) {
     // The machine sleeps no earlier than the relay knows.
     link->stop([hold] {});
@@ -152,6 +156,7 @@ void AppModel::disconnectAllPhones() {
 
 bool AppModel::sayGoodbye(std::function<void()> then) {
   const auto link = std::exchange(client, nullptr);
+  isAway = true;
   if (!link) {
     return false;
   }
