@@ -119,7 +119,6 @@ void AppModel::linkReported(std::uint64_t link, const RelayState& state) {
 void AppModel::disconnect() { disconnect(nullptr); }
 
 void AppModel::disconnect(const PowerEvents::SleepHold& hold) {
-  isAway = hold != nullptr;
   if (const auto link = std::exchange(client, nullptr)) {
     // The machine sleeps no earlier than the relay knows.
     link->stop([hold] {});
@@ -191,6 +190,7 @@ void AppModel::observeSleep() {
       [model = QPointer(this)](const PowerEvents::SleepHold& hold) {
         if (model) {
           model->disconnect(hold);
+          model->isAway = true;
         }
       }));
   observers.push_back(dependencies.powerEvents->onDidWake([model = QPointer(this)] {
