@@ -32,7 +32,7 @@ void AddPhone::begin() {
 }
 
 void AddPhone::follow() {
-  if (!isWanted || model.waitsFor() == AppModel::Wait::relay) {
+  if (!isWanted || model.isReplacing() || model.waitsFor() == AppModel::Wait::relay) {
     return;
   }
   if (model.pairing()) {

@@ -40,7 +40,7 @@ void AppModel::pairingReported(const PairingNews& news) {
   if (news.isNew && !firstLaunch) {
     firstLaunch = true;
     // Where nothing can be kept every launch looks like the first.
-    if (news.isKept) {
+    if (news.isKept && news.isFirst) {
       registerLoginItem(true);
       publish(&Published::launchAtLogin, isRegistered(), &AppModel::launchAtLoginChanged);
     }
@@ -51,7 +51,9 @@ void AppModel::pairingReported(const PairingNews& news) {
   }
   publish(&Published::news, news, &AppModel::pairingNewsChanged);
   publish(&Published::pairing, news.pairing, &AppModel::pairingChanged);
-  connect();
+  if (!isAway) {
+    connect();
+  }
 }
 
 AppModel::Wait AppModel::waitsFor() const {
@@ -92,6 +94,7 @@ void AppModel::publish(Value Published::*member, Value value, void (AppModel::*c
 }
 
 void AppModel::connect() {
+  isAway = false;
   if (client || isPaused() || !pairing() || waitsFor() != Wait::nothing) {
     return;
   }
@@ -152,6 +155,7 @@ void AppModel::disconnectAllPhones() {
 
 bool AppModel::sayGoodbye(std::function<void()> then) {
   const auto link = std::exchange(client, nullptr);
+  isAway = true;
   if (!link) {
     return false;
   }
@@ -186,6 +190,7 @@ void AppModel::observeSleep() {
       [model = QPointer(this)](const PowerEvents::SleepHold& hold) {
         if (model) {
           model->disconnect(hold);
+          model->isAway = true;
         }
       }));
   observers.push_back(dependencies.powerEvents->onDidWake([model = QPointer(this)] {

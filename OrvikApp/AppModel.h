@@ -59,6 +59,8 @@ class AppModel final : public QObject {
   /// The link of the present pairing; empty without one, or without a relay.
   [[nodiscard]] QString link() const;
   [[nodiscard]] Wait waitsFor() const;
+  /// A new pairing is being made.
+  [[nodiscard]] bool isReplacing() const { return published.news.replacements < replacements; }
   /// How the pairing stands beside that.
   [[nodiscard]] const PairingNews& pairingNews() const { return published.news; }
   /// The switch for starting at login.
@@ -127,6 +129,8 @@ class AppModel final : public QObject {
   const std::string name;
   std::string linkHost;
   bool firstLaunch = false;
+  /// The machine sleeps, or the application is about to end: news connect nothing.
+  bool isAway = false;
   /// Made by this run.
   std::uint64_t replacements = 0;
   Published published;

@@ -75,13 +75,16 @@ void takeMessage(QtMsgType type, const QMessageLogContext& context, const QStrin
 }
 
 /// Has this and the next starts, and a running application, use the relay at this address. False
-/// without one, and where nothing changes. Throws std::runtime_error when it is none, or cannot be
+/// without one. Throws std::runtime_error when it is none, or cannot be
 /// stored.
 bool rememberRelay(const std::optional<std::string>& url) {
   const auto preferences = RelayEndpoint::preferences();
   const auto known = url ? RelayEndpoint::present(*preferences) : std::nullopt;
-  if (!url || (known && known->url == *url)) {
+  if (!url) {
     return false;
+  }
+  if (known && known->url == *url) {
+    return true;
   }
   try {
     if (!RelayEndpoint::at(*url).remember(*preferences)) {

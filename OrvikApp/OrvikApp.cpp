@@ -1,6 +1,7 @@
 #include "OrvikApp/OrvikApp.h"
 
 #include <boost/asio/co_spawn.hpp>
+#include <boost/asio/post.hpp>
 
 #include <QGuiApplication>
 #include <QPointer>
@@ -95,7 +96,7 @@ OrvikApp::OrvikApp(const RelayEndpoint& present, bool isRelayNew)
   if (present.url.empty()) {
     chooseRelay();
   } else if (isRelayNew) {
-    verifyRelay();
+    verifyRelay(true);
   }
 }
 
@@ -104,7 +105,9 @@ void OrvikApp::startedAgain() {
   if (const auto chosen = RelayEndpoint::present(*RelayEndpoint::preferences());
       chosen && chosen != *relay) {
     useRelay(*chosen);
-    verifyRelay();
+    verifyRelay(true);
+  } else if (!relay->url.empty() && !std::holds_alternative<relayState::Online>(model.state())) {
+    verifyRelay(false);
   }
   showPairing();
 }
@@ -114,13 +117,33 @@ void OrvikApp::useRelay(const RelayEndpoint& chosen) {
   model.useRelay(chosen.linkHost);
 }
 
-/// Whoever names a relay on the command line learns in a window what is wrong with it.
-void OrvikApp::verifyRelay() {
-  check(*relay, [this, tried = *relay](const RelayCheck& result) {
-    if (result.outcome != RelayCheck::Outcome::relay && tried == *relay) {
-      chooseRelay(tried);
+/// Whoever names a relay on the command line learns in a window what is wrong with it. One whose
+/// certificate has changed is asked about; one that needs to be trusted no more is not.
+void OrvikApp::verifyRelay(bool isNamed) {
+  RelayEndpoint unpinned = *relay;
+  unpinned.fingerprint.clear();
+  check(unpinned, [this, unpinned, isNamed, tried = *relay](const RelayCheck& result) {
+    if (tried != *relay) {
+      return;
+    }
+    if (result.outcome == RelayCheck::Outcome::relay) {
+      if (tried != unpinned) {
+        remember(unpinned);
+        useRelay(unpinned);
+      }
+    } else if (result.outcome == RelayCheck::Outcome::untrusted
+                   ? result.fingerprint != tried.fingerprint
+                   : isNamed) {
+      chooseRelay(unpinned);
     }
   });
+}
+
+/// On the core's thread: it takes as long as the disk does. One that cannot be stored is used until
+/// the application ends, and asked for again.
+void OrvikApp::remember(const RelayEndpoint& chosen) {
+  asio::post(core.executor(),
+             [chosen] { static_cast<void>(chosen.remember(*RelayEndpoint::preferences())); });
 }
 
 void OrvikApp::check(const RelayEndpoint& endpoint, std::function<void(RelayCheck)> answer) {
@@ -139,8 +162,7 @@ void OrvikApp::chooseRelay(const std::optional<RelayEndpoint>& proposed) {
           check(endpoint, std::move(answer));
         });
     connect(relayDialog.get(), &RelayDialog::chosen, this, [this](const RelayEndpoint& chosen) {
-      // One that cannot be stored is used until the application ends, and asked for again.
-      static_cast<void>(chosen.remember(*RelayEndpoint::preferences()));
+      remember(chosen);
       useRelay(chosen);
     });
   }

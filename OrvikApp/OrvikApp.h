@@ -39,7 +39,8 @@ class OrvikApp : public QObject {
   void showWithoutIcon();
   /// Asks which relay to use; with an address that is to be tried at once.
   void chooseRelay(const std::optional<RelayEndpoint>& proposed = std::nullopt);
-  void verifyRelay();
+  void verifyRelay(bool isNamed);
+  void remember(const RelayEndpoint& chosen);
   void check(const RelayEndpoint& endpoint, std::function<void(RelayCheck)> answer);
   void useRelay(const RelayEndpoint& chosen);
 

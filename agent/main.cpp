@@ -51,9 +51,12 @@ int report(const std::exception& error, int status) {
 RelayEndpoint relayOf(const AgentCommandLine& line) {
   const auto preferences = RelayEndpoint::preferences();
   const auto known = RelayEndpoint::present(*preferences);
-  auto relay = line.relay && (!known || known->url != *line.relay)
-                   ? std::optional(RelayEndpoint::at(*line.relay))
-                   : known;
+  auto relay = line.relay ? std::optional(RelayEndpoint::at(*line.relay)) : known;
+  if (relay && known && relay->url == known->url) {
+    // What is trusted by its fingerprint stays so; a file has to be named again.
+    relay->fingerprint = known->fingerprint;
+    relay->linkHost = known->linkHost;
+  }
   if (!relay) {
     throw std::invalid_argument("no relay has been chosen yet: --relay wss://… says which");
   }

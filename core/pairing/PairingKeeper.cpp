@@ -78,14 +78,14 @@ void PairingKeeper::unlock() {
 
 asio::awaitable<void> PairingKeeper::run() {
   for (;;) {
-    wantsLook = false;
+    const bool isAsked = std::exchange(wantsLook, false);
     if (std::exchange(wantsNew, false)) {
       news.pairing.reset();
       news.isNew = false;
       const Pairing fresh = Pairing::generate();
       co_await put(fresh);
     } else {
-      co_await look();
+      co_await look(isAsked);
     }
     report();
     const std::function<bool()> isWanted = [this] { return wantsNew || wantsLook; };
@@ -105,14 +105,14 @@ void PairingKeeper::postpone(std::chrono::seconds longest) {
   nextLook = clock->now() + delay;
 }
 
-asio::awaitable<void> PairingKeeper::look() {
-  if (news.pairing && !news.isKept) {
-    if (nextLook && clock->now() >= *nextLook) {
-      co_await put(*news.pairing);
-    }
-    co_return;
+asio::awaitable<void> PairingKeeper::look(bool isAsked) {
+  if (!hasLock) {
+    news.otherProgram = lock->holder();
   }
-  const bool isDue = wantsLook || !nextLook || clock->now() >= *nextLook;
+  if (news.pairing && !news.isKept) {
+    co_return co_await keep();
+  }
+  const bool isDue = isAsked || !nextLook || clock->now() >= *nextLook;
   const std::function<Seen()> question = [store = store, pairing = news.pairing, isDue] {
     const bool counts = pairing && store->counts(*pairing);
     return counts && !isDue ? Seen{std::nullopt, true} : Seen{store->load(), counts};
@@ -156,9 +156,10 @@ asio::awaitable<void> PairingKeeper::take(PairingStore::Answer answer) {
     }
   } else if (news.pairing) {
     // Somebody has removed it from its place.
-    co_await put(*news.pairing);
+    co_await keep();
   } else if (hasLock) {
     news.isNew = true;
+    news.isFirst = std::get<PairingStore::None>(answer).isFirst;
     const Pairing fresh = Pairing::generate();
     co_await put(fresh);
   } else {
@@ -173,13 +174,40 @@ asio::awaitable<void> PairingKeeper::put(Pairing pairing) {
     return store->replace(pairing);
   };
   const auto done = co_await work.run(storeLimit, step);
-  if (wantsNew) {
+  if (!wantsNew) {
+    take(pairing, done);
+  }
+}
+
+/// Puts the pairing that is known into its place, unless another counts by now.
+asio::awaitable<void> PairingKeeper::keep() {
+  using Kept = std::optional<PairingStore::Replaced>;
+  const std::function<Kept()> step = [store = store, pairing = *news.pairing, former = formerMark] {
+    return store->keep(pairing, former);
+  };
+  const auto done = co_await work.run(storeLimit, step);
+  if (wantsNew || !done) {
     co_return;
   }
+  if (*done) {
+    take(*news.pairing, *done);
+  } else {
+    news.pairing.reset();
+    news.isKept = true;
+    news.isLasting = true;
+    wantsLook = true;
+  }
+}
+
+void PairingKeeper::take(const Pairing& pairing,
+                         const std::optional<PairingStore::Replaced>& done) {
   news.pairing = pairing;
   news.waitsFor = PairingNews::WaitsFor::nothing;
   news.isKept = done && done->isKept;
   news.isLasting = done && done->isLasting;
+  if (done) {
+    formerMark = done->mark;
+  }
   if (news.isKept) {
     delay = 0s;
   }

@@ -34,6 +34,8 @@ struct PairingNews {
   std::optional<Pairing> pairing = {};
   /// There was none, and this one has been made.
   bool isNew = false;
+  /// Nor was there ever one.
+  bool isFirst = false;
   /// The pairing will be found again.
   bool isKept = true;
   /// What was there before the last replacement does not come back.
@@ -72,9 +74,11 @@ class PairingKeeper : public std::enable_shared_from_this<PairingKeeper> {
   struct Seen;
 
   asio::awaitable<void> run();
-  asio::awaitable<void> look();
+  asio::awaitable<void> look(bool isAsked);
   asio::awaitable<void> take(PairingStore::Answer answer);
+  void take(const Pairing& pairing, const std::optional<PairingStore::Replaced>& done);
   asio::awaitable<void> put(Pairing pairing);
+  asio::awaitable<void> keep();
   asio::awaitable<void> askUser();
   asio::awaitable<void> awaitLock();
   [[nodiscard]] Clock::Duration pause();
@@ -92,6 +96,8 @@ class PairingKeeper : public std::enable_shared_from_this<PairingKeeper> {
   BlockingWork lockWaiting;
 
   PairingNews news;
+  /// The mark after the last attempt to put the pairing into its place.
+  std::optional<std::string> formerMark;
   std::optional<PairingNews> reported;
   bool wantsNew = false;
   bool wantsLook = false;

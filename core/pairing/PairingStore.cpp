@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <thread>
 #include <utility>
 
 #include "core/BuildConstants.h"
@@ -15,6 +17,9 @@ namespace {
 
 constexpr std::size_t storedSize = Pairing::macIdSize + Pairing::secretSize;
 constexpr const char* markKey = "pairing";
+/// A keyring that is silent takes a program some 12 s.
+constexpr std::chrono::seconds longestTurn{20};
+constexpr std::chrono::milliseconds betweenAttempts{20};
 
 SecretStore::Key itemKey() { return {.service = build::applicationId, .account = "pairing"}; }
 
@@ -87,12 +92,26 @@ struct PairingStore::Look {
   }
 };
 
-PairingStore::PairingStore(Places places, std::shared_ptr<UserDefaults> mark)
-    : places(std::move(places)), marks(std::move(mark)) {}
+PairingStore::PairingStore(Places places, std::shared_ptr<UserDefaults> mark,
+                           std::filesystem::path lockFile)
+    : places(std::move(places)), marks(std::move(mark)), lockFile(std::move(lockFile)) {}
+
+bool PairingStore::awaitTurn(AccountLock& lock) {
+  const auto end = std::chrono::steady_clock::now() + longestTurn;
+  while (!lock.tryTake()) {
+    if (std::chrono::steady_clock::now() >= end) {
+      return false;
+    }
+    std::this_thread::sleep_for(betweenAttempts);
+  }
+  return true;
+}
 
 std::shared_ptr<PairingStore> PairingStore::ofThisUser() {
+  const std::filesystem::path folder = accountFolder();
   return std::make_shared<PairingStore>(
-      openSecretStores(), openUserDefaults(std::string(build::applicationId) + ".pairing"));
+      openSecretStores(), openUserDefaults(std::string(build::applicationId) + ".pairing"),
+      folder.empty() ? folder : folder / (std::string(build::applicationId) + ".pairing.lock"));
 }
 
 std::optional<PairingStore::Mark> PairingStore::readMark() const {
@@ -121,6 +140,10 @@ PairingStore::Look PairingStore::lookInto(SecretStore& place) {
 }
 
 PairingStore::Answer PairingStore::load() {
+  AccountLock turn(lockFile, "pairing");
+  if (!awaitTurn(turn) || !marks->isReadable()) {
+    return NotReadable{false};
+  }
   const auto mark = readMark();
   std::vector<Look> looks;
   std::ranges::transform(places, std::back_inserter(looks),
@@ -132,18 +155,23 @@ PairingStore::Answer PairingStore::load() {
   });
   if (at != looks.end()) {
     const auto index = static_cast<std::size_t>(at - looks.begin());
-    const bool isMarked = mark || writeMark(*at->pairing, places[index]->name());
+    // Before anything is removed: a program may have ended between moving it and saying so.
+    const std::string place = places[index]->name();
+    const bool isMarked = (mark && mark->place == place) || writeMark(*at->pairing, place);
     return Found{*at->pairing, isMarked && settle(*at->pairing, looks, index)};
   }
   bool isAway = false;
   for (std::size_t i = 0; mark && i < places.size(); ++i) {
-    isAway = isAway || (looks[i].state == Look::State::absent && places[i]->name() == mark->place);
+    // Without a place the program that wrote the mark ended before it could say which.
+    isAway = isAway || (looks[i].state == Look::State::absent &&
+                        (mark->place.empty() || places[i]->name() == mark->place));
   }
   if (isUnclear || isAway) {
     return NotReadable{std::ranges::any_of(
         looks, [](const Look& look) { return look.state == Look::State::locked; })};
   }
-  return None{};
+  // Where there is one place only, what it has not was never there.
+  return None{!mark || places.size() == 1};
 }
 
 /// Whether the pairing, which was seen in the place of this number, is in the best place now, and
@@ -168,6 +196,22 @@ bool PairingStore::settle(const Pairing& pairing, const std::vector<Look>& looks
 }
 
 PairingStore::Replaced PairingStore::replace(const Pairing& fresh) {
+  AccountLock turn(lockFile, "pairing");
+  // Whoever disconnects his phones is not put off by a program that hangs.
+  static_cast<void>(awaitTurn(turn));
+  return replaceNow(fresh);
+}
+
+std::optional<PairingStore::Replaced> PairingStore::keep(
+    const Pairing& pairing, const std::optional<std::string>& formerMark) {
+  AccountLock turn(lockFile, "pairing");
+  if (!awaitTurn(turn) || !(counts(pairing) || marks->data(markKey) == formerMark)) {
+    return std::nullopt;
+  }
+  return replaceNow(pairing);
+}
+
+PairingStore::Replaced PairingStore::replaceNow(const Pairing& fresh) {
   // First of all: whatever happens from here on, no other pairing counts.
   const bool isMarked = writeMark(fresh, "");
   const bool isUnmarked = !isMarked && !readMark();
@@ -185,7 +229,7 @@ PairingStore::Replaced PairingStore::replace(const Pairing& fresh) {
       isGone = place->remove(itemKey()) && isGone;
     }
   }
-  return {.isLasting = isMarked || isGone, .isKept = isKept};
+  return {.isLasting = isMarked || isGone, .isKept = isKept, .mark = marks->data(markKey)};
 }
 
 bool PairingStore::counts(const Pairing& pairing) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -7,6 +8,7 @@
 #include <vector>
 
 #include "core/pairing/Pairing.h"
+#include "core/system/AccountLock.h"
 #include "core/system/SecretStore.h"
 #include "core/system/UserDefaults.h"
 
@@ -34,7 +36,10 @@ class PairingStore {
     bool isSettled;
   };
   /// There is none.
-  struct None {};
+  struct None {
+    /// There never was one, as far as anybody can know.
+    bool isFirst;
+  };
   /// There may be one, but nobody can say now.
   struct NotReadable {
     /// `unlock` would help.
@@ -48,10 +53,14 @@ class PairingStore {
     bool isLasting;
     /// The new one will be found again.
     bool isKept;
+    /// The mark that stands there now.
+    std::optional<std::string> mark = {};
   };
 
-  /// `mark` is a domain that nobody else writes to.
-  PairingStore(Places places, std::shared_ptr<UserDefaults> mark);
+  /// `mark` is a domain that nobody else writes to. The file is locked while something is looked
+  /// for or replaced, so that programs do so one after the other; none for a program that is alone.
+  PairingStore(Places places, std::shared_ptr<UserDefaults> mark,
+               std::filesystem::path lockFile = {});
 
   /// This user's, on this system.
   [[nodiscard]] static std::shared_ptr<PairingStore> ofThisUser();
@@ -63,6 +72,11 @@ class PairingStore {
   /// Has a new pairing count and no other. Returns when that is on the disk, as far as it can be.
   [[nodiscard]] Replaced replace(const Pairing& fresh);
 
+  /// Puts a pairing, which is not kept yet or not any more, into its place. Nothing when another
+  /// counts by now: the mark is neither this pairing's nor what it was.
+  [[nodiscard]] std::optional<Replaced> keep(const Pairing& pairing,
+                                             const std::optional<std::string>& formerMark);
+
   /// Whether this pairing still counts, as far as the mark says: quick.
   [[nodiscard]] bool counts(const Pairing& pairing) const;
 
@@ -73,6 +87,9 @@ class PairingStore {
   struct Mark;
   struct Look;
 
+  /// Waits until no other program is in here. False when that takes too long.
+  [[nodiscard]] static bool awaitTurn(AccountLock& lock);
+  [[nodiscard]] Replaced replaceNow(const Pairing& fresh);
   [[nodiscard]] std::optional<Mark> readMark() const;
   bool writeMark(const Pairing& pairing, const std::string& place);
   [[nodiscard]] static Look lookInto(SecretStore& place);
@@ -80,6 +97,7 @@ class PairingStore {
 
   const Places places;
   const std::shared_ptr<UserDefaults> marks;
+  const std::filesystem::path lockFile;
 };
 
 }  // namespace orvik

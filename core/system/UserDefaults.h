@@ -17,6 +17,9 @@ class UserDefaults {
   /// The bytes under a key. Nothing when there are none or they cannot be read.
   [[nodiscard]] virtual std::optional<std::string> data(std::string_view key) const = 0;
 
+  /// Whether what is stored can be read: also when there is nothing, not when it is damaged.
+  [[nodiscard]] virtual bool isReadable() const { return true; }
+
   /// Stores bytes under a key (valid UTF-8) and leaves the other keys as they are. After a crash or
   /// a failure, either the old bytes or the new ones are there; false when it failed.
   [[nodiscard]] virtual bool set(std::string_view key, std::string_view bytes) = 0;

@@ -45,6 +45,18 @@ std::optional<std::string> UserDefaultsFile::data(std::string_view key) const {
   return bytes ? std::optional(std::string(bytes->begin(), bytes->end())) : std::nullopt;
 }
 
+bool UserDefaultsFile::isReadable() const {
+  const FileRead read = readFile(path, *operations);
+  if (!read.content) {
+    return path.empty() || read.error == ENOENT || read.error == ENOTDIR;
+  }
+  try {
+    return JSONValue::any(readJSON(*read.content)).get<JSONObject>() != nullptr;
+  } catch (const JSONError&) {
+    return false;
+  }
+}
+
 bool UserDefaultsFile::set(std::string_view key, std::string_view bytes) {
   const FileRead read = readFile(path, *operations);
   if (!read.content && read.error != ENOENT && read.error != EFBIG) {

@@ -22,6 +22,7 @@ class UserDefaultsFile final : public UserDefaults {
   [[nodiscard]] static bool isDomain(std::string_view name);
 
   [[nodiscard]] std::optional<std::string> data(std::string_view key) const override;
+  [[nodiscard]] bool isReadable() const override;
   [[nodiscard]] bool set(std::string_view key, std::string_view bytes) override;
 
  private:

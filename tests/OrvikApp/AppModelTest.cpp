@@ -133,6 +133,7 @@ class Desktop final : public LoginItem, public PowerEvents, public PairingSource
       }
       news.pairing = pairings[static_cast<std::size_t>(what[0] - 'A')];
       news.isNew = what.find(" new") != std::string::npos;
+      news.isFirst = news.isNew;
       news.isKept = !what.ends_with("unkept");
       news.waitsFor = what.ends_with("elsewhere") ? PairingNews::WaitsFor::otherProgram
                                                   : PairingNews::WaitsFor::nothing;

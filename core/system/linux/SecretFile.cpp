@@ -77,8 +77,11 @@ std::optional<Bytes> SecretFile::find(const Key& key) {
     throw Unreadable();
   }
   const auto status = ownStatus(file);
-  if (!status || !S_ISREG(status->st_mode) || (status->st_mode & anybodyElse) != 0 ||
-      std::cmp_greater(status->st_size, longestSecret)) {
+  if (status && S_ISREG(status->st_mode) && (status->st_mode & anybodyElse) != 0) {
+    // The user's own, and perhaps the one that counts; but others may have seen or made it.
+    throw Unreadable();
+  }
+  if (!status || !S_ISREG(status->st_mode) || std::cmp_greater(status->st_size, longestSecret)) {
     return std::nullopt;
   }
   return readSecret(file, static_cast<std::size_t>(status->st_size));

@@ -7,8 +7,8 @@
 namespace orvik {
 
 /// Secrets in files that this user alone may read, for systems without a service for them: one
-/// file for each item, its data as it is. A file that others may read or write, that is not this
-/// user's or that is a link counts as absent.
+/// file for each item, its data as it is. One that others may read or write is not read; one that
+/// is not this user's, or a link, is none.
 class SecretFile final : public SecretStore {
  public:
   /// Files in `folder`, which is created with the first. An empty folder means that there is no

@@ -47,6 +47,8 @@ using Cancellable = std::shared_ptr<GCancellable>;
 
 bool isLocked(const Item& item) { return secret_item_get_locked(item.get()) != FALSE; }
 
+std::string pathOf(gpointer object) { return g_dbus_proxy_get_object_path(G_DBUS_PROXY(object)); }
+
 /// Valid as long as the key is.
 Holder<GHashTable> attributesOf(const SecretStore::Key& key) {
   Holder<GHashTable> attributes(g_hash_table_new(g_str_hash, g_str_equal));
@@ -313,7 +315,15 @@ auto SecretServiceStore::ask(Question question) {
 
 std::optional<Bytes> SecretServiceStore::find(const Key& key) try {
   return ask([key](Service& service) -> std::optional<Bytes> {
-    const Items items = service.search(key);
+    Items items = service.search(key);
+    const Collection collection = service.defaultCollection();
+    // Some services do not tell what a locked collection has, and what lies in another is older.
+    if (collection && secret_collection_get_locked(collection.get()) != FALSE) {
+      throw Locked();
+    }
+    std::ranges::stable_partition(items, [&](const Item& item) {
+      return collection && pathOf(item.get()).starts_with(pathOf(collection.get()) + '/');
+    });
     const auto readable = std::ranges::find_if_not(items, isLocked);
     if (readable != items.end()) {
       return service.secretOf(readable->get());
@@ -321,13 +331,8 @@ std::optional<Bytes> SecretServiceStore::find(const Key& key) try {
     if (!items.empty()) {
       throw Locked();
     }
-    // Some services do not tell what a locked collection has.
-    const Collection collection = service.defaultCollection();
     if (!collection) {
       throw Absent();
-    }
-    if (secret_collection_get_locked(collection.get()) != FALSE) {
-      throw Locked();
     }
     return std::nullopt;
   });

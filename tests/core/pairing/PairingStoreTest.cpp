@@ -189,7 +189,7 @@ class Account {
 };
 
 TEST(PairingStore, DoesWhatTheScenariosSay) {
-  EXPECT_EQ(test::expectScenarios<Account>("pairing/places.txt"), 107);
+  EXPECT_EQ(test::expectScenarios<Account>("pairing/places.txt"), 114);
 }
 
 }  // namespace
