@@ -76,12 +76,21 @@ std::string pairingText(std::string_view link, std::optional<ScreenSize> screen)
   const auto lines = terminalQR(link, isRoomy ? usualBorder : leastBorder).value();
   const int codeWidth = isRoomy ? usual : least;
   const bool isBeside = columns >= codeWidth + static_cast<int>(gap.size()) + adviceWidth;
+  // A link that the code and what follows push out of sight stands beside the code as well, in
+  // pieces.
+  std::vector<std::string> beside(advice.begin(), advice.end());
+  if (linkRows + linesOf(codeWidth) + rowsAfter > rows) {
+    beside.emplace_back();
+    for (std::size_t at = 0; at < link.size(); at += adviceWidth) {
+      beside.emplace_back(link.substr(at, adviceWidth));
+    }
+  }
   std::string text = isBeside ? "" : "Scan the code with your phone, or open this link on it:\n";
   text += std::string(link) + "\n";
   for (std::size_t i = 0; i < lines.size(); ++i) {
     text += lines[i];
-    if (isBeside && i >= 1 && i <= advice.size()) {
-      text += std::string(gap) + std::string(advice.at(i - 1));
+    if (isBeside && i >= 1 && i <= beside.size()) {
+      text += std::string(gap) + beside[i - 1];
     }
     text += "\n";
   }

@@ -29,19 +29,29 @@ std::optional<CloseReason> Admission::enter(const Address& address) {
   if (total.unauthenticated >= limits.unauthenticated) {
     return CloseReason::tooManyUnauthenticated;
   }
-  if (address) {
-    Count& place = places[placeOf(*address)];
-    // Both are above zero when a bound is reached, so no empty place is left behind.
-    if (place.all >= limits.connectionsPerAddress ||
-        place.unauthenticated >= limits.unauthenticatedPerAddress) {
-      return CloseReason::tooManyFromAddress;
-    }
-    ++place.all;
-    ++place.unauthenticated;
+  if (address && !enterPlace(*address)) {
+    return CloseReason::tooManyFromAddress;
   }
   ++total.all;
   ++total.unauthenticated;
   return std::nullopt;
+}
+
+std::optional<CloseReason> Admission::locate(const asio::ip::address& address) {
+  const std::lock_guard guard(lock);
+  return enterPlace(address) ? std::nullopt : std::optional(CloseReason::tooManyFromAddress);
+}
+
+bool Admission::enterPlace(const asio::ip::address& address) {
+  Count& place = places[placeOf(address)];
+  // Both are above zero when a bound is reached, so no empty place is left behind.
+  if (place.all >= limits.connectionsPerAddress ||
+      place.unauthenticated >= limits.unauthenticatedPerAddress) {
+    return false;
+  }
+  ++place.all;
+  ++place.unauthenticated;
+  return true;
 }
 
 void Admission::authenticate(const Address& address) {

@@ -25,6 +25,9 @@ class Admission {
 
   /// Counts a new connection unless a bound is reached: then says which.
   [[nodiscard]] std::optional<CloseReason> enter(const Address& address);
+  /// A counted connection without an address has one after all. Says which of the address's bounds
+  /// is reached, and then nothing has changed.
+  [[nodiscard]] std::optional<CloseReason> locate(const asio::ip::address& address);
   /// A counted connection has presented its token. Called once for each at most.
   void authenticate(const Address& address);
   /// A counted connection has ended.
@@ -42,6 +45,9 @@ class Admission {
   Limits limits;
   mutable std::mutex lock;
   Count total;
+  /// Counts one more there, unless a bound is reached.
+  [[nodiscard]] bool enterPlace(const asio::ip::address& address);
+
   /// Only places with connections, so never more than there are connections.
   std::map<asio::ip::address, Count> places;
 };

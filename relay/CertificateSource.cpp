@@ -21,6 +21,8 @@ Certificate CertificateSource::load(Clock::UnixTime now) {
   if (!folder) {
     return Certificate::read(chainFile, keyFile);
   }
+  // Should it fail, so long until the next attempt.
+  renewal = now + std::chrono::hours(1);
   Certificate certificate = Certificate::keptIn(*folder, names, now);
   loaded = versions();
   renewal = certificate.expiry - Certificate::renewal;

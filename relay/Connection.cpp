@@ -117,6 +117,9 @@ void Connection::readable() {
       return;
     }
     const Transport::Result result = transport.read(loop->readBuffer);
+    if (!takeWireBytes()) {
+      return;
+    }
     if (result.status == Transport::Status::wantsRead) {
       waitToRead();
       return;
@@ -172,8 +175,9 @@ bool Connection::shakeHands() {
   }
 }
 
-bool Connection::received(std::span<char> bytes) {
-  if (!inboundBytes.take(now(), static_cast<double>(bytes.size()))) {
+bool Connection::takeWireBytes() {
+  const std::size_t bytes = transport.takeWireBytes();
+  if (bytes > 0 && !inboundBytes.take(now(), static_cast<double>(bytes))) {
     if (phase != Phase::open) {
       // Who floods on after being told to stop is not waited for.
       cut(CloseReason::tooManyBytes);
@@ -181,6 +185,10 @@ bool Connection::received(std::span<char> bytes) {
     }
     close(CloseReason::tooManyBytes);
   }
+  return true;
+}
+
+bool Connection::received(std::span<char> bytes) {
   switch (phase) {
     case Phase::proxy:
       return takeProxyHeader({bytes.data(), bytes.size()});
@@ -207,12 +215,7 @@ bool Connection::takeProxyHeader(std::string_view bytes) {
       break;
   }
   if (header.address) {
-    Admission& admission = loop->shared.admission;
-    admission.leave(address, false);
-    const auto refusal = admission.enter(header.address);
-    if (refusal) {
-      // It leaves as what it came as.
-      static_cast<void>(admission.enter(address));
+    if (const auto refusal = loop->shared.admission.locate(*header.address)) {
       cut(*refusal);
       return false;
     }
@@ -331,7 +334,7 @@ void Connection::takeFrames(std::span<char> bytes) {
     take(*event);
   }
   countBuffered();
-  if (phase == Phase::open && frames.unfinished() > 0 && loop->isFull()) {
+  if (phase == Phase::open && holdsMuch()) {
     close(CloseReason::shortOfMemory);
   }
 }
@@ -348,12 +351,9 @@ void Connection::take(FrameEvent& event) {
       return;
     case Kind::ping:
       session->receivedControlFrame(at);
-      if (outbound.size() > loop->shared.limits.outboundBytes) {
-        close(CloseReason::tooSlow);
-        return;
-      }
-      outbound.append(controlFrame(FrameKind::pong, event.content));
-      scheduleFlush();
+      // One answer waits at a time; of the pings meanwhile the latest is answered.
+      latestPing = std::move(event.content);
+      answerPing();
       return;
     case Kind::pong:
       session->receivedControlFrame(at);
@@ -366,6 +366,15 @@ void Connection::take(FrameEvent& event) {
     case Kind::failure:
       close(event.reason);
       return;
+  }
+}
+
+void Connection::answerPing() {
+  if (latestPing && !isPongWaiting) {
+    isPongWaiting = true;
+    outbound.append(controlFrame(FrameKind::pong, *latestPing));
+    latestPing.reset();
+    scheduleFlush();
   }
 }
 
@@ -389,7 +398,7 @@ void Connection::send(SharedText message) {
   }
   loop->counters.add(Metric::messagesSent);
   countBuffered();
-  if (loop->isFull()) {
+  if (holdsMuch()) {
     close(CloseReason::shortOfMemory);
   } else {
     scheduleFlush();
@@ -469,6 +478,10 @@ void Connection::flush() {
 }
 
 void Connection::sent() {
+  isPongWaiting = false;
+  if (phase == Phase::open) {
+    answerPing();
+  }
   if (phase == Phase::answer && mayStay) {
     phase = Phase::request;
     cutAt = now() + loop->shared.limits.requestWait;
@@ -546,6 +559,12 @@ void Connection::countBuffered() {
                        static_cast<std::int64_t>(present) - static_cast<std::int64_t>(buffered));
     buffered = present;
   }
+}
+
+bool Connection::holdsMuch() const {
+  // Those with less get through: it is the others that have filled the memory.
+  constexpr std::size_t share = 64 * Limits::kibibyte;
+  return buffered > share && loop->isFull();
 }
 
 void Connection::scheduleFlush() {

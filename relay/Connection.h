@@ -117,6 +117,11 @@ class Connection final : public Peer, public std::enable_shared_from_this<Connec
   void endHandshake();
   void leave();
   void noticeAuthentication(Instant now);
+  /// Counts what has come over the wire. False when that has ended the connection.
+  [[nodiscard]] bool takeWireBytes();
+  void answerPing();
+  /// Whether the memory for what waits is used up, and this connection has much of it.
+  [[nodiscard]] bool holdsMuch() const;
   /// Tells the loop how much memory is taken for what waits.
   void countBuffered();
   void scheduleFlush();
@@ -134,6 +139,8 @@ class Connection final : public Peer, public std::enable_shared_from_this<Connec
   std::unique_ptr<Opening> opening;
   std::optional<Session> session;
   RateLimit inboundBytes;
+  /// That has no answer yet.
+  std::optional<std::string> latestPing;
   /// When the client has last been listened to, before it has authenticated.
   Instant lastServed;
   Instant cutAt;
@@ -151,6 +158,7 @@ class Connection final : public Peer, public std::enable_shared_from_this<Connec
   bool isSendingEnded = false;
   bool hasPeerEnded = false;
   bool readWantsWrite = false;
+  bool isPongWaiting = false;
   /// It is one of the handshakes of TLS that the loop has under way; or waits to be.
   bool isShakingHands = false;
   bool isQueued = false;

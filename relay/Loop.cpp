@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstring>
 #include <functional>
 #include <string_view>
 
@@ -13,8 +14,11 @@
 namespace orvik::relay {
 
 Loop& SharedState::home(const Identifier& identifier) const {
-  const std::string_view bytes(reinterpret_cast<const char*>(identifier.data()), identifier.size());
-  return *loops[std::hash<std::string_view>()(bytes) % loops.size()];
+  // With a secret, so that no stranger chooses the loop that his clients load.
+  std::array<char, sizeof secret + sizeof identifier> bytes{};
+  std::memcpy(bytes.data(), &secret, sizeof secret);
+  std::memcpy(bytes.data() + sizeof secret, identifier.data(), identifier.size());
+  return *loops[std::hash<std::string_view>()({bytes.data(), bytes.size()}) % loops.size()];
 }
 
 Loop::Loop(SharedState& shared)
@@ -67,8 +71,9 @@ void Loop::tick() {
     const auto late = std::chrono::steady_clock::now() - timer.expiry();
     counters.set(Metric::loopLag,
                  std::chrono::duration_cast<std::chrono::nanoseconds>(late).count());
-    check();
+    // First, so that it goes on whatever becomes of the check.
     tick();
+    check();
   });
 }
 
@@ -135,14 +140,22 @@ void Loop::remove(Connection& connection) {
 
 void Loop::flushLater(std::shared_ptr<Connection> connection) {
   toFlush.push_back(std::move(connection));
-  if (toFlush.size() == 1) {
-    asio::post(context, [this] {
-      std::vector<std::shared_ptr<Connection>> due;
-      due.swap(toFlush);
-      for (const auto& waiting : due) {
-        waiting->flush();
-      }
-    });
+  if (!isFlushPosted) {
+    asio::post(context, [this] { flushAll(); });
+    isFlushPosted = true;
+  }
+}
+
+void Loop::flushAll() {
+  isFlushPosted = false;
+  std::vector<std::shared_ptr<Connection>> due;
+  due.swap(toFlush);
+  for (const auto& waiting : due) {
+    try {
+      waiting->flush();
+    } catch (const std::bad_alloc&) {
+      waiting->cut(CloseReason::shortOfMemory);
+    }
   }
 }
 

@@ -81,6 +81,7 @@ class Loop {
 
  private:
   void tick();
+  void flushAll();
 
   const std::size_t mostBuffered;
   asio::steady_timer timer{context};
@@ -90,6 +91,7 @@ class Loop {
   /// Those that wait for their handshake.
   std::deque<std::shared_ptr<Connection>> queued;
   std::size_t handshakes = 0;
+  bool isFlushPosted = false;
   std::thread thread;
 };
 

@@ -2,6 +2,7 @@
 
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ip/v6_only.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
 #include <fcntl.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -27,8 +28,12 @@ constexpr std::chrono::milliseconds acceptPause{50};
 constexpr std::chrono::minutes pauseLineInterval{1};
 
 void removeSocketFile(const std::filesystem::path& file) {
-  // Of an earlier run; anything else at that path stays, and listening fails.
-  if (std::filesystem::is_socket(file)) {
+  // Of an earlier run; one that somebody listens at, and anything else, stays, and listening fails.
+  asio::io_context context;
+  asio::local::stream_protocol::socket probe(context);
+  boost::system::error_code error;
+  probe.connect(asio::local::stream_protocol::endpoint(file.string()), error);
+  if (error == asio::error::connection_refused && std::filesystem::is_socket(file)) {
     std::filesystem::remove(file);
   }
 }
@@ -217,9 +222,15 @@ void Server::acceptSome(Listener& listener) {
       pause(listener, "too many connections have not authenticated");
       return;
     }
-    shared.isCrowded = false;
-    if (acceptOne(listener)) {
-      continue;
+    if (listener.listening.service == Service::clients) {
+      shared.isCrowded = false;
+    }
+    try {
+      if (acceptOne(listener)) {
+        continue;
+      }
+    } catch (const std::bad_alloc&) {
+      errno = ENOMEM;
     }
     if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
       // An immediate new attempt would fail alike, for ever.

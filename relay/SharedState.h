@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,8 @@ struct SharedState {
 
   const Limits limits;
   const std::shared_ptr<Clock> clock;
+  const std::uint64_t secret =
+      (std::uint64_t{std::random_device()()} << 32U) | std::random_device()();
   Admission admission{limits};
   /// Gone before the loops, whose threads have ended by then: its answers are posted to them.
   std::unique_ptr<RecordStore> store;

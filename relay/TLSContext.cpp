@@ -20,6 +20,8 @@ TLSContext makeTLSContext(const Certificate& certificate) {
   // An idle connection gives its buffers back; a write goes on from wherever the bytes lie then.
   SSL_CTX_set_mode(handle, SSL_MODE_RELEASE_BUFFERS | SSL_MODE_ENABLE_PARTIAL_WRITE |
                                SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
+  // Whatever is no message ends a read, so that no client keeps the loop in one.
+  SSL_CTX_clear_mode(handle, SSL_MODE_AUTO_RETRY);
   // The header of a record is not read by itself.
   SSL_CTX_set_read_ahead(handle, 1);
   // Sessions resume by ticket; a cache would grow with every client.

@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <new>
+#include <utility>
 
 namespace orvik::relay {
 
@@ -14,6 +15,16 @@ namespace {
 
 /// What fits into one record.
 constexpr std::size_t recordSize = 16384;
+/// Clients change their keys after 2^24 records or never; each change costs more than a message.
+constexpr std::uint32_t mostKeyUpdates = 8;
+
+void countKeyUpdate(int isWritten, int, int contentType, const void* bytes, std::size_t size, SSL*,
+                    void* count) {
+  if (isWritten == 0 && contentType == SSL3_RT_HANDSHAKE && size > 0 &&
+      *static_cast<const unsigned char*>(bytes) == SSL3_MT_KEY_UPDATE) {
+    ++*static_cast<std::uint32_t*>(count);
+  }
+}
 
 Transport::Status statusOfError(Transport::Status wanted) {
   return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR ? wanted
@@ -26,6 +37,10 @@ Transport::Transport(int descriptor, SSL_CTX* context)
     : ssl(context == nullptr ? nullptr : SSL_new(context)), descriptor(descriptor) {
   if (context != nullptr && (ssl == nullptr || SSL_set_fd(ssl.get(), descriptor) != 1)) {
     throw std::bad_alloc();
+  }
+  if (ssl != nullptr) {
+    SSL_set_msg_callback(ssl.get(), countKeyUpdate);
+    SSL_set_msg_callback_arg(ssl.get(), &keyUpdates);
   }
 }
 
@@ -41,6 +56,7 @@ Transport::Status Transport::handshake() {
 Transport::Result Transport::read(std::span<char> to) {
   if (ssl == nullptr) {
     const ssize_t size = ::recv(descriptor, to.data(), to.size(), 0);
+    wireBytes += static_cast<std::uint64_t>(std::max<ssize_t>(size, 0));
     return size > 0    ? Result{Status::done, static_cast<std::size_t>(size)}
            : size == 0 ? Result{Status::ended}
                        : Result{statusOfError(Status::wantsRead)};
@@ -48,7 +64,18 @@ Transport::Result Transport::read(std::span<char> to) {
   ERR_clear_error();
   std::size_t size = 0;
   const int result = SSL_read_ex(ssl.get(), to.data(), to.size(), &size);
+  if (keyUpdates > mostKeyUpdates) {
+    return {Status::failed};
+  }
   return result == 1 ? Result{Status::done, size} : Result{statusOf(result)};
+}
+
+std::size_t Transport::takeWireBytes() {
+  if (ssl == nullptr) {
+    return static_cast<std::size_t>(std::exchange(wireBytes, 0));
+  }
+  const std::uint64_t all = BIO_number_read(SSL_get_rbio(ssl.get()));
+  return static_cast<std::size_t>(all - std::exchange(wireBytes, all));
 }
 
 bool Transport::hasPending() const { return ssl != nullptr && SSL_has_pending(ssl.get()) == 1; }

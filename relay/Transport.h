@@ -31,6 +31,8 @@ class Transport {
 
   /// Without a context there is no TLS. Throws std::bad_alloc.
   Transport(int descriptor, SSL_CTX* context);
+  Transport(const Transport&) = delete;
+  Transport& operator=(const Transport&) = delete;
 
   /// The server's side of the handshake; called until it is done.
   [[nodiscard]] Status handshake();
@@ -46,6 +48,9 @@ class Transport {
   /// Says that no more comes. Reading goes on.
   void endSending();
 
+  /// Bytes taken from the descriptor since this was last asked, also those that say nothing.
+  [[nodiscard]] std::size_t takeWireBytes();
+
   [[nodiscard]] bool isTLS() const noexcept { return ssl != nullptr; }
 
  private:
@@ -57,6 +62,9 @@ class Transport {
   int descriptor;
   /// What has been handed to TLS and was not taken. It has to be handed over again, the same.
   std::uint32_t retry = 0;
+  /// Requests for new keys that the client has made.
+  std::uint32_t keyUpdates = 0;
+  std::uint64_t wireBytes = 0;
 };
 
 }  // namespace orvik::relay

@@ -15,9 +15,10 @@ constexpr Mask mask{'\x5A', '\x17', '\x3C', '\x71'};
 }  // namespace
 
 Client::Client(Transport transport, Speech speech, Party party)
-    : transport_(std::move(transport)), speech_(speech), party_(std::move(party)) {
-  out_ = upgradeRequest(speech_, party_);
-}
+    : transport(std::move(transport)),
+      speech(speech),
+      party(std::move(party)),
+      outgoing(upgradeRequest(speech, this->party)) {}
 
 void Client::introduce(in_addr source) {
   std::string head("\r\n\r\n\0\r\nQUIT\n", 12);
@@ -28,27 +29,27 @@ void Client::introduce(in_addr source) {
   head.append(reinterpret_cast<const char*>(&target), sizeof target);
   constexpr std::array<char, 4> ports{4, 1, 1, static_cast<char>(0xBB)};
   head.append(ports.data(), ports.size());
-  out_.insert(0, head);
+  outgoing.insert(0, head);
 }
 
 void Client::advance(const Listener& listener) {
   flush();
-  if (state_ != State::ended) {
+  if (phase != State::ended) {
     read(listener);
   }
   flush();
 }
 
 void Client::say(std::string_view message) {
-  put(opcodeOf(speech_), message);
+  put(opcodeOf(speech), message);
   flush();
 }
 
 void Client::publish(std::string_view envelope) {
-  if (isStream(speech_)) {
+  if (isStream(speech)) {
     std::string message;
     message.reserve(envelope.size() + 64);
-    appendPublished(message, speech_, party_, envelope);
+    appendPublished(message, speech, party, envelope);
     say(message);
   } else {
     say(envelope);
@@ -56,61 +57,61 @@ void Client::publish(std::string_view envelope) {
 }
 
 void Client::end(std::string why) {
-  if (state_ != State::ended) {
-    state_ = State::ended;
-    trouble_ = std::move(why);
+  if (phase != State::ended) {
+    phase = State::ended;
+    reason = std::move(why);
   }
 }
 
 void Client::flush() {
   std::size_t written = 0;
-  while (state_ != State::ended && written < out_.size()) {
-    const auto taken = transport_.write(std::string_view(out_).substr(written));
+  while (phase != State::ended && written < outgoing.size()) {
+    const auto taken = transport.write(std::string_view(outgoing).substr(written));
     if (!taken) {
-      end(state_ == State::accepted ? "the connection was cut" : "cut before it was accepted");
+      end(phase == State::accepted ? "the connection was cut" : "cut before it was accepted");
     } else if (*taken == 0) {
       break;
     } else {
       written += *taken;
     }
   }
-  out_.erase(0, written);
-  if (out_.empty()) {
-    std::string().swap(out_);
+  outgoing.erase(0, written);
+  if (outgoing.empty()) {
+    std::string().swap(outgoing);
   }
 }
 
 void Client::read(const Listener& listener) {
   static std::vector<char> buffer(readSize);
   do {
-    const auto got = transport_.read(buffer.data(), buffer.size());
+    const auto got = transport.read(buffer.data(), buffer.size());
     if (!got) {
-      end(state_ == State::accepted ? "the connection was cut" : "cut before it was accepted");
+      end(phase == State::accepted ? "the connection was cut" : "cut before it was accepted");
       return;
     }
     if (*got == 0) {
       return;
     }
     std::string_view bytes(buffer.data(), *got);
-    if (!in_.empty()) {
-      in_ += bytes;
-      bytes = in_;
+    if (!incoming.empty()) {
+      incoming += bytes;
+      bytes = incoming;
     }
     const std::size_t taken = take(bytes, listener);
     std::string rest(bytes.substr(taken));
-    in_.swap(rest);
-    if (in_.size() > maximumMessage) {
+    incoming.swap(rest);
+    if (incoming.size() > maximumMessage) {
       end("a message is too long");
     }
-  } while (state_ != State::ended && transport_.holdsBytes());
+  } while (phase != State::ended && transport.holdsBytes());
 }
 
 std::size_t Client::take(std::string_view bytes, const Listener& listener) {
   std::size_t taken = 0;
-  while (state_ != State::ended) {
+  while (phase != State::ended) {
     const std::string_view rest = bytes.substr(taken);
     const std::size_t more =
-        state_ == State::upgrading ? takeAnswer(rest) : takeFrame(rest, listener);
+        phase == State::upgrading ? takeAnswer(rest) : takeFrame(rest, listener);
     if (more == 0) {
       break;
     }
@@ -129,10 +130,10 @@ std::size_t Client::takeAnswer(std::string_view bytes) {
     this->end("answered " + std::string(bytes.substr(0, bytes.find("\r\n"))));
     return 0;
   }
-  const std::string first = opening(speech_, party_);
-  state_ = first.empty() ? State::accepted : State::opening;
+  const std::string first = opening(speech, party);
+  phase = first.empty() ? State::accepted : State::opening;
   if (!first.empty()) {
-    put(opcodeOf(speech_), first);
+    put(opcodeOf(speech), first);
   }
   return end + headEnd.size();
 }
@@ -158,36 +159,36 @@ std::size_t Client::takeFrame(std::string_view bytes, const Listener& listener) 
 }
 
 void Client::takePayload(const Frame& frame, std::string_view payload, const Listener& listener) {
-  const bool isWhole = isStream(speech_) || frame.isFinal;
-  if (message_.empty() && isWhole) {
+  const bool isWhole = isStream(speech) || frame.isFinal;
+  if (partial.empty() && isWhole) {
     hearAll(payload, listener);
     return;
   }
-  message_ += payload;
+  partial += payload;
   if (isWhole) {
     std::string whole;
-    whole.swap(message_);
+    whole.swap(partial);
     hearAll(whole, listener);
   }
 }
 
 void Client::hearAll(std::string_view bytes, const Listener& listener) {
-  while (!bytes.empty() && state_ != State::ended) {
+  while (!bytes.empty() && phase != State::ended) {
     Heard heard;
-    const auto taken = hear(speech_, party_.side, bytes, heard);
+    const auto taken = hear(speech, party.side, bytes, heard);
     if (!taken) {
       end("said what makes no sense: " + std::string(bytes.substr(0, 80)));
       return;
     }
     if (*taken == 0) {
-      message_ = bytes;
+      partial = bytes;
       return;
     }
     bytes.remove_prefix(*taken);
     if (heard.kind == Heard::Kind::question) {
-      put(opcodeOf(speech_), heard.text);
+      put(opcodeOf(speech), heard.text);
     } else if (heard.kind == Heard::Kind::accepted || heard.kind == Heard::Kind::presence) {
-      state_ = State::accepted;
+      phase = State::accepted;
       listener(heard);
     } else if (heard.kind == Heard::Kind::envelope) {
       listener(heard);
@@ -196,10 +197,10 @@ void Client::hearAll(std::string_view bytes, const Listener& listener) {
 }
 
 void Client::put(Opcode opcode, std::string_view payload) {
-  appendHeader(out_, opcode, payload.size(), mask);
-  const std::size_t begin = out_.size();
-  out_ += payload;
-  applyMask(out_.data() + begin, payload.size(), mask);
+  appendHeader(outgoing, opcode, payload.size(), mask);
+  const std::size_t begin = outgoing.size();
+  outgoing += payload;
+  applyMask(outgoing.data() + begin, payload.size(), mask);
 }
 
 }  // namespace orvik::load

@@ -27,12 +27,12 @@ class Client {
   /// Sends an envelope to the phones.
   void publish(std::string_view envelope);
 
-  [[nodiscard]] int descriptor() const { return transport_.descriptor(); }
-  [[nodiscard]] State state() const { return state_; }
+  [[nodiscard]] int descriptor() const { return transport.descriptor(); }
+  [[nodiscard]] State state() const { return phase; }
   /// Whether it waits for the socket to take bytes.
-  [[nodiscard]] bool awaitsWriting() const { return transport_.awaitsWriting(); }
+  [[nodiscard]] bool awaitsWriting() const { return transport.awaitsWriting(); }
   /// Why it has ended, in few words.
-  [[nodiscard]] const std::string& trouble() const { return trouble_; }
+  [[nodiscard]] const std::string& trouble() const { return reason; }
 
  private:
   void end(std::string why);
@@ -46,15 +46,15 @@ class Client {
   void hearAll(std::string_view bytes, const Listener& listener);
   void put(Opcode opcode, std::string_view payload);
 
-  Transport transport_;
-  Speech speech_;
-  Party party_;
-  State state_ = State::upgrading;
-  std::string out_;
+  Transport transport;
+  Speech speech;
+  Party party;
+  State phase = State::upgrading;
+  std::string outgoing;
   /// The beginning of a frame, and what of a message has come in earlier ones.
-  std::string in_;
-  std::string message_;
-  std::string trouble_;
+  std::string incoming;
+  std::string partial;
+  std::string reason;
 };
 
 }  // namespace orvik::load

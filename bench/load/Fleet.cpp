@@ -39,21 +39,21 @@ std::int64_t now() {
 }
 
 Fleet::Fleet(const FleetPlan& plan)
-    : plan_(plan),
-      events_(epoll_create1(EPOLL_CLOEXEC)),
-      envelope_(envelope(plan.envelopeSize)),
-      random_(plan.run + plan.firstPairing) {
-  if (!events_) {
+    : plan(plan),
+      events(epoll_create1(EPOLL_CLOEXEC)),
+      letter(envelope(plan.envelopeSize)),
+      random(plan.run + plan.firstPairing) {
+  if (!events) {
     throw std::system_error(errno, std::generic_category(), "epoll_create1");
   }
-  if (plan_.usesTLS) {
-    context_ = clientContext();
+  if (plan.usesTLS) {
+    context = clientContext();
   }
-  slots_.resize(plan_.pairings * size());
+  slots.resize(plan.pairings * size());
 }
 
 Report Fleet::carryOut(const Command& command) {
-  report_ = {};
+  report = {};
   switch (command.kind) {
     case Command::Kind::connect:
       connectAll(command);
@@ -65,48 +65,47 @@ Report Fleet::carryOut(const Command& command) {
       cut(command);
       break;
   }
-  report_.accepted = accepted_;
-  return report_;
+  report.accepted = acceptedNow;
+  return report;
 }
 
 void Fleet::connectAll(const Command& command) {
-  comesBack_ = true;
-  const std::size_t until = std::min(command.pairings * size(), slots_.size());
-  for (; wanted_ < until; ++wanted_) {
-    due_.push({0, wanted_});
+  comesBack = true;
+  const std::size_t until = std::min(command.pairings * size(), slots.size());
+  for (; members < until; ++members) {
+    due.push({0, members});
   }
   awaitAccepted(until, command.patience, true);
 }
 
 void Fleet::cut(const Command& command) {
-  comesBack_ = true;
-  due_ = {};
+  comesBack = true;
+  due = {};
   std::uniform_int_distribution<std::int64_t> wait(0, command.jitter);
   const std::int64_t start = now();
-  for (std::size_t slot = 0; slot < wanted_; ++slot) {
-    slots_[slot] = {};
-    due_.push({start + wait(random_), slot});
+  for (std::size_t slot = 0; slot < members; ++slot) {
+    slots[slot] = {};
+    due.push({start + wait(random), slot});
   }
-  accepted_ = 0;
-  connecting_ = 0;
-  awaitAccepted(wanted_, command.patience, false);
+  acceptedNow = 0;
+  connecting = 0;
+  awaitAccepted(members, command.patience, false);
 }
 
 void Fleet::awaitAccepted(std::size_t wanted, std::int64_t patience, bool isThrottled) {
   std::int64_t lastProgress = now();
-  std::size_t lastAccepted = accepted_;
-  while (accepted_ < wanted) {
+  std::size_t lastAccepted = acceptedNow;
+  while (acceptedNow < wanted) {
     const std::int64_t time = now();
-    while (!due_.empty() && due_.top().at <= time &&
-           (!isThrottled || connecting_ < plan_.handshakes)) {
-      const std::size_t slot = due_.top().slot;
-      due_.pop();
+    while (!due.empty() && due.top().at <= time && (!isThrottled || connecting < plan.handshakes)) {
+      const std::size_t slot = due.top().slot;
+      due.pop();
       begin(slot);
     }
-    const bool isWaiting = !due_.empty() && (!isThrottled || connecting_ < plan_.handshakes);
-    turn(isWaiting ? std::min(due_.top().at, time + 100 * millisecond) : time + 100 * millisecond);
-    if (accepted_ != lastAccepted) {
-      lastAccepted = accepted_;
+    const bool isWaiting = !due.empty() && (!isThrottled || connecting < plan.handshakes);
+    turn(isWaiting ? std::min(due.top().at, time + 100 * millisecond) : time + 100 * millisecond);
+    if (acceptedNow != lastAccepted) {
+      lastAccepted = acceptedNow;
       lastProgress = now();
     } else if (now() - lastProgress > patience) {
       break;
@@ -115,9 +114,9 @@ void Fleet::awaitAccepted(std::size_t wanted, std::int64_t patience, bool isThro
 }
 
 void Fleet::run(const Command& command) {
-  comesBack_ = false;
-  isClosedLoop_ = command.rate == 0;
-  const std::size_t pairings = wanted_ / size();
+  comesBack = false;
+  isClosedLoop = command.rate == 0;
+  const std::size_t pairings = members / size();
   if (pairings == 0) {
     return;
   }
@@ -126,8 +125,8 @@ void Fleet::run(const Command& command) {
   while (now() < command.begin) {
     turn(command.begin);
   }
-  runBegin_ = command.begin;
-  for (unsigned round = 0; isClosedLoop_ && round < command.window; ++round) {
+  runBegin = command.begin;
+  for (unsigned round = 0; isClosedLoop && round < command.window; ++round) {
     for (std::size_t pairing = 0; pairing < pairings; ++pairing) {
       publish(pairing * size());
     }
@@ -142,33 +141,33 @@ void Fleet::run(const Command& command) {
     }
     turn(std::min(command.end, time + millisecond));
   }
-  isClosedLoop_ = false;
+  isClosedLoop = false;
   const std::int64_t end = now() + grace;
-  while (now() < end && report_.delivered < report_.sent * plan_.phones) {
+  while (now() < end && report.delivered < report.sent * plan.phones) {
     turn(now() + 10 * millisecond);
   }
 }
 
 void Fleet::begin(std::size_t slot) {
-  Slot& its = slots_[slot];
-  const std::size_t pairing = plan_.firstPairing + slot / size();
+  Slot& its = slots[slot];
+  const std::size_t pairing = plan.firstPairing + slot / size();
   const auto number = static_cast<unsigned>(slot % size());
   const in_addr source = sourceAddress(pairing);
   its.begun = its.saidAt = now();
   ++its.attempts;
-  ++connecting_;
+  ++connecting;
   try {
     its.client = std::make_unique<Client>(
-        Transport::connect(plan_.target, source, context_.get()), plan_.speech,
-        Party{number == 0 ? Side::mac : Side::phone, identifierOf(plan_.run, pairing), number});
-    if (plan_.introduces) {
+        Transport::connect(plan.target, source, context.get()), plan.speech,
+        Party{number == 0 ? Side::mac : Side::phone, identifierOf(plan.run, pairing), number});
+    if (plan.introduces) {
       its.client->introduce(source);
     }
     its.awaitsWriting = false;
     epoll_event event{};
     event.events = EPOLLIN;
     event.data.u64 = slot;
-    if (epoll_ctl(events_.get(), EPOLL_CTL_ADD, its.client->descriptor(), &event) != 0) {
+    if (epoll_ctl(events.get(), EPOLL_CTL_ADD, its.client->descriptor(), &event) != 0) {
       throw std::system_error(errno, std::generic_category(), "epoll_ctl");
     }
     serve(slot);
@@ -178,24 +177,24 @@ void Fleet::begin(std::size_t slot) {
 }
 
 void Fleet::failed(std::size_t slot, const std::string& why) {
-  Slot& its = slots_[slot];
-  if (report_.refused + report_.lost == 0) {
-    why.copy(report_.trouble.data(), report_.trouble.size() - 1);
+  Slot& its = slots[slot];
+  if (report.refused + report.lost == 0) {
+    why.copy(report.trouble.data(), report.trouble.size() - 1);
   }
   if (its.isAccepted) {
-    ++report_.lost;
-    --accepted_;
+    ++report.lost;
+    --acceptedNow;
   } else {
-    ++report_.refused;
-    --connecting_;
+    ++report.refused;
+    --connecting;
   }
   const unsigned attempts = std::min(its.attempts, 6U);
   its = {};
   its.attempts = attempts;
-  if (comesBack_) {
+  if (comesBack) {
     // As a client waits: 1, 2, 4 … s, and a part of it at random.
     std::uniform_int_distribution<std::int64_t> jitter(0, second);
-    due_.push({now() + (second << (attempts - 1)) + jitter(random_), slot});
+    due.push({now() + (second << (attempts - 1)) + jitter(random), slot});
   }
 }
 
@@ -204,25 +203,25 @@ void Fleet::turn(std::int64_t until) {
   const std::int64_t wait = std::max<std::int64_t>(0, until - now());
   const timespec timeout{wait / second, wait % second};
   const int count =
-      epoll_pwait2(events_.get(), ready.data(), static_cast<int>(ready.size()), &timeout, nullptr);
+      epoll_pwait2(events.get(), ready.data(), static_cast<int>(ready.size()), &timeout, nullptr);
   for (int at = 0; at < count; ++at) {
     serve(ready[static_cast<std::size_t>(at)].data.u64);
   }
-  if (now() - lastLook_ > second) {
-    lastLook_ = now();
+  if (now() - lastLook > second) {
+    lastLook = now();
     keepAlive();
   }
 }
 
 void Fleet::serve(std::size_t slot) {
-  if (slots_[slot].client) {
-    slots_[slot].client->advance([this, slot](const Heard& word) { heard(slot, word); });
+  if (slots[slot].client) {
+    slots[slot].client->advance([this, slot](const Heard& word) { heard(slot, word); });
     settle(slot);
   }
 }
 
 void Fleet::settle(std::size_t slot) {
-  Slot& its = slots_[slot];
+  Slot& its = slots[slot];
   if (its.client->state() == Client::State::ended) {
     failed(slot, its.client->trouble());
     return;
@@ -230,18 +229,18 @@ void Fleet::settle(std::size_t slot) {
   if (!its.isAccepted && its.client->state() == Client::State::accepted) {
     its.isAccepted = true;
     its.attempts = 0;
-    --connecting_;
-    ++accepted_;
-    report_.lastAccepted = now();
-    if (comesBack_) {
-      report_.latency.add(report_.lastAccepted - its.begun);
+    --connecting;
+    ++acceptedNow;
+    report.lastAccepted = now();
+    if (comesBack) {
+      report.latency.add(report.lastAccepted - its.begun);
     }
   }
   watch(slot);
 }
 
 void Fleet::watch(std::size_t slot) {
-  Slot& its = slots_[slot];
+  Slot& its = slots[slot];
   if (its.awaitsWriting == its.client->awaitsWriting()) {
     return;
   }
@@ -249,46 +248,46 @@ void Fleet::watch(std::size_t slot) {
   epoll_event event{};
   event.events = its.awaitsWriting ? EPOLLIN | EPOLLOUT : EPOLLIN;
   event.data.u64 = slot;
-  epoll_ctl(events_.get(), EPOLL_CTL_MOD, its.client->descriptor(), &event);
+  epoll_ctl(events.get(), EPOLL_CTL_MOD, its.client->descriptor(), &event);
 }
 
 void Fleet::heard(std::size_t slot, const Heard& heard) {
   const std::size_t mac = macOf(slot);
-  if (heard.kind == Heard::Kind::presence && slots_[slot].changedAt != 0) {
-    ++report_.presences;
-    report_.presenceLatency.add(now() - std::exchange(slots_[slot].changedAt, 0));
+  if (heard.kind == Heard::Kind::presence && slots[slot].changedAt != 0) {
+    ++report.presences;
+    report.presenceLatency.add(now() - std::exchange(slots[slot].changedAt, 0));
   }
   if (heard.kind != Heard::Kind::envelope || slot == mac) {
     return;
   }
   const auto time = stampOf(heard.text);
-  if (!time || *time < runBegin_) {
+  if (!time || *time < runBegin) {
     return;
   }
-  ++report_.delivered;
-  report_.latency.add(now() - *time);
-  unsigned& outstanding = slots_[mac].outstanding;
-  if (outstanding > 0 && --outstanding % plan_.phones == 0 && isClosedLoop_) {
+  ++report.delivered;
+  report.latency.add(now() - *time);
+  unsigned& outstanding = slots[mac].outstanding;
+  if (outstanding > 0 && --outstanding % plan.phones == 0 && isClosedLoop) {
     publish(mac);
   }
 }
 
 void Fleet::publish(std::size_t mac) {
-  Slot& its = slots_[mac];
+  Slot& its = slots[mac];
   if (!its.isAccepted) {
     return;
   }
   its.saidAt = now();
-  stamp(envelope_, its.saidAt);
-  its.outstanding += plan_.phones;
-  ++report_.sent;
-  its.client->publish(envelope_);
+  stamp(letter, its.saidAt);
+  its.outstanding += plan.phones;
+  ++report.sent;
+  its.client->publish(letter);
   watch(mac);
 }
 
 void Fleet::toggle(std::size_t phone) {
-  Slot& its = slots_[phone];
-  Slot& mac = slots_[macOf(phone)];
+  Slot& its = slots[phone];
+  Slot& mac = slots[macOf(phone)];
   if (!its.isAccepted || !mac.isAccepted) {
     return;
   }
@@ -299,11 +298,11 @@ void Fleet::toggle(std::size_t phone) {
 }
 
 void Fleet::keepAlive() {
-  const std::string_view word = load::keepAlive(plan_.speech);
-  for (std::size_t slot = 0; !word.empty() && slot < wanted_; ++slot) {
-    Slot& its = slots_[slot];
-    if (its.isAccepted && lastLook_ - its.saidAt > silence) {
-      its.saidAt = lastLook_;
+  const std::string_view word = load::keepAlive(plan.speech);
+  for (std::size_t slot = 0; !word.empty() && slot < members; ++slot) {
+    Slot& its = slots[slot];
+    if (its.isAccepted && lastLook - its.saidAt > silence) {
+      its.saidAt = lastLook;
       its.client->say(word);
       watch(slot);
     }

@@ -114,26 +114,26 @@ class Fleet {
   void publish(std::size_t mac);
   void toggle(std::size_t phone);
   void keepAlive();
-  [[nodiscard]] std::size_t size() const { return 1U + plan_.phones; }
+  [[nodiscard]] std::size_t size() const { return 1U + plan.phones; }
   [[nodiscard]] std::size_t macOf(std::size_t slot) const { return slot - slot % size(); }
 
-  FleetPlan plan_;
-  FileDescriptor events_;
-  SSLContext context_;
-  std::vector<Slot> slots_;
-  std::priority_queue<Due, std::vector<Due>, std::greater<>> due_;
-  std::string envelope_;
-  Report report_;
-  std::size_t accepted_ = 0;
-  std::size_t connecting_ = 0;
-  std::size_t wanted_ = 0;
-  std::int64_t lastLook_ = 0;
+  FleetPlan plan;
+  FileDescriptor events;
+  SSLContext context;
+  std::vector<Slot> slots;
+  std::priority_queue<Due, std::vector<Due>, std::greater<>> due;
+  std::string letter;
+  Report report;
+  std::size_t acceptedNow = 0;
+  std::size_t connecting = 0;
+  std::size_t members = 0;
+  std::int64_t lastLook = 0;
   /// Envelopes from before are not counted.
-  std::int64_t runBegin_ = 0;
+  std::int64_t runBegin = 0;
   /// The next envelope goes out when the last has arrived.
-  bool isClosedLoop_ = false;
-  bool comesBack_ = false;
-  std::mt19937_64 random_;
+  bool isClosedLoop = false;
+  bool comesBack = false;
+  std::mt19937_64 random;
 };
 
 }  // namespace orvik::load

@@ -10,16 +10,16 @@ namespace orvik::load {
 class Histogram {
  public:
   void add(std::int64_t nanoseconds) {
-    ++counts_[bucketOf(nanoseconds < 0 ? 0 : static_cast<std::uint64_t>(nanoseconds))];
+    ++counts[bucketOf(nanoseconds < 0 ? 0 : static_cast<std::uint64_t>(nanoseconds))];
   }
   void add(const Histogram& other) {
-    for (std::size_t at = 0; at < counts_.size(); ++at) {
-      counts_[at] += other.counts_[at];
+    for (std::size_t at = 0; at < counts.size(); ++at) {
+      counts[at] += other.counts[at];
     }
   }
   [[nodiscard]] std::uint64_t total() const {
     std::uint64_t sum = 0;
-    for (const std::uint32_t count : counts_) {
+    for (const std::uint32_t count : counts) {
       sum += count;
     }
     return sum;
@@ -28,8 +28,8 @@ class Histogram {
   [[nodiscard]] double quantile(double share) const {
     const auto wanted = static_cast<std::uint64_t>(share * static_cast<double>(total()));
     std::uint64_t sum = 0;
-    for (std::size_t at = 0; at < counts_.size(); ++at) {
-      sum += counts_[at];
+    for (std::size_t at = 0; at < counts.size(); ++at) {
+      sum += counts[at];
       if (sum > wanted) {
         return static_cast<double>(upperEdge(at)) / 1e6;
       }
@@ -60,7 +60,7 @@ class Histogram {
     return (((bucket & ((1U << stepBits) - 1)) + (1U << stepBits) + 1) << shift) - 1;
   }
 
-  std::array<std::uint32_t, buckets> counts_{};
+  std::array<std::uint32_t, buckets> counts{};
 };
 
 }  // namespace orvik::load

@@ -67,6 +67,7 @@ pid_t launch(const std::vector<std::string>& command, const fs::path& said) {
   dup2(out, STDOUT_FILENO);
   dup2(out, STDERR_FILENO);
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (const std::string& argument : command) {
     arguments.push_back(const_cast<char*>(argument.c_str()));
   }
@@ -80,7 +81,7 @@ pid_t launch(const std::vector<std::string>& command, const fs::path& said) {
 ServerProcess ServerProcess::start(std::vector<std::string> command, bool usesTLS,
                                    bool givesPorts) {
   ServerProcess server(-1, {});
-  server.folder_ = ownFolder();
+  server.folder = ownFolder();
   if (givesPorts && !names(command, "--listen") && !names(command, "--config")) {
     for (const char* const argument :
          {"--listen", "127.0.0.1:0", "--listen-plain", "127.0.0.1:0"}) {
@@ -88,19 +89,19 @@ ServerProcess ServerProcess::start(std::vector<std::string> command, bool usesTL
     }
     if (!names(command, "--state")) {
       command.emplace_back("--state");
-      command.push_back(server.folder_ / "state");
+      command.push_back(server.folder / "state");
     }
   }
-  const fs::path said = server.folder_ / "said";
-  server.process_ = launch(command, said);
+  const fs::path said = server.folder / "said";
+  server.process = launch(command, said);
   const auto end = std::chrono::steady_clock::now() + startTime;
   while (std::chrono::steady_clock::now() < end) {
     if (const auto target = announced(contents(said), usesTLS ? "wss://" : "ws://")) {
-      server.target_ = *target;
+      server.where = *target;
       return server;
     }
-    if (waitpid(server.process_, nullptr, WNOHANG) != 0) {
-      server.process_ = -1;
+    if (waitpid(server.process, nullptr, WNOHANG) != 0) {
+      server.process = -1;
       break;
     }
     std::this_thread::sleep_for(step);
@@ -109,33 +110,33 @@ ServerProcess ServerProcess::start(std::vector<std::string> command, bool usesTL
 }
 
 ServerProcess::ServerProcess(pid_t process, Target target)
-    : process_(process), target_(std::move(target)) {}
+    : process(process), where(std::move(target)) {}
 
 ServerProcess::ServerProcess(ServerProcess&& other) noexcept
-    : process_(other.process_),
-      target_(std::move(other.target_)),
-      folder_(std::exchange(other.folder_, {})) {}
+    : process(other.process),
+      where(std::move(other.where)),
+      folder(std::exchange(other.folder, {})) {}
 
 ServerProcess::~ServerProcess() {
-  if (folder_.empty()) {
+  if (folder.empty()) {
     return;
   }
-  if (process_ > 0) {
-    kill(process_, SIGTERM);
+  if (process > 0) {
+    kill(process, SIGTERM);
     const auto end = std::chrono::steady_clock::now() + endTime;
-    while (waitpid(process_, nullptr, WNOHANG) == 0) {
+    while (waitpid(process, nullptr, WNOHANG) == 0) {
       if (std::chrono::steady_clock::now() > end) {
-        kill(process_, SIGKILL);
+        kill(process, SIGKILL);
       }
       std::this_thread::sleep_for(step);
     }
   }
   std::error_code ignored;
-  fs::remove_all(folder_, ignored);
+  fs::remove_all(folder, ignored);
 }
 
 ServerProcess::Use ServerProcess::use() const {
-  const fs::path folder = fs::path("/proc") / std::to_string(process_);
+  const fs::path folder = fs::path("/proc") / std::to_string(process);
   const std::string stat = contents(folder / "stat");
   // The name, which may hold anything, ends with the last parenthesis; then from the third field
   // on.

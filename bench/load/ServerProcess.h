@@ -25,7 +25,7 @@ class ServerProcess {
   ServerProcess& operator=(ServerProcess&&) = delete;
   ~ServerProcess();
 
-  [[nodiscard]] const Target& target() const { return target_; }
+  [[nodiscard]] const Target& target() const { return where; }
 
   struct Use {
     /// Seconds of processor since its start, of all of its threads.
@@ -37,10 +37,10 @@ class ServerProcess {
   [[nodiscard]] Use use() const;
 
  private:
-  pid_t process_;
-  Target target_;
+  pid_t process;
+  Target where;
   /// Of what was started here: what it has said, and what it keeps.
-  std::filesystem::path folder_;
+  std::filesystem::path folder;
 };
 
 }  // namespace orvik::load

@@ -91,7 +91,7 @@ in_addr sourceAddress(std::size_t household) {
 }
 
 Transport::Transport(FileDescriptor socket, SSLHandle session)
-    : socket_(std::move(socket)), session_(std::move(session)) {}
+    : stream(std::move(socket)), session(std::move(session)) {}
 
 Transport Transport::connect(const Target& target, in_addr source, SSL_CTX* context) {
   FileDescriptor socket = socketFor(target.address ? AF_INET : AF_UNIX);
@@ -112,11 +112,11 @@ Transport Transport::connect(const Target& target, in_addr source, SSL_CTX* cont
 }
 
 std::optional<std::size_t> Transport::read(char* to, std::size_t capacity) {
-  awaitsWriting_ = false;
-  if (session_) {
-    return resultOf(SSL_read(session_.get(), to, static_cast<int>(capacity)));
+  mustWrite = false;
+  if (session) {
+    return resultOf(SSL_read(session.get(), to, static_cast<int>(capacity)));
   }
-  const ssize_t got = recv(socket_.get(), to, capacity, 0);
+  const ssize_t got = recv(stream.get(), to, capacity, 0);
   if (got > 0) {
     return static_cast<std::size_t>(got);
   }
@@ -124,27 +124,26 @@ std::optional<std::size_t> Transport::read(char* to, std::size_t capacity) {
 }
 
 std::optional<std::size_t> Transport::write(std::string_view bytes) {
-  awaitsWriting_ = false;
-  if (session_) {
-    return resultOf(SSL_write(session_.get(), bytes.data(), static_cast<int>(bytes.size())));
+  mustWrite = false;
+  if (session) {
+    return resultOf(SSL_write(session.get(), bytes.data(), static_cast<int>(bytes.size())));
   }
-  const ssize_t taken = send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+  const ssize_t taken = send(stream.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
   if (taken >= 0) {
     return static_cast<std::size_t>(taken);
   }
-  awaitsWriting_ = errno == EAGAIN || errno == ENOTCONN;
-  return awaitsWriting_ ? std::optional<std::size_t>(0) : std::nullopt;
+  mustWrite = errno == EAGAIN || errno == ENOTCONN;
+  return mustWrite ? std::optional<std::size_t>(0) : std::nullopt;
 }
 
 std::optional<std::size_t> Transport::resultOf(int returned) {
   if (returned > 0) {
     return static_cast<std::size_t>(returned);
   }
-  const int error = SSL_get_error(session_.get(), returned);
+  const int error = SSL_get_error(session.get(), returned);
   ERR_clear_error();
-  awaitsWriting_ = error == SSL_ERROR_WANT_WRITE;
-  return awaitsWriting_ || error == SSL_ERROR_WANT_READ ? std::optional<std::size_t>(0)
-                                                        : std::nullopt;
+  mustWrite = error == SSL_ERROR_WANT_WRITE;
+  return mustWrite || error == SSL_ERROR_WANT_READ ? std::optional<std::size_t>(0) : std::nullopt;
 }
 
 }  // namespace orvik::load

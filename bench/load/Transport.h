@@ -42,22 +42,22 @@ class Transport {
   /// no TLS. Certificates are not verified.
   static Transport connect(const Target& target, in_addr source, SSL_CTX* context);
 
-  [[nodiscard]] int descriptor() const { return socket_.get(); }
+  [[nodiscard]] int descriptor() const { return stream.get(); }
   /// Bytes read, 0 while there are none, nothing when the connection has ended.
   [[nodiscard]] std::optional<std::size_t> read(char* to, std::size_t capacity);
   /// Bytes taken, 0 while none are, nothing when the connection has ended.
   [[nodiscard]] std::optional<std::size_t> write(std::string_view bytes);
   /// Whether the last call that did nothing waits for the socket to take bytes.
-  [[nodiscard]] bool awaitsWriting() const { return awaitsWriting_; }
+  [[nodiscard]] bool awaitsWriting() const { return mustWrite; }
   /// Bytes that TLS has already taken from the socket, of which no event will tell.
-  [[nodiscard]] bool holdsBytes() const { return session_ && SSL_has_pending(session_.get()) == 1; }
+  [[nodiscard]] bool holdsBytes() const { return session && SSL_has_pending(session.get()) == 1; }
 
  private:
   [[nodiscard]] std::optional<std::size_t> resultOf(int returned);
 
-  FileDescriptor socket_;
-  SSLHandle session_;
-  bool awaitsWriting_ = false;
+  FileDescriptor stream;
+  SSLHandle session;
+  bool mustWrite = false;
 };
 
 }  // namespace orvik::load

@@ -74,37 +74,37 @@ Workers::Workers(const FleetPlan& plan, std::size_t processes) {
       throw std::system_error(errno, std::generic_category(), "fork");
     }
     if (process == 0) {
-      workers_.clear();
+      workers.clear();
       ours = FileDescriptor();
       work(own, its);
     }
-    workers_.push_back({process, std::move(ours)});
+    workers.push_back({process, std::move(ours)});
   }
 }
 
 Workers::~Workers() {
-  for (Worker& worker : workers_) {
+  for (Worker& worker : workers) {
     worker.channel = FileDescriptor();
   }
-  for (const Worker& worker : workers_) {
+  for (const Worker& worker : workers) {
     kill(worker.process, SIGTERM);
     waitpid(worker.process, nullptr, 0);
   }
 }
 
 Report Workers::carryOut(const Command& command) {
-  const auto parts = static_cast<double>(workers_.size());
-  for (std::size_t at = 0; at < workers_.size(); ++at) {
+  const auto parts = static_cast<double>(workers.size());
+  for (std::size_t at = 0; at < workers.size(); ++at) {
     Command own = command;
-    own.pairings = shareOf(command.pairings, at, workers_.size());
+    own.pairings = shareOf(command.pairings, at, workers.size());
     own.rate = command.rate / parts;
     own.presenceRate = command.presenceRate / parts;
-    if (send(workers_[at].channel.get(), &own, sizeof own, MSG_NOSIGNAL) != sizeof own) {
+    if (send(workers[at].channel.get(), &own, sizeof own, MSG_NOSIGNAL) != sizeof own) {
       throw std::runtime_error("a process of the load has ended");
     }
   }
   Report sum;
-  for (const Worker& worker : workers_) {
+  for (const Worker& worker : workers) {
     Report part;
     if (recv(worker.channel.get(), &part, sizeof part, 0) != sizeof part) {
       throw std::runtime_error("a process of the load has ended");

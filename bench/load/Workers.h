@@ -27,7 +27,7 @@ class Workers {
     pid_t process;
     FileDescriptor channel;
   };
-  std::vector<Worker> workers_;
+  std::vector<Worker> workers;
 };
 
 }  // namespace orvik::load

@@ -39,16 +39,16 @@ struct Peer {
 
 class BareRelay {
  public:
-  BareRelay(const char* certificate, const char* key) : events_(epoll_create1(EPOLL_CLOEXEC)) {
+  BareRelay(const char* certificate, const char* key) : events(epoll_create1(EPOLL_CLOEXEC)) {
     if (certificate != nullptr) {
-      context_.reset(SSL_CTX_new(TLS_server_method()));
-      if (!context_ || SSL_CTX_use_certificate_chain_file(context_.get(), certificate) != 1 ||
-          SSL_CTX_use_PrivateKey_file(context_.get(), key, SSL_FILETYPE_PEM) != 1) {
+      context.reset(SSL_CTX_new(TLS_server_method()));
+      if (!context || SSL_CTX_use_certificate_chain_file(context.get(), certificate) != 1 ||
+          SSL_CTX_use_PrivateKey_file(context.get(), key, SSL_FILETYPE_PEM) != 1) {
         throw std::runtime_error("the certificate or its key cannot be used");
       }
-      SSL_CTX_set_mode(context_.get(),
+      SSL_CTX_set_mode(context.get(),
                        SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
-      SSL_CTX_set_read_ahead(context_.get(), 1);
+      SSL_CTX_set_read_ahead(context.get(), 1);
     }
     listen();
   }
@@ -56,7 +56,7 @@ class BareRelay {
   [[noreturn]] void run() {
     std::vector<epoll_event> ready(256);
     for (;;) {
-      const int count = epoll_wait(events_.get(), ready.data(), static_cast<int>(ready.size()), -1);
+      const int count = epoll_wait(events.get(), ready.data(), static_cast<int>(ready.size()), -1);
       for (int at = 0; at < count; ++at) {
         const epoll_event& event = ready[static_cast<std::size_t>(at)];
         if (event.data.ptr == nullptr) {
@@ -65,32 +65,32 @@ class BareRelay {
           serve(*static_cast<Peer*>(event.data.ptr), event.events);
         }
       }
-      ended_.clear();
+      ended.clear();
     }
   }
 
  private:
   void listen() {
-    listener_ = FileDescriptor(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    listener = FileDescriptor(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
-    if (bind(listener_.get(), reinterpret_cast<sockaddr*>(&address), size) != 0 ||
-        ::listen(listener_.get(), SOMAXCONN) != 0 ||
-        getsockname(listener_.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+    if (bind(listener.get(), reinterpret_cast<sockaddr*>(&address), size) != 0 ||
+        ::listen(listener.get(), SOMAXCONN) != 0 ||
+        getsockname(listener.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
       throw std::runtime_error("cannot listen on loopback");
     }
     epoll_event event{};
     event.events = EPOLLIN;
-    epoll_ctl(events_.get(), EPOLL_CTL_ADD, listener_.get(), &event);
-    std::printf("bare_relay: listening on %s://127.0.0.1:%d\n", context_ ? "wss" : "ws",
+    epoll_ctl(events.get(), EPOLL_CTL_ADD, listener.get(), &event);
+    std::printf("bare_relay: listening on %s://127.0.0.1:%d\n", context ? "wss" : "ws",
                 ntohs(address.sin_port));
     std::fflush(stdout);
   }
 
   void accept() {
-    FileDescriptor socket(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    FileDescriptor socket(accept4(listener.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
     if (!socket) {
       return;
     }
@@ -98,8 +98,8 @@ class BareRelay {
     const int yes = 1;
     setsockopt(number, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
     SSLHandle session;
-    if (context_) {
-      session.reset(SSL_new(context_.get()));
+    if (context) {
+      session.reset(SSL_new(context.get()));
       SSL_set_fd(session.get(), number);
       SSL_set_accept_state(session.get());
     }
@@ -108,19 +108,19 @@ class BareRelay {
     epoll_event event{};
     event.events = EPOLLIN;
     event.data.ptr = peer.get();
-    epoll_ctl(events_.get(), EPOLL_CTL_ADD, number, &event);
-    peers_.emplace(peer.get(), std::move(peer));
+    epoll_ctl(events.get(), EPOLL_CTL_ADD, number, &event);
+    peers.emplace(peer.get(), std::move(peer));
   }
 
   void serve(Peer& peer, std::uint32_t events) {
-    if (!peers_.contains(&peer)) {
+    if (!peers.contains(&peer)) {
       return;
     }
     if ((events & EPOLLOUT) != 0) {
       flush(peer);
     }
     do {
-      const auto got = peer.transport.read(buffer_.data(), buffer_.size());
+      const auto got = peer.transport.read(buffer.data(), buffer.size());
       if (!got) {
         end(peer);
         return;
@@ -135,7 +135,7 @@ class BareRelay {
 
   /// Passes on what stands in the buffer, and keeps what is no whole frame yet.
   void take(Peer& peer, std::size_t count) {
-    char* bytes = buffer_.data();
+    char* bytes = buffer.data();
     std::string joined;
     if (!peer.in.empty()) {
       joined.swap(peer.in);
@@ -179,7 +179,7 @@ class BareRelay {
         "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
         "Sec-WebSocket-Accept: " +
         acceptKey(bytes.substr(keyBegin, bytes.find("\r\n", keyBegin) - keyBegin)) + "\r\n\r\n";
-    Peer*& named = named_[peer.name];
+    Peer*& named = byName[peer.name];
     if (named != nullptr) {
       named->other = &peer;
       peer.other = named;
@@ -209,31 +209,31 @@ class BareRelay {
     epoll_event event{};
     event.events = peer.awaitsWriting ? EPOLLIN | EPOLLOUT : EPOLLIN;
     event.data.ptr = &peer;
-    epoll_ctl(events_.get(), EPOLL_CTL_MOD, peer.transport.descriptor(), &event);
+    epoll_ctl(events.get(), EPOLL_CTL_MOD, peer.transport.descriptor(), &event);
   }
 
   void end(Peer& peer) {
     if (peer.other != nullptr) {
       peer.other->other = nullptr;
     }
-    if (const auto named = named_.find(peer.name);
-        named != named_.end() && named->second == &peer) {
-      named_.erase(named);
+    if (const auto named = byName.find(peer.name);
+        named != byName.end() && named->second == &peer) {
+      byName.erase(named);
     }
     // Events of this turn may still name it.
-    const auto found = peers_.find(&peer);
-    epoll_ctl(events_.get(), EPOLL_CTL_DEL, peer.transport.descriptor(), nullptr);
-    ended_.push_back(std::move(found->second));
-    peers_.erase(found);
+    const auto found = peers.find(&peer);
+    epoll_ctl(events.get(), EPOLL_CTL_DEL, peer.transport.descriptor(), nullptr);
+    ended.push_back(std::move(found->second));
+    peers.erase(found);
   }
 
-  SSLContext context_;
-  FileDescriptor events_;
-  FileDescriptor listener_;
-  std::vector<char> buffer_ = std::vector<char>(65'536);
-  std::unordered_map<Peer*, std::unique_ptr<Peer>> peers_;
-  std::unordered_map<std::string, Peer*> named_;
-  std::vector<std::unique_ptr<Peer>> ended_;
+  SSLContext context;
+  FileDescriptor events;
+  FileDescriptor listener;
+  std::vector<char> buffer = std::vector<char>(65'536);
+  std::unordered_map<Peer*, std::unique_ptr<Peer>> peers;
+  std::unordered_map<std::string, Peer*> byName;
+  std::vector<std::unique_ptr<Peer>> ended;
 };
 
 }  // namespace

@@ -55,19 +55,19 @@ struct Options {
 /// One result: a line for people, or an object for programs.
 class Line {
  public:
-  Line(const Options& options, const std::string& mode) : asJSON_(options.asJSON) {
-    text_ = mode + (options.isPlain ? " plain" : " TLS");
-    object_.set("mode", mode);
-    object_.set("server", options.speech);
-    object_.set("tls", !options.isPlain);
+  Line(const Options& options, const std::string& mode) : asJSON(options.asJSON) {
+    text = mode + (options.isPlain ? " plain" : " TLS");
+    object.set("mode", mode);
+    object.set("server", options.speech);
+    object.set("tls", !options.isPlain);
   }
   /// `unit` is what stands after the figure.
   void add(const char* name, double value, int decimals, const char* unit) {
     char figure[48];
     std::snprintf(figure, sizeof figure, "%.*f", decimals, value);
-    text_ += (isFirst_ ? ": " : ", ") + std::string(figure) + " " + unit;
-    isFirst_ = false;
-    object_.set(name, value);
+    text += (isFirst ? ": " : ", ") + std::string(figure) + " " + unit;
+    isFirst = false;
+    object.set(name, value);
   }
   void add(const char* name, std::size_t value, const char* unit) {
     add(name, static_cast<double>(value), 0, unit);
@@ -76,22 +76,22 @@ class Line {
     add("refused", report.refused, "refused");
     add("lost", report.lost, "lost");
     if (report.trouble.front() != '\0') {
-      text_ += ", the first: " + std::string(report.trouble.data());
-      object_.set("trouble", std::string(report.trouble.data()));
+      text += ", the first: " + std::string(report.trouble.data());
+      object.set("trouble", std::string(report.trouble.data()));
     }
   }
   ~Line() {
-    std::printf("%s\n", asJSON_ ? JSONValue(object_).text().c_str() : text_.c_str());
+    std::printf("%s\n", asJSON ? JSONValue(object).text().c_str() : text.c_str());
     std::fflush(stdout);
   }
   Line(const Line&) = delete;
   Line& operator=(const Line&) = delete;
 
  private:
-  bool asJSON_;
-  bool isFirst_ = true;
-  std::string text_;
-  JSONObject object_;
+  bool asJSON;
+  bool isFirst = true;
+  std::string text;
+  JSONObject object;
 };
 
 void declare(CLI::App& app, Options& options) {
@@ -165,18 +165,18 @@ void declare(CLI::App& app, Options& options) {
 class Run {
  public:
   Run(const Options& options, std::size_t connections, std::size_t size)
-      : options_(options),
-        server_(serverFor(options)),
-        idle_(use()),
-        workers_(planFor(options, server_.target(), connections, size),
-                 processesFor(options, connections)) {}
+      : options(options),
+        server(serverFor(options)),
+        atRest(use()),
+        workers(planFor(options, server.target(), connections, size),
+                processesFor(options, connections)) {}
 
   Report connect(std::size_t connections) {
     Command command{Command::Kind::connect};
-    command.pairings = connections / (1 + options_.phones);
-    command.patience = seconds(options_.patience);
-    const Report report = workers_.carryOut(command);
-    isWhole_ = isWhole_ && report.accepted == command.pairings * (1 + options_.phones);
+    command.pairings = connections / (1 + options.phones);
+    command.patience = seconds(options.patience);
+    const Report report = workers.carryOut(command);
+    whole = whole && report.accepted == command.pairings * (1 + options.phones);
     return report;
   }
   Report run(double rate, double changes, double lasting) {
@@ -184,30 +184,28 @@ class Run {
     command.begin = now() + second / 5;
     command.end = command.begin + seconds(lasting);
     command.rate = rate;
-    command.window = options_.window;
+    command.window = options.window;
     command.presenceRate = changes;
-    Report report = workers_.carryOut(command);
+    Report report = workers.carryOut(command);
     // Not all may have been taken at the end.
-    isWhole_ = isWhole_ && report.lost == 0 && report.delivered > 0;
+    whole = whole && report.lost == 0 && report.delivered > 0;
     return report;
   }
   Report cut() {
     Command command{Command::Kind::cut};
-    command.jitter = seconds(options_.jitter);
-    command.patience = seconds(options_.patience + options_.jitter);
-    return workers_.carryOut(command);
+    command.jitter = seconds(options.jitter);
+    command.patience = seconds(options.patience + options.jitter);
+    return workers.carryOut(command);
   }
 
-  [[nodiscard]] bool isMeasured() const {
-    return options_.process != 0 || options_.connect.empty();
-  }
+  [[nodiscard]] bool isMeasured() const { return options.process != 0 || options.connect.empty(); }
   [[nodiscard]] ServerProcess::Use use() const {
-    return isMeasured() ? server_.use() : ServerProcess::Use{};
+    return isMeasured() ? server.use() : ServerProcess::Use{};
   }
   /// Before the first connection.
-  [[nodiscard]] const ServerProcess::Use& idle() const { return idle_; }
+  [[nodiscard]] const ServerProcess::Use& idle() const { return atRest; }
   /// Whether all that was asked for has happened.
-  [[nodiscard]] bool isWhole() const { return isWhole_; }
+  [[nodiscard]] bool isWhole() const { return whole; }
 
  private:
   static std::int64_t seconds(double count) {
@@ -250,11 +248,11 @@ class Run {
                     std::max<std::size_t>(1, connections / (1 + options.phones)));
   }
 
-  const Options& options_;
-  ServerProcess server_;
-  ServerProcess::Use idle_;
-  Workers workers_;
-  bool isWhole_ = true;
+  const Options& options;
+  ServerProcess server;
+  ServerProcess::Use atRest;
+  Workers workers;
+  bool whole = true;
 };
 
 double mebibytes(std::uint64_t bytes) { return static_cast<double>(bytes) / 1048576; }

@@ -88,6 +88,8 @@ TEST(PairingText, FitsTheTerminalOrSaysHowLargeItHasToBe) {
     } else {
       EXPECT_EQ(scanned(modulesOf(code)), link);
       EXPECT_EQ(code.at(1).ends_with("phone,"), isBeside);
+      // On 24 lines the link scrolls out of sight, and stands beside the code too.
+      EXPECT_EQ(code.at(5).ends_with(link.substr(0, 33)), isBeside && screen.rows == 24);
     }
   }
   EXPECT_EQ(pairingText("link", std::nullopt), "Open this link on your phone:\nlink\n");

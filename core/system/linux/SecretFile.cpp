@@ -46,6 +46,20 @@ bool closeToOthers(const std::filesystem::path& folder) {
   return status && ((status->st_mode & anybodyElse) == 0 || fchmod(opened.get(), S_IRWXU) == 0);
 }
 
+/// What a program that was ended while it wrote the file has left beside it: "NAME.XXXXXX".
+void removeUnfinished(const std::filesystem::path& file) {
+  constexpr std::size_t suffix = 7;
+  const std::string begin = file.filename().string() + ".";
+  std::error_code error;
+  std::filesystem::directory_iterator entries(file.parent_path(), error);
+  for (; !error && entries != std::filesystem::directory_iterator(); entries.increment(error)) {
+    const std::string name = entries->path().filename().string();
+    if (name.starts_with(begin) && name.size() == begin.size() - 1 + suffix) {
+      unlink(entries->path().c_str());
+    }
+  }
+}
+
 }  // namespace
 
 SecretFile::SecretFile(std::filesystem::path folder) : folder(std::move(folder)) {}
@@ -74,7 +88,9 @@ std::optional<Bytes> SecretFile::find(const Key& key) {
 }
 
 bool SecretFile::remove(const Key& key) {
-  return unlink(fileOf(key).c_str()) == 0 || errno == ENOENT;
+  const std::filesystem::path file = fileOf(key);
+  removeUnfinished(file);
+  return unlink(file.c_str()) == 0 || errno == ENOENT;
 }
 
 bool SecretFile::add(const Key& key, std::string_view /*label*/, ByteView data) {

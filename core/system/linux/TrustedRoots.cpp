@@ -2,20 +2,15 @@
 
 #include <openssl/err.h>
 #include <openssl/ssl.h>
-
-#include "core/BuildConstants.h"
+#include <openssl/x509.h>
 
 namespace orvik {
 
 void trustSystemRoots(SSL_CTX& context) {
-  // Where the distribution has told the library to look. A missing file or folder is no failure.
-  if (build::isDevelopment) {
-    // Or where the environment does.
-    static_cast<void>(SSL_CTX_set_default_verify_paths(&context));
-  } else {
-    static_cast<void>(SSL_CTX_load_verify_file(&context, X509_get_default_cert_file()));
-    static_cast<void>(SSL_CTX_load_verify_dir(&context, X509_get_default_cert_dir()));
-  }
+  // Where the distribution has told the library to look, whatever the environment says in its place
+  // (SSL_CERT_FILE, SSL_CERT_DIR). A file or folder that is not there is no failure.
+  static_cast<void>(SSL_CTX_load_verify_dir(&context, X509_get_default_cert_dir()));
+  static_cast<void>(SSL_CTX_load_verify_file(&context, X509_get_default_cert_file()));
   ERR_clear_error();
 }
 

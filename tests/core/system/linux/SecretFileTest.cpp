@@ -36,8 +36,13 @@ TEST_F(SecretFileTest, AnItemIsAFileOfItsOwnerAlone) {
   EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
   EXPECT_EQ(fs::status(folder).permissions(), fs::perms(0700));
   EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1);
+  // Left by a program that was ended in the midst of it; the second is somebody else's.
+  home.write("share/orvik/example.Test.pairing.a1B2c3", "secret");
+  home.write("share/orvik/example.Test.pairing.mine", "secret");
   EXPECT_TRUE(store.remove(key));
   EXPECT_EQ(store.find(key), std::nullopt);
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1);
+  fs::remove(folder / "example.Test.pairing.mine");
 }
 
 TEST_F(SecretFileTest, WhatOthersCouldHaveSeenOrMadeIsNotRead) {
