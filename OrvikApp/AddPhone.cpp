@@ -5,6 +5,7 @@
 
 #include "OrvikApp/AppModel.h"
 #include "OrvikApp/Texts.h"
+#include "OrvikApp/platform/Conventions.h"
 #include "OrvikApp/platform/Windows.h"
 
 namespace orvik {
@@ -21,7 +22,8 @@ AddPhone::AddPhone(AppModel& model, const Texts& texts, Actions actions)
 void AddPhone::begin() {
   isWanted = true;
   hasAsked = false;
-  if (std::holds_alternative<relayState::Rejected>(model.state())) {
+  if (conventions::hasPairingBoxes() &&
+      std::holds_alternative<relayState::Rejected>(model.state())) {
     // The code of a pairing that the relay refuses is of no use.
     askForNewPairing();
   } else if (model.waitsFor() == AppModel::Wait::relay) {
@@ -69,7 +71,7 @@ void AddPhone::tell() {
   const PairingNews& news = model.pairingNews();
   const bool isLost = std::exchange(wasLasting, news.isLasting) && !news.isLasting;
   const bool isUnkept = std::exchange(wasKept, news.isKept) && !news.isKept;
-  if (!isLost && !isUnkept) {
+  if ((!isLost && !isUnkept) || !conventions::hasPairingBoxes()) {
     return;
   }
   const QString lost = texts.text(

@@ -19,5 +19,9 @@ namespace conventions {
 /// that has to be read looks like the others and does nothing.
 [[nodiscard]] bool areDisabledEntriesReadable();
 
+/// Whether boxes say that a pairing could not be kept, and offer to replace one that the relay
+/// refuses. Where they do not, "Disconnect all phones" is the way.
+[[nodiscard]] bool hasPairingBoxes();
+
 }  // namespace conventions
 }  // namespace orvik

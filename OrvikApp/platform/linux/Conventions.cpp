@@ -15,4 +15,7 @@ QString openAtStart(const Texts& texts) {
 // Styles give them down to 1.9 : 1.
 bool areDisabledEntriesReadable() { return false; }
 
+// A keyring may be locked or away for long.
+bool hasPairingBoxes() { return true; }
+
 }  // namespace orvik::conventions

@@ -12,4 +12,7 @@ QString openAtStart(const Texts& texts) { return texts.text("Open Orvik when the
 
 bool areDisabledEntriesReadable() { return true; }
 
+// The keychain is there from the login on.
+bool hasPairingBoxes() { return false; }
+
 }  // namespace orvik::conventions
