@@ -25,4 +25,7 @@ struct Authentication {
 /// envelope itself stays closed.
 [[nodiscard]] bool isAlert(std::string_view message);
 
+/// Whether the text is {"revoked":true}.
+[[nodiscard]] bool isRevocation(std::string_view message);
+
 }  // namespace orvik::relay

@@ -47,6 +47,9 @@ class RecordFile {
   /// while half of the file is used.
   [[nodiscard]] bool keep(const Identifier& identifier, const TokenHash& owner,
                           const KeptAlert& alert, std::int64_t unixNow);
+  /// False when it could not be claimed.
+  [[nodiscard]] bool revoke(const Identifier& identifier, const TokenHash& owner,
+                            std::int64_t unixNow);
   void markTaken(const Identifier& identifier, std::uint64_t number);
   /// Removes what is too old, and where there is no room for new identifiers those that nobody has
   /// used for a day, not all at once. Whether there may be more.

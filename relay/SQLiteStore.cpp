@@ -107,6 +107,13 @@ void SQLiteStore::keep(const Identifier& identifier, const TokenHash& owner, Kep
   }
 }
 
+void SQLiteStore::revoke(const Identifier& identifier, const TokenHash& owner,
+                         std::function<void(bool isRevoked)> then) {
+  if (!ask({identifier, Revoke{owner, then}, clock->now()})) {
+    then(false);
+  }
+}
+
 void SQLiteStore::markTaken(const Identifier& identifier, std::uint64_t number) {
   static_cast<void>(ask({identifier, Taken{number}, clock->now()}));
 }
@@ -182,9 +189,9 @@ void SQLiteStore::work(Batch batch) {
 }
 
 void SQLiteStore::write(Batch& batch) {
-  std::vector<bool> isSafe(batch.size());
+  std::vector<bool> isDone(batch.size());
   std::vector<Claimed> claims(batch.size());
-  const bool isWritten = isAvailable() && commit(batch, isSafe, claims);
+  const bool isWritten = isAvailable() && commit(batch, isDone, claims);
   for (std::size_t i = 0; i < batch.size(); ++i) {
     Question& question = batch[i];
     if (auto* const claim = std::get_if<Claim>(&question.asks)) {
@@ -192,12 +199,14 @@ void SQLiteStore::write(Batch& batch) {
       claim->then(isWritten ? std::move(claims[i]) : std::nullopt);
     } else if (auto* const keep = std::get_if<Keep>(&question.asks)) {
       count(&StoreState::keep, question.asked);
-      keep->then(isWritten && isSafe[i]);
+      keep->then(isWritten && isDone[i]);
+    } else if (auto* const revoke = std::get_if<Revoke>(&question.asks)) {
+      revoke->then(isWritten && isDone[i]);
     }
   }
 }
 
-bool SQLiteStore::commit(const Batch& batch, std::vector<bool>& isSafe,
+bool SQLiteStore::commit(const Batch& batch, std::vector<bool>& isDone,
                          std::vector<Claimed>& claims) {
   const bool isAnyWritten = std::ranges::any_of(
       batch, [](const Question& each) { return !std::holds_alternative<Find>(each.asks); });
@@ -213,7 +222,9 @@ bool SQLiteStore::commit(const Batch& batch, std::vector<bool>& isSafe,
         file->claim(question.identifier, claim->token, now);
         claims[i] = file->find(question.identifier, now).record;
       } else if (const auto* const keep = std::get_if<Keep>(&question.asks)) {
-        isSafe[i] = file->keep(question.identifier, keep->owner, keep->alert, now);
+        isDone[i] = file->keep(question.identifier, keep->owner, keep->alert, now);
+      } else if (const auto* const revoke = std::get_if<Revoke>(&question.asks)) {
+        isDone[i] = file->revoke(question.identifier, revoke->owner, now);
       } else if (const auto* const taken = std::get_if<Taken>(&question.asks)) {
         file->markTaken(question.identifier, taken->number);
       }

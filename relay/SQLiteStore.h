@@ -40,6 +40,8 @@ class SQLiteStore final : public RecordStore {
              std::function<void(Claimed)> then) override;
   void keep(const Identifier& identifier, const TokenHash& owner, KeptAlert alert,
             std::function<void(bool isSafe)> then) override;
+  void revoke(const Identifier& identifier, const TokenHash& owner,
+              std::function<void(bool isRevoked)> then) override;
   void markTaken(const Identifier& identifier, std::uint64_t number) override;
   [[nodiscard]] bool isDurable() const noexcept override { return true; }
   [[nodiscard]] StoreState state() const override;
@@ -58,12 +60,16 @@ class SQLiteStore final : public RecordStore {
     KeptAlert alert;
     std::function<void(bool)> then;
   };
+  struct Revoke {
+    TokenHash owner;
+    std::function<void(bool)> then;
+  };
   struct Taken {
     std::uint64_t number;
   };
   struct Question {
     Identifier identifier;
-    std::variant<Find, Claim, Keep, Taken> asks;
+    std::variant<Find, Claim, Keep, Revoke, Taken> asks;
     Instant asked;
   };
   using Batch = std::vector<Question>;
@@ -77,7 +83,7 @@ class SQLiteStore final : public RecordStore {
   void work(Batch batch);
   void write(Batch& batch);
   /// Whether all of it is on the disk. Keeps what the file has to say to each.
-  bool commit(const Batch& batch, std::vector<bool>& isSafe, std::vector<Claimed>& claims);
+  bool commit(const Batch& batch, std::vector<bool>& isDone, std::vector<Claimed>& claims);
   void read(Batch& batch);
   void renew(const std::vector<Identifier>& used);
   void clean();

@@ -42,7 +42,9 @@ class Switchboard {
   /// last alert that it has, of a phone that counts. False when it has been closed instead.
   [[nodiscard]] bool phoneArrived(const Identifier& identifier, const TokenHash& token,
                                   std::optional<std::uint64_t> last, Peer& phone, Instant now);
-  /// Sends a Mac's message to all its phones; ignored from a Mac that has been replaced.
+  /// Sends a Mac's message to all its phones; ignored from a Mac that has been replaced. One that
+  /// revokes its pairing has everybody of the identifier closed, now and later: its phones at once,
+  /// itself when the store has it so.
   void forward(const Identifier& identifier, Peer& mac, const SharedText& message);
   /// A phone is being looked at, or not any more.
   void setActive(const Identifier& identifier, const Peer& phone, bool active);
@@ -95,6 +97,8 @@ class Switchboard {
     Mac mac{};
     std::vector<Phone> phones{};
     std::vector<Waiting> waiting{};
+    /// The owner that it had, until the store knows that it has none any more.
+    std::optional<TokenHash> revoked{};
   };
   using Places = std::map<Identifier, Place>;
   using Entry = Places::value_type;
@@ -120,6 +124,9 @@ class Switchboard {
   void tellAlerts(Entry& entry, const Phone& phone, std::optional<std::uint64_t> last);
   void takeAlert(Entry& entry, const SharedText& message);
   void markTaken(Entry& entry);
+  void revoke(Entry& entry);
+  void askToRevoke(Entry& entry);
+  void revoked(Entry& entry, bool isDone);
   void keep(Entry& entry, Alert& alert);
   void kept(Entry& entry, std::uint64_t number, bool isSafe);
   void tellSafe(Place& place);
@@ -138,13 +145,14 @@ class Switchboard {
   /// The last that has been given to an alert of any Mac: none is given twice, whatever the store
   /// has kept of it.
   std::uint64_t lastNumber = 0;
-  /// Where somebody waits, and where an alert has to be kept again.
+  /// Where somebody waits, and where the store has to be asked again.
   std::set<Identifier> waitingPlaces;
   std::set<Identifier> unsafePlaces;
   Instant nextKeeping;
   Instant nextUse;
   /// Phones that are held.
   std::size_t heldCount = 0;
+  std::size_t revocations = 0;
   /// Answers that come after the switchboard's end find this gone.
   const std::shared_ptr<const bool> isAlive = std::make_shared<const bool>(true);
 };
