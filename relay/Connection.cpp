@@ -425,6 +425,8 @@ void Connection::close(CloseReason why) {
   finish(why);
 }
 
+bool Connection::mayClaim() { return loop->shared.admission.mayClaim(address, now()); }
+
 void Connection::finish(CloseReason why) {
   note(why);
   phase = Phase::closing;

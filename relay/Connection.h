@@ -61,6 +61,7 @@ class Connection final : public Peer, public std::enable_shared_from_this<Connec
 
   void send(SharedText message) override;
   void close(CloseReason reason) override;
+  [[nodiscard]] bool mayClaim() override;
   /// Ends the connection without a word.
   void cut(CloseReason reason);
   /// Sends what waits, as far as it goes.

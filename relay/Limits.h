@@ -51,6 +51,11 @@ struct Limits {
   /// A browser that loads the page makes up to six at once, and a household has a few browsers.
   std::size_t unauthenticatedPerAddress = 32;
 
+  /// Identifiers that one address claims: as many as it has connections when a relay has forgotten
+  /// them all, and then one a minute. And of how many addresses that is remembered.
+  Rate claimsPerAddress{1.0 / 60, 256};
+  std::size_t claimingAddresses = 16'384;
+
   std::size_t phonesPerMac = 16;
   /// Phones that came before their Mac, for one identifier and in total. They are not counted as
   /// unauthenticated: after a restart they would keep the Macs out that they wait for.

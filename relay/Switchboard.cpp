@@ -53,9 +53,11 @@ bool Switchboard::macArrived(const Identifier& identifier, const TokenHash& toke
       return false;
     }
     if (place.knowledge == Knowledge::unknown) {
-      claim(entry, token);
+      claim(entry);
     }
-    return true;
+    const bool isRefused = place.knowledge == Knowledge::unknown;
+    removeIfEmpty(entry);
+    return !isRefused;
   }
   if (!take(place, mac, token)) {
     return false;
@@ -207,10 +209,7 @@ void Switchboard::found(Entry& entry, Found answer) {
   } else if (std::holds_alternative<NoRecord>(answer)) {
     entry.second.knowledge = Knowledge::unknown;
     hold(entry);
-    const auto mac = std::ranges::find(entry.second.waiting, Role::mac, &Waiting::role);
-    if (mac != entry.second.waiting.end()) {
-      claim(entry, mac->token);
-    }
+    claim(entry);
     removeIfEmpty(entry);
   } else {
     removeWaiting(entry, [](const Waiting& client) {
@@ -239,9 +238,24 @@ void Switchboard::hold(Entry& entry) {
   });
 }
 
-void Switchboard::claim(Entry& entry, const TokenHash& token) {
+void Switchboard::claim(Entry& entry) {
+  std::optional<TokenHash> token;
+  removeWaiting(entry, [&token](const Waiting& client) {
+    if (client.role != Role::mac || token) {
+      return false;
+    }
+    if (client.peer->mayClaim()) {
+      token = client.token;
+      return false;
+    }
+    client.peer->close(CloseReason::tooManyClaims);
+    return true;
+  });
+  if (!token) {
+    return;
+  }
   entry.second.knowledge = Knowledge::claiming;
-  store.claim(entry.first, token,
+  store.claim(entry.first, *token,
               answering<Claimed>(entry, [](Switchboard& self, Entry& place, Claimed answer) {
                 self.claimed(place, std::move(answer));
               }));

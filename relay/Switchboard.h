@@ -106,7 +106,8 @@ class Switchboard {
   /// The place, which the store is asked about when it is new.
   Entry& enter(const Identifier& identifier);
   [[nodiscard]] bool wait(Entry& entry, Waiting client);
-  void claim(Entry& entry, const TokenHash& token);
+  /// For the first Mac that waits and may.
+  void claim(Entry& entry);
   void found(Entry& entry, Found answer);
   void claimed(Entry& entry, Claimed answer);
   void learn(Entry& entry, Record record);

@@ -54,6 +54,37 @@ TEST(Admission, BoundsTotalsAndPlaces) {
   enters("192.0.2.2", false);  // Four unauthenticated.
 }
 
+TEST(Admission, BoundsClaims) {
+  Limits limits;
+  limits.claimsPerAddress = {0.5, 2};
+  limits.claimingAddresses = 2;
+  Admission admission(limits);
+  EXPECT_TRUE(admission.mayClaim({}, Instant()));
+  struct Step {
+    int second;
+    const char* address;
+    bool isTaken;
+  };
+  for (const auto& [second, address, isTaken] : std::initializer_list<Step>{
+           {0, "192.0.2.1", true},
+           {0, "::ffff:192.0.2.1", true},
+           {0, "192.0.2.1", false},
+           {1, "2001:db8::1", true},
+           {1, "192.0.2.2", false},  // As many addresses as are remembered.
+           {2, "192.0.2.1", true},
+           {2, "192.0.2.1", false},
+           {3, "2001:db8::1:2", true},
+           {3, "192.0.2.2", false},
+           {6, "192.0.2.2", true},  // The first has all again.
+           {6, "192.0.2.1", false},
+       }) {
+    EXPECT_EQ(
+        admission.mayClaim(asio::ip::make_address(address), Instant(std::chrono::seconds(second))),
+        isTaken)
+        << second << " " << address;
+  }
+}
+
 TEST(Drain, SpreadsWhatIsLeftOverItsTime) {
   const Instant start{1h};
   Drain drain(start, 10s);
