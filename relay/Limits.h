@@ -48,6 +48,9 @@ struct Limits {
   /// than its client waits: at half a millisecond of processor each these take an eighth of a
   /// second.
   std::size_t handshakes = 256;
+  /// How long one may hold up others: a client that is there answers in a third of a second from
+  /// anywhere. It goes on later.
+  Clock::Duration handshakeTurn = std::chrono::milliseconds(300);
   /// A browser that loads the page makes up to six at once, and a household has a few browsers.
   std::size_t unauthenticatedPerAddress = 32;
 

@@ -75,8 +75,9 @@ TEST(Admission, BoundsClaims) {
            {2, "192.0.2.1", false},
            {3, "2001:db8::1:2", true},
            {3, "192.0.2.2", false},
-           {6, "192.0.2.2", true},  // The first has all again.
-           {6, "192.0.2.1", false},
+           {6, "192.0.2.2", true},  // The others have all again, as if they had never come.
+           {6, "192.0.2.1", true},
+           {6, "2001:db8::1", false},
        }) {
     EXPECT_EQ(
         admission.mayClaim(asio::ip::make_address(address), Instant(std::chrono::seconds(second))),
