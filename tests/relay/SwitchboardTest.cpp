@@ -225,6 +225,7 @@ TEST(Switchboard, NumbersAlertsAndSaysWhatIsSafe) {
   limits.keptAlertsPerMac = 3;
   limits.keptAlertTime = 60s;
   Stage(limits, true).plays("phones count alerts");
+  Stage(limits, true).plays("a burst is safe as it is kept");
   limits.keptAlertsPerMac = 20;
   limits.waitingMessages = 2;
   limits.revocations = 1;
