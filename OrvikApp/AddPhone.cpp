@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "OrvikApp/AppModel.h"
+#include "OrvikApp/StatusMenu.h"
 #include "OrvikApp/Texts.h"
 #include "OrvikApp/platform/Conventions.h"
 #include "OrvikApp/platform/Windows.h"
@@ -22,6 +23,7 @@ AddPhone::AddPhone(AppModel& model, const Texts& texts, Actions actions)
 void AddPhone::begin() {
   isWanted = true;
   hasAsked = false;
+  hasSaid = false;
   if (conventions::hasPairingBoxes() &&
       std::holds_alternative<relayState::Rejected>(model.state())) {
     // The code of a pairing that the relay refuses is of no use.
@@ -39,6 +41,9 @@ void AddPhone::follow() {
   }
   if (model.pairing()) {
     isWanted = false;
+    if (hasSaid) {
+      box.reset();
+    }
     actions.showCode();
   } else if (model.waitsFor() == AppModel::Wait::keyring) {
     if (model.pairingNews().isAsking) {
@@ -48,6 +53,8 @@ void AddPhone::follow() {
     } else {
       model.unlockKeyring();
     }
+  } else if (!std::exchange(hasSaid, true)) {
+    say(StatusMenu::statusLine(model, texts));
   }
 }
 
@@ -78,7 +85,12 @@ void AddPhone::tell() {
       "The disconnection could not be stored. Restarting may bring the old phones back.");
   const QString unkept =
       texts.text("The pairing could not be saved. It is valid until Orvik quits.");
-  ask(QMessageBox::Warning, isLost ? lost : unkept);
+  hasSaid = false;
+  say(isLost ? lost : unkept);
+}
+
+void AddPhone::say(const QString& text) {
+  ask(QMessageBox::Warning, text);
   box->addButton(texts.text("OK"), QMessageBox::AcceptRole);
 }
 

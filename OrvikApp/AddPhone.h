@@ -29,6 +29,9 @@ class AddPhone : public QObject {
   /// Shows the code, as soon as there is one and by whatever has to be asked before.
   void begin();
 
+  /// Says in a box what the user has to know, in place of an earlier one.
+  void say(const QString& text);
+
  private:
   void follow();
   void tell();
@@ -43,6 +46,8 @@ class AddPhone : public QObject {
   bool isWanted = false;
   /// The user has been asked for the keyring since.
   bool hasAsked = false;
+  /// What is waited for has been said since.
+  bool hasSaid = false;
   bool wasKept = true;
   bool wasLasting = true;
   std::unique_ptr<QMessageBox> box;
