@@ -59,8 +59,8 @@ void AddPhone::follow() {
 }
 
 void AddPhone::askForNewPairing() {
-  ask(QMessageBox::Question,
-      texts.text("Make a new pairing? Every phone will need to scan the new code."));
+  makeBox(QMessageBox::Question,
+          texts.text("Make a new pairing? Every phone will need to scan the new code."));
   auto* const cancel = box->addButton(texts.text("Cancel"), QMessageBox::RejectRole);
   auto* const make = box->addButton(texts.text("OK"), QMessageBox::AcceptRole);
   box->setDefaultButton(cancel);
@@ -72,6 +72,7 @@ void AddPhone::askForNewPairing() {
       model.disconnectAllPhones();
     }
   });
+  showBox();
 }
 
 void AddPhone::tell() {
@@ -90,17 +91,21 @@ void AddPhone::tell() {
 }
 
 void AddPhone::say(const QString& text) {
-  ask(QMessageBox::Warning, text);
+  makeBox(QMessageBox::Warning, text);
   box->addButton(texts.text("OK"), QMessageBox::AcceptRole);
+  showBox();
 }
 
-void AddPhone::ask(QMessageBox::Icon icon, const QString& text) {
+void AddPhone::makeBox(QMessageBox::Icon icon, const QString& text) {
   box = std::make_unique<QMessageBox>();
   box->setIcon(icon);
   box->setWindowTitle(texts.text("Orvik"));
   box->setText(text);
   box->setAttribute(Qt::WA_QuitOnClose, false);
   box->setWindowModality(Qt::NonModal);
+}
+
+void AddPhone::showBox() {
   box->show();
   bringToFront(box.get());
 }

@@ -35,8 +35,10 @@ class AddPhone : public QObject {
  private:
   void follow();
   void tell();
-  /// Brings a question to the front, in place of an earlier one.
-  void ask(QMessageBox::Icon icon, const QString& text);
+  /// In place of an earlier one. Shown when it has its buttons: without any it would make itself
+  /// one.
+  void makeBox(QMessageBox::Icon icon, const QString& text);
+  void showBox();
   void askForNewPairing();
 
   AppModel& model;
