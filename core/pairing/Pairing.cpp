@@ -173,12 +173,13 @@ SymmetricKey Pairing::derive(std::string_view label) const {
 SymmetricKey Pairing::encKey() const { return derive("orvik enc v1"); }
 SymmetricKey Pairing::authKey() const { return derive("orvik auth v1"); }
 
-SecretText Pairing::authMessage() const {
-  const SymmetricKey key = authKey();
+SecretText Pairing::authMessage() const { return orvik::authMessage(authKey()); }
+
+SecretText authMessage(const SymmetricKey& authKey) {
   std::string message;
   message.reserve(64);
   message += R"({"auth":")";
-  appendBase64URL(key.data(), message);
+  appendBase64URL(authKey.data(), message);
   message += R"("})";
   return SecretText(std::move(message));
 }

@@ -34,7 +34,7 @@ class Pairing {
   /// Authenticates to the relay, and does nothing else. Derived on every call, never stored.
   [[nodiscard]] SymmetricKey authKey() const;
 
-  /// The first message to a relay: {"auth":TOKEN} with authKey in base64url.
+  /// The first message to a relay, with authKey.
   [[nodiscard]] SecretText authMessage() const;
 
   /// The link that a phone scans. Everything secret stands behind the "#" and never reaches the
@@ -50,6 +50,9 @@ class Pairing {
   std::array<std::uint8_t, macIdSize> id{};
   SecretBytes<secretSize> shared;
 };
+
+/// The first message to a relay: {"auth":TOKEN} with the key in base64url.
+[[nodiscard]] SecretText authMessage(const SymmetricKey& authKey);
 
 /// Fills memory from the system's cryptographically secure generator. A generator that fails stops
 /// the program.
