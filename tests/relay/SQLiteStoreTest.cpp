@@ -216,7 +216,7 @@ TEST_F(SQLiteStoreTest, MovesADamagedFileAside) {
   }
   reopen();
   find('a');
-  SQLite other(file, 0ms);
+  SQLite other(file, 20s);
   other.execute("PRAGMA wal_checkpoint(TRUNCATE)");
   {
     std::fstream stream(file, std::ios::in | std::ios::out | std::ios::binary);
@@ -236,7 +236,7 @@ TEST_F(SQLiteStoreTest, SaysWhatItCannotDoAndRecovers) {
   claim('a', 't');
   EXPECT_TRUE(keep('a', 't', 1));
   {
-    SQLite other(file, 0ms);
+    SQLite other(file, 20s);
     other.execute("BEGIN EXCLUSIVE");
     EXPECT_FALSE(keep('a', 't', 2));
     EXPECT_FALSE(claim('b', 't'));
@@ -258,12 +258,12 @@ TEST_F(SQLiteStoreTest, SaysWhatItCannotDoAndRecovers) {
   EXPECT_THAT(takeLog(), HasSubstr("is read_only"));
   // Another program's file is left alone.
   store.reset();
-  SQLite(file, 0ms).execute("PRAGMA user_version = 2");
+  SQLite(file, 20s).execute("PRAGMA user_version = 2");
   reopen();
   EXPECT_FALSE(claim('a', 't'));
   EXPECT_EQ(store->state().health, StoreState::Health::unknownFormat);
   EXPECT_THAT(damagedFiles(), IsEmpty());
-  SQLite(file, 0ms).execute("PRAGMA user_version = 1");
+  SQLite(file, 20s).execute("PRAGMA user_version = 1");
   EXPECT_TRUE(claimOnceItWorks('a', 't'));
 }
 
