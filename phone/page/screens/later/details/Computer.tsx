@@ -10,12 +10,13 @@ export function Computer() {
   const sample = view.current.sample.value;
   const { w } = texts;
   const facts = machine(info, sample, texts);
+  const isNamed = (info?.picture ?? info?.productName ?? info?.modelId) !== undefined;
   return (
     <>
-      {(facts.length > 0 || info?.productName !== undefined) && (
+      {(facts.length > 0 || isNamed) && (
         <section class="section pad computer">
           <h2>{w.thisComputer}</h2>
-          {(info?.picture !== undefined || info?.productName !== undefined) && (
+          {info !== undefined && isNamed && (
             <div class="machine">
               {info.picture !== undefined && <img src={info.picture} alt="" width="86" height="86" />}
               <div>
