@@ -23,23 +23,6 @@ SharedText macState(bool connected) { return sharedText({{"mac", connected}}); }
 
 }  // namespace
 
-template <typename Answer, typename Then>
-std::function<void(Answer)> Switchboard::answering(const Entry& entry, Then then) {
-  // On the store's thread nothing of the switchboard is touched: all that is needed is copied.
-  return [post = post, alive = std::weak_ptr(isAlive), this, identifier = entry.first,
-          incarnation = entry.second.incarnation, then](Answer answer) {
-    post([alive, this, identifier, incarnation, then, answer = std::move(answer)]() mutable {
-      if (alive.expired()) {
-        return;
-      }
-      const auto place = places.find(identifier);
-      if (place != places.end() && place->second.incarnation == incarnation) {
-        then(*this, *place, std::move(answer));
-      }
-    });
-  };
-}
-
 Switchboard::Switchboard(const Limits& limits, RecordStore& store, Post post,
                          std::function<std::int64_t()> unixNow)
     : limits(limits), store(store), post(std::move(post)), unixNow(std::move(unixNow)) {}
@@ -134,6 +117,7 @@ void Switchboard::left(const Identifier& identifier, const Peer& peer) {
 }
 
 void Switchboard::expire(Instant now) {
+  lookedAt = now;
   for (auto next = waitingPlaces.begin(); next != waitingPlaces.end();) {
     // The place may go, and its identifier from the set with it.
     Entry& entry = *places.find(*next++);
@@ -351,6 +335,9 @@ bool Switchboard::take(Entry& entry, const Phone& phone, const TokenHash& token,
   }
   place.phones.push_back(phone);
   phone.peer->send(macState(place.mac.peer != nullptr));
+  if (pusher != nullptr) {
+    phone.peer->send(sharedText({{"push", pusher->publicKey()}}));
+  }
   tellAlerts(entry, phone, last);
   return true;
 }
@@ -380,16 +367,18 @@ void Switchboard::tellAlerts(Entry& entry, const Phone& phone, std::optional<std
 }
 
 void Switchboard::forward(Entry& entry, const SharedText& message) {
-  if (message->size() <= limits.keptAlertBytes && isAlert(message->text())) {
-    takeAlert(entry, message);
-    return;
+  if (message->size() <= limits.keptAlertBytes) {
+    if (const auto mark = AlertMark::in(message->text())) {
+      takeAlert(entry, message, *mark);
+      return;
+    }
   }
   for (const Phone& phone : entry.second.phones) {
     phone.peer->send(message);
   }
 }
 
-void Switchboard::takeAlert(Entry& entry, const SharedText& message) {
+void Switchboard::takeAlert(Entry& entry, const SharedText& message, const AlertMark& mark) {
   Place& place = entry.second;
   forgetOldAlerts(place);
   const std::uint64_t ordinal = ++place.mac.arrived;
@@ -416,6 +405,7 @@ void Switchboard::takeAlert(Entry& entry, const SharedText& message) {
     phone.peer->send(message);
   }
   keep(entry, place.alerts.back());
+  push(entry, place.alerts.back(), mark);
   if (!place.phones.empty()) {
     markTaken(entry);
   }

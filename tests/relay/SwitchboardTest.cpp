@@ -43,6 +43,17 @@ class ShakyStore final : public RecordStore {
       inner.markTaken(identifier, number);
     }
   }
+  void subscribe(const Identifier& identifier, const TokenHash& owner, Subscription subscription,
+                 std::function<void(bool isKept)> then) override {
+    fails() ? answer(then, false)
+            : inner.subscribe(identifier, owner, std::move(subscription),
+                              [&](bool isKept) { answer(then, isKept); });
+  }
+  void unsubscribe(const Identifier& identifier, const std::string& endpoint) override {
+    if (!fails()) {
+      inner.unsubscribe(identifier, endpoint);
+    }
+  }
   [[nodiscard]] bool isDurable() const noexcept override { return isCalledDurable; }
   [[nodiscard]] StoreState state() const override {
     StoreState state;
