@@ -90,23 +90,34 @@ std::optional<std::string> unsubscribeIn(std::string_view message) {
 }
 
 std::optional<AlertMark> AlertMark::in(std::string_view message) {
-  // Reading each sample to its end would cost more than forwarding it.
-  if (message.find(R"("a")") == std::string_view::npos) {
+  // Envelopes, all of which are longer, are not read here.
+  constexpr std::size_t longest = 100;
+  if (message.size() > longest) {
     return std::nullopt;
   }
   const UntypedValue object = readJSONOrNull(message);
-  const auto* kind = object.get<std::string>("t");
-  if (kind == nullptr || *kind != "a") {
+  const UntypedValue* const next = object.find("next");
+  if (next == nullptr) {
     return std::nullopt;
   }
   AlertMark mark;
-  if (const auto* topic = object.get<std::string>("topic"); topic != nullptr && isTopic(*topic)) {
+  if (const auto* topic = next->get<std::string>("topic"); topic != nullptr && isTopic(*topic)) {
     mark.topic = *topic;
   }
-  if (const auto* urgent = object.get<bool>("urgent")) {
+  if (const auto* urgent = next->get<bool>("urgent")) {
     mark.isUrgent = *urgent;
   }
   return mark;
+}
+
+bool isAlert(std::string_view message) {
+  // Reading each sample to its end would cost more than forwarding it.
+  if (message.find(R"("a")") == std::string_view::npos) {
+    return false;
+  }
+  const UntypedValue object = readJSONOrNull(message);
+  const auto* kind = object.get<std::string>("t");
+  return kind != nullptr && *kind == "a";
 }
 
 }  // namespace orvik::relay

@@ -39,14 +39,18 @@ struct Subscribe {
 /// The endpoint of {"unsubscribe":"…"}. Nothing when the text is anything else.
 [[nodiscard]] std::optional<std::string> unsubscribeIn(std::string_view message);
 
-/// What an envelope shows of the alert in it, which itself stays closed.
+/// What {"next":{…}} says of the alert in the next envelope, which itself stays closed.
 struct AlertMark {
   /// The same for alerts that take each other's place; empty where the computer does not say.
   std::string topic;
   bool isUrgent = true;
 
-  /// Nothing when the text is no envelope that says it has an alert in it.
+  /// Nothing when the text is anything else; a member that is not as it should be counts as absent.
   [[nodiscard]] static std::optional<AlertMark> in(std::string_view message);
 };
+
+/// Whether the text is an envelope that says it has an alert in it. The envelope itself stays
+/// closed.
+[[nodiscard]] bool isAlert(std::string_view message);
 
 }  // namespace orvik::relay

@@ -82,6 +82,18 @@ struct Limits {
   /// Alerts of one Mac that are pushed: a flood of them is no business of the push services. Mains
   /// power that comes and goes makes two a minute at most.
   Rate pushes{1.0 / 30, 60};
+  /// Of one push service: requests at once, and pushes that wait for it or for another attempt.
+  std::size_t pushesUnderWay = 16;
+  std::size_t pushesWaiting = 4096;
+  /// For a push service to answer, and what is read of its answer.
+  Clock::Duration pushTime = std::chrono::seconds(10);
+  std::size_t pushAnswerBytes = 4 * kibibyte;
+  std::size_t pushHeaderBytes = 16 * kibibyte;
+  /// Attempts, the time before the second, and how old an alert may be for another: a phone that
+  /// hears of it later sees it when it connects.
+  int pushAttempts = 5;
+  Clock::Duration pushRetry = std::chrono::seconds(2);
+  Clock::Duration pushAge = std::chrono::hours(1);
 
   /// Without a file to keep them in: identifiers with a known owner, about 20 MB, and all alerts
   /// together in less memory than that.

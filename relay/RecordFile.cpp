@@ -303,7 +303,7 @@ RecordFile::Found RecordFile::find(const Identifier& identifier, std::int64_t un
   while (alert.step()) {
     // A bit that has turned on the disk must not end the connection of every phone.
     if (const std::string_view envelope = alert.bytes(2);
-        envelope.size() <= limits.keptAlertBytes && AlertMark::in(envelope)) {
+        envelope.size() <= limits.keptAlertBytes && isAlert(envelope)) {
       record.alerts.push_back({numberOf(alert.integer(0)), alert.integer(1), framedText(envelope)});
     }
   }

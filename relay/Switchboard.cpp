@@ -319,6 +319,9 @@ bool Switchboard::take(Place& place, Peer& mac, const TokenHash& token) {
   if (store.isDurable()) {
     mac.send(count("safe", 0));
   }
+  if (pusher != nullptr) {
+    mac.send(sharedText({{"push", true}}));
+  }
   return true;
 }
 
@@ -367,21 +370,24 @@ void Switchboard::tellAlerts(Entry& entry, const Phone& phone, std::optional<std
 }
 
 void Switchboard::forward(Entry& entry, const SharedText& message) {
-  if (message->size() <= limits.keptAlertBytes) {
-    if (const auto mark = AlertMark::in(message->text())) {
-      takeAlert(entry, message, *mark);
-      return;
-    }
+  if (const auto mark = AlertMark::in(message->text())) {
+    entry.second.mac.next = *mark;
+    return;
+  }
+  if (message->size() <= limits.keptAlertBytes && isAlert(message->text())) {
+    takeAlert(entry, message);
+    return;
   }
   for (const Phone& phone : entry.second.phones) {
     phone.peer->send(message);
   }
 }
 
-void Switchboard::takeAlert(Entry& entry, const SharedText& message, const AlertMark& mark) {
+void Switchboard::takeAlert(Entry& entry, const SharedText& message) {
   Place& place = entry.second;
   forgetOldAlerts(place);
   const std::uint64_t ordinal = ++place.mac.arrived;
+  const AlertMark mark = std::exchange(place.mac.next, {});
   const auto same = std::ranges::find_if(place.alerts, [&message](const Alert& alert) {
     return alert.kept.envelope->text() == message->text();
   });

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "relay/ClientMessage.h"
 #include "relay/Limits.h"
 #include "relay/Peer.h"
 #include "relay/RateLimit.h"
@@ -16,9 +17,6 @@
 #include "relay/push/Pusher.h"
 
 namespace orvik::relay {
-
-struct AlertMark;
-struct Subscribe;
 
 /// Who owns which identifier, who is connected to it, and who is told what. The first Mac to
 /// present a token for an identifier owns it for as long as the store remembers it. The store is
@@ -81,6 +79,8 @@ class Switchboard {
     /// Alerts that have come over this connection, and how many of them it has been told are safe.
     std::uint64_t arrived = 0;
     std::uint64_t safe = 0;
+    /// What it has said of the alert that it sends next.
+    AlertMark next{};
   };
   struct Alert {
     enum class Fate { asked, unsafe, safe };
@@ -137,7 +137,7 @@ class Switchboard {
   static void tellPhones(const Place& place);
   void forward(Entry& entry, const SharedText& message);
   void tellAlerts(Entry& entry, const Phone& phone, std::optional<std::uint64_t> last);
-  void takeAlert(Entry& entry, const SharedText& message, const AlertMark& mark);
+  void takeAlert(Entry& entry, const SharedText& message);
   void push(Entry& entry, const Alert& alert, const AlertMark& mark);
   void forget(Entry& entry, const std::string& endpoint);
   void keepSubscription(Entry& entry, Phone& phone, Subscription subscription);

@@ -22,7 +22,7 @@ class VAPID {
   /// Whether it is a URI that push services take.
   [[nodiscard]] static bool isSubject(std::string_view text);
 
-  /// In base64url.
+  /// What phones subscribe for, in base64url.
   [[nodiscard]] std::string publicKey() const;
   /// The field "Authorization" of a request to a push service's origin. Used by one thread.
   [[nodiscard]] const std::string& authorization(const std::string& origin, Clock::UnixTime now);
