@@ -155,6 +155,9 @@ class Board {
               std::function<void(bool)> then) override {
       then(true);
     }
+    void revoke(const Identifier&, const TokenHash&, std::function<void(bool)> then) override {
+      then(true);
+    }
     void markTaken(const Identifier&, std::uint64_t) override {}
     [[nodiscard]] bool isDurable() const noexcept override { return true; }
     [[nodiscard]] StoreState state() const override { return {}; }

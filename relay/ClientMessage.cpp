@@ -120,4 +120,12 @@ bool isAlert(std::string_view message) {
   return kind != nullptr && *kind == "a";
 }
 
+bool isRevocation(std::string_view message) {
+  // No envelope is as short, and none is read for this.
+  constexpr std::size_t longest = 64;
+  const auto value = message.size() <= longest ? readJSONOrNull(message) : UntypedValue();
+  const auto* revoked = value.get<bool>("revoked");
+  return revoked != nullptr && *revoked;
+}
+
 }  // namespace orvik::relay

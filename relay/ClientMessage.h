@@ -53,4 +53,7 @@ struct AlertMark {
 /// closed.
 [[nodiscard]] bool isAlert(std::string_view message);
 
+/// Whether the text is {"revoked":true}.
+[[nodiscard]] bool isRevocation(std::string_view message);
+
 }  // namespace orvik::relay

@@ -58,6 +58,8 @@ struct Limits {
   std::size_t heldPhones = 512;
   /// A Mac is back 60 s after a lost connection at the latest.
   Clock::Duration holdTime = std::chrono::seconds(60);
+  /// Identifiers that are to be nobody's, and which the store does not yet have so.
+  std::size_t revocations = 512;
   /// What clients say while the store has not yet answered for them. A client waits for the answer
   /// with what it has to say, so that this is an alert or two.
   std::size_t waitingMacsPerMac = 4;

@@ -66,6 +66,21 @@ void MemoryStore::keep(const Identifier& identifier, const TokenHash& owner, Kep
   then(false);
 }
 
+void MemoryStore::revoke(const Identifier& identifier, const TokenHash& owner,
+                         std::function<void(bool isRevoked)> then) {
+  {
+    const std::lock_guard guard(mutex);
+    if (Record& record = claimed(identifier, owner).record; record.owner == owner) {
+      record.owner = TokenHash::ofNoToken();
+      change(record, [&] {
+        record.alerts.clear();
+        record.subscriptions.clear();
+      });
+    }
+  }
+  then(true);
+}
+
 void MemoryStore::markTaken(const Identifier& identifier, std::uint64_t number) {
   const std::lock_guard guard(mutex);
   if (const auto entry = entries.find(identifier); entry != entries.end()) {

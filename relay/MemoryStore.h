@@ -23,6 +23,8 @@ class MemoryStore final : public RecordStore {
              std::function<void(Claimed)> then) override;
   void keep(const Identifier& identifier, const TokenHash& owner, KeptAlert alert,
             std::function<void(bool isSafe)> then) override;
+  void revoke(const Identifier& identifier, const TokenHash& owner,
+              std::function<void(bool isRevoked)> then) override;
   void markTaken(const Identifier& identifier, std::uint64_t number) override;
   void subscribe(const Identifier& identifier, const TokenHash& owner, Subscription subscription,
                  std::function<void(bool isKept)> then) override;

@@ -147,6 +147,13 @@ struct RecordFile::Statements {
              "DELETE FROM alerts WHERE record = ?1 AND (kept_at <= ?2 OR number <= "
              "(SELECT number FROM alerts WHERE record = ?1 ORDER BY number DESC LIMIT 1 OFFSET "
              "?3))"),
+        forgetAlerts(database,
+                     "DELETE FROM alerts WHERE record IN (SELECT id FROM records WHERE identifier "
+                     "= ? AND owner = ?)"),
+        forgetSubscriptions(database,
+                            "DELETE FROM subscriptions WHERE record IN (SELECT id FROM records "
+                            "WHERE identifier = ? AND owner = ?)"),
+        disown(database, "UPDATE records SET owner = ?3 WHERE identifier = ?1 AND owner = ?2"),
         pages(database, "PRAGMA page_count"),
         freePages(database, "PRAGMA freelist_count"),
         markTaken(database,
@@ -180,6 +187,9 @@ struct RecordFile::Statements {
   SQLite::Statement keep;
   SQLite::Statement advance;
   SQLite::Statement trim;
+  SQLite::Statement forgetAlerts;
+  SQLite::Statement forgetSubscriptions;
+  SQLite::Statement disown;
   SQLite::Statement pages;
   SQLite::Statement freePages;
   SQLite::Statement markTaken;
@@ -362,6 +372,18 @@ bool RecordFile::keep(const Identifier& identifier, const TokenHash& owner, cons
             static_cast<std::int64_t>(limits.keptAlertsPerMac))
       .run();
   return true;
+}
+
+bool RecordFile::revoke(const Identifier& identifier, const TokenHash& owner,
+                        std::int64_t unixNow) {
+  claim(identifier, owner, unixNow);
+  const std::span<const std::uint8_t> bytes(owner.bytes());
+  statements->forgetAlerts.with(std::span(identifier), bytes).run();
+  statements->forgetSubscriptions.with(std::span(identifier), bytes).run();
+  subscriptions -= database.changes();
+  statements->disown.with(std::span(identifier), bytes, std::span(TokenHash::ofNoToken().bytes()))
+      .run();
+  return find(identifier, unixNow).record.has_value();
 }
 
 void RecordFile::markTaken(const Identifier& identifier, std::uint64_t number) {

@@ -47,6 +47,9 @@ class RecordFile {
   /// while half of the file is used.
   [[nodiscard]] bool keep(const Identifier& identifier, const TokenHash& owner,
                           const KeptAlert& alert, std::int64_t unixNow);
+  /// False when it could not be claimed.
+  [[nodiscard]] bool revoke(const Identifier& identifier, const TokenHash& owner,
+                            std::int64_t unixNow);
   void markTaken(const Identifier& identifier, std::uint64_t number);
   /// False where `keep` would not keep an alert either.
   [[nodiscard]] bool subscribe(const Identifier& identifier, const TokenHash& owner,

@@ -108,6 +108,11 @@ class RecordStore {
   /// whether the alert is safe; whatever the reason, one that is not may be tried again.
   virtual void keep(const Identifier& identifier, const TokenHash& owner, KeptAlert alert,
                     std::function<void(bool isSafe)> then) = 0;
+  /// Has an identifier of this owner be nobody's from now on, so that no token is its owner's, and
+  /// removes what is kept of it. Answers after the commit, with whether it is so; one that is not
+  /// may be tried again.
+  virtual void revoke(const Identifier& identifier, const TokenHash& owner,
+                      std::function<void(bool isRevoked)> then) = 0;
   /// Notes that the alerts up to this number have reached a phone. Without an answer: what is lost
   /// of this is told a phone once more.
   virtual void markTaken(const Identifier& identifier, std::uint64_t number) = 0;

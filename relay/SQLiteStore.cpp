@@ -107,6 +107,13 @@ void SQLiteStore::keep(const Identifier& identifier, const TokenHash& owner, Kep
   }
 }
 
+void SQLiteStore::revoke(const Identifier& identifier, const TokenHash& owner,
+                         std::function<void(bool isRevoked)> then) {
+  if (!ask({identifier, Revoke{owner, then}, clock->now()})) {
+    then(false);
+  }
+}
+
 void SQLiteStore::markTaken(const Identifier& identifier, std::uint64_t number) {
   static_cast<void>(ask({identifier, Taken{number}, clock->now()}));
 }
@@ -193,9 +200,9 @@ void SQLiteStore::work(Batch batch) {
 }
 
 void SQLiteStore::write(Batch& batch) {
-  std::vector<bool> isKept(batch.size());
+  std::vector<bool> isDone(batch.size());
   std::vector<Claimed> claims(batch.size());
-  const bool isWritten = isAvailable() && commit(batch, isKept, claims);
+  const bool isWritten = isAvailable() && commit(batch, isDone, claims);
   for (std::size_t i = 0; i < batch.size(); ++i) {
     Question& question = batch[i];
     if (auto* const claim = std::get_if<Claim>(&question.asks)) {
@@ -203,14 +210,16 @@ void SQLiteStore::write(Batch& batch) {
       claim->then(isWritten ? std::move(claims[i]) : std::nullopt);
     } else if (auto* const keep = std::get_if<Keep>(&question.asks)) {
       count(&StoreState::keep, question.asked);
-      keep->then(isWritten && isKept[i]);
+      keep->then(isWritten && isDone[i]);
+    } else if (auto* const revoke = std::get_if<Revoke>(&question.asks)) {
+      revoke->then(isWritten && isDone[i]);
     } else if (auto* const subscribing = std::get_if<Subscribing>(&question.asks)) {
-      subscribing->then(isWritten && isKept[i]);
+      subscribing->then(isWritten && isDone[i]);
     }
   }
 }
 
-bool SQLiteStore::commit(const Batch& batch, std::vector<bool>& isKept,
+bool SQLiteStore::commit(const Batch& batch, std::vector<bool>& isDone,
                          std::vector<Claimed>& claims) {
   const bool isAnyWritten = std::ranges::any_of(
       batch, [](const Question& each) { return !std::holds_alternative<Find>(each.asks); });
@@ -220,7 +229,7 @@ bool SQLiteStore::commit(const Batch& batch, std::vector<bool>& isKept,
   try {
     SQLite::Transaction whole = file->transaction();
     for (std::size_t i = 0; i < batch.size(); ++i) {
-      commit(batch[i], isKept[i], claims[i]);
+      commit(batch[i], isDone[i], claims[i]);
     }
     whole.commit();
     tellSubscriptions();
@@ -233,7 +242,7 @@ bool SQLiteStore::commit(const Batch& batch, std::vector<bool>& isKept,
   }
 }
 
-void SQLiteStore::commit(const Question& question, std::vector<bool>::reference isKept,
+void SQLiteStore::commit(const Question& question, std::vector<bool>::reference isDone,
                          Claimed& claim) {
   const std::int64_t now = unixNow();
   const Identifier& identifier = question.identifier;
@@ -241,11 +250,13 @@ void SQLiteStore::commit(const Question& question, std::vector<bool>::reference 
     file->claim(identifier, claiming->token, now);
     claim = file->find(identifier, now).record;
   } else if (const auto* const keep = std::get_if<Keep>(&question.asks)) {
-    isKept = file->keep(identifier, keep->owner, keep->alert, now);
+    isDone = file->keep(identifier, keep->owner, keep->alert, now);
+  } else if (const auto* const revoke = std::get_if<Revoke>(&question.asks)) {
+    isDone = file->revoke(identifier, revoke->owner, now);
   } else if (const auto* const taken = std::get_if<Taken>(&question.asks)) {
     file->markTaken(identifier, taken->number);
   } else if (const auto* const subscribing = std::get_if<Subscribing>(&question.asks)) {
-    isKept = file->subscribe(identifier, subscribing->owner, subscribing->subscription, now);
+    isDone = file->subscribe(identifier, subscribing->owner, subscribing->subscription, now);
   } else if (const auto* const leaving = std::get_if<Unsubscribing>(&question.asks)) {
     file->unsubscribe(identifier, leaving->endpoint);
   }

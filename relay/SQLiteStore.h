@@ -40,6 +40,8 @@ class SQLiteStore final : public RecordStore {
              std::function<void(Claimed)> then) override;
   void keep(const Identifier& identifier, const TokenHash& owner, KeptAlert alert,
             std::function<void(bool isSafe)> then) override;
+  void revoke(const Identifier& identifier, const TokenHash& owner,
+              std::function<void(bool isRevoked)> then) override;
   void markTaken(const Identifier& identifier, std::uint64_t number) override;
   void subscribe(const Identifier& identifier, const TokenHash& owner, Subscription subscription,
                  std::function<void(bool isKept)> then) override;
@@ -61,6 +63,10 @@ class SQLiteStore final : public RecordStore {
     KeptAlert alert;
     std::function<void(bool)> then;
   };
+  struct Revoke {
+    TokenHash owner;
+    std::function<void(bool)> then;
+  };
   struct Taken {
     std::uint64_t number;
   };
@@ -74,7 +80,7 @@ class SQLiteStore final : public RecordStore {
   };
   struct Question {
     Identifier identifier;
-    std::variant<Find, Claim, Keep, Taken, Subscribing, Unsubscribing> asks;
+    std::variant<Find, Claim, Keep, Revoke, Taken, Subscribing, Unsubscribing> asks;
     Instant asked;
   };
   using Batch = std::vector<Question>;
@@ -88,9 +94,9 @@ class SQLiteStore final : public RecordStore {
   void work(Batch batch);
   void write(Batch& batch);
   /// Whether all of it is on the disk. Keeps what the file has to say to each.
-  bool commit(const Batch& batch, std::vector<bool>& isKept, std::vector<Claimed>& claims);
+  bool commit(const Batch& batch, std::vector<bool>& isDone, std::vector<Claimed>& claims);
   /// What one question of a batch changes.
-  void commit(const Question& question, std::vector<bool>::reference isKept, Claimed& claim);
+  void commit(const Question& question, std::vector<bool>::reference isDone, Claimed& claim);
   void read(Batch& batch);
   void renew(const std::vector<Identifier>& used);
   void clean();

@@ -143,6 +143,9 @@ void Switchboard::expire(Instant now) {
   for (const Identifier& identifier : std::exchange(unsafePlaces, {})) {
     Entry& entry = *places.find(identifier);
     forgetOldAlerts(entry.second);
+    if (entry.second.revoked) {
+      askToRevoke(entry);
+    }
     for (Alert& alert : entry.second.alerts) {
       if (alert.fate == Alert::Fate::unsafe) {
         keep(entry, alert);
@@ -294,7 +297,8 @@ void Switchboard::removeWaiting(Entry& entry, Condition condition) {
 
 void Switchboard::removeIfEmpty(Entry& entry) {
   const Place& place = entry.second;
-  if (place.mac.peer == nullptr && place.phones.empty() && place.waiting.empty()) {
+  if (place.mac.peer == nullptr && place.phones.empty() && place.waiting.empty() &&
+      !place.revoked) {
     unsafePlaces.erase(entry.first);
     // A copy: the argument goes with the entry.
     places.erase(Identifier(entry.first));
@@ -345,6 +349,43 @@ bool Switchboard::take(Entry& entry, const Phone& phone, const TokenHash& token,
   return true;
 }
 
+void Switchboard::revoke(Entry& entry) {
+  Place& place = entry.second;
+  if (revocations >= limits.revocations) {
+    place.mac.peer->close(CloseReason::storeUnavailable);
+    return;
+  }
+  ++revocations;
+  place.revoked = std::exchange(place.record->owner, TokenHash::ofNoToken());
+  place.alerts.clear();
+  place.record->subscriptions.clear();
+  for (const Phone& phone : std::exchange(place.phones, {})) {
+    phone.peer->close(CloseReason::pairingRejected);
+  }
+  askToRevoke(entry);
+}
+
+void Switchboard::askToRevoke(Entry& entry) {
+  store.revoke(entry.first, *entry.second.revoked,
+               answering<bool>(entry, [](Switchboard& self, Entry& place, bool isDone) {
+                 self.revoked(place, isDone);
+               }));
+}
+
+void Switchboard::revoked(Entry& entry, bool isDone) {
+  Place& place = entry.second;
+  if (!isDone) {
+    unsafePlaces.insert(entry.first);
+    return;
+  }
+  --revocations;
+  place.revoked.reset();
+  if (place.mac.peer != nullptr) {
+    place.mac.peer->close(CloseReason::pairingRejected);
+  }
+  removeIfEmpty(entry);
+}
+
 void Switchboard::tellAlerts(Entry& entry, const Phone& phone, std::optional<std::uint64_t> last) {
   Place& place = entry.second;
   forgetOldAlerts(place);
@@ -370,8 +411,15 @@ void Switchboard::tellAlerts(Entry& entry, const Phone& phone, std::optional<std
 }
 
 void Switchboard::forward(Entry& entry, const SharedText& message) {
+  if (entry.second.revoked) {
+    return;
+  }
   if (const auto mark = AlertMark::in(message->text())) {
     entry.second.mac.next = *mark;
+    return;
+  }
+  if (isRevocation(message->text())) {
+    revoke(entry);
     return;
   }
   if (message->size() <= limits.keptAlertBytes && isAlert(message->text())) {
@@ -435,10 +483,10 @@ void Switchboard::keep(Entry& entry, Alert& alert) {
 }
 
 void Switchboard::kept(Entry& entry, std::uint64_t number, bool isSafe) {
-  if (!store.isDurable()) {
+  Place& place = entry.second;
+  if (!store.isDurable() || place.revoked) {
     return;
   }
-  Place& place = entry.second;
   const auto alert =
       std::ranges::find(place.alerts, number, [](const Alert& each) { return each.kept.number; });
   if (alert != place.alerts.end()) {

@@ -49,7 +49,9 @@ class Switchboard {
   /// last alert that it has, of a phone that counts. False when it has been closed instead.
   [[nodiscard]] bool phoneArrived(const Identifier& identifier, const TokenHash& token,
                                   std::optional<std::uint64_t> last, Peer& phone, Instant now);
-  /// Sends a Mac's message to all its phones; ignored from a Mac that has been replaced.
+  /// Sends a Mac's message to all its phones; ignored from a Mac that has been replaced. One that
+  /// revokes its pairing has everybody of the identifier closed, now and later: its phones at once,
+  /// itself when the store has it so.
   void forward(const Identifier& identifier, Peer& mac, const SharedText& message);
   /// A phone says where it wants alerts pushed to while it is not looked at, or that it does not
   /// any more. Ignored from one that is not accepted, and where nothing is pushed.
@@ -112,6 +114,8 @@ class Switchboard {
     Mac mac{};
     std::vector<Phone> phones{};
     std::vector<Waiting> waiting{};
+    /// The owner that it had, until the store knows that it has none any more.
+    std::optional<TokenHash> revoked{};
     /// From the first alert that is pushed.
     std::optional<RateLimit> pushes{};
   };
@@ -143,6 +147,9 @@ class Switchboard {
   void keepSubscription(Entry& entry, Phone& phone, Subscription subscription);
   void subscriptionKept(Entry& entry, const std::string& endpoint, bool isKept);
   void markTaken(Entry& entry);
+  void revoke(Entry& entry);
+  void askToRevoke(Entry& entry);
+  void revoked(Entry& entry, bool isDone);
   void keep(Entry& entry, Alert& alert);
   void kept(Entry& entry, std::uint64_t number, bool isSafe);
   void tellSafe(Place& place);
@@ -163,7 +170,7 @@ class Switchboard {
   /// The last that has been given to an alert of any Mac: none is given twice, whatever the store
   /// has kept of it.
   std::uint64_t lastNumber = 0;
-  /// Where somebody waits, and where an alert has to be kept again.
+  /// Where somebody waits, and where the store has to be asked again.
   std::set<Identifier> waitingPlaces;
   std::set<Identifier> unsafePlaces;
   /// When the deadlines were looked at last.
@@ -172,6 +179,7 @@ class Switchboard {
   Instant nextUse;
   /// Phones that are held.
   std::size_t heldCount = 0;
+  std::size_t revocations = 0;
   /// Answers that come after the switchboard's end find this gone.
   const std::shared_ptr<const bool> isAlive = std::make_shared<const bool>(true);
 };

@@ -21,6 +21,8 @@ class TokenHash {
     hash.digest = bytes;
     return hash;
   }
+  /// One that no token has.
+  [[nodiscard]] static TokenHash ofNoToken() { return {}; }
   [[nodiscard]] const Digest& bytes() const noexcept { return digest; }
 
   /// Takes the same time wherever the two differ.

@@ -90,6 +90,7 @@ const laterParts = [...[...files.keys()].filter(isLoaded).map((path) => `/orvik/
 const worker = await esbuild.build({
   ...options, entryPoints: ["worker/worker.ts"], outdir, format: "iife",
   define: {
+    pageVersion: JSON.stringify(version),
     workerVersion: JSON.stringify(hash(listed().join("")).slice(0, 12)),
     firstView: JSON.stringify(firstView), laterParts: JSON.stringify(laterParts),
   },

@@ -1,7 +1,7 @@
 import { effect } from "@preact/signals-core";
 import { render } from "preact";
 import { watchInstall } from "./browser/install.js";
-import { watchUpdates, type Updates } from "./browser/serviceWorker.js";
+import { watchUpdates } from "./browser/serviceWorker.js";
 import { openSocket } from "./browser/openSocket.js";
 import { browserClock } from "./browser/surroundings.js";
 import { watchVisibility } from "./browser/visibility.js";
@@ -16,7 +16,6 @@ import { createTexts } from "./words/texts.js";
 const registerAtLatestMs = 5_000;
 
 const version = document.querySelector<HTMLMetaElement>("meta[name=version]")?.content ?? "";
-let updates: Updates | undefined;
 
 const state = createState({
   clock: browserClock,
@@ -26,15 +25,16 @@ const state = createState({
   persist: () => { navigator.storage?.persist?.().catch(() => undefined); },
   clearAddress,
   install: () => install(),
-  update: () => { updates?.switch(); },
+  update: () => { updates.switch(); },
   version,
 });
 const install = watchInstall(opening.isInstalled, state.setInstallable);
+const updates = watchUpdates(version, state.setUpdateWaits);
 
 /** The worker fetches the whole page once more: not before the first value has come. */
 const registerWorker = () => {
   stopWaiting();
-  updates ??= watchUpdates(version, state.setUpdateWaits);
+  updates.register();
 };
 const latest = setTimeout(() => { registerWorker(); }, registerAtLatestMs);
 const stopWaiting = effect(() => {

@@ -13,8 +13,11 @@ const require = createRequire(join(root, "phone/page/package.json"));
 const { default: puppeteer } = await import(require.resolve("puppeteer-core"));
 
 export const pageFolder = process.env.ORVIK_PAGE ?? join(root, "phone/page/dist");
-/** After which something that has to happen is held not to happen. */
-export const patienceMs = 20_000;
+/**
+ * After which something that has to happen is held not to happen: no measure of the page, and far
+ * more than it needs, for the machine may have compilers to serve at the same time.
+ */
+export const patienceMs = 120_000;
 const build = process.env.ORVIK_BUILD ?? join(root, "build/run");
 const chromiumOptions = [
   "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
@@ -103,8 +106,8 @@ export class Stage {
 
   async startBrowser(name = "chromium", { extraOptions = [], ...options } = {}) {
     const browser = await puppeteer.launch(name === "firefox"
-      ? { browser: "firefox", executablePath: "/usr/bin/firefox-esr", headless: true, ...options }
-      : { executablePath: "/usr/bin/chromium", headless: true, args: [...chromiumOptions, ...extraOptions], ...options });
+      ? { browser: "firefox", executablePath: "/usr/bin/firefox-esr", headless: true, timeout: patienceMs, ...options }
+      : { executablePath: "/usr/bin/chromium", headless: true, timeout: patienceMs, args: [...chromiumOptions, ...extraOptions], ...options });
     this.#browsers.push(browser);
     return browser;
   }

@@ -65,6 +65,9 @@ class SQLiteStoreTest : public testing::Test {
     return answer<bool>(
         [&](auto then) { store->keep(identifier(name), token(owner), alert, then); });
   }
+  bool revoke(char name, char owner) {
+    return answer<bool>([&](auto then) { store->revoke(identifier(name), token(owner), then); });
+  }
   /// Asks until the answer is another than that the store can do nothing.
   bool claimOnceItWorks(char name, char owner) {
     const auto end = std::chrono::steady_clock::now() + 20s;
@@ -144,6 +147,15 @@ TEST_F(SQLiteStoreTest, KeepsOwnersAndTheNewestAlerts) {
   EXPECT_EQ(record.alerts.back().number, first + 21);
   EXPECT_THAT(record.alerts.back().envelope->text(), HasSubstr(std::to_string(first + 21)));
   EXPECT_TRUE(claim('b', 'x')->owner == token('v'));
+  for (const char owner : {'x', 'v', 'v'}) {
+    EXPECT_TRUE(revoke('b', owner));
+    EXPECT_EQ(numbers('b').size(), owner == 'x' ? 1U : 0U);
+  }
+  reopen();
+  EXPECT_TRUE(claim('b', 'v')->owner == TokenHash::ofNoToken());
+  EXPECT_FALSE(keep('b', 'v', first + 6));
+  EXPECT_TRUE(revoke('d', 'v'));
+  EXPECT_TRUE(claim('d', 'v')->owner == TokenHash::ofNoToken()) << "of a store that was lost";
 
   clock->unix = clock->unix.load() + 24h - 1s;
   EXPECT_EQ(numbers('a').size(), 20U);

@@ -38,6 +38,11 @@ class ShakyStore final : public RecordStore {
     }
     answer(then, isSafe);
   }
+  void revoke(const Identifier& identifier, const TokenHash& owner,
+              std::function<void(bool isRevoked)> then) override {
+    fails() ? answer(then, false)
+            : inner.revoke(identifier, owner, [&](bool isRevoked) { answer(then, isRevoked); });
+  }
   void markTaken(const Identifier& identifier, std::uint64_t number) override {
     if (!fails()) {
       inner.markTaken(identifier, number);
@@ -232,7 +237,9 @@ TEST(Switchboard, NumbersAlertsAndSaysWhatIsSafe) {
   Stage(limits, true).plays("phones count alerts");
   limits.keptAlertsPerMac = 20;
   limits.waitingMessages = 2;
-  for (const char* heading : {"nothing is safe before the store says so", "the store fails"}) {
+  limits.revocations = 1;
+  for (const char* heading :
+       {"nothing is safe before the store says so", "the store fails", "a pairing is revoked"}) {
     Stage(limits, true).plays(heading);
   }
 }

@@ -14,46 +14,55 @@ const askEveryMs = 3_600_000;
 const switchedKey = "orvik switched";
 
 export interface Updates {
+  /** Registers the worker, which fetches the whole page once more. Once; later calls do nothing. */
+  register(): void;
   /** Switches to the version that waits, now. */
   switch(): void;
 }
 
 /**
- * Registers the worker, and switches to a new version on a tap or while nobody looks, at most once
- * for each version. Never while somebody looks on: an old page must not run over new files.
+ * Switches to a new version on a tap or while nobody looks, at most once for each version. Never
+ * while somebody looks on: an old page must not run over new files. To be called before anything is
+ * waited for: a page may be hidden, or another tab may switch, as soon as it runs.
  */
 export function watchUpdates(version: string, tellWaiting: (waits: boolean) => void): Updates {
   const container = navigator.serviceWorker as ServiceWorkerContainer | undefined;
-  if (container === undefined) return { switch() { location.reload(); } };
+  if (container === undefined) return { register: () => undefined, switch() { location.reload(); } };
   const wasControlled = container.controller !== null;
+  let isAsked = false;
   let registration: ServiceWorkerRegistration | undefined;
   let askedAtMs = Date.now();
 
   let isTapped = false;
+  /** Another tab has switched. Somebody looks at this one, whose own parts are still kept. */
   let mustReload = false;
 
   const waiting = () => registration?.waiting ?? undefined;
-  const switchNow = () => { waiting()?.postMessage({ type: "switch" }); };
   function reload(): void {
     remember(switchedKey, version);
     location.reload();
+  }
+  function switchNow(): void {
+    if (mustReload) reload();
+    else waiting()?.postMessage({ type: "switch" });
+  }
+  function look(): void {
+    tellWaiting(wasControlled && (mustReload || waiting() !== undefined));
+    if (document.visibilityState === "hidden" && remembered(switchedKey) !== version) switchNow();
   }
 
   container.addEventListener("controllerchange", () => {
     // The first worker takes over a page of its own version; there is nothing to load anew.
     if (!wasControlled || remembered(switchedKey) === version) return;
-    // Another tab may have switched: somebody looks at this one, whose own parts are still kept.
-    if (isTapped || document.visibilityState === "hidden") reload();
-    else mustReload = true;
+    mustReload = true;
+    if (isTapped) reload();
+    else look();
   });
   document.addEventListener("visibilitychange", () => {
-    if (document.visibilityState === "hidden") {
-      if (mustReload) reload();
-      else if (remembered(switchedKey) !== version) switchNow();
-    } else if (Date.now() - askedAtMs > askEveryMs) {
-      askedAtMs = Date.now();
-      registration?.update().catch(() => undefined);
-    }
+    look();
+    if (document.visibilityState === "hidden" || Date.now() - askedAtMs <= askEveryMs) return;
+    askedAtMs = Date.now();
+    registration?.update().catch(() => undefined);
   });
 
   async function register(): Promise<void> {
@@ -66,23 +75,25 @@ export function watchUpdates(version: string, tellWaiting: (waits: boolean) => v
     const address = policy?.createScriptURL(workerAddress) ?? workerAddress;
     registration = await container?.register(address, { scope: "/orvik/", updateViaCache: "none" });
     if (registration === undefined) return;
-    const tell = () => { tellWaiting(wasControlled && waiting() !== undefined); };
-    registration.addEventListener("updatefound", () => {
-      registration?.installing?.addEventListener("statechange", tell);
-    });
-    tell();
+    const watch = () => { registration?.installing?.addEventListener("statechange", look); };
+    registration.addEventListener("updatefound", watch);
+    watch();
+    look();
     // What this page has used already came before the worker did.
     const used = performance.getEntriesByType("resource").map((entry) => entry.name);
-    (await container?.ready)?.active?.postMessage({ type: "running", used });
+    (await container?.ready)?.active?.postMessage({ type: "running", version, used });
   }
 
-  // Private windows and some settings have no workers: the page works without.
-  register().catch(() => undefined);
   return {
+    register() {
+      if (isAsked) return;
+      isAsked = true;
+      // Private windows and some settings have no workers: the page works without.
+      register().catch(() => undefined);
+    },
     switch() {
       isTapped = true;
-      if (mustReload) reload();
-      else switchNow();
+      switchNow();
     },
   };
 }

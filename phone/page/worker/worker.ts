@@ -4,8 +4,9 @@
  */
 const worker = self as unknown as ServiceWorkerGlobalScope;
 
-/** Set by the build: the version; what the first view needs; what is fetched once it has been used. */
+/** Set by the build: the versions of all and of the page; what the first view needs; what is fetched once it has been used. */
 declare const workerVersion: string;
+declare const pageVersion: string;
 declare const firstView: readonly string[];
 declare const laterParts: readonly string[];
 
@@ -24,7 +25,9 @@ worker.addEventListener("message", (event) => {
   if (data.type === "switch") event.waitUntil(worker.skipWaiting());
   if (data.type === "running") {
     const used: readonly unknown[] = "used" in data && Array.isArray(data.used) ? data.used : [];
-    event.waitUntil(Promise.all([clearOthers(), keepLaterParts(used)]));
+    // A page of another version, begun as this one took over, needs what that one kept.
+    const isOwn = "version" in data && data.version === pageVersion;
+    event.waitUntil(Promise.all([isOwn ? clearOthers() : undefined, keepLaterParts(used)]));
   }
 });
 
