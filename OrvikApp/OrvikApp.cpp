@@ -33,7 +33,8 @@ AppModel::Dependencies dependenciesOf(const asio::any_io_executor& executor,
   const auto clock = std::make_shared<SystemClock>();
   return {
       .makeRelayLink = RelayClientLink::ofThisMachine(executor, clock, relay),
-      .pairings = openPairingSource(executor, clock),
+      .pairings =
+          openPairingSource(executor, clock, RelayClientLink::revoking(executor, clock, relay)),
       .loginItem = openLoginItem(),
       .powerEvents = openPowerEvents(),
       .clock = std::make_shared<CoreModelClock>(executor, clock),

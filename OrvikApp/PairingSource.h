@@ -20,8 +20,9 @@ class PairingSource {
 };
 
 /// The keeper of this user's pairing, on the core's thread. `executor` is that thread's and must
-/// outlive the source.
+/// outlive the source. `retire` is called on the main thread.
 [[nodiscard]] std::shared_ptr<PairingSource> openPairingSource(
-    const asio::any_io_executor& executor, const std::shared_ptr<Clock>& clock);
+    const asio::any_io_executor& executor, const std::shared_ptr<Clock>& clock,
+    PairingKeeper::Retire retire);
 
 }  // namespace orvik

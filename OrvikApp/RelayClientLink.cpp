@@ -11,6 +11,7 @@
 
 #include "OrvikApp/CoreThread.h"
 #include "OrvikApp/platform/Icons.h"
+#include "core/client/Revocation.h"
 #include "core/connection/BeastWebSocket.h"
 #include "core/sampling/SystemSampleSource.h"
 #include "core/sampling/ThisMachine.h"
@@ -73,6 +74,20 @@ RelayLinkFactory RelayClientLink::ofThisMachine(const asio::any_io_executor& exe
           RelayClient::Dependencies{executor, clock, sessionWith(clock, relay), alerts});
     };
     return std::make_shared<RelayClientLink>(executor, std::move(makeClient), std::move(onState));
+  };
+}
+
+PairingKeeper::Retire RelayClientLink::revoking(const asio::any_io_executor& executor,
+                                                const std::shared_ptr<Clock>& clock,
+                                                std::shared_ptr<const RelayEndpoint> endpoint) {
+  return [=](const RetiredPairing& retired, std::function<void()> told) {
+    asio::post(executor, [=, relay = *endpoint, told = std::move(told)] {
+      if (!relay.url.empty()) {
+        std::make_shared<Revocation>(executor, clock, sessionWith(clock, relay), relay.url, retired,
+                                     told)
+            ->start();
+      }
+    });
   };
 }
 

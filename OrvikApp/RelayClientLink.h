@@ -5,6 +5,7 @@
 #include "OrvikApp/RelayLink.h"
 #include "core/client/RelayClient.h"
 #include "core/client/RelayEndpoint.h"
+#include "core/pairing/PairingKeeper.h"
 
 namespace orvik {
 
@@ -21,6 +22,11 @@ class RelayClientLink final : public RelayLink,
   /// outlive the links. Each link goes to the relay that `endpoint` holds when it is made. Main
   /// thread only.
   [[nodiscard]] static RelayLinkFactory ofThisMachine(
+      const asio::any_io_executor& executor, const std::shared_ptr<Clock>& clock,
+      std::shared_ptr<const RelayEndpoint> endpoint);
+
+  /// Tells the relay that `endpoint` holds by then that a pairing has been replaced. Main thread.
+  [[nodiscard]] static PairingKeeper::Retire revoking(
       const asio::any_io_executor& executor, const std::shared_ptr<Clock>& clock,
       std::shared_ptr<const RelayEndpoint> endpoint);
 

@@ -20,6 +20,7 @@
 #include "agent/TerminalQR.h"
 #include "core/client/RelayClient.h"
 #include "core/client/RelayEndpoint.h"
+#include "core/client/Revocation.h"
 #include "core/connection/BeastWebSocket.h"
 #include "core/pairing/PairingKeeper.h"
 #include "core/sampling/SystemSampleSource.h"
@@ -147,11 +148,13 @@ class Agent {
         session(std::make_shared<BeastWebSocketSession>(
             clock, ServerTrust{.certificates = relay.trust, .fingerprint = relay.fingerprint})),
         alerts(alertState(line, clock)),
-        keeper(std::make_shared<PairingKeeper>(context.get_executor(), clock,
-                                               PairingStore::ofThisUser(),
-                                               AccountLock::ofThisUser("orvik-agent"),
-                                               [this](const PairingNews& news) { follow(news); })) {
-  }
+        keeper(std::make_shared<PairingKeeper>(
+            context.get_executor(), clock, PairingStore::ofThisUser(),
+            AccountLock::ofThisUser("orvik-agent"),
+            [this](const PairingNews& news) { follow(news); },
+            [this](const RetiredPairing& old, std::function<void()> told) {
+              revoke(old, std::move(told));
+            })) {}
 
   /// Until a signal ends it. Throws what it ended of.
   void run() {
@@ -245,6 +248,12 @@ class Agent {
     if (line.emitAlert) {
       asio::co_spawn(context, emitAlerts(client, clock, *line.emitAlert), asio::detached);
     }
+  }
+
+  void revoke(const RetiredPairing& old, std::function<void()> told) {
+    std::make_shared<Revocation>(context.get_executor(), clock, session, relay.url, old,
+                                 std::move(told))
+        ->start();
   }
 
   void report(int number, const RelayState& state) {

@@ -179,12 +179,13 @@ std::string Pairing::topic(std::string_view kind) const {
   return base64URL(name);
 }
 
-SecretText Pairing::authMessage() const {
-  const SymmetricKey key = authKey();
+SecretText Pairing::authMessage() const { return orvik::authMessage(authKey()); }
+
+SecretText authMessage(const SymmetricKey& authKey) {
   std::string message;
   message.reserve(64);
   message += R"({"auth":")";
-  appendBase64URL(key.data(), message);
+  appendBase64URL(authKey.data(), message);
   message += R"("})";
   return SecretText(std::move(message));
 }

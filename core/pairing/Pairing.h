@@ -39,7 +39,7 @@ class Pairing {
   /// characters of base64url.
   [[nodiscard]] std::string topic(std::string_view kind) const;
 
-  /// The first message to a relay: {"auth":TOKEN} with authKey in base64url.
+  /// The first message to a relay, with authKey.
   [[nodiscard]] SecretText authMessage() const;
 
   /// The link that a phone scans. Everything secret stands behind the "#" and never reaches the
@@ -55,6 +55,9 @@ class Pairing {
   std::array<std::uint8_t, macIdSize> id{};
   SecretBytes<secretSize> shared;
 };
+
+/// The first message to a relay: {"auth":TOKEN} with the key in base64url.
+[[nodiscard]] SecretText authMessage(const SymmetricKey& authKey);
 
 /// Fills memory from the system's cryptographically secure generator. A generator that fails stops
 /// the program.

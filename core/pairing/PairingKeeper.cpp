@@ -36,12 +36,13 @@ struct PairingKeeper::Seen {
 
 PairingKeeper::PairingKeeper(asio::any_io_executor givenExecutor, std::shared_ptr<Clock> givenClock,
                              std::shared_ptr<PairingStore> store, std::shared_ptr<AccountLock> lock,
-                             Report report)
+                             Report report, Retire retire)
     : executor(std::move(givenExecutor)),
       clock(std::move(givenClock)),
       store(std::move(store)),
       lock(std::move(lock)),
       onChange(std::move(report)),
+      onRetired(std::move(retire)),
       work(clock),
       asking(clock),
       lockWaiting(clock),
@@ -76,6 +77,12 @@ void PairingKeeper::unlock() {
   });
 }
 
+void PairingKeeper::wasTold(const RetiredPairing& retired) {
+  asio::post(executor, [self = shared_from_this(), retired] {
+    asio::co_spawn(self->executor, self->forget(retired), [self](const std::exception_ptr&) {});
+  });
+}
+
 asio::awaitable<void> PairingKeeper::run() {
   for (;;) {
     const bool isAsked = std::exchange(wantsLook, false);
@@ -88,9 +95,41 @@ asio::awaitable<void> PairingKeeper::run() {
       co_await look(isAsked);
     }
     report();
+    co_await announceRetired();
     const std::function<bool()> isWanted = [this] { return wantsNew || wantsLook; };
     co_await firstOf(clock->sleepFor(pause()), changed.until(isWanted));
   }
+}
+
+asio::awaitable<void> PairingKeeper::announceRetired() {
+  if (!hasLock || !std::exchange(mayHaveRetired, false)) {
+    co_return;
+  }
+  const std::function<std::vector<RetiredPairing>()> question = [store = store] {
+    return store->retired();
+  };
+  const auto retired = co_await work.run(storeLimit, question);
+  if (retired) {
+    for (const RetiredPairing& one : *retired) {
+      // Nothing may shut out the phones of the present one.
+      const bool isPast = !news.pairing || news.pairing->macId() != one.macId();
+      if (isPast && announced.insert(one.macId()).second) {
+        onRetired(one, [weak = weak_from_this(), one] {
+          if (const auto self = weak.lock()) {
+            self->wasTold(one);
+          }
+        });
+      }
+    }
+  }
+}
+
+asio::awaitable<void> PairingKeeper::forget(RetiredPairing retired) {
+  const std::function<bool()> step = [store = store, retired] {
+    store->forget(retired);
+    return true;
+  };
+  co_await work.run(storeLimit, step);
 }
 
 /// Until the next look, or the next glance at the mark.
@@ -127,6 +166,7 @@ asio::awaitable<void> PairingKeeper::look(bool isAsked) {
   if (!seen->answer) {
     co_return;
   }
+  mayHaveRetired = true;
   if (!seen->counts) {
     news.pairing.reset();
   }
@@ -174,6 +214,7 @@ asio::awaitable<void> PairingKeeper::put(Pairing pairing) {
     return store->replace(pairing);
   };
   const auto done = co_await work.run(storeLimit, step);
+  mayHaveRetired = true;
   if (!wantsNew) {
     take(pairing, done);
   }
@@ -186,6 +227,7 @@ asio::awaitable<void> PairingKeeper::keep() {
     return store->keep(pairing, former);
   };
   const auto done = co_await work.run(storeLimit, step);
+  mayHaveRetired = true;
   if (wantsNew || !done) {
     co_return;
   }

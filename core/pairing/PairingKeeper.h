@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "core/async/BlockingWork.h"
@@ -57,9 +58,14 @@ class PairingKeeper : public std::enable_shared_from_this<PairingKeeper> {
   /// Told of every change, on the executor.
   using Report = std::function<void(const PairingNews&)>;
 
+  /// Is to tell the relay of a pairing that was replaced: called once for each in a run, on the
+  /// executor, and only while no other program is connected. `told` may be called from any thread:
+  /// the relay knows.
+  using Retire = std::function<void(const RetiredPairing& retired, std::function<void()> told)>;
+
   PairingKeeper(asio::any_io_executor executor, std::shared_ptr<Clock> clock,
                 std::shared_ptr<PairingStore> store, std::shared_ptr<AccountLock> lock,
-                Report report);
+                Report report, Retire retire);
 
   /// Begins. The user is asked once to unlock a keyring that is locked. Owned by a
   /// std::shared_ptr: what it has begun keeps it alive until the executor's context ends.
@@ -81,6 +87,9 @@ class PairingKeeper : public std::enable_shared_from_this<PairingKeeper> {
   asio::awaitable<void> keep();
   asio::awaitable<void> askUser();
   asio::awaitable<void> awaitLock();
+  asio::awaitable<void> announceRetired();
+  void wasTold(const RetiredPairing& retired);
+  asio::awaitable<void> forget(RetiredPairing retired);
   [[nodiscard]] Clock::Duration pause();
   void postpone(std::chrono::seconds longest);
   void report();
@@ -90,6 +99,7 @@ class PairingKeeper : public std::enable_shared_from_this<PairingKeeper> {
   const std::shared_ptr<PairingStore> store;
   const std::shared_ptr<AccountLock> lock;
   const Report onChange;
+  const Retire onRetired;
   BlockingWork work;
   /// The user may take a minute to answer, the other program for ever to end.
   BlockingWork asking;
@@ -99,6 +109,10 @@ class PairingKeeper : public std::enable_shared_from_this<PairingKeeper> {
   /// The mark after the last attempt to put the pairing into its place.
   std::optional<std::string> formerMark;
   std::optional<PairingNews> reported;
+  /// Those that somebody has been told of.
+  std::set<RetiredPairing::Identifier> announced;
+  /// There may be more of them.
+  bool mayHaveRetired = false;
   bool wantsNew = false;
   bool wantsLook = false;
   bool hasLock = false;

@@ -17,6 +17,9 @@ namespace {
 
 constexpr std::size_t storedSize = Pairing::macIdSize + Pairing::secretSize;
 constexpr const char* markKey = "pairing";
+constexpr const char* retiredKey = "retired";
+/// Whoever replaces more of them without ever reaching a relay leaves the oldest phones offline.
+constexpr std::size_t mostRetired = 8;
 /// A keyring that is silent takes a program some 12 s.
 constexpr std::chrono::seconds longestTurn{20};
 constexpr std::chrono::milliseconds betweenAttempts{20};
@@ -139,15 +142,20 @@ PairingStore::Look PairingStore::lookInto(SecretStore& place) {
   }
 }
 
+std::vector<PairingStore::Look> PairingStore::lookIntoAll() const {
+  std::vector<Look> looks;
+  std::ranges::transform(places, std::back_inserter(looks),
+                         [](const auto& place) { return lookInto(*place); });
+  return looks;
+}
+
 PairingStore::Answer PairingStore::load() {
   AccountLock turn(lockFile, "pairing");
   if (!awaitTurn(turn) || !marks->isReadable()) {
     return NotReadable{false};
   }
   const auto mark = readMark();
-  std::vector<Look> looks;
-  std::ranges::transform(places, std::back_inserter(looks),
-                         [](const auto& place) { return lookInto(*place); });
+  const std::vector<Look> looks = lookIntoAll();
   const bool isUnclear = std::ranges::any_of(looks, &Look::isUnclear);
   const auto at = std::ranges::find_if(looks, [&](const Look& look) {
     // Without a mark the better place decides, which may be the one that cannot be read.
@@ -158,6 +166,7 @@ PairingStore::Answer PairingStore::load() {
     // Before anything is removed: a program may have ended between moving it and saying so.
     const std::string place = places[index]->name();
     const bool isMarked = (mark && mark->place == place) || writeMark(*at->pairing, place);
+    retireOthers(*at->pairing, looks);
     return Found{*at->pairing, isMarked && settle(*at->pairing, looks, index)};
   }
   bool isAway = false;
@@ -214,7 +223,8 @@ std::optional<PairingStore::Replaced> PairingStore::keep(
 PairingStore::Replaced PairingStore::replaceNow(const Pairing& fresh) {
   // First of all: whatever happens from here on, no other pairing counts.
   const bool isMarked = writeMark(fresh, "");
-  const bool isUnmarked = !isMarked && !readMark();
+  const bool isUnmarked = !isMarked && marks->isReadable() && !readMark();
+  retireOthers(fresh, lookIntoAll());
   const auto kept =
       std::ranges::find_if(places, [&](const auto& place) { return put(*place, fresh); });
   const bool isKept = kept != places.end() && (isMarked || isUnmarked);
@@ -230,6 +240,57 @@ PairingStore::Replaced PairingStore::replaceNow(const Pairing& fresh) {
     }
   }
   return {.isLasting = isMarked || isGone, .isKept = isKept, .mark = marks->data(markKey)};
+}
+
+/// Before they are removed.
+void PairingStore::retireOthers(const Pairing& counting, const std::vector<Look>& looks) {
+  const std::vector<RetiredPairing> before = retired();
+  std::vector<RetiredPairing> all = before;
+  for (const Look& look : looks) {
+    if (look.pairing && look.pairing != counting &&
+        std::ranges::find(all, look.pairing->macId(), &RetiredPairing::macId) == all.end()) {
+      all.emplace_back(*look.pairing);
+    }
+  }
+  if (all != before) {
+    writeRetired(std::span(all).last(std::min(all.size(), mostRetired)));
+  }
+}
+
+void PairingStore::writeRetired(std::span<const RetiredPairing> retired) {
+  std::string lines;
+  lines.reserve(80 * mostRetired);
+  for (const RetiredPairing& one : retired) {
+    lines += one.text().text();
+    lines += '\n';
+  }
+  const SecretText text(std::move(lines));
+  // Where it cannot be stored the phones stay offline, and nothing else is amiss.
+  static_cast<void>(marks->set(retiredKey, text.text()));
+}
+
+std::vector<RetiredPairing> PairingStore::retired() const {
+  const SecretText stored(marks->data(retiredKey).value_or(""));
+  std::vector<RetiredPairing> found;
+  for (std::string_view rest = stored.text(); !rest.empty();) {
+    const std::string_view line = rest.substr(0, rest.find('\n'));
+    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+    if (const auto one = RetiredPairing::from(line)) {
+      found.push_back(*one);
+    }
+  }
+  return found;
+}
+
+void PairingStore::forget(const RetiredPairing& known) {
+  AccountLock turn(lockFile, "pairing");
+  // Whoever does not get a turn tells the relay once more.
+  if (awaitTurn(turn)) {
+    std::vector<RetiredPairing> rest = retired();
+    if (std::erase(rest, known) > 0) {
+      writeRetired(rest);
+    }
+  }
 }
 
 bool PairingStore::counts(const Pairing& pairing) const {

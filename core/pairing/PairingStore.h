@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "core/pairing/Pairing.h"
+#include "core/pairing/RetiredPairing.h"
 #include "core/system/AccountLock.h"
 #include "core/system/SecretStore.h"
 #include "core/system/UserDefaults.h"
@@ -20,7 +21,7 @@ namespace orvik {
 /// Beside it, in the preferences, stands a mark of the pairing that counts: the SHA-256 of its
 /// identifier, and the place where it was put. Whatever else is found in any place, now or when a
 /// keyring comes back, has been replaced and never counts again. Without a mark, what is found
-/// counts.
+/// counts. What has been replaced is remembered there too, without its secret, until a relay knows.
 ///
 /// Calls may block for some seconds. Not to be used concurrently, except for `unlock`; several
 /// programs may share what is kept.
@@ -80,6 +81,11 @@ class PairingStore {
   /// Whether this pairing still counts, as far as the mark says: quick.
   [[nodiscard]] bool counts(const Pairing& pairing) const;
 
+  /// What has been replaced and not been forgotten since, oldest first.
+  [[nodiscard]] std::vector<RetiredPairing> retired() const;
+  /// A relay knows by now.
+  void forget(const RetiredPairing& known);
+
   /// Has the system ask the user to unlock a place; up to a minute. Whether one has been unlocked.
   bool unlock();
 
@@ -93,7 +99,10 @@ class PairingStore {
   [[nodiscard]] std::optional<Mark> readMark() const;
   bool writeMark(const Pairing& pairing, const std::string& place);
   [[nodiscard]] static Look lookInto(SecretStore& place);
+  [[nodiscard]] std::vector<Look> lookIntoAll() const;
   bool settle(const Pairing& pairing, const std::vector<Look>& looks, std::size_t at);
+  void retireOthers(const Pairing& counting, const std::vector<Look>& looks);
+  void writeRetired(std::span<const RetiredPairing> retired);
 
   const Places places;
   const std::shared_ptr<UserDefaults> marks;

@@ -104,6 +104,7 @@ def test():
     check(read("link") == link, "cancelling changes nothing")
     answer("Return", lambda: read("link") != link, "there is a new link")
     panel.await_status("● Online")
+    phone.ends(signum=None, status=3)
     new_link = read("link")
     await_that(lambda: screen.code() == new_link, "the window shows the new code")
     phone = start_phone(new_link, options)

@@ -180,12 +180,12 @@ def test():
         check(not prompts(), "the prompt closes")
 
     def stays_away(link):
-        """An old phone sees nothing of what a new one sees."""
+        """An old phone sees nothing of what a new one sees, and says that it has been replaced."""
         old, new = start_phone(link, options), start_phone(read("link"), options)
         new.payload()
         new.payload()
         check(old.lines.empty(), "the old phone gets nothing")
-        old.ends()
+        old.ends(signum=None, status=3)
         new.ends()
 
     # A first launch; then the user does without the login item.

@@ -98,9 +98,15 @@ def test():
     phone.ends()
 
     check(link_at_start([*options, "--name", "Zoë’s Mac"]) == link, "the pairing lasts")
+    # A phone that waits for a computer which comes back with another pairing is told.
+    phone = start_phone(link, options)
     renewed = link_at_start([*options, "--new-pairing"])
     check(renewed.split(".")[-3:-1] != [macId, secret], "both values of a new pairing are new")
     check(link_at_start(options) == renewed, "the new pairing lasts")
+    agent = Program("orvik-agent", *options, "--no-link")
+    agent.await_line("online")
+    phone.ends(signum=None, status=3)
+    agent.ends()
     # What can be neither kept nor seen pairs nobody: a service is to try again.
     Program("orvik-agent", *options, "--no-link",
             environment={"XDG_DATA_HOME": "/dev/null"}).ends(signum=None, status=1)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -48,12 +49,16 @@ class MemorySecretStore final : public SecretStore {
   bool remove(const Key& key) override {
     const std::lock_guard guard(lock);
     const auto isMeant = [&](const Item& item) { return isOf(item, key); };
+    if (isOpen() && std::ranges::any_of(items, isMeant)) {
+      beforeChange();
+    }
     return state == State::readable && (std::ranges::none_of(items, isMeant) ||
                                         (isWritable && std::erase_if(items, isMeant) > 0));
   }
   bool add(const Key& key, std::string_view label, ByteView data) override {
     const std::lock_guard guard(lock);
     if (isOpen()) {
+      beforeChange();
       items.push_back({key, std::string(label), Bytes(data.begin(), data.end())});
     }
     return isOpen();
@@ -76,6 +81,8 @@ class MemorySecretStore final : public SecretStore {
   }
 
   std::atomic<State> state = State::readable;
+  /// Called before anything changes, perhaps on another thread; may throw.
+  std::function<void()> beforeChange = [] {};
   /// What can be read can be changed.
   std::atomic<bool> isWritable = true;
   /// Whether the user gives the password.

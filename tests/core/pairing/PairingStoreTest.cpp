@@ -26,16 +26,38 @@ struct MemoryDefaults final : UserDefaults {
     const auto found = values.find(std::string(name));
     return found == values.end() ? std::nullopt : std::optional(found->second);
   }
+  bool isReadable() const override { return !isDamaged; }
   bool set(std::string_view name, std::string_view bytes) override {
-    return isWritable && (values[std::string(name)] = bytes, true);
+    if (isWritable) {
+      beforeChange();
+      values[std::string(name)] = bytes;
+      isDamaged = false;
+    }
+    return isWritable;
   }
+  std::function<void()> beforeChange = [] {};
   std::map<std::string, std::string> values;
   std::atomic<bool> isWritable = true;
+  std::atomic<bool> isDamaged = false;
 };
+
+/// The program ends in the middle of what it does.
+struct Killed {};
 
 /// A keyring and a file, the programs that keep a pairing there, and a user.
 class Account {
  public:
+  Account() {
+    keyring->beforeChange = file->beforeChange =
+        mark->beforeChange = [turn = turn, steps = stepsToLive] {
+          if (*steps) {
+            EXPECT_FALSE(AccountLock(turn, "other").tryTake()) << "another program could interfere";
+            if ((**steps)-- == 0) {
+              throw Killed();
+            }
+          }
+        };
+  }
   ~Account() {
     keepers.clear();
     context.reset();
@@ -106,6 +128,44 @@ class Account {
       note("none");
     }
   }
+  char letterOf(const RetiredPairing& retired) {
+    const auto found = std::ranges::find(pairings, retired.macId(), &Pairing::macId);
+    EXPECT_EQ(retired, RetiredPairing(*found));
+    return static_cast<char>('A' + (found - pairings.begin()));
+  }
+  /// ACTION[; ACTION]: the first is cut short before its first change, its second, and so on; what
+  /// is loaded thereafter, and who would be told that he was replaced.
+  void cut(Text what) {
+    const std::size_t end = std::min(what.find("; "), what.size());
+    const auto restore = [this, inKeyring = keyring->content(), inFile = file->content(),
+                          inMark = mark->values, state = keyring->state.load()] {
+      keyring->setContent(inKeyring);
+      file->setContent(inFile);
+      mark->values = inMark;
+      keyring->state = state;
+    };
+    std::string outcomes;
+    bool isOver = false;
+    for (int steps = 0; !isOver; ++steps) {
+      *stepsToLive = steps;
+      try {
+        perform(what.substr(0, end));
+        isOver = true;
+      } catch (const Killed&) {
+      }
+      stepsToLive->reset();
+      if (end < what.size()) {
+        perform(what.substr(end + 2));
+      }
+      log.clear();
+      load();
+      const auto retired = store->retired();
+      outcomes += (steps == 0 ? "" : ", ") + log +
+                  (retired.empty() ? "" : "-" + std::string(1, letterOf(retired.back())));
+      restore();
+    }
+    log = outcomes;
+  }
   void replace(Text by) {
     const auto done = store->replace(pairing(by));
     note(std::string(done.isKept ? "kept" : "not kept") + (done.isLasting ? "" : ", not lasting"));
@@ -122,13 +182,18 @@ class Account {
                   ? ", waits for " + news.otherProgram.substr(0, news.otherProgram.find(','))
                   : "");
   }
+  std::shared_ptr<PairingStore> newStore() {
+    return std::make_shared<PairingStore>(PairingStore::Places{keyring, file}, mark, turn);
+  }
   void start(Text program) {
     const auto lock = std::make_shared<AccountLock>(folder.path / "lock", program);
-    const auto kept = std::make_shared<PairingStore>(
-        PairingStore::Places{keyring, file}, std::shared_ptr<UserDefaults>(&mark, [](auto*) {}));
-    keepers[program] =
-        std::make_shared<PairingKeeper>(context->get_executor(), clock, kept, lock,
-                                        [this, program](const PairingNews& news) { tell(news); });
+    const auto retire = [this](const RetiredPairing& retired, const std::function<void()>& told) {
+      heard += (heard.empty() ? "" : "; ") + std::string(1, letterOf(retired)) + " is retired";
+      told();
+    };
+    keepers[program] = std::make_shared<PairingKeeper>(
+        context->get_executor(), clock, newStore(), lock,
+        [this](const PairingNews& news) { tell(news); }, retire);
     keepers[program]->start();
   }
   /// Lets time go by, but slowly enough for the threads that work for the keepers.
@@ -152,10 +217,15 @@ class Account {
   const std::map<std::string, std::function<void(Text)>> actions{
       {"keyring", [this](Text what) { set(*keyring, what); }},
       {"file", [this](Text what) { set(*file, what); }},
-      {"preferences", [this](Text what) { mark.isWritable = what == "writable"; }},
+      {"preferences",
+       [this](Text what) {
+         mark->isWritable = what != "full";
+         mark->isDamaged = what == "damaged";
+       }},
       {"user", [this](Text what) { keyring->isOpening = what == "unlocks"; }},
       {"load", [this](Text) { load(); }},
       {"replace", [this](Text by) { replace(by); }},
+      {"cut", [this](Text what) { cut(what); }},
       {"content", [this](Text where) { note(content(place(where))); }},
       {"start", [this](Text program) { start(program); }},
       {"disconnect", [this](Text program) { keepers.at(program)->replace(); }},
@@ -175,21 +245,23 @@ class Account {
   /// News since they were last listened to.
   std::string heard;
   test::TemporaryFolder folder;
+  const std::filesystem::path turn = folder.path / "turn";
+  /// How many changes the program still makes, if it is to be killed.
+  const std::shared_ptr<std::optional<int>> stepsToLive = std::make_shared<std::optional<int>>();
   std::unique_ptr<asio::io_context> context = std::make_unique<asio::io_context>();
   const std::shared_ptr<test::ManualClock> clock = std::make_shared<test::ManualClock>(*context);
   const std::shared_ptr<test::MemorySecretStore> keyring =
       std::make_shared<test::MemorySecretStore>("keyring");
   const std::shared_ptr<test::MemorySecretStore> file =
       std::make_shared<test::MemorySecretStore>("file");
-  MemoryDefaults mark;
-  const std::shared_ptr<PairingStore> store = std::make_shared<PairingStore>(
-      PairingStore::Places{keyring, file}, std::shared_ptr<UserDefaults>(&mark, [](auto*) {}));
+  const std::shared_ptr<MemoryDefaults> mark = std::make_shared<MemoryDefaults>();
+  const std::shared_ptr<PairingStore> store = newStore();
   std::map<std::string, std::shared_ptr<PairingKeeper>> keepers;
   std::vector<Pairing> pairings;
 };
 
 TEST(PairingStore, DoesWhatTheScenariosSay) {
-  EXPECT_EQ(test::expectScenarios<Account>("pairing/places.txt"), 114);
+  EXPECT_EQ(test::expectScenarios<Account>("pairing/places.txt"), 149);
 }
 
 }  // namespace

@@ -1,0 +1,35 @@
+#include "core/pairing/RetiredPairing.h"
+
+#include <algorithm>
+
+#include "core/values/Base64.h"
+
+namespace orvik {
+
+SecretText RetiredPairing::text() const {
+  std::string text;
+  text.reserve(80);
+  appendBase64URL(id, text);
+  text += ' ';
+  appendBase64URL(authKey.data(), text);
+  return SecretText(std::move(text));
+}
+
+std::optional<RetiredPairing> RetiredPairing::from(std::string_view text) {
+  const std::size_t blank = std::min(text.find(' '), text.size());
+  const auto macId = bytesFromBase64URL(text.substr(0, blank));
+  auto key = bytesFromBase64URL(text.substr(std::min(blank + 1, text.size())));
+  RetiredPairing retired;
+  const bool isOne = macId && key && macId->size() == retired.id.size() &&
+                     key->size() == retired.authKey.data().size();
+  if (isOne) {
+    std::ranges::copy(*macId, retired.id.begin());
+    std::ranges::copy(*key, retired.authKey.data().begin());
+  }
+  if (key) {
+    wipe(key->data(), key->size());
+  }
+  return isOne ? std::optional(retired) : std::nullopt;
+}
+
+}  // namespace orvik
