@@ -9,9 +9,9 @@ import sys
 import time
 import urllib.request
 
-from clients import Client
 from programs import TIMEOUT, Program, check, path, run
 from push_service import PushService, Subscription, claims_of
+from websocket_client import Client, connect
 
 MAC, TOKEN = os.urandom(16), os.urandom(32)
 fixtures = sys.argv[2]
@@ -29,12 +29,12 @@ class Relay:
         self.metrics_at = self.program.line().split(" at ")[1]
 
     def mac(self):
-        mac = Client(self.port, "mac", MAC, TOKEN)
+        mac = Client(connect(self.port), "mac", MAC, TOKEN)
         check('{"push":true}' in mac.until('{"active":0,"viewers":0}'), "the computer is told")
         return mac
 
     def phone(self):
-        phone = Client(self.port, "phone", MAC, TOKEN, last=0)
+        phone = Client(connect(self.port), "phone", MAC, TOKEN, last=0)
         phone.until('{"mac":true}')
         return phone
 

@@ -7,8 +7,8 @@ import select
 import signal
 import time
 
-from clients import Client
 from programs import TIMEOUT, Program, check, path, run
+from websocket_client import Client, connect
 
 KILLS = 50
 MACS = 4
@@ -24,7 +24,7 @@ class Mac:
         self.last_number = 0
 
     def connect(self, port):
-        self.client = Client(port, "mac", self.identifier, self.token)
+        self.client = Client(connect(port), "mac", self.identifier, self.token)
         self.first, self.sent = self.said + 1, 0
         check('{"safe":0}' in self.client.until('{"active":0,"viewers":0}'), "the relay keeps alerts")
 
@@ -40,7 +40,7 @@ class Mac:
                 self.safe.add(alert)
 
     def check(self, port):
-        phone = Client(port, "phone", self.identifier, self.token, last=0)
+        phone = Client(connect(port), "phone", self.identifier, self.token, last=0)
         if not self.safe:
             return
         phone.until('{"mac":false}')

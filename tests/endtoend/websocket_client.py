@@ -1,4 +1,4 @@
-"""Clients of a relay without TLS, message by message."""
+"""WebSockets with as little between them and the wire as a test of a relay needs."""
 
 import base64
 import json
@@ -12,28 +12,45 @@ def base64url(data):
     return base64.urlsafe_b64encode(data).rstrip(b"=").decode()
 
 
-class Client:
-    """One WebSocket without TLS."""
+def frame(kind, data):
+    size = bytes([0x80 | len(data)]) if len(data) < 126 else \
+        bytes([0x80 | 126]) + struct.pack(">H", len(data))
+    # A mask of zeros is one, too.
+    return bytes([kind]) + size + bytes(4) + data
 
-    def __init__(self, port, role, identifier, token, **members):
-        self.socket = socket.create_connection(("127.0.0.1", port), timeout=TIMEOUT)
-        self.socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+
+def connect(port, source="127.0.0.1", receive_buffer=None):
+    """A TCP connection from that address."""
+    made = socket.socket()
+    made.settimeout(TIMEOUT)
+    if receive_buffer:
+        made.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, receive_buffer)
+    made.bind((source, 0))
+    made.connect(("127.0.0.1", port))
+    made.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+    return made
+
+
+class Client:
+    """One WebSocket, by itself without TLS, over a connection that may be used already."""
+
+    def __init__(self, connection, role, identifier, token, before=b"", **members):
+        self.socket = connection
         self.bytes = b""
         self.socket.sendall(
-            f"GET /v1/{role}/{base64url(identifier)} HTTP/1.1\r\nHost: localhost\r\n"
+            before + f"GET /v1/{role}/{base64url(identifier)} HTTP/1.1\r\nHost: localhost\r\n"
             "Connection: Upgrade\r\nUpgrade: websocket\r\nSec-WebSocket-Version: 13\r\n"
             "Sec-WebSocket-Key: AAAAAAAAAAAAAAAAAAAAAA==\r\n\r\n".encode())
-        while b"\r\n\r\n" not in self.bytes:
+        while b"\r\n\r\n" not in self.bytes.partition(b"HTTP/1.1 101")[2]:
             check(self.receive(), "the relay answers the upgrade")
-        self.bytes = self.bytes.split(b"\r\n\r\n", 1)[1]
+        self.bytes = self.bytes.partition(b"HTTP/1.1 101")[2].partition(b"\r\n\r\n")[2]
         self.send(json.dumps({"auth": base64url(token), **members}))
 
-    def send(self, text):
-        data = text.encode()
-        size = bytes([0x80 | len(data)]) if len(data) < 126 else \
-            bytes([0x80 | 126]) + struct.pack(">H", len(data))
-        # A mask of zeros is one, too.
-        self.socket.sendall(b"\x81" + size + bytes(4) + data)
+    def send(self, text, piece=None):
+        """A text message, in pieces of so many bytes."""
+        data = frame(0x81, text.encode())
+        for start in range(0, len(data), piece or len(data)):
+            self.socket.sendall(data[start:start + (piece or len(data))])
 
     def receive(self):
         """Takes in what has come; False at the end of the connection."""
