@@ -13,8 +13,8 @@ namespace orvik::relay {
 
 /// One alert for one phone.
 struct Push {
-  std::shared_ptr<const PushedAlert> alert;
-  Subscription to;
+  std::shared_ptr<const PushedAlert> alert{};
+  Subscription to{};
   /// Which of the push services it goes to.
   std::size_t service = 0;
   /// When the alert came.

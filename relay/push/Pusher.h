@@ -13,10 +13,10 @@ namespace orvik::relay {
 struct PushedAlert {
   Identifier mac{};
   std::uint64_t number = 0;
-  SharedText envelope;
+  SharedText envelope{};
   /// The newest with the same one takes the place of those that have not been delivered; empty
   /// where the computer names none.
-  std::string topic;
+  std::string topic{};
   bool isUrgent = true;
 };
 

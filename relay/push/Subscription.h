@@ -14,7 +14,7 @@ struct Subscription {
   using Secret = std::array<std::uint8_t, 16>;
 
   /// An https URL, which also names the subscription.
-  std::string endpoint;
+  std::string endpoint{};
   Key key{};
   Secret secret{};
   /// When the phone has last said it and that was noted, Unix seconds.
