@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "OrvikApp/AppModel.h"
+#include "OrvikApp/StatusMenu.h"
 #include "OrvikApp/Texts.h"
 #include "OrvikApp/platform/Conventions.h"
 #include "OrvikApp/platform/Windows.h"
@@ -22,6 +23,7 @@ AddPhone::AddPhone(AppModel& model, const Texts& texts, Actions actions)
 void AddPhone::begin() {
   isWanted = true;
   hasAsked = false;
+  hasSaid = false;
   if (conventions::hasPairingBoxes() &&
       std::holds_alternative<relayState::Rejected>(model.state())) {
     // The code of a pairing that the relay refuses is of no use.
@@ -39,6 +41,9 @@ void AddPhone::follow() {
   }
   if (model.pairing()) {
     isWanted = false;
+    if (hasSaid) {
+      box.reset();
+    }
     actions.showCode();
   } else if (model.waitsFor() == AppModel::Wait::keyring) {
     if (model.pairingNews().isAsking) {
@@ -48,12 +53,14 @@ void AddPhone::follow() {
     } else {
       model.unlockKeyring();
     }
+  } else if (!std::exchange(hasSaid, true)) {
+    say(StatusMenu::statusLine(model, texts));
   }
 }
 
 void AddPhone::askForNewPairing() {
-  ask(QMessageBox::Question,
-      texts.text("Make a new pairing? Every phone will need to scan the new code."));
+  makeBox(QMessageBox::Question,
+          texts.text("Make a new pairing? Every phone will need to scan the new code."));
   auto* const cancel = box->addButton(texts.text("Cancel"), QMessageBox::RejectRole);
   auto* const make = box->addButton(texts.text("OK"), QMessageBox::AcceptRole);
   box->setDefaultButton(cancel);
@@ -65,6 +72,7 @@ void AddPhone::askForNewPairing() {
       model.disconnectAllPhones();
     }
   });
+  showBox();
 }
 
 void AddPhone::tell() {
@@ -78,17 +86,26 @@ void AddPhone::tell() {
       "The disconnection could not be stored. Restarting may bring the old phones back.");
   const QString unkept =
       texts.text("The pairing could not be saved. It is valid until Orvik quits.");
-  ask(QMessageBox::Warning, isLost ? lost : unkept);
-  box->addButton(texts.text("OK"), QMessageBox::AcceptRole);
+  hasSaid = false;
+  say(isLost ? lost : unkept);
 }
 
-void AddPhone::ask(QMessageBox::Icon icon, const QString& text) {
+void AddPhone::say(const QString& text) {
+  makeBox(QMessageBox::Warning, text);
+  box->addButton(texts.text("OK"), QMessageBox::AcceptRole);
+  showBox();
+}
+
+void AddPhone::makeBox(QMessageBox::Icon icon, const QString& text) {
   box = std::make_unique<QMessageBox>();
   box->setIcon(icon);
   box->setWindowTitle(texts.text("Orvik"));
   box->setText(text);
   box->setAttribute(Qt::WA_QuitOnClose, false);
   box->setWindowModality(Qt::NonModal);
+}
+
+void AddPhone::showBox() {
   box->show();
   bringToFront(box.get());
 }

@@ -29,11 +29,16 @@ class AddPhone : public QObject {
   /// Shows the code, as soon as there is one and by whatever has to be asked before.
   void begin();
 
+  /// Says in a box what the user has to know, in place of an earlier one.
+  void say(const QString& text);
+
  private:
   void follow();
   void tell();
-  /// Brings a question to the front, in place of an earlier one.
-  void ask(QMessageBox::Icon icon, const QString& text);
+  /// In place of an earlier one. Shown when it has its buttons: without any it would make itself
+  /// one.
+  void makeBox(QMessageBox::Icon icon, const QString& text);
+  void showBox();
   void askForNewPairing();
 
   AppModel& model;
@@ -43,6 +48,8 @@ class AddPhone : public QObject {
   bool isWanted = false;
   /// The user has been asked for the keyring since.
   bool hasAsked = false;
+  /// What is waited for has been said since.
+  bool hasSaid = false;
   bool wasKept = true;
   bool wasLasting = true;
   std::unique_ptr<QMessageBox> box;

@@ -3,7 +3,6 @@
 #include <QCursor>
 #include <QEvent>
 #include <QGuiApplication>
-#include <variant>
 
 #include "OrvikApp/AppModel.h"
 #include "OrvikApp/StatusMenu.h"
@@ -14,13 +13,6 @@ namespace orvik {
 namespace {
 
 constexpr double pausedOpacity = 0.35;
-
-/// Why the link is down, where that is known.
-QString reasonOf(const AppModel& model) {
-  const auto* waiting = std::get_if<relayState::Waiting>(&model.state());
-  return waiting == nullptr || model.isPaused() ? QString()
-                                                : QString::fromStdString(waiting->reason);
-}
 
 }  // namespace
 
@@ -68,7 +60,7 @@ void MenuBarIcon::redraw() {
 
 void MenuBarIcon::tellState() {
   QStringList lines{QStringLiteral("Orvik"), menu.statusText()};
-  if (const QString reason = reasonOf(model); !reason.isEmpty()) {
+  if (const QString reason = menu.reasonText(); !reason.isEmpty()) {
     lines += reason;
   }
   const QString toolTip = lines.join(QLatin1Char('\n'));

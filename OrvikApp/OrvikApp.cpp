@@ -102,10 +102,25 @@ OrvikApp::OrvikApp(const RelayEndpoint& present, bool isRelayNew)
 }
 
 void OrvikApp::startedAgain() {
-  // Another process may have stored another relay.
-  if (const auto chosen = RelayEndpoint::present(*RelayEndpoint::preferences());
-      chosen && chosen != *relay) {
-    useRelay(*chosen);
+  // Another process may have stored another relay. The disk may take its time to say so.
+  asio::post(core.executor(), [self = QPointer(this)] {
+    std::optional<RelayEndpoint> chosen;
+    try {
+      chosen = RelayEndpoint::present(*RelayEndpoint::preferences());
+    } catch (
+        const std::invalid_argument&) {  // a developer's variable, which was right at the start
+    }
+    onMainThread([self, chosen] {
+      if (self) {
+        self->takeStored(chosen);
+      }
+    });
+  });
+}
+
+void OrvikApp::takeStored(const std::optional<RelayEndpoint>& stored) {
+  if (stored && *stored != *relay) {
+    useRelay(*stored);
     verifyRelay(true);
   } else if (!relay->url.empty() && !std::holds_alternative<relayState::Online>(model.state())) {
     verifyRelay(false);
@@ -143,8 +158,16 @@ void OrvikApp::verifyRelay(bool isNamed) {
 /// On the core's thread: it takes as long as the disk does. One that cannot be stored is used until
 /// the application ends, and asked for again.
 void OrvikApp::remember(const RelayEndpoint& chosen) {
-  asio::post(core.executor(),
-             [chosen] { static_cast<void>(chosen.remember(*RelayEndpoint::preferences())); });
+  asio::post(core.executor(), [self = QPointer(this), chosen] {
+    if (!chosen.remember(*RelayEndpoint::preferences())) {
+      onMainThread([self] {
+        if (self) {
+          self->addPhone.say(
+              self->texts.text("The relay could not be saved. It is used until Orvik quits."));
+        }
+      });
+    }
+  });
 }
 
 void OrvikApp::check(const RelayEndpoint& endpoint, std::function<void(RelayCheck)> answer) {

@@ -35,6 +35,7 @@ class OrvikApp : public QObject {
   void startedAgain();
 
  private:
+  void takeStored(const std::optional<RelayEndpoint>& stored);
   void trayHostChanged(bool isPresent);
   void showWithoutIcon();
   /// Asks which relay to use; with an address that is to be tried at once.

@@ -75,6 +75,24 @@ QString StatusMenu::statusLine(const AppModel& model, const Texts& texts) {
   return statusLine(model.pausedUntil(), model.state(), texts);
 }
 
+QString StatusMenu::reasonText() const {
+  const auto* waiting = std::get_if<relayState::Waiting>(&model.state());
+  if (waiting == nullptr || model.isPaused() || model.waitsFor() != AppModel::Wait::nothing) {
+    return {};
+  }
+  switch (waiting->kind) {
+    case LinkFailure::unreachable:
+      return texts.text("This relay cannot be reached.");
+    case LinkFailure::insecure:
+      return texts.text("No secure connection to this address is possible.");
+    case LinkFailure::busy:
+      return texts.text("The relay is busy.");
+    case LinkFailure::other:
+      break;
+  }
+  return QString::fromStdString(waiting->reason);
+}
+
 void StatusMenu::addEntries() {
   entries.setTitle(texts.text("Orvik"));
   auto* heading = entries.addAction(texts.text("Orvik"));

@@ -39,6 +39,8 @@ class StatusMenu : public QObject {
 
   /// What the status line says now.
   [[nodiscard]] QString statusText() const { return status.text(); }
+  /// Why the link is down, where that is known; else empty.
+  [[nodiscard]] QString reasonText() const;
 
   /// What the menu says about the link: until when it is paused, else the state.
   [[nodiscard]] static QString statusLine(const std::optional<Clock::UnixTime>& pausedUntil,

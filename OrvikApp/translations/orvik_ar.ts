@@ -222,5 +222,13 @@
         <source>Connected by another program: %@</source>
         <translation>متصل عبر برنامج آخر: ⁨%@⁩</translation>
     </message>
+    <message>
+        <source>The relay is busy.</source>
+        <translation>خادم الترحيل مشغول.</translation>
+    </message>
+    <message>
+        <source>The relay could not be saved. It is used until Orvik quits.</source>
+        <translation>تعذر حفظ خادم الترحيل. سيُستخدم حتى إنهاء Orvik.</translation>
+    </message>
 </context>
 </TS>

@@ -218,5 +218,13 @@
         <source>Connected by another program: %@</source>
         <translation>Durch ein anderes Programm verbunden: %@</translation>
     </message>
+    <message>
+        <source>The relay is busy.</source>
+        <translation>Das Relay ist ausgelastet.</translation>
+    </message>
+    <message>
+        <source>The relay could not be saved. It is used until Orvik quits.</source>
+        <translation>Das Relay konnte nicht gespeichert werden. Es wird verwendet, bis Orvik beendet wird.</translation>
+    </message>
 </context>
 </TS>

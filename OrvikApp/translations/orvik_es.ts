@@ -218,5 +218,13 @@
         <source>Connected by another program: %@</source>
         <translation>Conectado por otro programa: %@</translation>
     </message>
+    <message>
+        <source>The relay is busy.</source>
+        <translation>El servidor de retransmisión está ocupado.</translation>
+    </message>
+    <message>
+        <source>The relay could not be saved. It is used until Orvik quits.</source>
+        <translation>No se pudo guardar el servidor de retransmisión. Se usará hasta que salgas de Orvik.</translation>
+    </message>
 </context>
 </TS>

@@ -218,5 +218,13 @@
         <source>Connected by another program: %@</source>
         <translation>Connecté par un autre programme : %@</translation>
     </message>
+    <message>
+        <source>The relay is busy.</source>
+        <translation>Le relais est occupé.</translation>
+    </message>
+    <message>
+        <source>The relay could not be saved. It is used until Orvik quits.</source>
+        <translation>Le relais n’a pas pu être enregistré. Il est utilisé jusqu’à ce que vous quittiez Orvik.</translation>
+    </message>
 </context>
 </TS>

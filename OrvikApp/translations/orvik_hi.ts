@@ -218,5 +218,13 @@
         <source>Connected by another program: %@</source>
         <translation>किसी दूसरे प्रोग्राम से कनेक्ट है: %@</translation>
     </message>
+    <message>
+        <source>The relay is busy.</source>
+        <translation>रिले व्यस्त है।</translation>
+    </message>
+    <message>
+        <source>The relay could not be saved. It is used until Orvik quits.</source>
+        <translation>रिले सहेजा नहीं जा सका। इसे Orvik के बंद होने तक इस्तेमाल किया जाएगा।</translation>
+    </message>
 </context>
 </TS>

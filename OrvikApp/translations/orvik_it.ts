@@ -218,5 +218,13 @@
         <source>Connected by another program: %@</source>
         <translation>Connesso da un altro programma: %@</translation>
     </message>
+    <message>
+        <source>The relay is busy.</source>
+        <translation>Il relay è occupato.</translation>
+    </message>
+    <message>
+        <source>The relay could not be saved. It is used until Orvik quits.</source>
+        <translation>Impossibile salvare il relay. Viene usato finché non esci da Orvik.</translation>
+    </message>
 </context>
 </TS>

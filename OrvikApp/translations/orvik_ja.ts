@@ -217,5 +217,13 @@
         <source>Connected by another program: %@</source>
         <translation>別のプログラムが接続中：%@</translation>
     </message>
+    <message>
+        <source>The relay is busy.</source>
+        <translation>中継サーバーが混み合っています。</translation>
+    </message>
+    <message>
+        <source>The relay could not be saved. It is used until Orvik quits.</source>
+        <translation>中継サーバーを保存できませんでした。Orvikを終了するまで使用されます。</translation>
+    </message>
 </context>
 </TS>

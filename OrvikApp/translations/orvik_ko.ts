@@ -217,5 +217,13 @@
         <source>Connected by another program: %@</source>
         <translation>다른 프로그램이 연결됨: %@</translation>
     </message>
+    <message>
+        <source>The relay is busy.</source>
+        <translation>중계 서버에 접속이 많습니다.</translation>
+    </message>
+    <message>
+        <source>The relay could not be saved. It is used until Orvik quits.</source>
+        <translation>중계 서버를 저장하지 못했습니다. Orvik을 종료할 때까지만 사용됩니다.</translation>
+    </message>
 </context>
 </TS>

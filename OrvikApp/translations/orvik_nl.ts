@@ -218,5 +218,13 @@
         <source>Connected by another program: %@</source>
         <translation>Verbonden door een ander programma: %@</translation>
     </message>
+    <message>
+        <source>The relay is busy.</source>
+        <translation>De relayserver is bezet.</translation>
+    </message>
+    <message>
+        <source>The relay could not be saved. It is used until Orvik quits.</source>
+        <translation>De relayserver kon niet worden bewaard. Hij wordt gebruikt tot je Orvik stopt.</translation>
+    </message>
 </context>
 </TS>

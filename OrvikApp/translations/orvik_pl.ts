@@ -219,5 +219,13 @@
         <source>Connected by another program: %@</source>
         <translation>Połączono przez inny program: %@</translation>
     </message>
+    <message>
+        <source>The relay is busy.</source>
+        <translation>Serwer pośredniczący jest zajęty.</translation>
+    </message>
+    <message>
+        <source>The relay could not be saved. It is used until Orvik quits.</source>
+        <translation>Nie udało się zapisać serwera pośredniczącego. Będzie używany, dopóki Orvik działa.</translation>
+    </message>
 </context>
 </TS>

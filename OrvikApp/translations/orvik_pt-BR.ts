@@ -218,5 +218,13 @@
         <source>Connected by another program: %@</source>
         <translation>Conectado por outro programa: %@</translation>
     </message>
+    <message>
+        <source>The relay is busy.</source>
+        <translation>O servidor de retransmissão está ocupado.</translation>
+    </message>
+    <message>
+        <source>The relay could not be saved. It is used until Orvik quits.</source>
+        <translation>Não foi possível salvar o servidor de retransmissão. Ele será usado até o Orvik ser encerrado.</translation>
+    </message>
 </context>
 </TS>

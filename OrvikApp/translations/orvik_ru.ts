@@ -219,5 +219,13 @@
         <source>Connected by another program: %@</source>
         <translation>Подключено другой программой: %@</translation>
     </message>
+    <message>
+        <source>The relay is busy.</source>
+        <translation>Ретранслятор перегружен.</translation>
+    </message>
+    <message>
+        <source>The relay could not be saved. It is used until Orvik quits.</source>
+        <translation>Не удалось сохранить ретранслятор. Он используется до завершения работы Orvik.</translation>
+    </message>
 </context>
 </TS>

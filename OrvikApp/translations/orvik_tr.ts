@@ -217,5 +217,13 @@
         <source>Connected by another program: %@</source>
         <translation>Başka bir program bağlı: %@</translation>
     </message>
+    <message>
+        <source>The relay is busy.</source>
+        <translation>Aktarma sunucusu meşgul.</translation>
+    </message>
+    <message>
+        <source>The relay could not be saved. It is used until Orvik quits.</source>
+        <translation>Aktarma sunucusu kaydedilemedi. Orvik’ten çıkılana kadar kullanılır.</translation>
+    </message>
 </context>
 </TS>

@@ -219,5 +219,13 @@
         <source>Connected by another program: %@</source>
         <translation>Під’єднано іншою програмою: %@</translation>
     </message>
+    <message>
+        <source>The relay is busy.</source>
+        <translation>Ретранслятор перевантажено.</translation>
+    </message>
+    <message>
+        <source>The relay could not be saved. It is used until Orvik quits.</source>
+        <translation>Не вдалося зберегти ретранслятор. Він використовується до завершення роботи Orvik.</translation>
+    </message>
 </context>
 </TS>

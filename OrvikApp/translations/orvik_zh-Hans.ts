@@ -217,5 +217,13 @@
         <source>Connected by another program: %@</source>
         <translation>已由其他程序连接：%@</translation>
     </message>
+    <message>
+        <source>The relay is busy.</source>
+        <translation>中继服务器繁忙。</translation>
+    </message>
+    <message>
+        <source>The relay could not be saved. It is used until Orvik quits.</source>
+        <translation>无法保存中继服务器。退出 Orvik 前将继续使用。</translation>
+    </message>
 </context>
 </TS>

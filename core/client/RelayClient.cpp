@@ -128,7 +128,7 @@ void RelayClient::connecting() {
 }
 
 void RelayClient::waiting(std::chrono::seconds wait, const PersistentConnection::Ending& ending) {
-  onState(relayState::Waiting{wait.count(), ending.reason()});
+  onState(relayState::Waiting{wait.count(), ending.reason(), ending.kind()});
 }
 
 asio::awaitable<void> RelayClient::talk(Link link) {

@@ -4,6 +4,8 @@
 #include <string>
 #include <variant>
 
+#include "core/connection/LinkFailure.h"
+
 namespace orvik {
 
 /// What the user is told about the link to the relay.
@@ -18,6 +20,7 @@ struct Waiting {
   std::int64_t retryIn;
   /// Why it ended, in the words of whoever ended it: a relay, a library, the system.
   std::string reason = {};
+  LinkFailure kind = LinkFailure::unreachable;
   bool operator==(const Waiting&) const = default;
 };
 /// An attempt is under way.

@@ -1,6 +1,7 @@
 #include "core/connection/PersistentConnection.h"
 
 #include <boost/asio/error.hpp>
+#include <boost/asio/ssl/error.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <boost/system/system_error.hpp>
 
@@ -16,6 +17,9 @@ namespace {
 
 /// How long a goodbye waits for the relay's answer.
 constexpr std::chrono::seconds farewellLimit{2};
+
+/// RFC 6455, registered by IANA: the relay is overloaded, or has held this side for too long.
+constexpr std::uint16_t tryAgainLater = 1013;
 
 /// From 0 to 1.
 double chance() {
@@ -120,8 +124,6 @@ asio::awaitable<void> PersistentConnection::failWhenSilent(std::shared_ptr<Link>
 }
 
 std::string PersistentConnection::Ending::reason() const {
-  // RFC 6455, registered by IANA: the relay is overloaded, or has held this side for too long.
-  constexpr std::uint16_t tryAgainLater = 1013;
   if (closeCode == tryAgainLater) {
     return "the relay asks to come back later";
   }
@@ -138,6 +140,25 @@ std::string PersistentConnection::Ending::reason() const {
   } catch (const std::exception& error) {
     return error.what();
   }
+}
+
+LinkFailure PersistentConnection::Ending::kind() const {
+  if (closeCode) {
+    return *closeCode == tryAgainLater                 ? LinkFailure::busy
+           : *closeCode == orvik::closeCode::goingAway ? LinkFailure::unreachable
+                                                       : LinkFailure::other;
+  }
+  try {
+    if (failure) {
+      std::rethrow_exception(failure);
+    }
+  } catch (const boost::system::system_error& error) {
+    return error.code().category() == asio::error::get_ssl_category() ? LinkFailure::insecure
+                                                                      : LinkFailure::unreachable;
+  } catch (const std::exception&) {
+    return LinkFailure::other;
+  }
+  return LinkFailure::unreachable;
 }
 
 asio::awaitable<void> PersistentConnection::close() {

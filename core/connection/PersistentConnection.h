@@ -11,6 +11,7 @@
 #include "core/async/Clock.h"
 #include "core/connection/CloseWatcher.h"
 #include "core/connection/DeadLinkWatch.h"
+#include "core/connection/LinkFailure.h"
 #include "core/connection/WebSocketTask.h"
 
 namespace orvik {
@@ -52,6 +53,8 @@ class PersistentConnection {
     /// Why, as a few words without a full stop. A library's or the system's own may be foreign
     /// text.
     [[nodiscard]] std::string reason() const;
+    /// The same for a user who does not read that.
+    [[nodiscard]] LinkFailure kind() const;
   };
 
   /// Whoever talks over the connection. Called on the connection's executor.

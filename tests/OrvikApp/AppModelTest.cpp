@@ -2,17 +2,20 @@
 
 #include <gtest/gtest.h>
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QEvent>
 #include <QTimer>
 #include <csignal>
 #include <map>
 
+#include "OrvikApp/AddPhone.h"
 #include "OrvikApp/AppModel.h"
 #include "OrvikApp/CoreModelClock.h"
 #include "OrvikApp/CoreThread.h"
 #include "OrvikApp/QuitRequests.h"
 #include "OrvikApp/TerminationSignals.h"
+#include "OrvikApp/Texts.h"
 #include "tests/support/EventLoop.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/Scenarios.h"
@@ -125,8 +128,12 @@ class Desktop final : public LoginItem, public PowerEvents, public PairingSource
   void hear(Text what) {
     PairingNews news;
     news.replacements = what.ends_with("late") ? 0 : replacements;
-    if (what == "locked") {
+    if (what == "locked" || what == "asking") {
       news.waitsFor = PairingNews::WaitsFor::keyring;
+      news.isAsking = what == "asking";
+    } else if (what == "elsewhere") {
+      news.waitsFor = PairingNews::WaitsFor::otherProgram;
+      news.otherProgram = "agent, process 1";
     } else if (what != "none") {
       while (pairings.size() <= static_cast<std::size_t>(what[0] - 'A')) {
         pairings.push_back(Pairing::generate());
@@ -141,6 +148,30 @@ class Desktop final : public LoginItem, public PowerEvents, public PairingSource
     tellNews(news);
     if (model && model->isFirstLaunch()) {
       note("first launch");
+    }
+  }
+  void addPhone() {
+    if (!adding) {
+      adding = std::make_unique<AddPhone>(
+          *model, texts,
+          AddPhone::Actions{.showCode = [this] { note("code"); },
+                            .chooseRelay = [this] { note("asks for the relay"); }});
+    }
+    adding->begin();
+  }
+  /// What stands before the user; with the text of a button, that is pressed.
+  void lookAtBox(Text button) {
+    for (QWidget* const widget : QApplication::topLevelWidgets()) {
+      auto* const box = qobject_cast<QMessageBox*>(widget);
+      if (box == nullptr || !box->isVisible()) {
+        continue;
+      }
+      note(button.empty() ? box->text().toStdString() : "presses " + button);
+      for (QAbstractButton* const one : box->buttons()) {
+        if (one->text().toStdString() == button) {
+          return one->click();
+        }
+      }
     }
   }
   void sleep() {
@@ -188,7 +219,13 @@ class Desktop final : public LoginItem, public PowerEvents, public PairingSource
                                                {"requiresApproval", Status::requiresApproval}};
   const std::map<std::string, std::function<void(Text)>> actions{
       {"launch", [this](Text) { launch(); }},
-      {"close", [this](Text) { model.reset(); }},
+      {"close",
+       [this](Text) {
+         adding.reset();
+         model.reset();
+       }},
+      {"add-phone", [this](Text) { addPhone(); }},
+      {"box", [this](Text button) { lookAtBox(button); }},
       {"after",
        [this](Text minutes) {
          clock->advance(std::chrono::round<std::chrono::milliseconds>(
@@ -257,11 +294,13 @@ class Desktop final : public LoginItem, public PowerEvents, public PairingSource
   std::unique_ptr<QuitRequests> requests = quitRequests({1h, 1ms});
   int signals = 0;
   std::unique_ptr<CoreThread> thread;
+  const Texts texts{QStringLiteral("en")};
   std::unique_ptr<AppModel> model;
+  std::unique_ptr<AddPhone> adding;
 };
 
 TEST(AppModel, DoesWhatTheScenariosSay) {
-  EXPECT_EQ(test::expectScenarios<Desktop>("app/scenarios.txt"), 147);
+  EXPECT_EQ(test::expectScenarios<Desktop>("app/scenarios.txt"), 168);
 }
 
 }  // namespace

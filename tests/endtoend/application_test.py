@@ -140,7 +140,7 @@ def test():
     lonely_screen.await_window()
     await_that(lonely_screen.code, "now somebody has")
     tip = lonely_panel.item("ToolTip")[2]
-    check(tip == "Orvik\nOffline – reconnecting…\nConnection refused", f"the icon says {tip}")
+    check(tip == "Orvik\nOffline – reconnecting…\nThis relay cannot be reached.", f"the icon says {tip}")
     lonely.ends(signal.SIGTERM)
     screen.await_window()
     screen.press("ctrl+q", lambda: application.process.poll() is not None, "Ctrl-Q quits")

@@ -17,9 +17,9 @@ struct Size {
 constexpr std::array sizes{Size{16, 16}, Size{22, 22}, Size{24, 24}, Size{32, 16},
                            Size{44, 22}, Size{48, 24}, Size{64, 16}};
 
-/// For a panel whose colours nobody knows: some 3 : 1 on light and on dark. One that knows the
+/// For a panel whose colours nobody knows: 4.5 : 1 on white and on black alike. One that knows the
 /// symbol by its name colours it itself.
-constexpr QRgb neutral = 0xFF909090;
+constexpr QRgb neutral = 0xFF767676;
 
 QPixmap drawn(QSvgRenderer& drawing, int size, double opacity) {
   QPixmap picture(size, size);

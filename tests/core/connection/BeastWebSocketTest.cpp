@@ -118,6 +118,8 @@ TEST_F(RealLink, ConnectingIsBoundedAndCanBeStopped) {
   }
 }
 
+const Waiting refusal{.retryIn = 1, .kind = LinkFailure::insecure};
+
 TEST_F(RealLink, TrustAndNameAreBothVerified) {
   std::atomic<int> reached = 0;
   const auto script = [&](TestRelay::Connection& connection) {
@@ -142,7 +144,7 @@ TEST_F(RealLink, TrustAndNameAreBothVerified) {
         url.replace(url.find("localhost"), 9, "127.0.0.1");
       }
       start(url, trusted);
-      waitForState(isAccepted ? RelayState(Online{0}) : RelayState(Waiting{1}));
+      waitForState(isAccepted ? RelayState(Online{0}) : RelayState(refusal));
       EXPECT_EQ(reached > 0, isAccepted);
       stop(isAccepted ? 2s : 0s);
     }
@@ -162,14 +164,14 @@ TEST_F(RealLink, ACertificateIsTrustedByItsOwnFingerprint) {
   const TestRelay another(script, {.certificate = "localhost"});
   std::string refused;
   start(relay.url(), ServerTrust{.onRefused = [&](const std::string& told) { refused = told; }});
-  waitForState(Waiting{1});
+  waitForState(refusal);
   stop();
   ASSERT_EQ(refused.size(), 95U);
   start(relay.url(), ServerTrust{.fingerprint = refused});
   waitForState(Online{0});
   stop();
   start(another.url(), ServerTrust{.fingerprint = refused});
-  waitForState(Waiting{1});
+  waitForState(refusal);
   stop();
 }
 
