@@ -31,6 +31,8 @@ endif()
 find_package(ZLIB REQUIRED)
 if(NOT ORVIK_CORE_ONLY)
   find_package(CLI11 REQUIRED)
+  # The relay asks push services.
+  find_package(CURL 7.87 REQUIRED)
   # What the relay keeps.
   find_package(SQLite3 3.37 REQUIRED)
   pkg_check_modules(QRENCODE REQUIRED IMPORTED_TARGET libqrencode)

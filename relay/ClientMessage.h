@@ -2,9 +2,11 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "relay/TokenHash.h"
+#include "relay/push/Subscription.h"
 
 namespace orvik::relay {
 
@@ -21,8 +23,34 @@ struct Authentication {
 /// The value of {"active":true|false}. Nothing when the text is anything else.
 [[nodiscard]] std::optional<bool> activeIn(std::string_view message);
 
-/// Whether the text is an envelope that says it has an alert in it. The
-/// envelope itself stays closed.
+/// What {"subscribe":{…}} says.
+struct Subscribe {
+  /// Nothing when it is no subscription: no https URL of at most so many bytes, no point of the
+  /// curve, a secret of another length.
+  std::optional<Subscription> subscription;
+  /// The endpoint that it takes the place of; empty where there is none.
+  std::string replaces;
+
+  /// Nothing when the text is anything else.
+  [[nodiscard]] static std::optional<Subscribe> in(std::string_view message,
+                                                   std::size_t longestEndpoint);
+};
+
+/// The endpoint of {"unsubscribe":"…"}. Nothing when the text is anything else.
+[[nodiscard]] std::optional<std::string> unsubscribeIn(std::string_view message);
+
+/// What {"next":{…}} says of the alert in the next envelope, which itself stays closed.
+struct AlertMark {
+  /// The same for alerts that take each other's place; empty where the computer does not say.
+  std::string topic;
+  bool isUrgent = true;
+
+  /// Nothing when the text is anything else; a member that is not as it should be counts as absent.
+  [[nodiscard]] static std::optional<AlertMark> in(std::string_view message);
+};
+
+/// Whether the text is an envelope that says it has an alert in it. The envelope itself stays
+/// closed.
 [[nodiscard]] bool isAlert(std::string_view message);
 
 /// Whether the text is {"revoked":true}.

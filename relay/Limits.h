@@ -82,6 +82,29 @@ struct Limits {
   /// How old an alert that no phone has got may be for a phone that does not count.
   Clock::Duration untakenAlertTime = std::chrono::hours(1);
 
+  /// Phones of one Mac that want alerts pushed: as many as may be connected. Push services make
+  /// URLs of some hundred bytes, and 1024 at most.
+  std::size_t subscriptionsPerMac = 16;
+  std::size_t endpointBytes = kibibyte;
+  /// A phone says it at each connection, which is noted again after a day.
+  Clock::Duration subscriptionTime = std::chrono::days(180);
+  Clock::Duration subscriptionRenewal = std::chrono::days(1);
+  /// Alerts of one Mac that are pushed: a flood of them is no business of the push services. Mains
+  /// power that comes and goes makes two a minute at most.
+  Rate pushes{1.0 / 30, 60};
+  /// Of one push service: requests at once, and pushes that wait for it or for another attempt.
+  std::size_t pushesUnderWay = 16;
+  std::size_t pushesWaiting = 4096;
+  /// For a push service to answer, and what is read of its answer.
+  Clock::Duration pushTime = std::chrono::seconds(10);
+  std::size_t pushAnswerBytes = 4 * kibibyte;
+  std::size_t pushHeaderBytes = 16 * kibibyte;
+  /// Attempts, the time before the second, and how old an alert may be for another: a phone that
+  /// hears of it later sees it when it connects.
+  int pushAttempts = 5;
+  Clock::Duration pushRetry = std::chrono::seconds(2);
+  Clock::Duration pushAge = std::chrono::hours(1);
+
   /// Without a file to keep them in: identifiers with a known owner, about 20 MB, and all alerts
   /// together in less memory than that.
   std::size_t records = 100'000;

@@ -16,8 +16,8 @@ struct MachineLimits {
   [[nodiscard]] static MachineLimits ask();
 
   /// Descriptors for what is no client's connection: standard streams, listeners, the loops' own,
-  /// the store's files, connections for monitoring.
-  static constexpr std::size_t otherDescriptors = 128;
+  /// the store's files, connections for monitoring and to push services.
+  static constexpr std::size_t otherDescriptors = 192;
   /// How many connections it holds: one descriptor each, and in a half of the memory 20 KiB for
   /// an idle one over TLS.
   [[nodiscard]] std::size_t connections() const;

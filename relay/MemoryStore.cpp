@@ -13,6 +13,9 @@ std::size_t memoryOf(const Record& record) {
     // With what the allocator and the places in lists add.
     bytes += alert.envelope->size() + 100;
   }
+  for (const Subscription& subscription : record.subscriptions) {
+    bytes += sizeof subscription + subscription.endpoint.size();
+  }
   return bytes;
 }
 
@@ -51,12 +54,12 @@ void MemoryStore::keep(const Identifier& identifier, const TokenHash& owner, Kep
     Record& record = claimed(identifier, owner).record;
     if (record.owner == owner && bytes + alert.envelope->size() <= limits.keptBytes) {
       record.lastNumber = std::max(record.lastNumber, alert.number);
-      bytes -= memoryOf(record);
-      // One that is tried again may be older than others.
-      const auto place =
-          std::ranges::lower_bound(record.alerts, alert.number, {}, &KeptAlert::number);
-      record.alerts.insert(place, std::move(alert));
-      bytes += memoryOf(record);
+      change(record, [&] {
+        // One that is tried again may be older than others.
+        const auto place =
+            std::ranges::lower_bound(record.alerts, alert.number, {}, &KeptAlert::number);
+        record.alerts.insert(place, std::move(alert));
+      });
       trim(record);
     }
   }
@@ -68,9 +71,11 @@ void MemoryStore::revoke(const Identifier& identifier, const TokenHash& owner,
   {
     const std::lock_guard guard(mutex);
     if (Record& record = claimed(identifier, owner).record; record.owner == owner) {
-      bytes -= memoryOf(record);
       record.owner = TokenHash::ofNoToken();
-      record.alerts.clear();
+      change(record, [&] {
+        record.alerts.clear();
+        record.subscriptions.clear();
+      });
     }
   }
   then(true);
@@ -81,6 +86,43 @@ void MemoryStore::markTaken(const Identifier& identifier, std::uint64_t number) 
   if (const auto entry = entries.find(identifier); entry != entries.end()) {
     entry->second.record.takenNumber = std::max(entry->second.record.takenNumber, number);
   }
+}
+
+void MemoryStore::subscribe(const Identifier& identifier, const TokenHash& owner,
+                            Subscription subscription, std::function<void(bool isKept)> then) {
+  bool isKept = false;
+  {
+    const std::lock_guard guard(mutex);
+    Record& record = claimed(identifier, owner).record;
+    isKept = record.owner == owner && bytes + subscription.endpoint.size() <= limits.keptBytes;
+    if (isKept) {
+      change(record, [&] {
+        std::erase_if(record.subscriptions, [&](const Subscription& each) {
+          return each.endpoint == subscription.endpoint;
+        });
+        record.subscriptions.push_back(std::move(subscription));
+      });
+    }
+  }
+  then(isKept);
+}
+
+void MemoryStore::unsubscribe(const Identifier& identifier, const std::string& endpoint) {
+  const std::lock_guard guard(mutex);
+  if (const auto entry = entries.find(identifier); entry != entries.end()) {
+    Record& record = entry->second.record;
+    change(record, [&] {
+      std::erase_if(record.subscriptions,
+                    [&](const Subscription& each) { return each.endpoint == endpoint; });
+    });
+  }
+}
+
+StoreState MemoryStore::state() const {
+  const std::lock_guard guard(mutex);
+  StoreState state;
+  state.subscriptions = subscriptions;
+  return state;
 }
 
 MemoryStore::Entry* MemoryStore::use(const Identifier& identifier) {
@@ -99,7 +141,10 @@ MemoryStore::Entry& MemoryStore::claimed(const Identifier& identifier, const Tok
   }
   if (entries.size() >= limits.records) {
     const auto oldest = entries.find(byUse.front());
-    bytes -= memoryOf(oldest->second.record);
+    change(oldest->second.record, [&] {
+      oldest->second.record.alerts.clear();
+      oldest->second.record.subscriptions.clear();
+    });
     entries.erase(oldest);
     byUse.pop_front();
   }
@@ -109,9 +154,16 @@ MemoryStore::Entry& MemoryStore::claimed(const Identifier& identifier, const Tok
 }
 
 void MemoryStore::trim(Record& record) {
+  change(record, [&] { record.trim(limits, epochSeconds(clock->unixNow())); });
+}
+
+template <typename Change>
+void MemoryStore::change(Record& record, Change change) {
   bytes -= memoryOf(record);
-  record.trim(limits, epochSeconds(clock->unixNow()));
+  subscriptions -= record.subscriptions.size();
+  change();
   bytes += memoryOf(record);
+  subscriptions += record.subscriptions.size();
 }
 
 }  // namespace orvik::relay

@@ -26,8 +26,11 @@ class MemoryStore final : public RecordStore {
   void revoke(const Identifier& identifier, const TokenHash& owner,
               std::function<void(bool isRevoked)> then) override;
   void markTaken(const Identifier& identifier, std::uint64_t number) override;
+  void subscribe(const Identifier& identifier, const TokenHash& owner, Subscription subscription,
+                 std::function<void(bool isKept)> then) override;
+  void unsubscribe(const Identifier& identifier, const std::string& endpoint) override;
   [[nodiscard]] bool isDurable() const noexcept override { return false; }
-  [[nodiscard]] StoreState state() const override { return {}; }
+  [[nodiscard]] StoreState state() const override;
 
  private:
   struct Entry {
@@ -39,16 +42,20 @@ class MemoryStore final : public RecordStore {
   /// The entry, trimmed and now the latest used; null when there is none.
   Entry* use(const Identifier& identifier);
   Entry& claimed(const Identifier& identifier, const TokenHash& token);
+  /// Changes the record by `change`, and counts what it takes before and after.
+  template <typename Change>
+  void change(Record& record, Change change);
   void trim(Record& record);
 
   const Limits& limits;
   const std::shared_ptr<Clock> clock;
   const std::uint64_t first;
-  std::mutex mutex;
+  mutable std::mutex mutex;
   std::map<Identifier, Entry> entries;
   /// The longest unused one first.
   std::list<Identifier> byUse;
   std::size_t bytes = 0;
+  std::uint64_t subscriptions = 0;
 };
 
 }  // namespace orvik::relay

@@ -20,10 +20,13 @@ void append(std::string& text, std::string_view name, std::string_view help, std
   text.append(prefix).append(name).append(" ").append(std::to_string(value)).append("\n");
 }
 
-void appendTimes(std::string& text, std::string_view operation, const AnswerTimes& times) {
-  const auto line = [&](std::string_view part, std::string_view bound, const std::string& value) {
-    text.append(prefix).append("store_answer_seconds").append(part).append("{operation=\"");
-    text.append(operation).append("\"").append(bound).append("} ").append(value).append("\n");
+/// One series of a histogram. `labels` are those that tell it from the others of its name.
+void appendTimes(std::string& text, std::string_view name, const std::string& labels,
+                 const AnswerTimes& times) {
+  const auto line = [&](std::string_view part, const std::string& bound, const std::string& value) {
+    const std::string both = labels + (labels.empty() || bound.empty() ? "" : ",") + bound;
+    text.append(prefix).append(name).append(part);
+    text.append(both.empty() ? "" : "{" + both + "}").append(" ").append(value).append("\n");
   };
   std::uint64_t sum = 0;
   for (std::size_t i = 0; i < times.counts.size(); ++i) {
@@ -32,7 +35,7 @@ void appendTimes(std::string& text, std::string_view operation, const AnswerTime
     if (i < AnswerTimes::bounds.size()) {
       bound = std::to_string(AnswerTimes::bounds.at(i));
     }
-    line("_bucket", ",le=\"" + bound + "\"", std::to_string(sum));
+    line("_bucket", "le=\"" + bound + "\"", std::to_string(sum));
   }
   line("_sum", "", std::to_string(times.totalSeconds));
   line("_count", "", std::to_string(sum));
@@ -52,9 +55,30 @@ std::string metricsText(const StoreState& store) {
          "counter", store.damagedFiles);
   appendHead(out, "store_answer_seconds", "From a question to the answer of the store.",
              "histogram");
-  appendTimes(out, "find", store.find);
-  appendTimes(out, "claim", store.claim);
-  appendTimes(out, "keep", store.keep);
+  appendTimes(out, "store_answer_seconds", R"(operation="find")", store.find);
+  appendTimes(out, "store_answer_seconds", R"(operation="claim")", store.claim);
+  appendTimes(out, "store_answer_seconds", R"(operation="keep")", store.keep);
+  append(out, "subscriptions", "Phones that alerts are pushed to.", "gauge", store.subscriptions);
+  return out;
+}
+
+std::string metricsText(const PushState& pushes) {
+  std::string out;
+  append(out, "pushes_total", "Alerts that a push service has taken for a phone.", "counter",
+         pushes.sent);
+  appendHead(out, "push_failures_total", "Alerts that no push service has taken, by cause.",
+             "counter");
+  for (const PushFailureRow& row : pushFailureRows) {
+    out.append(prefix).append("push_failures_total{cause=\"").append(row.label).append("\"} ");
+    out.append(std::to_string(pushes.failures.at(static_cast<std::size_t>(row.failure))));
+    out.append("\n");
+  }
+  append(out, "push_queue", "Pushes that wait for their turn or an answer.", "gauge",
+         pushes.waiting);
+  appendHead(out, "push_answer_seconds",
+             "From an alert's arrival to the answer of the push service that takes it.",
+             "histogram");
+  appendTimes(out, "push_answer_seconds", "", pushes.times);
   return out;
 }
 

@@ -9,6 +9,7 @@
 
 #include "relay/CloseReason.h"
 #include "relay/RecordStore.h"
+#include "relay/push/PushState.h"
 
 namespace orvik::relay {
 
@@ -106,8 +107,9 @@ class Counters {
 
 /// All counters together in the text format of Prometheus.
 [[nodiscard]] std::string metricsText(std::span<const Counters* const> loops);
-/// The store's state in the same format.
+/// The store's state in the same format, and that of pushing.
 [[nodiscard]] std::string metricsText(const StoreState& store);
+[[nodiscard]] std::string metricsText(const PushState& pushes);
 
 static_assert(
     [] {

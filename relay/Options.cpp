@@ -108,6 +108,19 @@ const std::array rows{
         "MiB for what waits to be sent and for messages that are not complete; 0 stands for an "
         "eighth of the machine's",
         {0, million}},
+    Row{"--push-subject", &Options::pushSubject,
+        "Push alerts to phones that are not connected, and tell push services that you are reached "
+        "there: mailto:NAME@HOST or https://…"},
+    Row{.name = "--push-service",
+        .field = &Options::pushServices,
+        .words = "Push service to connect to, as HOST, *.HOST or HOST:PORT, which alone may be at "
+                 "a local address; may be repeated (default: those of the well-known browsers)",
+        .needs = "--push-subject"},
+    Row{.name = "--push-trust",
+        .field = &Options::pushTrust,
+        .words = "PEM file of the authorities that push services are checked by (default: the "
+                 "system's)",
+        .needs = "--push-subject"},
     Row{"--check", &Options::check, "Look at the options and at what they name, and end"},
     Row{"--verbose", &Options::verbose, "Log how each connection ends, with its address"},
 };

@@ -43,6 +43,9 @@ struct Options {
   std::size_t macBytes = 512;
   std::size_t macBytesBurst = 4096;
   std::size_t memory = 0;
+  std::string pushSubject;
+  std::vector<std::string> pushServices;
+  std::string pushTrust;
   bool check = false;
   bool verbose = false;
 

@@ -30,6 +30,8 @@ constexpr std::int64_t cleanedAtOnce = 1000;
 /// What has to fit for a file to be called able to grow: more than a group of alerts.
 constexpr const char* setAside = "UPDATE store SET room = zeroblob(262144)";
 
+constexpr const char* countSubscriptions = "SELECT count(*) FROM subscriptions";
+
 constexpr const char* tables = R"(
   CREATE TABLE store (
     first_number INTEGER NOT NULL,
@@ -63,6 +65,7 @@ constexpr const char* tables = R"(
     used INTEGER NOT NULL,
     UNIQUE (record, endpoint)
   ) STRICT;
+  CREATE INDEX subscriptions_by_use ON subscriptions (used);
 )";
 
 std::int64_t secondsOf(Clock::Duration duration) {
@@ -74,6 +77,28 @@ std::int64_t asInteger(std::uint64_t number) { return static_cast<std::int64_t>(
 /// A number of an alert, which none is negative.
 std::uint64_t numberOf(std::int64_t stored) {
   return static_cast<std::uint64_t>(std::max<std::int64_t>(stored, 0));
+}
+
+using SubscriptionBytes =
+    std::array<std::uint8_t, sizeof(Subscription::Key) + sizeof(Subscription::Secret)>;
+
+/// The key, then the secret.
+SubscriptionBytes contentOf(const Subscription& subscription) {
+  SubscriptionBytes bytes{};
+  std::ranges::copy(subscription.secret, std::ranges::copy(subscription.key, bytes.begin()).out);
+  return bytes;
+}
+
+/// Nothing when the content is of another size.
+std::optional<Subscription> subscriptionOf(std::string_view endpoint, ByteView content,
+                                           std::int64_t usedAt) {
+  Subscription subscription{.endpoint = std::string(endpoint), .usedAt = usedAt};
+  if (content.size() != SubscriptionBytes().size()) {
+    return std::nullopt;
+  }
+  std::ranges::copy(content.first(subscription.key.size()), subscription.key.begin());
+  std::ranges::copy(content.subspan(subscription.key.size()), subscription.secret.begin());
+  return subscription;
 }
 
 [[noreturn]] void damaged(const std::string& what) { throw SQLiteError(SQLITE_CORRUPT, what); }
@@ -133,6 +158,21 @@ struct RecordFile::Statements {
         freePages(database, "PRAGMA freelist_count"),
         markTaken(database,
                   "UPDATE records SET taken_number = max(taken_number, ?) WHERE identifier = ?"),
+        subscriptions(database,
+                      "SELECT endpoint, content, used FROM subscriptions WHERE record = ? AND "
+                      "used > ? ORDER BY id LIMIT ?"),
+        resubscribe(database,
+                    "UPDATE subscriptions SET content = ?, used = ? WHERE record = ? AND "
+                    "endpoint = ?"),
+        subscribe(database,
+                  "INSERT INTO subscriptions (record, endpoint, content, used) "
+                  "VALUES (?, ?, ?, ?)"),
+        unsubscribe(database,
+                    "DELETE FROM subscriptions WHERE endpoint = ? AND record = "
+                    "(SELECT id FROM records WHERE identifier = ?)"),
+        removeSubscriptions(database,
+                            "DELETE FROM subscriptions WHERE id IN (SELECT id FROM subscriptions "
+                            "WHERE used <= ? ORDER BY used LIMIT ?)"),
         removeAlerts(database,
                      "DELETE FROM alerts WHERE id IN (SELECT id FROM alerts WHERE kept_at <= ? "
                      "ORDER BY kept_at LIMIT ?)"),
@@ -153,6 +193,11 @@ struct RecordFile::Statements {
   SQLite::Statement pages;
   SQLite::Statement freePages;
   SQLite::Statement markTaken;
+  SQLite::Statement subscriptions;
+  SQLite::Statement resubscribe;
+  SQLite::Statement subscribe;
+  SQLite::Statement unsubscribe;
+  SQLite::Statement removeSubscriptions;
   SQLite::Statement removeAlerts;
   SQLite::Statement removeRecords;
 };
@@ -213,6 +258,7 @@ void RecordFile::begin(std::int64_t unixNow) {
   database.execute(setAside);
   whole.commit();
   database.execute("UPDATE store SET room = NULL");
+  subscriptions = database.integer(countSubscriptions);
 }
 
 bool RecordFile::hasRoom(std::int64_t quarters) {
@@ -271,6 +317,15 @@ RecordFile::Found RecordFile::find(const Identifier& identifier, std::int64_t un
       record.alerts.push_back({numberOf(alert.integer(0)), alert.integer(1), framedText(envelope)});
     }
   }
+  SQLite::Statement& subscription =
+      statements->subscriptions.with(row.integer(0), unixNow - secondsOf(limits.subscriptionTime),
+                                     static_cast<std::int64_t>(limits.subscriptionsPerMac));
+  while (subscription.step()) {
+    if (auto kept = subscriptionOf(subscription.bytes(0), bytesOf(subscription.bytes(1)),
+                                   subscription.integer(2))) {
+      record.subscriptions.push_back(*std::move(kept));
+    }
+  }
   row.reset();
   std::ranges::reverse(record.alerts);
   return {std::move(record), isLongUnused};
@@ -289,8 +344,8 @@ void RecordFile::claim(const Identifier& identifier, const TokenHash& owner, std
       .run();
 }
 
-bool RecordFile::keep(const Identifier& identifier, const TokenHash& owner, const KeptAlert& alert,
-                      std::int64_t unixNow) {
+std::optional<std::int64_t> RecordFile::roomyRecord(const Identifier& identifier,
+                                                    const TokenHash& owner, std::int64_t unixNow) {
   claim(identifier, owner, unixNow);
   SQLite::Statement& row = statements->find.with(std::span(identifier));
   const std::string_view bytes(reinterpret_cast<const char*>(owner.bytes().data()),
@@ -299,9 +354,16 @@ bool RecordFile::keep(const Identifier& identifier, const TokenHash& owner, cons
   const std::int64_t record = isOwned ? row.integer(0) : 0;
   const bool isNew = isOwned && row.integer(5) > unixNow - day;
   row.reset();
-  if (!isOwned || (isNew && !hasRoom(quartersForNew))) {
+  return !isOwned || (isNew && !hasRoom(quartersForNew)) ? std::nullopt : std::optional(record);
+}
+
+bool RecordFile::keep(const Identifier& identifier, const TokenHash& owner, const KeptAlert& alert,
+                      std::int64_t unixNow) {
+  const auto found = roomyRecord(identifier, owner, unixNow);
+  if (!found) {
     return false;
   }
+  const std::int64_t record = *found;
   statements->keep.with(record, asInteger(alert.number), alert.keptAt, alert.envelope->text())
       .run();
   statements->advance.with(asInteger(alert.number), unixNow, record).run();
@@ -318,6 +380,7 @@ bool RecordFile::revoke(const Identifier& identifier, const TokenHash& owner,
   const std::span<const std::uint8_t> bytes(owner.bytes());
   statements->forgetAlerts.with(std::span(identifier), bytes).run();
   statements->forgetSubscriptions.with(std::span(identifier), bytes).run();
+  subscriptions -= database.changes();
   statements->disown.with(std::span(identifier), bytes, std::span(TokenHash::ofNoToken().bytes()))
       .run();
   return find(identifier, unixNow).record.has_value();
@@ -327,14 +390,40 @@ void RecordFile::markTaken(const Identifier& identifier, std::uint64_t number) {
   statements->markTaken.with(asInteger(number), std::span(identifier)).run();
 }
 
+bool RecordFile::subscribe(const Identifier& identifier, const TokenHash& owner,
+                           const Subscription& subscription, std::int64_t unixNow) {
+  const auto record = roomyRecord(identifier, owner, unixNow);
+  if (!record) {
+    return false;
+  }
+  const SubscriptionBytes content = contentOf(subscription);
+  const std::string_view endpoint = subscription.endpoint;
+  statements->resubscribe.with(std::span(content), subscription.usedAt, *record, endpoint).run();
+  if (database.changes() == 0) {
+    statements->subscribe.with(*record, endpoint, std::span(content), subscription.usedAt).run();
+    ++subscriptions;
+  }
+  return true;
+}
+
+void RecordFile::unsubscribe(const Identifier& identifier, const std::string& endpoint) {
+  statements->unsubscribe.with(std::string_view(endpoint), std::span(identifier)).run();
+  subscriptions -= database.changes();
+}
+
 bool RecordFile::clean(std::int64_t unixNow) {
   SQLite::Transaction whole(database);
   statements->removeAlerts.with(unixNow - secondsOf(limits.keptAlertTime), cleanedAtOnce).run();
-  const bool isAnyLeft = database.changes() >= cleanedAtOnce;
+  bool isMore = database.changes() >= cleanedAtOnce;
+  statements->removeSubscriptions.with(unixNow - secondsOf(limits.subscriptionTime), cleanedAtOnce)
+      .run();
+  isMore = database.changes() >= cleanedAtOnce || isMore;
   statements->removeRecords.with(unixNow - secondsOf(limits.recordTime), cleanedAtOnce).run();
-  const bool isMore = isAnyLeft || database.changes() >= cleanedAtOnce;
+  isMore = database.changes() >= cleanedAtOnce || isMore;
   whole.commit();
-  return makeRoom(unixNow) || isMore;
+  isMore = makeRoom(unixNow) || isMore;
+  subscriptions = database.integer(countSubscriptions);
+  return isMore;
 }
 
 }  // namespace orvik::relay

@@ -51,12 +51,22 @@ class RecordFile {
   [[nodiscard]] bool revoke(const Identifier& identifier, const TokenHash& owner,
                             std::int64_t unixNow);
   void markTaken(const Identifier& identifier, std::uint64_t number);
+  /// False where `keep` would not keep an alert either.
+  [[nodiscard]] bool subscribe(const Identifier& identifier, const TokenHash& owner,
+                               const Subscription& subscription, std::int64_t unixNow);
+  void unsubscribe(const Identifier& identifier, const std::string& endpoint);
+  /// How many are kept; exact after `begin` and `clean`, and close to it in between.
+  [[nodiscard]] std::int64_t subscriptionCount() const noexcept { return subscriptions; }
   /// Removes what is too old, and where there is no room for new identifiers those that nobody has
   /// used for a day, not all at once. Whether there may be more.
   [[nodiscard]] bool clean(std::int64_t unixNow);
 
  private:
   void prepareTables();
+  /// The row of an identifier that this owner has or can have, if it may take room.
+  [[nodiscard]] std::optional<std::int64_t> roomyRecord(const Identifier& identifier,
+                                                        const TokenHash& owner,
+                                                        std::int64_t unixNow);
   /// Whether less than so many quarters of the file are used.
   [[nodiscard]] bool hasRoom(std::int64_t quarters);
   /// Whether it may have helped.
@@ -68,6 +78,7 @@ class RecordFile {
   /// The device and the number of the file.
   std::pair<std::uint64_t, std::uint64_t> place;
   std::uint64_t first = 1;
+  std::int64_t subscriptions = 0;
   struct Statements;
   /// Made once the tables are there.
   std::unique_ptr<Statements> statements;

@@ -12,6 +12,10 @@ void Record::trim(const Limits& limits, std::int64_t unixNow) {
     alerts.erase(alerts.begin(),
                  alerts.end() - static_cast<std::ptrdiff_t>(limits.keptAlertsPerMac));
   }
+  const std::int64_t lastUse =
+      unixNow - std::chrono::duration_cast<std::chrono::seconds>(limits.subscriptionTime).count();
+  std::erase_if(subscriptions,
+                [lastUse](const Subscription& each) { return each.usedAt <= lastUse; });
 }
 
 std::uint64_t firstNumber(std::int64_t unixSeconds) noexcept {

@@ -12,6 +12,7 @@
 #include "relay/Peer.h"
 #include "relay/Target.h"
 #include "relay/TokenHash.h"
+#include "relay/push/Subscription.h"
 
 namespace orvik::relay {
 
@@ -34,8 +35,10 @@ struct Record {
   std::uint64_t takenNumber = 0;
   /// Oldest first, none older than the store keeps them.
   std::vector<KeptAlert> alerts{};
+  /// Where alerts are pushed to.
+  std::vector<Subscription> subscriptions{};
 
-  /// Drops what is older than an alert is kept, and all but the newest that may be.
+  /// Drops what is older than it is kept, and all alerts but the newest that may be.
   void trim(const Limits& limits, std::int64_t unixNow);
 };
 
@@ -74,6 +77,8 @@ struct StoreState {
   std::uint64_t refused = 0;
   /// Files that were found damaged and moved aside since the start.
   std::uint64_t damagedFiles = 0;
+  /// Subscriptions that are kept.
+  std::uint64_t subscriptions = 0;
   AnswerTimes find;
   AnswerTimes claim;
   AnswerTimes keep;
@@ -111,6 +116,13 @@ class RecordStore {
   /// Notes that the alerts up to this number have reached a phone. Without an answer: what is lost
   /// of this is told a phone once more.
   virtual void markTaken(const Identifier& identifier, std::uint64_t number) = 0;
+
+  /// Keeps a subscription, in place of one with the same endpoint. A store that has been lost
+  /// meanwhile learns the owner anew. Answers after the commit; whoever asks has counted them.
+  virtual void subscribe(const Identifier& identifier, const TokenHash& owner,
+                         Subscription subscription, std::function<void(bool isKept)> then) = 0;
+  /// Forgets a subscription. Without an answer: a push service says it again.
+  virtual void unsubscribe(const Identifier& identifier, const std::string& endpoint) = 0;
 
   /// Whether what it keeps outlives the process, so that it may be called safe.
   [[nodiscard]] virtual bool isDurable() const noexcept = 0;

@@ -118,6 +118,17 @@ void SQLiteStore::markTaken(const Identifier& identifier, std::uint64_t number) 
   static_cast<void>(ask({identifier, Taken{number}, clock->now()}));
 }
 
+void SQLiteStore::subscribe(const Identifier& identifier, const TokenHash& owner,
+                            Subscription subscription, std::function<void(bool isKept)> then) {
+  if (!ask({identifier, Subscribing{owner, std::move(subscription), then}, clock->now()})) {
+    then(false);
+  }
+}
+
+void SQLiteStore::unsubscribe(const Identifier& identifier, const std::string& endpoint) {
+  static_cast<void>(ask({identifier, Unsubscribing{endpoint}, clock->now()}));
+}
+
 StoreState SQLiteStore::state() const {
   const std::lock_guard guard(mutex);
   StoreState state = told;
@@ -202,6 +213,8 @@ void SQLiteStore::write(Batch& batch) {
       keep->then(isWritten && isDone[i]);
     } else if (auto* const revoke = std::get_if<Revoke>(&question.asks)) {
       revoke->then(isWritten && isDone[i]);
+    } else if (auto* const subscribing = std::get_if<Subscribing>(&question.asks)) {
+      subscribing->then(isWritten && isDone[i]);
     }
   }
 }
@@ -213,29 +226,39 @@ bool SQLiteStore::commit(const Batch& batch, std::vector<bool>& isDone,
   if (!isAnyWritten) {
     return true;
   }
-  const std::int64_t now = unixNow();
   try {
     SQLite::Transaction whole = file->transaction();
     for (std::size_t i = 0; i < batch.size(); ++i) {
-      const Question& question = batch[i];
-      if (const auto* const claim = std::get_if<Claim>(&question.asks)) {
-        file->claim(question.identifier, claim->token, now);
-        claims[i] = file->find(question.identifier, now).record;
-      } else if (const auto* const keep = std::get_if<Keep>(&question.asks)) {
-        isDone[i] = file->keep(question.identifier, keep->owner, keep->alert, now);
-      } else if (const auto* const revoke = std::get_if<Revoke>(&question.asks)) {
-        isDone[i] = file->revoke(question.identifier, revoke->owner, now);
-      } else if (const auto* const taken = std::get_if<Taken>(&question.asks)) {
-        file->markTaken(question.identifier, taken->number);
-      }
+      commit(batch[i], isDone[i], claims[i]);
     }
     whole.commit();
+    tellSubscriptions();
     retry = limits.storeRetry;
     wasMovedAside = false;
     return true;
   } catch (const SQLiteError& error) {
     failed(error);
     return false;
+  }
+}
+
+void SQLiteStore::commit(const Question& question, std::vector<bool>::reference isDone,
+                         Claimed& claim) {
+  const std::int64_t now = unixNow();
+  const Identifier& identifier = question.identifier;
+  if (const auto* const claiming = std::get_if<Claim>(&question.asks)) {
+    file->claim(identifier, claiming->token, now);
+    claim = file->find(identifier, now).record;
+  } else if (const auto* const keep = std::get_if<Keep>(&question.asks)) {
+    isDone = file->keep(identifier, keep->owner, keep->alert, now);
+  } else if (const auto* const revoke = std::get_if<Revoke>(&question.asks)) {
+    isDone = file->revoke(identifier, revoke->owner, now);
+  } else if (const auto* const taken = std::get_if<Taken>(&question.asks)) {
+    file->markTaken(identifier, taken->number);
+  } else if (const auto* const subscribing = std::get_if<Subscribing>(&question.asks)) {
+    isDone = file->subscribe(identifier, subscribing->owner, subscribing->subscription, now);
+  } else if (const auto* const leaving = std::get_if<Unsubscribing>(&question.asks)) {
+    file->unsubscribe(identifier, leaving->endpoint);
   }
 }
 
@@ -281,10 +304,17 @@ void SQLiteStore::renew(const std::vector<Identifier>& used) {
 void SQLiteStore::clean() {
   try {
     const bool isMore = file->clean(unixNow());
+    tellSubscriptions();
     nextCleaning = clock->now() + (isMore ? Clock::Duration::zero() : cleaningInterval);
   } catch (const SQLiteError& error) {
     failed(error);
   }
+}
+
+void SQLiteStore::tellSubscriptions() {
+  const std::lock_guard guard(mutex);
+  told.subscriptions =
+      static_cast<std::uint64_t>(std::max<std::int64_t>(file->subscriptionCount(), 0));
 }
 
 void SQLiteStore::open() {
@@ -293,6 +323,7 @@ void SQLiteStore::open() {
     file = std::make_unique<RecordFile>(path, limits, !wasChecked);
     wasChecked = true;
     file->begin(unixNow());
+    tellSubscriptions();
     available();
   } catch (const SQLiteError& error) {
     failed(error);

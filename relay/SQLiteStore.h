@@ -43,6 +43,9 @@ class SQLiteStore final : public RecordStore {
   void revoke(const Identifier& identifier, const TokenHash& owner,
               std::function<void(bool isRevoked)> then) override;
   void markTaken(const Identifier& identifier, std::uint64_t number) override;
+  void subscribe(const Identifier& identifier, const TokenHash& owner, Subscription subscription,
+                 std::function<void(bool isKept)> then) override;
+  void unsubscribe(const Identifier& identifier, const std::string& endpoint) override;
   [[nodiscard]] bool isDurable() const noexcept override { return true; }
   [[nodiscard]] StoreState state() const override;
 
@@ -67,9 +70,17 @@ class SQLiteStore final : public RecordStore {
   struct Taken {
     std::uint64_t number;
   };
+  struct Subscribing {
+    TokenHash owner;
+    Subscription subscription;
+    std::function<void(bool)> then;
+  };
+  struct Unsubscribing {
+    std::string endpoint;
+  };
   struct Question {
     Identifier identifier;
-    std::variant<Find, Claim, Keep, Revoke, Taken> asks;
+    std::variant<Find, Claim, Keep, Revoke, Taken, Subscribing, Unsubscribing> asks;
     Instant asked;
   };
   using Batch = std::vector<Question>;
@@ -84,9 +95,12 @@ class SQLiteStore final : public RecordStore {
   void write(Batch& batch);
   /// Whether all of it is on the disk. Keeps what the file has to say to each.
   bool commit(const Batch& batch, std::vector<bool>& isDone, std::vector<Claimed>& claims);
+  /// What one question of a batch changes.
+  void commit(const Question& question, std::vector<bool>::reference isDone, Claimed& claim);
   void read(Batch& batch);
   void renew(const std::vector<Identifier>& used);
   void clean();
+  void tellSubscriptions();
 
   void open();
   void failed(const SQLiteError& error);

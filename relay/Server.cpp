@@ -56,7 +56,8 @@ Server::Server(const Limits& limits, std::shared_ptr<Clock> clock,
     for (const auto& loop : shared.loops) {
       all.push_back(&loop->counters);
     }
-    return metricsText(all) + metricsText(shared.store->state());
+    return metricsText(all) + metricsText(shared.store->state()) +
+           metricsText(shared.pusher == nullptr ? PushState() : shared.pusher->state());
   };
   shared.notReady = [this] {
     const StoreState::Health health = shared.store->state().health;
@@ -72,6 +73,7 @@ Server::~Server() {
     loop->stop();
     loop->join();
   }
+  shared.pusher.reset();
   shared.store.reset();
   for (const Listener& listener : listeners) {
     if (!listener.file.empty()) {
@@ -110,6 +112,19 @@ ListenAddress Server::listen(const Listening& listening) {
 }
 
 void Server::serve(Page page) { shared.page = std::make_unique<const Page>(std::move(page)); }
+
+void Server::pushBy(const PushSender::Settings& settings, P256Key key) {
+  const auto gone = [this](const Identifier& identifier, const std::string& endpoint) {
+    Loop& home = shared.home(identifier);
+    home.post(
+        [&home, identifier, endpoint] { home.switchboard.endpointGone(identifier, endpoint); });
+  };
+  shared.pusher =
+      std::make_unique<PushSender>(settings, std::move(key), shared.limits, shared.clock, gone);
+  for (const auto& loop : shared.loops) {
+    loop->switchboard.pushBy(*shared.pusher);
+  }
+}
 
 void Server::run() {
   for (const auto& loop : shared.loops) {

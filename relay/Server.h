@@ -36,6 +36,9 @@ class Server {
   void use(TLSContext context) { tls = std::move(context); }
   /// Serves the page to browsers. Called before `run`.
   void serve(Page page);
+  /// Pushes alerts to phones that are not connected. Called before `run`. Throws
+  /// std::runtime_error, with one line, when a setting is of no use.
+  void pushBy(const PushSender::Settings& settings, P256Key key);
   void setVerbose(bool isVerbose) { shared.isVerbose = isVerbose; }
 
   /// Serves until everything has ended after `stop` or `drain`.

@@ -55,6 +55,10 @@ void Session::authenticate(std::string_view message, bool isText, Instant now) {
 void Session::receivedFromPhone(std::string_view message) {
   if (const std::optional<bool> active = activeIn(message)) {
     switchboard.setActive(target.identifier, peer, *active);
+  } else if (const auto said = Subscribe::in(message, limits.endpointBytes)) {
+    switchboard.subscribe(target.identifier, peer, *said);
+  } else if (const auto endpoint = unsubscribeIn(message)) {
+    switchboard.unsubscribe(target.identifier, peer, *endpoint);
   }
 }
 

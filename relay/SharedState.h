@@ -13,6 +13,7 @@
 #include "relay/Page.h"
 #include "relay/RecordStore.h"
 #include "relay/Target.h"
+#include "relay/push/PushSender.h"
 
 namespace orvik::relay {
 
@@ -35,6 +36,8 @@ struct SharedState {
   Admission admission{limits};
   /// Gone before the loops, whose threads have ended by then: its answers are posted to them.
   std::unique_ptr<RecordStore> store;
+  /// Null where nothing is pushed. Gone before the loops, like the store.
+  std::unique_ptr<PushSender> pusher;
   /// Null where none is served.
   std::unique_ptr<const Page> page;
   /// Whether the log tells of each connection.

@@ -23,23 +23,6 @@ SharedText macState(bool connected) { return sharedText({{"mac", connected}}); }
 
 }  // namespace
 
-template <typename Answer, typename Then>
-std::function<void(Answer)> Switchboard::answering(const Entry& entry, Then then) {
-  // On the store's thread nothing of the switchboard is touched: all that is needed is copied.
-  return [post = post, alive = std::weak_ptr(isAlive), this, identifier = entry.first,
-          incarnation = entry.second.incarnation, then](Answer answer) {
-    post([alive, this, identifier, incarnation, then, answer = std::move(answer)]() mutable {
-      if (alive.expired()) {
-        return;
-      }
-      const auto place = places.find(identifier);
-      if (place != places.end() && place->second.incarnation == incarnation) {
-        then(*this, *place, std::move(answer));
-      }
-    });
-  };
-}
-
 Switchboard::Switchboard(const Limits& limits, RecordStore& store, Post post,
                          std::function<std::int64_t()> unixNow)
     : limits(limits), store(store), post(std::move(post)), unixNow(std::move(unixNow)) {}
@@ -136,6 +119,7 @@ void Switchboard::left(const Identifier& identifier, const Peer& peer) {
 }
 
 void Switchboard::expire(Instant now) {
+  lookedAt = now;
   for (auto next = waitingPlaces.begin(); next != waitingPlaces.end();) {
     // The place may go, and its identifier from the set with it.
     Entry& entry = *places.find(*next++);
@@ -353,6 +337,9 @@ bool Switchboard::take(Place& place, Peer& mac, const TokenHash& token) {
   if (store.isDurable()) {
     mac.send(count("safe", 0));
   }
+  if (pusher != nullptr) {
+    mac.send(sharedText({{"push", true}}));
+  }
   return true;
 }
 
@@ -369,6 +356,9 @@ bool Switchboard::take(Entry& entry, const Phone& phone, const TokenHash& token,
   }
   place.phones.push_back(phone);
   phone.peer->send(macState(place.mac.peer != nullptr));
+  if (pusher != nullptr) {
+    phone.peer->send(sharedText({{"push", pusher->publicKey()}}));
+  }
   tellAlerts(entry, phone, last);
   return true;
 }
@@ -382,6 +372,7 @@ void Switchboard::revoke(Entry& entry) {
   ++revocations;
   place.revoked = std::exchange(place.record->owner, TokenHash::ofNoToken());
   place.alerts.clear();
+  place.record->subscriptions.clear();
   for (const Phone& phone : std::exchange(place.phones, {})) {
     phone.peer->close(CloseReason::pairingRejected);
   }
@@ -437,6 +428,10 @@ void Switchboard::forward(Entry& entry, const SharedText& message) {
   if (entry.second.revoked) {
     return;
   }
+  if (const auto mark = AlertMark::in(message->text())) {
+    entry.second.mac.next = *mark;
+    return;
+  }
   if (isRevocation(message->text())) {
     revoke(entry);
     return;
@@ -454,6 +449,7 @@ void Switchboard::takeAlert(Entry& entry, const SharedText& message) {
   Place& place = entry.second;
   forgetOldAlerts(place);
   const std::uint64_t ordinal = ++place.mac.arrived;
+  const AlertMark mark = std::exchange(place.mac.next, {});
   const auto same = std::ranges::find_if(place.alerts, [&message](const Alert& alert) {
     return alert.kept.envelope->text() == message->text();
   });
@@ -477,6 +473,7 @@ void Switchboard::takeAlert(Entry& entry, const SharedText& message) {
     phone.peer->send(message);
   }
   keep(entry, place.alerts.back());
+  push(entry, place.alerts.back(), mark);
   if (!place.phones.empty()) {
     markTaken(entry);
   }

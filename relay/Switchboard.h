@@ -4,13 +4,17 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <utility>
 #include <vector>
 
+#include "relay/ClientMessage.h"
 #include "relay/Limits.h"
 #include "relay/Peer.h"
+#include "relay/RateLimit.h"
 #include "relay/RecordStore.h"
 #include "relay/Target.h"
 #include "relay/TokenHash.h"
+#include "relay/push/Pusher.h"
 
 namespace orvik::relay {
 
@@ -33,6 +37,9 @@ class Switchboard {
   Switchboard(const Switchboard&) = delete;
   Switchboard& operator=(const Switchboard&) = delete;
 
+  /// Pushes alerts by this from now on; it lives longer than any call of the switchboard.
+  void pushBy(Pusher& by) { pusher = &by; }
+
   /// Puts a Mac in its place, and a Mac that was there out of it; lets in the phones that waited
   /// for it. Until it is known whether the Mac may have the place, it waits, with what it says.
   /// False when it has been closed instead.
@@ -46,6 +53,12 @@ class Switchboard {
   /// revokes its pairing has everybody of the identifier closed, now and later: its phones at once,
   /// itself when the store has it so.
   void forward(const Identifier& identifier, Peer& mac, const SharedText& message);
+  /// A phone says where it wants alerts pushed to while it is not looked at, or that it does not
+  /// any more. Ignored from one that is not accepted, and where nothing is pushed.
+  void subscribe(const Identifier& identifier, const Peer& phone, const Subscribe& said);
+  void unsubscribe(const Identifier& identifier, const Peer& phone, const std::string& endpoint);
+  /// A push service does not know the subscription any more.
+  void endpointGone(const Identifier& identifier, const std::string& endpoint);
   /// A phone is being looked at, or not any more.
   void setActive(const Identifier& identifier, const Peer& phone, bool active);
   /// A peer is gone. Harmless when it is not in here.
@@ -60,6 +73,8 @@ class Switchboard {
     bool active;
     /// It knows alerts by their numbers.
     bool counts;
+    /// Of its subscription, once it has said it.
+    std::string endpoint{};
   };
   struct Mac {
     Peer* peer = nullptr;
@@ -68,6 +83,8 @@ class Switchboard {
     std::uint64_t safe = 0;
     /// The first of them that newer ones have pushed out although it was not safe; 0 for none.
     std::uint64_t missing = 0;
+    /// What it has said of the alert that it sends next.
+    AlertMark next{};
   };
   struct Alert {
     enum class Fate { asked, unsafe, safe };
@@ -101,6 +118,8 @@ class Switchboard {
     std::vector<Waiting> waiting{};
     /// The owner that it had, until the store knows that it has none any more.
     std::optional<TokenHash> revoked{};
+    /// From the first alert that is pushed.
+    std::optional<RateLimit> pushes{};
   };
   using Places = std::map<Identifier, Place>;
   using Entry = Places::value_type;
@@ -126,6 +145,10 @@ class Switchboard {
   void forward(Entry& entry, const SharedText& message);
   void tellAlerts(Entry& entry, const Phone& phone, std::optional<std::uint64_t> last);
   void takeAlert(Entry& entry, const SharedText& message);
+  void push(Entry& entry, const Alert& alert, const AlertMark& mark);
+  void forget(Entry& entry, const std::string& endpoint);
+  void keepSubscription(Entry& entry, Phone& phone, Subscription subscription);
+  void subscriptionKept(Entry& entry, const std::string& endpoint, bool isKept);
   void markTaken(Entry& entry);
   void revoke(Entry& entry);
   void askToRevoke(Entry& entry);
@@ -141,6 +164,8 @@ class Switchboard {
 
   const Limits& limits;
   RecordStore& store;
+  /// Null where nothing is pushed.
+  Pusher* pusher = nullptr;
   const Post post;
   const std::function<std::int64_t()> unixNow;
   Places places;
@@ -151,6 +176,8 @@ class Switchboard {
   /// Where somebody waits, and where the store has to be asked again.
   std::set<Identifier> waitingPlaces;
   std::set<Identifier> unsafePlaces;
+  /// When the deadlines were looked at last.
+  Instant lookedAt;
   Instant nextKeeping;
   Instant nextUse;
   /// Phones that are held.
@@ -159,5 +186,22 @@ class Switchboard {
   /// Answers that come after the switchboard's end find this gone.
   const std::shared_ptr<const bool> isAlive = std::make_shared<const bool>(true);
 };
+
+template <typename Answer, typename Then>
+std::function<void(Answer)> Switchboard::answering(const Entry& entry, Then then) {
+  // On the store's thread nothing of the switchboard is touched: all that is needed is copied.
+  return [post = post, alive = std::weak_ptr(isAlive), this, identifier = entry.first,
+          incarnation = entry.second.incarnation, then](Answer answer) {
+    post([alive, this, identifier, incarnation, then, answer = std::move(answer)]() mutable {
+      if (alive.expired()) {
+        return;
+      }
+      const auto place = places.find(identifier);
+      if (place != places.end() && place->second.incarnation == incarnation) {
+        then(*this, *place, std::move(answer));
+      }
+    });
+  };
+}
 
 }  // namespace orvik::relay

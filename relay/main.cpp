@@ -33,6 +33,10 @@ std::unique_ptr<relay::RecordStore> storeFor(const relay::Options& options,
   return std::make_unique<relay::SQLiteStore>(*file, limits, clock, log);
 }
 
+relay::PushSender::Settings pushSettings(const relay::Options& options) {
+  return {options.pushSubject, options.pushServices, options.pushTrust};
+}
+
 /// The relay as a program: its server, and what runs beside it on the server's loop.
 class Program {
  public:
@@ -50,6 +54,9 @@ class Program {
     server.setVerbose(options.verbose);
     if (!options.page.empty()) {
       server.serve(relay::Page::read(options.page));
+    }
+    if (!options.pushSubject.empty()) {
+      server.pushBy(pushSettings(options), relay::VAPID::keptIn(options.stateFolder()));
     }
   }
 
@@ -197,6 +204,9 @@ void check(const relay::Options& options, const relay::MachineLimits& machine) {
   }
   if (!options.page.empty()) {
     static_cast<void>(relay::Page::read(options.page));
+  }
+  if (!options.pushSubject.empty()) {
+    pushSettings(options).check();
   }
   static_cast<void>(options.storeFile());
   std::printf("orvik-relay: the options are good; %zu event loops, %zu connections at most\n",

@@ -27,4 +27,10 @@ std::optional<std::uint64_t> safeAlertsFromRelay(std::string_view text) {
                                         : std::optional(static_cast<std::uint64_t>(*count));
 }
 
+bool saysThatItPushes(std::string_view text) {
+  const UntypedValue message = readJSONOrNull(text);
+  const auto* pushes = message.get<bool>("push");
+  return pushes != nullptr && *pushes;
+}
+
 }  // namespace orvik

@@ -21,4 +21,7 @@ struct Presence {
 /// How many alerts of this connection a relay calls safe; nothing when the text says nothing of it.
 [[nodiscard]] std::optional<std::uint64_t> safeAlertsFromRelay(std::string_view text);
 
+/// Whether the text says that the relay pushes alerts to phones.
+[[nodiscard]] bool saysThatItPushes(std::string_view text);
+
 }  // namespace orvik

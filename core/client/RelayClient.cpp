@@ -133,7 +133,7 @@ void RelayClient::waiting(std::chrono::seconds wait, const PersistentConnection:
 
 asio::awaitable<void> RelayClient::talk(Link link) {
   alerts->connectionBegan();
-  relayKeepsAlerts = false;
+  relayKeepsAlerts = relayPushes = false;
   const SecretText authentication = pairing.authMessage();
   co_await link->send(authentication.text());
   co_await firstOf(receiveLoop(link), sampleLoop(link));
@@ -145,7 +145,7 @@ asio::awaitable<void> RelayClient::receiveLoop(Link link) {
     // A "pong" is not JSON either, and passes like everything else that says nothing.
     const auto said = message.isText ? Presence::fromRelay(message.content) : std::nullopt;
     if (!said) {
-      noteSafeAlerts(message);
+      noteWhatItKeeps(message);
       continue;
     }
     presence = *said;
@@ -158,11 +158,13 @@ asio::awaitable<void> RelayClient::receiveLoop(Link link) {
   }
 }
 
-void RelayClient::noteSafeAlerts(const WebSocketMessage& message) {
+void RelayClient::noteWhatItKeeps(const WebSocketMessage& message) {
   const auto safe = message.isText ? safeAlertsFromRelay(message.content) : std::nullopt;
   if (safe) {
     relayKeepsAlerts = true;
     alerts->safe(*safe);
+  } else if (message.isText && saysThatItPushes(message.content)) {
+    relayPushes = true;
   }
 }
 
@@ -291,13 +293,23 @@ asio::awaitable<void> RelayClient::sendDueAlerts(Link link) {
       // Noted first: the relay may call it safe before the connection says that it is sent.
       next->envelope = envelope;
       alerts->sending(*next);
-      co_await link->send(std::move(envelope));
+      co_await send(link, alert, std::move(envelope));
     } else {
       alerts->sendingLast();
-      co_await link->send(std::move(envelope));
+      co_await send(link, alert, std::move(envelope));
       alerts->sent(alert);
     }
   }
+}
+
+asio::awaitable<void> RelayClient::send(Link link, Alert alert, std::string envelope) {
+  if (relayPushes) {
+    const JSONValue mark = JSONObject{{"topic", pairing.topic(Alert::text(alert.kind))},
+                                      {"urgent", alert.state == Alert::State::raised}};
+    std::string next = JSONValue(JSONObject{{"next", mark}}).text();
+    co_await link->send(std::move(next));
+  }
+  co_await link->send(std::move(envelope));
 }
 
 std::string RelayClient::adding(std::string_view key, const JSONValue& value, std::string data) {

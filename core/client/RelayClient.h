@@ -88,7 +88,7 @@ class RelayClient : public std::enable_shared_from_this<RelayClient>,
   void waiting(std::chrono::seconds wait, const PersistentConnection::Ending& ending) override;
 
   asio::awaitable<void> receiveLoop(Link link);
-  void noteSafeAlerts(const WebSocketMessage& message);
+  void noteWhatItKeeps(const WebSocketMessage& message);
   asio::awaitable<void> sampleLoop(Link link);
   asio::awaitable<void> sendSample(Link link, SampleSchedule& schedule, SampleSchedule::Due due);
   asio::awaitable<void> waitForDecision(const SampleSchedule& schedule, Presence seen);
@@ -98,6 +98,7 @@ class RelayClient : public std::enable_shared_from_this<RelayClient>,
   asio::awaitable<void> queueAlert(Alert alert);
   asio::awaitable<void> flushAlerts();
   asio::awaitable<void> sendDueAlerts(Link link);
+  asio::awaitable<void> send(Link link, Alert alert, std::string envelope);
 
   const Pairing pairing;
   const std::shared_ptr<SampleSource> source;
@@ -119,6 +120,8 @@ class RelayClient : public std::enable_shared_from_this<RelayClient>,
   bool flushing = false;
   /// The relay of this connection says which alerts are safe.
   bool relayKeepsAlerts = false;
+  /// It pushes alerts to phones, and is told what it needs for that.
+  bool relayPushes = false;
   Presence presence;
   Notifier presenceChanged;
 };

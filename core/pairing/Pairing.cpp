@@ -173,6 +173,12 @@ SymmetricKey Pairing::derive(std::string_view label) const {
 SymmetricKey Pairing::encKey() const { return derive("orvik enc v1"); }
 SymmetricKey Pairing::authKey() const { return derive("orvik auth v1"); }
 
+std::string Pairing::topic(std::string_view kind) const {
+  std::array<std::uint8_t, 16> name{};
+  hkdfSHA256(shared.data(), id, bytesOf("orvik topic v1 " + std::string(kind)), name);
+  return base64URL(name);
+}
+
 SecretText Pairing::authMessage() const { return orvik::authMessage(authKey()); }
 
 SecretText authMessage(const SymmetricKey& authKey) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <string>
 #include <string_view>
 
 #include "core/BuildConstants.h"
@@ -33,6 +34,10 @@ class Pairing {
   [[nodiscard]] SymmetricKey encKey() const;
   /// Authenticates to the relay, and does nothing else. Derived on every call, never stored.
   [[nodiscard]] SymmetricKey authKey() const;
+
+  /// A name for alerts of this kind that tells a relay nothing but that they are of one kind: 22
+  /// characters of base64url.
+  [[nodiscard]] std::string topic(std::string_view kind) const;
 
   /// The first message to a relay, with authKey.
   [[nodiscard]] SecretText authMessage() const;

@@ -60,6 +60,8 @@ its own certificate or takes yours, and limits what one client can use up.
 
 This package has the relay as a service of the system, and the page that
 shows a computer in the browser of a phone.")
+# By which push services are checked.
+set(CPACK_DEBIAN_RELAY_PACKAGE_RECOMMENDS ca-certificates)
 # Makes the service's user.
 set(CPACK_DEBIAN_RELAY_PACKAGE_DEPENDS "systemd | systemd-standalone-sysusers | systemd-sysusers")
 set(CPACK_DEBIAN_RELAY_PACKAGE_CONTROL_STRICT_PERMISSION ON)

@@ -44,7 +44,7 @@ def check_configuration(scratch):
     """All that is commented out is taken when it is not."""
     files = {"page": source / "phone/page/dist", "store": scratch / "relay.sqlite"}
     text = re.sub(r"^#([a-z-]+ = )", r"\1", configuration, flags=re.M)
-    text = re.sub(r"^(certificate|key) = .*\n", "", text, flags=re.M)
+    text = re.sub(r"^(certificate|key|push-trust) = .*\n", "", text, flags=re.M)
     for name, path in files.items():
         text = re.sub(rf"^{name} = .*$", f'{name} = "{path}"', text, flags=re.M)
     (scratch / "relay.conf").write_text(text)
@@ -71,6 +71,7 @@ def main():
         text = metrics(scratch)
     served = set(re.findall(r"^# TYPE orvik_relay_(\w+)", text, re.M))
     differ("metrics", named("Metrics"), served)
+    differ("causes", named("Why pushes fail"), set(re.findall(r'cause="(\w+)"', text)))
     differ("reasons", named("How connections end"), set(re.findall(r'reason="(\w+)"', text)))
     shown = {name.removesuffix("_bucket") for name in re.findall(r"orvik_relay_(\w+)", dashboard)}
     differ("dashboard", shown, served)

@@ -48,6 +48,17 @@ class ShakyStore final : public RecordStore {
       inner.markTaken(identifier, number);
     }
   }
+  void subscribe(const Identifier& identifier, const TokenHash& owner, Subscription subscription,
+                 std::function<void(bool isKept)> then) override {
+    fails() ? answer(then, false)
+            : inner.subscribe(identifier, owner, std::move(subscription),
+                              [&](bool isKept) { answer(then, isKept); });
+  }
+  void unsubscribe(const Identifier& identifier, const std::string& endpoint) override {
+    if (!fails()) {
+      inner.unsubscribe(identifier, endpoint);
+    }
+  }
   [[nodiscard]] bool isDurable() const noexcept override { return isCalledDurable; }
   [[nodiscard]] StoreState state() const override {
     StoreState state;
@@ -83,6 +94,24 @@ class ShakyStore final : public RecordStore {
   std::vector<std::function<void()>> held;
 };
 
+/// Says what it is to push, and serves all hosts but one.
+struct ToldPusher final : Pusher {
+  [[nodiscard]] const std::string& publicKey() const override { return key; }
+  [[nodiscard]] bool serves(const Subscription& subscription) const override {
+    return !subscription.endpoint.starts_with("https://other");
+  }
+  void push(const PushedAlert& alert, const std::vector<Subscription>& to) override {
+    told = " pushed " + std::to_string(alert.number) + alert.topic + (alert.isUrgent ? "!" : "");
+    for (const Subscription& subscription : to) {
+      told += " " + subscription.endpoint.substr(8);
+    }
+  }
+  void leftOut(std::size_t count) override { told = " left out " + std::to_string(count); }
+
+  const std::string key = "K";
+  std::string told;
+};
+
 /// Macs and phones around one switchboard, acting on the commands of
 /// fixtures/relay/switchboard.txt.
 class Stage {
@@ -110,6 +139,21 @@ class Stage {
       }
     } else if (verb == "gone") {
       actors.at(name)->isClosed = true;
+    } else if (verb == "pushing") {
+      switchboard.pushBy(pusher);
+    } else if (verb == "gone-endpoint") {
+      Identifier identifier{};
+      identifier.fill('a');
+      switchboard.endpointGone(identifier, name);
+    } else if (verb == "subscribe") {
+      // RFC 8291, appendix A.
+      std::string endpoint;
+      std::string replaces;
+      words >> endpoint >> replaces;
+      actors.at(name)->says(
+          R"({"subscribe":{"endpoint":")" + endpoint + R"(","replaces":")" + replaces +
+          R"(","p256dh":"BCVxsr7N_eNgVRqvHtD0zTZsEc6-VV-JvLexhqUzORcxaOzi6-AYWXvTBHm4bjyPjs7Vd8pZGH)"
+          R"(6SRpkNtoIAiw4","auth":"BTBZMqHH6r4Tts7J_aSIgg"}})");
     } else if (verb == "text" || verb == "binary") {
       std::string text;
       std::getline(words, text);
@@ -130,7 +174,7 @@ class Stage {
     }
     clock->settle();
     removeClosed();
-    return told;
+    return told + std::exchange(pusher.told, {});
   }
 
   /// Plays what stands below this heading.
@@ -195,6 +239,7 @@ class Stage {
   ShakyStore store;
 
  private:
+  ToldPusher pusher;
   Switchboard switchboard{
       limits, store, [this](std::function<void()> call) { asio::post(context, std::move(call)); },
       [this] { return epochSeconds(clock->unixNow()); }};
@@ -233,6 +278,30 @@ TEST(Switchboard, NumbersAlertsAndSaysWhatIsSafe) {
        {"nothing is safe before the store says so", "the store fails", "a pairing is revoked"}) {
     Stage(limits, true).plays(heading);
   }
+}
+
+TEST(Switchboard, PushesToPhonesThatAreNotLooking) {
+  Limits limits;
+  limits.subscriptionsPerMac = 3;
+  limits.pushes = {0.1, 4};
+  Stage(limits, true).plays("alerts are pushed");
+  // However many a phone names, so many are kept and none is forgotten for them.
+  Stage stage;
+  stage.does("pushing");
+  stage.does("mac M a t");
+  stage.does("phone P a t");
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < 10'000; ++i) {
+    const std::string told = stage.does("subscribe P https://push/" + std::to_string(i));
+    if (told.find("full") == std::string::npos) {
+      ++kept;
+    }
+    if (i % 2 == 1) {
+      stage.does("wait 1");
+      stage.does("text M ping");
+    }
+  }
+  EXPECT_EQ(kept, Limits().subscriptionsPerMac);
 }
 
 TEST(Switchboard, LosesNothingSafeWhicheverCallFails) {

@@ -223,7 +223,7 @@ class World {
 };
 
 TEST(RelayClient, DoesWhatTheScenariosSay) {
-  EXPECT_EQ(test::expectScenarios<World>("client/scenarios.txt"), 298);
+  EXPECT_EQ(test::expectScenarios<World>("client/scenarios.txt"), 308);
 }
 
 TEST(Adding, LeavesWhatIsNoObjectAsItIs) {

@@ -1,0 +1,32 @@
+#include "relay/push/PushMessage.h"
+
+#include "core/values/Base64.h"
+#include "core/values/JSONValue.h"
+#include "relay/push/PushEncryption.h"
+
+namespace orvik::relay {
+
+std::string pushMessage(const PushedAlert& alert) {
+  // RFC 8030, as browsers mark such messages.
+  constexpr std::int64_t declarative = 8030;
+  const std::string mac = base64URL(alert.mac);
+  const std::string number = std::to_string(alert.number);
+  const auto message = [&](JSONObject data) {
+    return JSONValue(JSONObject{{"web_push", declarative},
+                                {"mutable", true},
+                                {"notification",
+                                 JSONObject{{"title", "Orvik"},
+                                            {"navigate", "/orvik/p"},
+                                            {"tag", alert.topic.empty() ? mac + "." + number
+                                                                        : alert.topic},
+                                            {"data", std::move(data)}}}})
+        .text();
+  };
+  JSONObject data{{"mac", mac}, {"number", static_cast<std::int64_t>(alert.number)}};
+  JSONObject whole = data;
+  whole.set("envelope", alert.envelope->text());
+  std::string text = message(std::move(whole));
+  return text.size() <= PushEncryption::longestText ? text : message(std::move(data));
+}
+
+}  // namespace orvik::relay
