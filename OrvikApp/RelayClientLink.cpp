@@ -3,9 +3,7 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/post.hpp>
 
-#include <array>
 #include <cstdio>
-#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -19,23 +17,6 @@
 namespace orvik {
 
 namespace {
-
-/// The queues of the links to come: what waits when a link ends, since the machine sleeps or the
-/// user has paused, is for the next link's phones, unless those have been disconnected meanwhile.
-class WaitingAlerts {
- public:
-  std::shared_ptr<AlertQueue> of(const Pairing& pairing) {
-    if (pairing.macId() != owner) {
-      owner = pairing.macId();
-      queue = std::make_shared<AlertQueue>();
-    }
-    return queue;
-  }
-
- private:
-  std::optional<std::array<std::uint8_t, Pairing::macIdSize>> owner;
-  std::shared_ptr<AlertQueue> queue;
-};
 
 /// Reading the system's certificates takes OpenSSL some 60 ms: each client does it for itself, on
 /// the core's thread, and so notices when they have changed.
@@ -53,6 +34,14 @@ std::shared_ptr<WebSocketSession> sessionWith(const std::shared_ptr<Clock>& cloc
 }
 
 }  // namespace
+
+std::shared_ptr<AlertQueue> WaitingAlerts::of(const Pairing& pairing) {
+  if (pairing.macId() != owner) {
+    owner = pairing.macId();
+    queue = std::make_shared<AlertQueue>();
+  }
+  return queue;
+}
 
 RelayLinkFactory RelayClientLink::ofThisMachine(const asio::any_io_executor& executor,
                                                 const std::shared_ptr<Clock>& clock,

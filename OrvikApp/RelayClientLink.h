@@ -2,12 +2,27 @@
 
 #include <boost/asio/any_io_executor.hpp>
 
+#include <array>
+#include <optional>
+
 #include "OrvikApp/RelayLink.h"
 #include "core/client/RelayClient.h"
 #include "core/client/RelayEndpoint.h"
 #include "core/pairing/PairingKeeper.h"
 
 namespace orvik {
+
+/// The queues of the links to come: what waits when a link ends, since the machine sleeps or the
+/// user has paused, is for the next link's phones, unless those have been disconnected meanwhile.
+class WaitingAlerts {
+ public:
+  /// The queue of the link before when that had the same pairing, otherwise a new one.
+  [[nodiscard]] std::shared_ptr<AlertQueue> of(const Pairing& pairing);
+
+ private:
+  std::optional<std::array<std::uint8_t, Pairing::macIdSize>> owner;
+  std::shared_ptr<AlertQueue> queue;
+};
 
 /// The link over the core's client of the relay, which lives on the core's thread alone: the main
 /// thread neither waits for it nor for the files that it reads when it is made.

@@ -119,6 +119,7 @@ void claimNew(benchmark::State& state) {
 BENCHMARK(claimNew)->UseRealTime();
 
 struct Silent final : Peer {
+  bool mayClaim() override { return true; }
   void send(SharedText /*message*/) override {}
   void close(CloseReason /*reason*/) override {}
 };

@@ -7,7 +7,8 @@
 // PART is cold, warm, task, memory or others; without any, all of them are measured, which takes
 // about eight minutes with five runs. The phone is Chromium at 1.6 Mbit/s with 150 ms of latency and
 // a processor slowed four times, by Chromium's own throttling. ORVIK_BUILD names the folder of the
-// built relay and agent, from `cmake --preset release`.
+// built relay and agent, from `cmake --preset release`. Times are those of an idle machine; where
+// other programs compete for its processors, `chrt -r 1 bench/page_cost.mjs` goes before them.
 //
 // The other pages are those of Debian 12, installed by whoever measures, and kept from starting by
 // themselves:

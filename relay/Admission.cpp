@@ -78,6 +78,22 @@ void Admission::leave(const Address& address, bool wasAuthenticated) {
   }
 }
 
+bool Admission::mayClaim(const Address& address, Instant now) {
+  if (!address) {
+    return true;
+  }
+  const std::lock_guard guard(lock);
+  if (claims.size() >= limits.claimingAddresses && now >= nextClaimsCheck) {
+    nextClaimsCheck = now + std::chrono::seconds(1);
+    std::erase_if(claims, [now](const auto& claiming) { return claiming.second.isFull(now); });
+  }
+  const asio::ip::address place = placeOf(*address);
+  if (claims.size() >= limits.claimingAddresses && !claims.contains(place)) {
+    return false;
+  }
+  return claims.try_emplace(place, limits.claimsPerAddress, now).first->second.take(now);
+}
+
 bool Admission::isCrowded() const {
   const std::lock_guard guard(lock);
   return total.unauthenticated >= limits.unauthenticated;

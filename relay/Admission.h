@@ -32,6 +32,8 @@ class Admission {
   void authenticate(const Address& address);
   /// A counted connection has ended.
   void leave(const Address& address, bool wasAuthenticated);
+  /// Whether one more identifier may be claimed from an address. Counts as one.
+  [[nodiscard]] bool mayClaim(const Address& address, Instant now);
 
   /// Whether as many connections have not authenticated yet as may be.
   [[nodiscard]] bool isCrowded() const;
@@ -50,6 +52,9 @@ class Admission {
 
   /// Only places with connections, so never more than there are connections.
   std::map<asio::ip::address, Count> places;
+  /// Places that have claimed something lately.
+  std::map<asio::ip::address, RateLimit> claims;
+  Instant nextClaimsCheck;
 };
 
 }  // namespace orvik::relay

@@ -51,7 +51,10 @@ void Connection::beginHandshake() {
     endHandshake();
     return;
   }
-  cutAt = now() + loop->shared.limits.upgradeTime;
+  turnEnds = now() + loop->turn();
+  if (!std::exchange(hasHadTurn, true)) {
+    cutAt = now() + loop->shared.limits.upgradeTime;
+  }
   readable();
 }
 
@@ -156,6 +159,7 @@ bool Connection::shakeHands() {
     if (isQueued) {
       return false;
     }
+    turnEnds = now() + loop->turn();
   }
   switch (transport.handshake()) {
     case Transport::Status::done:
@@ -425,6 +429,8 @@ void Connection::close(CloseReason why) {
   finish(why);
 }
 
+bool Connection::mayClaim() { return loop->shared.admission.mayClaim(address, now()); }
+
 void Connection::finish(CloseReason why) {
   note(why);
   phase = Phase::closing;
@@ -525,9 +531,11 @@ void Connection::check(Instant at) {
         : phase == Phase::answer ? CloseReason::answerNotTaken
                                  : CloseReason::upgradeLate);
   } else if (!isAuthenticated && !isClosing() && service == Service::clients &&
-             (loop->shared.isCrowded || (isShakingHands && loop->hasQueued())) &&
-             at >= lastServed + loop->patience()) {
+             loop->shared.isCrowded && at >= lastServed + loop->patience()) {
     close(CloseReason::pushedOut);
+  } else if (isShakingHands && loop->hasQueued() && at >= turnEnds) {
+    // It goes on when it has said more, behind those that wait.
+    endHandshake();
   } else if (phase == Phase::open) {
     session->check(at);
     noticeAuthentication(at);

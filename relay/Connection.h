@@ -61,6 +61,7 @@ class Connection final : public Peer, public std::enable_shared_from_this<Connec
 
   void send(SharedText message) override;
   void close(CloseReason reason) override;
+  [[nodiscard]] bool mayClaim() override;
   /// Ends the connection without a word.
   void cut(CloseReason reason);
   /// Sends what waits, as far as it goes.
@@ -144,6 +145,8 @@ class Connection final : public Peer, public std::enable_shared_from_this<Connec
   /// When the client has last been listened to, before it has authenticated.
   Instant lastServed;
   Instant cutAt;
+  /// When others may go on with their handshakes although this one has not.
+  Instant turnEnds;
   std::size_t buffered = 0;
   int family;
   Service service;
@@ -162,6 +165,7 @@ class Connection final : public Peer, public std::enable_shared_from_this<Connec
   /// It is one of the handshakes of TLS that the loop has under way; or waits to be.
   bool isShakingHands = false;
   bool isQueued = false;
+  bool hasHadTurn = false;
 };
 
 }  // namespace orvik::relay

@@ -48,8 +48,16 @@ struct Limits {
   /// than its client waits: at half a millisecond of processor each these take an eighth of a
   /// second.
   std::size_t handshakes = 256;
+  /// How long one may hold up others: a client that is there answers in a third of a second from
+  /// anywhere. It goes on later.
+  Clock::Duration handshakeTurn = std::chrono::milliseconds(300);
   /// A browser that loads the page makes up to six at once, and a household has a few browsers.
   std::size_t unauthenticatedPerAddress = 32;
+
+  /// Identifiers that one address claims: as many as it has connections when a relay has forgotten
+  /// them all, and then one a minute. And of how many addresses that is remembered.
+  Rate claimsPerAddress{1.0 / 60, 256};
+  std::size_t claimingAddresses = 16'384;
 
   std::size_t phonesPerMac = 16;
   /// Phones that came before their Mac, for one identifier and in total. They are not counted as

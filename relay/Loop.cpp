@@ -60,10 +60,10 @@ void Loop::run() {
 
 void Loop::tick() {
   // Real time, whatever the clock says: deadlines are the clock's.
-  const auto interval =
-      draining ? std::chrono::milliseconds(20)
-               : std::chrono::duration_cast<std::chrono::milliseconds>(shared.limits.checkInterval);
-  timer.expires_after(interval);
+  const Clock::Duration interval = draining         ? std::chrono::milliseconds(20)
+                                   : queued.empty() ? shared.limits.checkInterval
+                                                    : shared.limits.handshakeTurn / 2;
+  timer.expires_after(std::chrono::duration_cast<std::chrono::milliseconds>(interval));
   timer.async_wait([this](const boost::system::error_code& error) {
     if (error) {
       return;
@@ -180,9 +180,8 @@ void Loop::endHandshake() {
   queued.pop_front();
 }
 
-Clock::Duration Loop::patience() const {
-  const Clock::Duration lag = std::chrono::nanoseconds(counters.value(Metric::loopLag));
-  return shared.limits.crowdedTime + 4 * lag;
+Clock::Duration Loop::delay() const {
+  return 4 * Clock::Duration(std::chrono::nanoseconds(counters.value(Metric::loopLag)));
 }
 
 void blockSignals() {

@@ -55,8 +55,10 @@ class Loop {
   [[nodiscard]] bool mayShakeHands(std::shared_ptr<Connection> connection);
   void endHandshake();
   [[nodiscard]] bool hasQueued() const noexcept { return !queued.empty(); }
-  /// How long a client may say nothing while others wait: what it has said may wait here too.
-  [[nodiscard]] Clock::Duration patience() const;
+  /// How long a client without a token may say nothing while others wait to be accepted, and how
+  /// long its handshake may take while others wait for theirs. What it has said may wait here too.
+  [[nodiscard]] Clock::Duration patience() const { return shared.limits.crowdedTime + delay(); }
+  [[nodiscard]] Clock::Duration turn() const { return shared.limits.handshakeTurn + delay(); }
   /// Acts on deadlines. Called regularly.
   void check();
   /// Closes all connections as planned.
@@ -82,6 +84,8 @@ class Loop {
  private:
   void tick();
   void flushAll();
+  /// What a client may have had to wait for here, to its answer and the next.
+  [[nodiscard]] Clock::Duration delay() const;
 
   const std::size_t mostBuffered;
   asio::steady_timer timer{context};

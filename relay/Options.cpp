@@ -93,6 +93,10 @@ const std::array rows{
         &Options::maxUnauthenticatedPerAddress,
         "The same from one address",
         {1, million}},
+    Row{"--max-new-per-address",
+        &Options::maxNewPerAddress,
+        "Macs from one address that the relay does not know yet, at once; one more each minute",
+        {1, million}},
     Row{"--max-message", &Options::maxMessage, "Longest message of a Mac, in KiB", {64, 1024}},
     Row{"--max-phones", &Options::maxPhones, "Connected phones of one Mac", {1, 1000}},
     Row{"--mac-messages", &Options::macMessages, "Messages of a Mac in a second", {1, million}},
@@ -165,6 +169,7 @@ Limits Options::limits(const MachineLimits& machine) const {
                                : maxUnauthenticated;
   limits.connectionsPerAddress = maxConnectionsPerAddress;
   limits.unauthenticatedPerAddress = maxUnauthenticatedPerAddress;
+  limits.claimsPerAddress.burst = static_cast<double>(maxNewPerAddress);
   limits.macMessage = maxMessage * Limits::kibibyte;
   limits.phonesPerMac = maxPhones;
   limits.macMessages = {static_cast<double>(macMessages), static_cast<double>(macMessagesBurst)};

@@ -35,6 +35,7 @@ struct Options {
   std::size_t maxConnectionsPerAddress = 256;
   std::size_t maxUnauthenticated = 0;
   std::size_t maxUnauthenticatedPerAddress = 32;
+  std::size_t maxNewPerAddress = 256;
   std::size_t maxMessage = 1024;
   std::size_t maxPhones = 16;
   std::size_t macMessages = 10;

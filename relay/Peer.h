@@ -5,7 +5,7 @@
 
 namespace orvik::relay {
 
-/// The other end of a connection, a Mac or a phone. Both operations return at once and never call
+/// The other end of a connection, a Mac or a phone. All operations return at once and never call
 /// back into their caller.
 class Peer {
  public:
@@ -15,6 +15,8 @@ class Peer {
   virtual void send(SharedText message) = 0;
   /// Begins to close; nothing more is sent. Harmless when repeated: the first reason counts.
   virtual void close(CloseReason reason) = 0;
+  /// Whether whoever is there may claim one more identifier. Counts as one.
+  [[nodiscard]] virtual bool mayClaim() = 0;
 };
 
 }  // namespace orvik::relay

@@ -53,9 +53,11 @@ bool Switchboard::macArrived(const Identifier& identifier, const TokenHash& toke
       return false;
     }
     if (place.knowledge == Knowledge::unknown) {
-      claim(entry, token);
+      claim(entry);
     }
-    return true;
+    const bool isRefused = place.knowledge == Knowledge::unknown;
+    removeIfEmpty(entry);
+    return !isRefused;
   }
   if (!take(place, mac, token)) {
     return false;
@@ -207,10 +209,7 @@ void Switchboard::found(Entry& entry, Found answer) {
   } else if (std::holds_alternative<NoRecord>(answer)) {
     entry.second.knowledge = Knowledge::unknown;
     hold(entry);
-    const auto mac = std::ranges::find(entry.second.waiting, Role::mac, &Waiting::role);
-    if (mac != entry.second.waiting.end()) {
-      claim(entry, mac->token);
-    }
+    claim(entry);
     removeIfEmpty(entry);
   } else {
     removeWaiting(entry, [](const Waiting& client) {
@@ -239,9 +238,24 @@ void Switchboard::hold(Entry& entry) {
   });
 }
 
-void Switchboard::claim(Entry& entry, const TokenHash& token) {
+void Switchboard::claim(Entry& entry) {
+  std::optional<TokenHash> token;
+  removeWaiting(entry, [&token](const Waiting& client) {
+    if (client.role != Role::mac || token) {
+      return false;
+    }
+    if (client.peer->mayClaim()) {
+      token = client.token;
+      return false;
+    }
+    client.peer->close(CloseReason::tooManyClaims);
+    return true;
+  });
+  if (!token) {
+    return;
+  }
   entry.second.knowledge = Knowledge::claiming;
-  store.claim(entry.first, token,
+  store.claim(entry.first, *token,
               answering<Claimed>(entry, [](Switchboard& self, Entry& place, Claimed answer) {
                 self.claimed(place, std::move(answer));
               }));
@@ -498,13 +512,14 @@ void Switchboard::kept(Entry& entry, std::uint64_t number, bool isSafe) {
       unsafePlaces.insert(entry.first);
     }
   }
+  forgetOldAlerts(place);
   if (isSafe) {
     tellSafe(place);
   }
 }
 
 /// Says how many alerts of the Mac's connection are safe, from the first on, if these are more than
-/// it knows of. One that newer ones have pushed out counts with those.
+/// it knows of. One that newer ones have pushed out before it was safe counts with those.
 void Switchboard::tellSafe(Place& place) {
   Mac& mac = place.mac;
   std::uint64_t safe = mac.arrived;
@@ -512,6 +527,11 @@ void Switchboard::tellSafe(Place& place) {
     if (alert.ordinal > 0 && alert.fate != Alert::Fate::safe) {
       safe = std::min(safe, alert.ordinal - 1);
     }
+  }
+  if (safe == mac.arrived) {
+    mac.missing = 0;
+  } else if (mac.missing > 0) {
+    safe = std::min(safe, mac.missing - 1);
   }
   if (store.isDurable() && mac.peer != nullptr && safe > mac.safe) {
     mac.safe = safe;
@@ -522,11 +542,21 @@ void Switchboard::tellSafe(Place& place) {
 void Switchboard::forgetOldAlerts(Place& place) const {
   const std::int64_t oldest =
       unixNow() - std::chrono::duration_cast<std::chrono::seconds>(limits.keptAlertTime).count();
-  const std::size_t surplus =
-      place.alerts.size() - std::min(place.alerts.size(), limits.keptAlertsPerMac);
-  place.alerts.erase(place.alerts.begin(),
-                     place.alerts.begin() + static_cast<std::ptrdiff_t>(surplus));
   std::erase_if(place.alerts, [oldest](const Alert& alert) { return alert.kept.keptAt <= oldest; });
+  std::size_t surplus =
+      place.alerts.size() - std::min(place.alerts.size(), limits.keptAlertsPerMac);
+  std::erase_if(place.alerts, [&](const Alert& alert) {
+    if (surplus == 0) {
+      return false;
+    }
+    --surplus;
+    if (alert.fate == Alert::Fate::unsafe && alert.ordinal > 0) {
+      Mac& mac = place.mac;
+      mac.missing = mac.missing == 0 ? alert.ordinal : std::min(mac.missing, alert.ordinal);
+    }
+    // One that the store has not answered for is neither safe nor given up.
+    return alert.fate != Alert::Fate::asked;
+  });
 }
 
 void Switchboard::tellMac(const Place& place) {

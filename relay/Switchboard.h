@@ -66,6 +66,8 @@ class Switchboard {
     /// Alerts that have come over this connection, and how many of them it has been told are safe.
     std::uint64_t arrived = 0;
     std::uint64_t safe = 0;
+    /// The first of them that newer ones have pushed out although it was not safe; 0 for none.
+    std::uint64_t missing = 0;
   };
   struct Alert {
     enum class Fate { asked, unsafe, safe };
@@ -106,7 +108,8 @@ class Switchboard {
   /// The place, which the store is asked about when it is new.
   Entry& enter(const Identifier& identifier);
   [[nodiscard]] bool wait(Entry& entry, Waiting client);
-  void claim(Entry& entry, const TokenHash& token);
+  /// For the first Mac that waits and may.
+  void claim(Entry& entry);
   void found(Entry& entry, Found answer);
   void claimed(Entry& entry, Claimed answer);
   void learn(Entry& entry, Record record);

@@ -181,7 +181,10 @@ void checkAddresses(const relay::Options& options) {
                              ": without TLS it listens on loopback only");
   }
   if (!options.metrics.empty()) {
-    static_cast<void>(relay::addressIn("--metrics", options.metrics));
+    if (!relay::addressIn("--metrics", options.metrics).isLocal()) {
+      relay::log(Priority::warning, "--metrics " + options.metrics +
+                                        ": not encrypted, and for everybody who reaches it");
+    }
   }
 }
 

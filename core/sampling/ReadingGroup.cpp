@@ -18,21 +18,27 @@ ReadingGroup::ReadingGroup(const asio::any_io_executor& executor, std::shared_pt
       ended(executor) {}
 
 bool ReadingGroup::refresh(Read read) {
-  if (isReading || !cadence.isDue(clock->now())) {
+  if (isRunning || !cadence.isDue(clock->now())) {
     return false;
   }
-  isReading = true;
+  isRunning = true;
+  isAwaited = true;
   begunAt = clock->now();
   const auto self = shared_from_this();
   asio::co_spawn(
       executor, run(self, std::move(read)),
       asio::bind_cancellation_slot(cancellation.slot(), [self](const std::exception_ptr&) {
         // One that was cancelled or failed is no answer.
-        self->isReading = false;
-        self->isFirst = false;
-        self->ended.notify();
+        self->isRunning = false;
+        self->end();
       }));
   return true;
+}
+
+void ReadingGroup::end() {
+  isAwaited = false;
+  isFirst = false;
+  ended.notify();
 }
 
 asio::awaitable<void> ReadingGroup::run(std::shared_ptr<ReadingGroup> self, Read read) {
@@ -43,6 +49,8 @@ asio::awaitable<void> ReadingGroup::run(std::shared_ptr<ReadingGroup> self, Read
     self->answer = std::move(readings);
     self->answeredAt = now;
   }
+  // An answer that was there at once is waited for by nobody: co_spawn tells of the end later.
+  self->end();
 }
 
 JSONObject ReadingGroup::last() const {
@@ -53,8 +61,8 @@ asio::awaitable<JSONObject> ReadingGroup::latest() {
   using namespace asio::experimental::awaitable_operators;
   const Clock::Duration wait =
       isFirst ? std::max<Clock::Duration>(firstWait, pace.wait) : pace.wait;
-  if (isReading && clock->now() < begunAt + wait) {
-    const std::function<bool()> hasEnded = [this] { return !isReading; };
+  if (isAwaited && clock->now() < begunAt + wait) {
+    const std::function<bool()> hasEnded = [this] { return !isAwaited; };
     co_await (ended.until(hasEnded) || clock->sleepUntil(begunAt + wait));
   }
   co_return last();

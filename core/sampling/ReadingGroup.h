@@ -46,6 +46,7 @@ class ReadingGroup : public std::enable_shared_from_this<ReadingGroup> {
 
  private:
   static asio::awaitable<void> run(std::shared_ptr<ReadingGroup> self, Read read);
+  void end();
 
   const asio::any_io_executor executor;
   const std::shared_ptr<Clock> clock;
@@ -53,7 +54,9 @@ class ReadingGroup : public std::enable_shared_from_this<ReadingGroup> {
   Cadence cadence;
   Notifier ended;
   asio::cancellation_signal cancellation;
-  bool isReading = false;
+  bool isRunning = false;
+  /// The reading that runs has given nothing yet.
+  bool isAwaited = false;
   bool isFirst = true;
   Instant begunAt;
   JSONObject answer;

@@ -1,5 +1,7 @@
 #include "core/sampling/SampleBounds.h"
 
+#include <algorithm>
+
 #include "core/values/Text.h"
 
 namespace orvik {
@@ -10,9 +12,11 @@ constexpr std::size_t mostEntries = 64;
 constexpr std::size_t longestText = 128;
 constexpr std::size_t largestPicture = 48UL * 1024;
 
-std::string shortened(const std::string& text) {
+constexpr const char* pictureKey = "icon_png";
+
+void shorten(std::string& text) {
   if (text.size() <= longestText) {
-    return text;
+    return;
   }
   const std::string repaired = repairedUTF8(std::string_view(text).substr(0, longestText + 3));
   std::string_view cut = std::string_view(repaired).substr(0, longestText);
@@ -20,42 +24,39 @@ std::string shortened(const std::string& text) {
   while (!cut.empty() && !isValidUTF8(cut)) {
     cut.remove_suffix(1);
   }
-  return std::string(cut);
+  text = cut;
+}
+
+bool isSmallPicture(const JSONValue& value) {
+  const auto* text = value.get<std::string>();
+  return text != nullptr && text->size() <= largestPicture;
+}
+
+void bound(JSONValue& value) {
+  if (auto* text = value.get<std::string>()) {
+    shorten(*text);
+  } else if (auto* object = value.get<JSONObject>()) {
+    keepWithinBounds(*object);
+  } else if (auto* array = value.get<JSONValue::Array>()) {
+    array->resize(std::min(array->size(), mostEntries));
+    std::ranges::for_each(*array, bound);
+  }
 }
 
 }  // namespace
 
-JSONObject withinBounds(const JSONObject& readings) {
-  JSONObject bounded;
-  for (const auto& [key, value] : readings) {
-    const auto* text = value.get<std::string>();
-    if (key != "icon_png") {
-      bounded.set(key, withinBounds(value));
-    } else if (text != nullptr && text->size() <= largestPicture) {
-      bounded.set(key, value);
+void keepWithinBounds(JSONObject& readings) {
+  bool isPictureTooLarge = false;
+  readings.changeEach([&](std::string_view key, JSONValue& value) {
+    if (key != pictureKey) {
+      bound(value);
+    } else {
+      isPictureTooLarge = !isSmallPicture(value);
     }
+  });
+  if (isPictureTooLarge) {
+    readings.erase(pictureKey);
   }
-  return bounded;
-}
-
-JSONValue withinBounds(const JSONValue& readings) {
-  if (const auto* text = readings.get<std::string>()) {
-    return shortened(*text);
-  }
-  if (const auto* object = readings.get<JSONObject>()) {
-    return withinBounds(*object);
-  }
-  if (const auto* array = readings.get<JSONValue::Array>()) {
-    JSONValue::Array bounded;
-    for (const JSONValue& entry : *array) {
-      if (bounded.size() == mostEntries) {
-        break;
-      }
-      bounded.push_back(withinBounds(entry));
-    }
-    return bounded;
-  }
-  return readings;
 }
 
 }  // namespace orvik

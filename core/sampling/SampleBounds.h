@@ -4,10 +4,9 @@
 
 namespace orvik {
 
-/// The same readings, small enough for the relay whatever the machine's tools and devices say:
-/// lists of at most 64 entries, texts of at most 128 bytes (never cut within a code point), and
-/// pictures (under "icon_png") of at most 48 KiB, or none.
-[[nodiscard]] JSONObject withinBounds(const JSONObject& readings);
-[[nodiscard]] JSONValue withinBounds(const JSONValue& readings);
+/// Makes readings small enough for the relay whatever the machine's tools and devices say: lists of
+/// at most 64 entries, texts of at most 128 bytes (never cut within a code point), and pictures
+/// (under "icon_png") of at most 48 KiB, or none.
+void keepWithinBounds(JSONObject& readings);
 
 }  // namespace orvik

@@ -152,7 +152,8 @@ asio::awaitable<std::string> SystemSampleSource::sampleOnStrand(bool withMacInfo
       fields.set("mac_info", std::move(info));
     }
   }
-  co_return JSONValue(withinBounds(fields)).text();
+  keepWithinBounds(fields);
+  co_return JSONValue(std::move(fields)).text();
 }
 
 asio::awaitable<JSONObject> SystemSampleSource::sampleFields() {
@@ -201,7 +202,8 @@ asio::awaitable<std::string> SystemSampleSource::alertSampleOnStrand() {
   fields.merge(co_await groups->battery->latest());
   fields.merge(co_await slow());
   setEpoch(fields, clock->unixNow());
-  co_return JSONValue(withinBounds(fields)).text();
+  keepWithinBounds(fields);
+  co_return JSONValue(std::move(fields)).text();
 }
 
 void SystemSampleSource::refreshSlow() {

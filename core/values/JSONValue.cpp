@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 #include "core/values/NumberText.h"
 #include "core/values/Text.h"
@@ -252,9 +253,15 @@ void JSONObject::set(std::string_view key, JSONValue value) {
 }
 
 void JSONObject::merge(JSONObject other) {
-  for (Member& member : other.members) {
-    set(member.key, std::move(member.value));
-  }
+  std::vector<Member> merged;
+  merged.reserve(members.size() + other.members.size());
+  // Of two that are equal the one of the first range is taken.
+  std::set_union(std::move_iterator(other.members.begin()), std::move_iterator(other.members.end()),
+                 std::move_iterator(members.begin()), std::move_iterator(members.end()),
+                 std::back_inserter(merged), [](const Member& left, const Member& right) {
+                   return compareText(left.key, right.key) < 0;
+                 });
+  members = std::move(merged);
 }
 
 void JSONObject::erase(std::string_view key) {

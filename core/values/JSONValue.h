@@ -38,6 +38,9 @@ class JSONObject {
   void merge(JSONObject other);
   /// Removes a key; nothing happens when it is absent.
   void erase(std::string_view key);
+  /// Calls `change(key, value)` for every member in ascending key order; the value may be changed.
+  template <typename Change>
+  void changeEach(Change change);
 
   /// The value under a key, or null when there is none. Valid until the object changes.
   [[nodiscard]] const JSONValue* find(std::string_view key) const;
@@ -92,6 +95,10 @@ class JSONValue {
     return std::get_if<Case>(&value);
   }
   template <typename Case>
+  [[nodiscard]] Case* get() noexcept {
+    return std::get_if<Case>(&value);
+  }
+  template <typename Case>
   [[nodiscard]] bool is() const noexcept {
     return std::holds_alternative<Case>(value);
   }
@@ -118,6 +125,13 @@ struct JSONObject::Member {
   std::string key;
   JSONValue value;
 };
+
+template <typename Change>
+void JSONObject::changeEach(Change change) {
+  for (Member& member : members) {
+    change(std::string_view(member.key), member.value);
+  }
+}
 
 template <typename Case>
 const Case* JSONObject::get(std::string_view key) const {

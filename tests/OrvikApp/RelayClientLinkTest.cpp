@@ -51,6 +51,15 @@ TEST(RelayClientLink, TellsTheMainThreadWhatTheClientDoes) {
   EXPECT_EQ(states.back(), RelayState(Stopped{}));
 }
 
+TEST(WaitingAlerts, AreForTheNextLinkToTheSamePhones) {
+  WaitingAlerts waiting;
+  const Pairing pairing = Pairing::generate();
+  const auto queue = waiting.of(pairing);
+  EXPECT_EQ(waiting.of(pairing), queue);
+  EXPECT_NE(waiting.of(Pairing::generate()), queue);
+  EXPECT_NE(waiting.of(pairing), queue) << "its phones have been disconnected meanwhile";
+}
+
 TEST(CoreModelClock, ActsInItsTimeUnlessItIsCancelledOrItsThreadEnds) {
   asio::io_context context;
   const auto time = std::make_shared<test::ManualClock>(context);

@@ -1,80 +1,19 @@
 """Kills the relay again and again under load: no alert that it called safe may be lost."""
 
-import base64
 import json
 import os
 import random
 import select
 import signal
-import socket
-import struct
 import time
 
 from programs import TIMEOUT, Program, check, path, run
+from websocket_client import Client, connect
 
 KILLS = 50
 MACS = 4
 ALERTS = 50  # of each Mac before a kill; the relay lets through bursts of 60 messages
 KEPT = 20    # of each Mac
-
-
-def base64url(data):
-    return base64.urlsafe_b64encode(data).rstrip(b"=").decode()
-
-
-class Client:
-    """One WebSocket without TLS."""
-
-    def __init__(self, port, role, identifier, token, **members):
-        self.socket = socket.create_connection(("127.0.0.1", port), timeout=TIMEOUT)
-        self.socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
-        self.bytes = b""
-        self.socket.sendall(
-            f"GET /v1/{role}/{base64url(identifier)} HTTP/1.1\r\nHost: localhost\r\n"
-            "Connection: Upgrade\r\nUpgrade: websocket\r\nSec-WebSocket-Version: 13\r\n"
-            "Sec-WebSocket-Key: AAAAAAAAAAAAAAAAAAAAAA==\r\n\r\n".encode())
-        while b"\r\n\r\n" not in self.bytes:
-            check(self.receive(), "the relay answers the upgrade")
-        self.bytes = self.bytes.split(b"\r\n\r\n", 1)[1]
-        self.send(json.dumps({"auth": base64url(token), **members}))
-
-    def send(self, text):
-        data = text.encode()
-        size = bytes([0x80 | len(data)]) if len(data) < 126 else \
-            bytes([0x80 | 126]) + struct.pack(">H", len(data))
-        # A mask of zeros is one, too.
-        self.socket.sendall(b"\x81" + size + bytes(4) + data)
-
-    def receive(self):
-        """Takes in what has come; False at the end of the connection."""
-        try:
-            data = self.socket.recv(65536)
-        except ConnectionError:
-            return False
-        self.bytes += data
-        return bool(data)
-
-    def messages(self):
-        """The whole messages that have come so far."""
-        while len(self.bytes) >= 2:
-            is_text, size, start = self.bytes[0] == 0x81, self.bytes[1], 2
-            if size == 126:
-                size, start = int.from_bytes(self.bytes[2:4], "big"), 4
-            if len(self.bytes) < start + size:
-                return
-            message, self.bytes = self.bytes[start:start + size], self.bytes[start + size:]
-            check(is_text, f"the relay goes on, and does not say {message}")
-            yield message.decode()
-
-    def until(self, wanted):
-        """The messages before this one."""
-        messages = []
-        while True:
-            for message in self.messages():
-                if message == wanted:
-                    return messages
-                messages.append(message)
-            check(self.receive(), f"{wanted} comes")
 
 
 class Mac:
@@ -85,7 +24,7 @@ class Mac:
         self.last_number = 0
 
     def connect(self, port):
-        self.client = Client(port, "mac", self.identifier, self.token)
+        self.client = Client(connect(port), "mac", self.identifier, self.token)
         self.first, self.sent = self.said + 1, 0
         check('{"safe":0}' in self.client.until('{"active":0,"viewers":0}'), "the relay keeps alerts")
 
@@ -101,7 +40,7 @@ class Mac:
                 self.safe.add(alert)
 
     def check(self, port):
-        phone = Client(port, "phone", self.identifier, self.token, last=0)
+        phone = Client(connect(port), "phone", self.identifier, self.token, last=0)
         if not self.safe:
             return
         phone.until('{"mac":false}')

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "core/values/Base64.h"
 #include "relay/Admission.h"
 #include "relay/Drain.h"
@@ -52,6 +54,74 @@ TEST(Admission, BoundsTotalsAndPlaces) {
   enters("2001:db8:0:1::1", true);
   EXPECT_TRUE(admission.isCrowded());
   enters("192.0.2.2", false);  // Four unauthenticated.
+}
+
+TEST(Admission, CountsForSeveralThreads) {
+  Limits limits;
+  limits.connections = 8;
+  limits.unauthenticated = 6;
+  limits.connectionsPerAddress = limits.unauthenticatedPerAddress = 3;
+  Admission admission(limits);
+  const auto come = [&admission](std::uint8_t seed) {
+    for (std::uint32_t i = 0; i < 20'000; ++i) {
+      const auto address = asio::ip::address_v4({192, 0, 2, static_cast<std::uint8_t>(i % 4)});
+      const bool isProxied = (i + seed) % 3 == 0;
+      if (admission.enter(isProxied ? Admission::Address() : address)) {
+        continue;
+      }
+      const bool isLocated = isProxied && !admission.locate(address);
+      const Admission::Address known =
+          isProxied && !isLocated ? Admission::Address() : Admission::Address(address);
+      const bool isAuthenticated = (i + seed) % 2 == 0;
+      if (isAuthenticated) {
+        admission.authenticate(known);
+      }
+      admission.leave(known, isAuthenticated);
+    }
+  };
+  std::vector<std::thread> threads;
+  for (std::uint8_t seed = 0; seed < 12; ++seed) {
+    threads.emplace_back(come, seed);
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  for (std::size_t i = 0; i < limits.unauthenticated; ++i) {
+    EXPECT_FALSE(admission.enter({})) << "all have left";
+  }
+  EXPECT_TRUE(admission.enter({}));
+}
+
+TEST(Admission, BoundsClaims) {
+  Limits limits;
+  limits.claimsPerAddress = {0.5, 2};
+  limits.claimingAddresses = 2;
+  Admission admission(limits);
+  EXPECT_TRUE(admission.mayClaim({}, Instant()));
+  struct Step {
+    int second;
+    const char* address;
+    bool isTaken;
+  };
+  for (const auto& [second, address, isTaken] : std::initializer_list<Step>{
+           {0, "192.0.2.1", true},
+           {0, "::ffff:192.0.2.1", true},
+           {0, "192.0.2.1", false},
+           {1, "2001:db8::1", true},
+           {1, "192.0.2.2", false},  // As many addresses as are remembered.
+           {2, "192.0.2.1", true},
+           {2, "192.0.2.1", false},
+           {3, "2001:db8::1:2", true},
+           {3, "192.0.2.2", false},
+           {6, "192.0.2.2", true},  // The others have all again, as if they had never come.
+           {6, "192.0.2.1", true},
+           {6, "2001:db8::1", false},
+       }) {
+    EXPECT_EQ(
+        admission.mayClaim(asio::ip::make_address(address), Instant(std::chrono::seconds(second))),
+        isTaken)
+        << second << " " << address;
+  }
 }
 
 TEST(Drain, SpreadsWhatIsLeftOverItsTime) {

@@ -64,6 +64,13 @@ TEST(RelayProgram, FailsWithOneLine) {
   }
 }
 
+TEST(RelayProgram, WarnsOfMetricsForEverybody) {
+  const auto [text, code] = failure("--check --metrics 192.0.2.1:1");
+  EXPECT_EQ(code, 0);
+  EXPECT_THAT(text, MatchesRegex("orvik-relay: --metrics [^\n]+ for everybody [^\n]+\n"));
+  EXPECT_EQ(failure("--check --metrics [::1]:1").first, "");
+}
+
 /// A relay as a service manager runs it, which says what it hears.
 class ServedProgram {
  public:

@@ -171,6 +171,7 @@ class Stage {
         stage.told += " " + name + " closed " + std::to_string(rowOf(reason).code);
       }
     }
+    bool mayClaim() override { return name != "Z"; }
     Stage& stage;
     const std::string name;
     Session session;
@@ -203,7 +204,7 @@ class Stage {
 
 TEST(Switchboard, TellsWhomItConcerns) {
   for (const char* heading : {"presence and forwarding", "the first token owns the identifier",
-                              "phones wait for an unknown Mac"}) {
+                              "not everybody may claim", "phones wait for an unknown Mac"}) {
     Stage().plays(heading);
   }
 }
@@ -224,6 +225,7 @@ TEST(Switchboard, NumbersAlertsAndSaysWhatIsSafe) {
   limits.keptAlertsPerMac = 3;
   limits.keptAlertTime = 60s;
   Stage(limits, true).plays("phones count alerts");
+  Stage(limits, true).plays("a burst is safe as it is kept");
   limits.keptAlertsPerMac = 20;
   limits.waitingMessages = 2;
   limits.revocations = 1;

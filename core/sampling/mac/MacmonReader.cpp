@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <mutex>
 #include <system_error>
 #include <utility>
 
@@ -84,7 +85,8 @@ asio::awaitable<void> endPolitely(LineProcess& tool, Clock& clock) {
 
 }  // namespace
 
-/// Lives until the last coroutine that uses it has ended. All but `locate` is for the strand.
+/// Lives until the last coroutine that uses it has ended. All but what is said to be for any thread
+/// is for the strand.
 class MacmonReader::State : public std::enable_shared_from_this<State> {
  public:
   State(std::vector<Path> places, Dependencies dependencies)
@@ -95,14 +97,34 @@ class MacmonReader::State : public std::enable_shared_from_this<State> {
         launch(std::move(dependencies.launch)),
         asked(strand) {}
 
+  /// For any thread.
   [[nodiscard]] std::optional<Path> locate() const {
     const auto place = std::ranges::find_if(places, isExecutableFile);
     return place == places.end() ? std::nullopt : std::optional(*place);
   }
 
+  /// The line of a tool that is kept running, and keeps it so. Spares the usual case the way to the
+  /// strand. For any thread.
+  [[nodiscard]] std::optional<std::string> askAgain() {
+    const std::lock_guard guard(lock);
+    const Instant now = clock->now();
+    if (now - latestAt > longestAge || now - lastAsked >= idleLimit) {
+      return std::nullopt;
+    }
+    lastAsked = now;
+    return latestLine;
+  }
+
+  /// For any thread.
+  [[nodiscard]] std::optional<std::string> freshLine() const {
+    const std::lock_guard guard(lock);
+    return clock->now() - latestAt <= longestAge ? latestLine : std::nullopt;
+  }
+
   static asio::awaitable<std::optional<std::string>> latest(std::shared_ptr<State> self) {
     const Instant begun = self->clock->now();
-    const bool wasIdle = std::exchange(self->lastAsked, begun) + idleLimit <= begun;
+    const bool wasIdle = self->isIdle();
+    self->ask(begun);
     if (!self->startLoop() && wasIdle && self->locate()) {
       self->startedAt = begun;
       self->asked.notify();
@@ -118,9 +140,6 @@ class MacmonReader::State : public std::enable_shared_from_this<State> {
   }
 
   static asio::awaitable<std::optional<std::string>> reading(std::shared_ptr<State> self) {
-    if (auto line = self->freshLine()) {
-      co_return line;
-    }
     const std::optional<Path> tool = self->locate();
     if (!tool) {
       co_return std::nullopt;
@@ -180,6 +199,7 @@ class MacmonReader::State : public std::enable_shared_from_this<State> {
       std::optional<std::string> line = co_await nextLine(*process, *clock);
       goesOn = line && !isIdle();
       if (line && isJSONObject(*line)) {
+        const std::lock_guard guard(lock);
         latestLine = std::move(line);
         latestAt = clock->now();
         hasWorked = true;
@@ -188,10 +208,14 @@ class MacmonReader::State : public std::enable_shared_from_this<State> {
     co_await endPolitely(*process, *clock);
   }
 
-  [[nodiscard]] bool isIdle() const { return clock->now() - lastAsked >= idleLimit; }
+  void ask(Instant now) {
+    const std::lock_guard guard(lock);
+    lastAsked = now;
+  }
 
-  [[nodiscard]] std::optional<std::string> freshLine() const {
-    return clock->now() - latestAt <= longestAge ? latestLine : std::nullopt;
+  [[nodiscard]] bool isIdle() const {
+    const std::lock_guard guard(lock);
+    return clock->now() - lastAsked >= idleLimit;
   }
 
   const std::vector<Path> places;
@@ -199,6 +223,8 @@ class MacmonReader::State : public std::enable_shared_from_this<State> {
   const std::shared_ptr<CommandRunner> runner;
   const LineProcessLauncher launch;
 
+  /// For the next three.
+  mutable std::mutex lock;
   std::optional<std::string> latestLine;
   /// When it was received.
   Instant latestAt;
@@ -235,11 +261,17 @@ std::optional<MacmonReader::Path> MacmonReader::locate() const { return state->l
 
 asio::awaitable<std::optional<std::string>> MacmonReader::latest() {
   const auto kept = state;
+  if (auto line = kept->askAgain()) {
+    co_return line;
+  }
   co_return co_await runOn(kept->strand, State::latest(kept));
 }
 
 asio::awaitable<std::optional<std::string>> MacmonReader::reading() {
   const auto kept = state;
+  if (auto line = kept->freshLine()) {
+    co_return line;
+  }
   co_return co_await runOn(kept->strand, State::reading(kept));
 }
 

@@ -17,8 +17,8 @@ namespace orvik {
 
 /// Reads the macmon tool, which prints one JSON object each second: temperatures, power, use,
 /// memory and frequencies. The tool runs only while somebody asks for `latest`, and for a minute
-/// after. Everything runs on a strand of its own; what is public may be called from any thread,
-/// and the awaited operations resume on the caller's executor.
+/// after. It has a strand of its own; what is public may be called from any thread, and the awaited
+/// operations resume on the caller's executor.
 class MacmonReader {
  public:
   /// What the reader runs on, and what it starts the tool with.

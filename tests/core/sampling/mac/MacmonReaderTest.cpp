@@ -159,6 +159,18 @@ TEST_F(MacmonReaderTest, StopsAMinuteAfterTheLastQuestionAndIsWaitedForAfterIt) 
   EXPECT_EQ(latest(), std::nullopt);
 }
 
+TEST_F(MacmonReaderTest, AFreshLineDoesNotHideThatTheToolHasStopped) {
+  tool->lines = {"{}"};
+  EXPECT_EQ(latest(100ms), "{}");
+  for (int count = 0; count < 12; ++count) {
+    clock->advance(5s);
+    says("{}");
+  }
+  EXPECT_EQ(tool->running, 0);
+  EXPECT_EQ(latest(), "{}");
+  EXPECT_EQ(tool->running, 1);
+}
+
 TEST_F(MacmonReaderTest, StartsAToolAgainThatHasEndedOrStalls) {
   tool->lines = {"{}"};
   EXPECT_EQ(latest(100ms), "{}");
