@@ -4,6 +4,7 @@
 What the panel shows before the application starts is compared with what it shows then."""
 
 import os
+import signal
 import subprocess
 
 import dbus
@@ -111,7 +112,8 @@ def shows_icon(options, kind, dark):
 
     await_that(lambda: best() >= READABLE, f"the icon can be seen in {name}")
     print(f"{name}: {best():.1f} : 1")
-    application.ends()
+    # However it ends.
+    application.ends(signal.SIGKILL, -signal.SIGKILL)
     await_that(lambda: not items(), "the icon goes with the application")
 
 
