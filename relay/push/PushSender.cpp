@@ -3,6 +3,8 @@
 #include <curl/curl.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <openssl/err.h>
+#include <openssl/x509_vfy.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -15,6 +17,7 @@
 #include "core/values/CHandle.h"
 #include "relay/Log.h"
 #include "relay/Loop.h"
+#include "relay/OpenSSLHandle.h"
 #include "relay/push/PushEncryption.h"
 #include "relay/push/PushMessage.h"
 #include "relay/push/PushVerdict.h"
@@ -57,6 +60,13 @@ std::optional<ip::address> addressOf(const sockaddr& socket) {
     return ip::address_v6(bytes);
   }
   return std::nullopt;
+}
+
+bool holdsCertificates(const std::string& file) {
+  const OpenSSLHandle<X509_STORE, X509_STORE_free> store(X509_STORE_new());
+  const bool isRead = store != nullptr && X509_STORE_load_file(store.get(), file.c_str()) == 1;
+  ERR_clear_error();
+  return isRead;
 }
 
 /// The library's own beginning and end, around every sender there is.
@@ -235,6 +245,9 @@ void PushSender::Settings::check() const {
   if (std::error_code error; !trust.empty() && !std::filesystem::is_regular_file(trust, error)) {
     throw std::runtime_error("--push-trust: there is no file " + trust);
   }
+  if (!trust.empty() && !holdsCertificates(trust)) {
+    throw std::runtime_error("--push-trust: no certificate can be read from " + trust);
+  }
 }
 
 PushSender::PushSender(const Settings& settings, P256Key key, const Limits& limits,
@@ -351,6 +364,8 @@ void PushSender::begin(Push push) {
     auto transfer = std::make_unique<Transfer>(push, limits, services.mayBeLocal(push.service));
     if (!trust.empty()) {
       transfer->set(CURLOPT_CAINFO, trust.c_str());
+      // The system's folder is asked beside the file otherwise.
+      transfer->set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
     }
     const auto endpoint = Endpoint::of(push.to.endpoint, limits.endpointBytes);
     transfer->post(PushEncryption::encrypt(pushMessage(*push.alert), push.to),

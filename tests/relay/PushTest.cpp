@@ -7,6 +7,7 @@
 #include "relay/push/PushEncryption.h"
 #include "relay/push/PushMessage.h"
 #include "relay/push/PushQueue.h"
+#include "relay/push/PushSender.h"
 #include "relay/push/PushServices.h"
 #include "relay/push/PushVerdict.h"
 #include "relay/push/VAPID.h"
@@ -264,6 +265,27 @@ TEST(PushQueue, GivesEachServiceItsOwnTurnsAndRoom) {
   queue.ended({.service = 0});
   EXPECT_EQ(next(9s), "dead 2");
   EXPECT_EQ(queue.size(), 3U);
+}
+
+TEST(PushSender, TakesNoAuthoritiesThatAreNone) {
+  const test::TemporaryFolder folder;
+  const std::string certificate = ORVIK_FIXTURES "/localhost.pem";
+  for (const auto& [trust, isOne] : std::vector<std::pair<std::string, bool>>{
+           {"", true},
+           {certificate, true},
+           {folder.write("none.pem", "none").string(), false},
+           {folder.write("empty.pem", "").string(), false},
+           {(folder.path / "missing.pem").string(), false}}) {
+    const PushSender::Settings settings{"mailto:a@b.example", {}, trust};
+    EXPECT_EQ(isOne, [&] {
+      try {
+        settings.check();
+        return true;
+      } catch (const std::runtime_error&) {
+        return false;
+      }
+    }()) << trust;
+  }
 }
 
 }  // namespace
