@@ -192,6 +192,9 @@ struct PushSender::Network {
     if (multi == nullptr) {
       throw std::bad_alloc();
     }
+    // Idle ones are kept for the next push, and count among the descriptors too.
+    constexpr long idleConnections = 32;
+    curl_multi_setopt(multi.get(), CURLMOPT_MAXCONNECTS, idleConnections);
   }
   Network(const Network&) = delete;
   Network& operator=(const Network&) = delete;
@@ -260,7 +263,7 @@ PushSender::PushSender(const Settings& settings, P256Key key, const Limits& limi
       gone(std::move(gone)),
       vapid(std::move(key), settings.subject),
       key(vapid.publicKey()),
-      queue(limits, services.size()),
+      queue(limits),
       nextLine(this->clock->now()),
       network(std::make_unique<Network>()) {
   thread = std::thread([this] {
@@ -278,13 +281,9 @@ PushSender::~PushSender() {
   thread.join();
 }
 
-std::optional<std::size_t> PushSender::serviceOf(const std::string& endpoint) const {
-  const auto read = Endpoint::of(endpoint, limits.endpointBytes);
-  return read ? services.find(*read) : std::nullopt;
-}
-
 bool PushSender::serves(const Subscription& subscription) const {
-  return serviceOf(subscription.endpoint).has_value();
+  const auto endpoint = Endpoint::of(subscription.endpoint, limits.endpointBytes);
+  return endpoint && services.find(*endpoint);
 }
 
 void PushSender::push(const PushedAlert& alert, const std::vector<Subscription>& to) {
@@ -293,14 +292,15 @@ void PushSender::push(const PushedAlert& alert, const std::vector<Subscription>&
   {
     const std::lock_guard guard(mutex);
     for (const Subscription& subscription : to) {
-      const auto service = serviceOf(subscription.endpoint);
+      const auto endpoint = Endpoint::of(subscription.endpoint, limits.endpointBytes);
+      const auto service = endpoint ? services.find(*endpoint) : std::nullopt;
       if (!service) {
         // The list has changed since it was kept.
         told.failed(PushFailure::unusable);
-      } else if (incoming.size() >= limits.pushesWaiting) {
+      } else if (incoming.size() >= limits.allPushesWaiting) {
         told.failed(PushFailure::queueFull);
       } else {
-        incoming.push_back({shared, subscription, *service, now});
+        incoming.push_back({shared, subscription, *service, endpoint->origin(), now});
       }
     }
   }
@@ -349,8 +349,7 @@ void PushSender::takeIncoming() {
     fresh.swap(incoming);
   }
   for (Push& push : fresh) {
-    const Instant due = push.arrived;
-    if (!queue.add(std::move(push), due)) {
+    if (!queue.add(std::move(push))) {
       failed(PushFailure::queueFull);
     }
   }
@@ -367,33 +366,32 @@ void PushSender::begin(Push push) {
       // The system's folder is asked beside the file otherwise.
       transfer->set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
     }
-    const auto endpoint = Endpoint::of(push.to.endpoint, limits.endpointBytes);
     transfer->post(PushEncryption::encrypt(pushMessage(*push.alert), push.to),
-                   vapid.authorization(endpoint.value().origin(), clock->unixNow()));
+                   vapid.authorization(push.origin, clock->unixNow()));
     network->add(std::move(transfer));
   } catch (const std::exception&) {
     // A key that has changed on the disk, or no memory.
-    queue.ended(push);
+    queue.ended(push, clock->now());
     failed(PushFailure::unusable);
   }
 }
 
 void PushSender::ended(std::unique_ptr<Transfer> transfer, const PushAnswer& answer) {
   Push& push = transfer->push;
-  queue.ended(push);
   const Instant now = clock->now();
   const Clock::Duration age = now - push.arrived;
   const PushVerdict verdict = PushVerdict::on(answer, push.attempts, age, limits);
   if (verdict.kind == PushVerdict::Kind::again) {
-    if (!queue.add(std::move(push), now + verdict.wait)) {
-      failed(PushFailure::queueFull);
-    }
-  } else if (verdict.kind == PushVerdict::Kind::failed) {
+    queue.again(std::move(push), now + verdict.wait);
+    return;
+  }
+  queue.ended(push, now);
+  if (verdict.kind == PushVerdict::Kind::failed) {
     failed(verdict.failure);
     if (verdict.failure == PushFailure::gone) {
       gone(push.alert->mac, push.to.endpoint);
     } else {
-      tell(Endpoint::of(push.to.endpoint, limits.endpointBytes).value().origin(), answer);
+      tell(push.origin, answer);
     }
   } else {
     const std::lock_guard guard(mutex);
