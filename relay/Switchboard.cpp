@@ -120,6 +120,7 @@ void Switchboard::left(const Identifier& identifier, const Peer& peer) {
 
 void Switchboard::expire(Instant now) {
   lookedAt = now;
+  std::erase_if(pushRates, [now](const auto& rate) { return rate.second.isFull(now); });
   for (auto next = waitingPlaces.begin(); next != waitingPlaces.end();) {
     // The place may go, and its identifier from the set with it.
     Entry& entry = *places.find(*next++);

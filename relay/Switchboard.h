@@ -118,8 +118,6 @@ class Switchboard {
     std::vector<Waiting> waiting{};
     /// The owner that it had, until the store knows that it has none any more.
     std::optional<TokenHash> revoked{};
-    /// From the first alert that is pushed.
-    std::optional<RateLimit> pushes{};
   };
   using Places = std::map<Identifier, Place>;
   using Entry = Places::value_type;
@@ -176,6 +174,9 @@ class Switchboard {
   /// Where somebody waits, and where the store has to be asked again.
   std::set<Identifier> waitingPlaces;
   std::set<Identifier> unsafePlaces;
+  /// Of those whose alerts have been pushed, until they may have as many pushed as at first:
+  /// leaving and coming back gains nothing.
+  std::map<Identifier, RateLimit> pushRates;
   /// When the deadlines were looked at last.
   Instant lookedAt;
   Instant nextKeeping;

@@ -119,10 +119,8 @@ void Switchboard::push(Entry& entry, const Alert& alert, const AlertMark& mark) 
   if (to.empty()) {
     return;
   }
-  if (!place.pushes) {
-    place.pushes.emplace(limits.pushes, lookedAt);
-  }
-  if (place.pushes->take(lookedAt)) {
+  RateLimit& rate = pushRates.try_emplace(entry.first, limits.pushes, lookedAt).first->second;
+  if (rate.take(lookedAt)) {
     pusher->push({entry.first, alert.kept.number, alert.kept.envelope, mark.topic, mark.isUrgent},
                  to);
   } else {
