@@ -146,7 +146,9 @@ class Switchboard {
   void push(Entry& entry, const Alert& alert, const AlertMark& mark);
   void forget(Entry& entry, const std::string& endpoint);
   void keepSubscription(Entry& entry, Phone& phone, Subscription subscription);
-  void subscriptionKept(Entry& entry, const std::string& endpoint, bool isKept);
+  static void restore(Entry& entry, const std::string& endpoint,
+                      const std::optional<Subscription>& before);
+  static void subscriptionKept(const Entry& entry, const std::string& endpoint, bool isKept);
   void markTaken(Entry& entry);
   void revoke(Entry& entry);
   void askToRevoke(Entry& entry);
