@@ -125,7 +125,7 @@ struct PushSender::Transfer {
     append(fields, timeToLive);
     append(fields, push.alert->isUrgent ? "Urgency: high" : "Urgency: normal");
     if (!push.alert->topic.empty()) {
-      append(fields, "Topic: " + push.alert->topic);
+      append(fields, "Topic: " + pushTopic(*push.alert, push.to));
     }
     append(fields, "Content-Encoding: aes128gcm");
     append(fields, "Content-Type: application/octet-stream");

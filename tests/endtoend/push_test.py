@@ -96,7 +96,7 @@ def test():
     # Connected, and not looked at.
     first = alert(mac, 1, topic="T" * 22, urgent=False)
     shown = check_push(service.pushes.get(timeout=TIMEOUT), subscription, key, first, service,
-                       Urgency="normal", Topic="T" * 22)
+                       Urgency="normal", Topic=subscription.topic("T" * 22))
     check(shown["tag"] == "T" * 22, "the tag")
     # Looked at: only the second of these is pushed.
     phone.send('{"active":true}')
