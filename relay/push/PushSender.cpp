@@ -72,7 +72,11 @@ bool holdsCertificates(const std::string& file) {
 /// The library's own beginning and end, around every sender there is.
 void beginLibrary() {
   struct Library {
-    Library() { curl_global_init(CURL_GLOBAL_DEFAULT); }
+    Library() {
+      if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) {
+        throw std::runtime_error("libcurl cannot be used");
+      }
+    }
     ~Library() { curl_global_cleanup(); }
     Library(const Library&) = delete;
     Library& operator=(const Library&) = delete;
