@@ -51,6 +51,8 @@ struct Limits {
   /// How long one may hold up others: a client that is there answers in a third of a second from
   /// anywhere. It goes on later.
   Clock::Duration handshakeTurn = std::chrono::milliseconds(300);
+  /// How many turns one has before only the time counts that it has left.
+  std::size_t handshakeTurns = 4;
   /// A browser that loads the page makes up to six at once, and a household has a few browsers.
   std::size_t unauthenticatedPerAddress = 32;
 

@@ -51,7 +51,7 @@ class Switchboard {
                                   std::optional<std::uint64_t> last, Peer& phone, Instant now);
   /// Sends a Mac's message to all its phones; ignored from a Mac that has been replaced. One that
   /// revokes its pairing has everybody of the identifier closed, now and later: its phones at once,
-  /// itself when the store has it so.
+  /// itself when the store has it so, or cannot have it so now: then it is tried again.
   void forward(const Identifier& identifier, Peer& mac, const SharedText& message);
   /// A phone says where it wants alerts pushed to while it is not looked at, or that it does not
   /// any more. Ignored from one that is not accepted, and where nothing is pushed.
