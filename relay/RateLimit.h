@@ -19,6 +19,8 @@ class RateLimit {
   [[nodiscard]] bool take(Instant now, double amount = 1);
   /// How many tokens could be taken.
   [[nodiscard]] double available(Instant now) const;
+  /// Whether as much may be taken as at first.
+  [[nodiscard]] bool isFull(Instant now) const { return available(now) >= rate.burst; }
 
  private:
   Rate rate;
