@@ -25,6 +25,7 @@
 #include "core/pairing/PairingKeeper.h"
 #include "core/sampling/SystemSampleSource.h"
 #include "core/sampling/ThisMachine.h"
+#include "core/system/CoreDump.h"
 #include "core/system/ReplaceFile.h"
 #include "core/system/TextScreen.h"
 
@@ -298,6 +299,7 @@ int run(const AgentCommandLine& line) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  forbidCoreDumps();
   std::signal(SIGPIPE, SIG_IGN);
   try {
     const auto line = AgentCommandLine::parse(argc, argv);

@@ -15,6 +15,7 @@
 
 #include "core/async/Timeout.h"
 #include "core/connection/BeastWebSocket.h"
+#include "core/system/CoreDump.h"
 #include "phone/terminal/DisplayText.h"
 #include "phone/terminal/LinePrinter.h"
 #include "phone/terminal/LiveViewer.h"
@@ -207,6 +208,7 @@ int report(const std::exception& error, int status) {
 int main(int argc, char** argv) {
   using namespace orvik;
   fillStandardDescriptors();
+  forbidCoreDumps();
   std::signal(SIGPIPE, SIG_IGN);
   try {
     const std::optional<PhoneCommandLine> line = PhoneCommandLine::parse(argc, argv);
