@@ -163,7 +163,7 @@ std::optional<FrameEvent> FrameReader::finishFrame() {
   }
   return FrameEvent{
       .kind = isText ? FrameEvent::Kind::text : FrameEvent::Kind::binary,
-      .message = std::make_shared<const FramedText>(std::exchange(message, std::string()))};
+      .message = std::make_shared<FramedText>(std::exchange(message, std::string()))};
 }
 
 std::optional<FrameEvent> FrameReader::finishControlFrame() {
