@@ -38,7 +38,8 @@ int linesOf(int modules) { return (modules + 1) / 2; }
 std::string firstLine(std::string_view what, std::string_view link) {
   std::string text;
   text.reserve(what.size() + link.size() + 2);
-  return text.append(what).append("\n").append(link).append("\n");
+  text.append(what).append("\n").append(link).append("\n");
+  return text;
 }
 
 }  // namespace

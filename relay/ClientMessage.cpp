@@ -71,8 +71,8 @@ std::optional<Authentication> Authentication::in(std::string_view message) {
       SecretText(base64URL(token.bytes)).text() != text.text()) {
     return std::nullopt;
   }
-  Authentication authentication{
-      TokenHash(std::span(token.bytes).first<TokenHash::tokenSize>()), {}};
+  Authentication authentication{TokenHash(std::span(token.bytes).first<TokenHash::tokenSize>()),
+                                {}};
   const auto* last = object.get<std::int64_t>("last");
   if (last != nullptr && *last >= 0) {
     authentication.last = static_cast<std::uint64_t>(*last);

@@ -77,10 +77,11 @@ PairingLink PairingLink::read(std::string_view text) {
   if (nextPart(rest) != "1") {
     throw PairingLinkError("The link has a version that this program does not know.");
   }
-  const WipedBytes macId = bytesOfPart(nextPart(rest), Pairing::macIdSize,
-                                  "The identifier in the link is damaged: copy the link again.");
+  const WipedBytes macId =
+      bytesOfPart(nextPart(rest), Pairing::macIdSize,
+                  "The identifier in the link is damaged: copy the link again.");
   const WipedBytes secret = bytesOfPart(nextPart(rest), Pairing::secretSize,
-                             "The secret in the link is damaged: copy the link again.");
+                                        "The secret in the link is damaged: copy the link again.");
   return {Pairing(macId.bytes, secret.bytes), displayText(percentDecoded(rest))};
 }
 
