@@ -15,9 +15,7 @@ namespace {
 constexpr const char* storedKey = "relay";
 
 /// The top-level name that RFC 2606 sets aside for examples: nobody's relay.
-bool isReserved(const std::string& host) {
-  return host.ends_with(".example");
-}
+bool isReserved(const std::string& host) { return host.ends_with(".example"); }
 
 std::optional<std::string> variable(const char* name) {
   const char* const value = std::getenv(name);

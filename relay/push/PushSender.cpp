@@ -211,16 +211,16 @@ struct PushSender::Network {
     }
     return nullptr;
   }
-  void perform() {
+  void perform() const {
     int running = 0;
     curl_multi_perform(multi.get(), &running);
   }
-  void wait(Clock::Duration longest) {
+  void wait(Clock::Duration longest) const {
     const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(longest).count();
     curl_multi_poll(multi.get(), nullptr, 0, static_cast<int>(milliseconds), nullptr);
   }
   /// From any thread.
-  void wakeUp() { curl_multi_wakeup(multi.get()); }
+  void wakeUp() const { curl_multi_wakeup(multi.get()); }
 
   Multi multi;
   std::map<CURL*, std::unique_ptr<Transfer>> transfers;
@@ -356,7 +356,7 @@ void PushSender::begin(Push push) {
     transfer->post(PushEncryption::encrypt(pushMessage(*push.alert), push.to),
                    vapid.authorization(endpoint.value().origin(), clock->unixNow()));
     network->add(std::move(transfer));
-  } catch (const std::exception& error) {
+  } catch (const std::exception&) {
     // A key that has changed on the disk, or no memory.
     queue.ended(push);
     failed(PushFailure::unusable);

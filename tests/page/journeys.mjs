@@ -45,8 +45,12 @@ const badge = (page, wanted) => page.waitForFunction(
 /** Not with the pointer: a notice may come, or a sheet still move, and shift what is to be tapped. */
 const tap = (page, selector) => page.waitForFunction((each) => {
   const target = document.querySelector(each);
-  target?.click();
-  return target !== null;
+  if (target === null) return false;
+  target.scrollIntoView({ block: "center", behavior: "instant" });
+  const { x, y, width, height } = target.getBoundingClientRect();
+  if (!target.contains(document.elementFromPoint(x + width / 2, y + height / 2))) return false;
+  target.click();
+  return true;
 }, {}, selector);
 /** Writes into a field in place of what it has. */
 async function fill(page, selector, text) {

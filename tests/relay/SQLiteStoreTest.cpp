@@ -78,6 +78,23 @@ class SQLiteStoreTest : public testing::Test {
     }
     return false;
   }
+  bool subscribe(char name, char owner, const std::string& endpoint, std::uint8_t key = 4) {
+    Subscription made{.endpoint = endpoint, .usedAt = epochSeconds(clock->unixNow())};
+    made.key.fill(key);
+    made.secret.fill(7);
+    return answer<bool>(
+        [&](auto then) { store->subscribe(identifier(name), token(owner), made, then); });
+  }
+  /// What is kept of each, with the first byte of its key.
+  std::string subscriptions(char name) {
+    const Record record = std::get<Record>(find(name));
+    std::string all = std::to_string(store->state().subscriptions);
+    for (const Subscription& each : record.subscriptions) {
+      EXPECT_EQ(each.secret.back(), 7);
+      all += " " + each.endpoint + std::to_string(each.key.back());
+    }
+    return all;
+  }
   std::vector<std::uint64_t> numbers(char name) {
     std::vector<std::uint64_t> all;
     const Found found = find(name);
@@ -120,6 +137,27 @@ class SQLiteStoreTest : public testing::Test {
     return promise->get_future().get();
   }
 };
+
+TEST_F(SQLiteStoreTest, KeepsSubscriptionsUntilNobodySaysThem) {
+  claim('a', 't');
+  EXPECT_TRUE(subscribe('a', 't', "one") && subscribe('a', 't', "two") &&
+              subscribe('b', 't', "one"));
+  EXPECT_FALSE(subscribe('a', 'u', "three"));
+  clock->unix = clock->unix.load() + std::chrono::days(1);
+  EXPECT_TRUE(subscribe('a', 't', "one", 5));
+  store->unsubscribe(identifier('b'), "one");
+  store->unsubscribe(identifier('b'), "two");
+  EXPECT_EQ(subscriptions('a'), "2 one5 two4");
+  reopen();
+  EXPECT_EQ(subscriptions('a'), "2 one5 two4");
+  clock->unix = clock->unix.load() + std::chrono::days(179) - 1s;
+  EXPECT_EQ(subscriptions('a'), "2 one5 two4");
+  // The second is 180 days old; opening cleans.
+  clock->unix = clock->unix.load() + 1s;
+  EXPECT_EQ(subscriptions('a'), "2 one5");
+  reopen();
+  EXPECT_EQ(subscriptions('a').substr(1), " one5");
+}
 
 TEST_F(SQLiteStoreTest, KeepsOwnersAndTheNewestAlerts) {
   EXPECT_TRUE(std::holds_alternative<NoRecord>(find('a')));
