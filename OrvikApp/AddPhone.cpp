@@ -53,7 +53,8 @@ void AddPhone::follow() {
     } else {
       model.unlockKeyring();
     }
-  } else if (!std::exchange(hasSaid, true)) {
+  } else if (model.waitsFor() == AppModel::Wait::otherProgram && !std::exchange(hasSaid, true)) {
+    // Anything else passes by itself in a moment.
     say(StatusMenu::statusLine(model, texts));
   }
 }

@@ -103,16 +103,17 @@ OrvikApp::OrvikApp(const RelayEndpoint& present, bool isRelayNew)
 
 void OrvikApp::startedAgain() {
   // Another process may have stored another relay. The disk may take its time to say so.
-  asio::post(core.executor(), [self = QPointer(this)] {
+  asio::post(core.executor(), [self = QPointer(this), used = *relay] {
     std::optional<RelayEndpoint> chosen;
     try {
       chosen = RelayEndpoint::present(*RelayEndpoint::preferences());
-    } catch (
-        const std::invalid_argument&) {  // a developer's variable, which was right at the start
+    } catch (const std::exception&) {
+      // A developer's variable, which was right at the start, or no memory: nothing has changed.
     }
-    onMainThread([self, chosen] {
+    onMainThread([self, chosen, used] {
       if (self) {
-        self->takeStored(chosen);
+        // Whatever the user has chosen meanwhile is newer.
+        self->takeStored(*self->relay == used ? chosen : std::nullopt);
       }
     });
   });

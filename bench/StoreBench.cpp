@@ -147,7 +147,7 @@ class Board {
   /// Answers at once and keeps nothing, so that only the switchboard counts.
   struct NoStore final : RecordStore {
     void find(const Identifier&, std::function<void(Found)> then) override {
-      then(Record{tokenHash(), 0, 0, {}});
+      then(Record{tokenHash()});
     }
     void claim(const Identifier&, const TokenHash&, std::function<void(Claimed)> then) override {
       then(std::nullopt);
@@ -160,6 +160,11 @@ class Board {
       then(true);
     }
     void markTaken(const Identifier&, std::uint64_t) override {}
+    void subscribe(const Identifier&, const TokenHash&, Subscription,
+                   std::function<void(bool)> then) override {
+      then(true);
+    }
+    void unsubscribe(const Identifier&, const std::string&) override {}
     [[nodiscard]] bool isDurable() const noexcept override { return true; }
     [[nodiscard]] StoreState state() const override { return {}; }
   };

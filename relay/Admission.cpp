@@ -1,6 +1,7 @@
 #include "relay/Admission.h"
 
 #include <algorithm>
+#include <vector>
 
 namespace orvik::relay {
 
@@ -78,18 +79,27 @@ void Admission::leave(const Address& address, bool wasAuthenticated) {
   }
 }
 
+void Admission::forgetClaims(Instant now) {
+  std::vector<double> left;
+  left.reserve(claims.size());
+  for (const auto& [place, rate] : claims) {
+    left.push_back(rate.available(now));
+  }
+  const auto middle = left.begin() + static_cast<std::ptrdiff_t>(left.size() / 2);
+  std::ranges::nth_element(left, middle);
+  std::erase_if(claims, [now, least = *middle](const auto& claiming) {
+    return claiming.second.available(now) >= least;
+  });
+}
+
 bool Admission::mayClaim(const Address& address, Instant now) {
   if (!address) {
     return true;
   }
   const std::lock_guard guard(lock);
-  if (claims.size() >= limits.claimingAddresses && now >= nextClaimsCheck) {
-    nextClaimsCheck = now + std::chrono::seconds(1);
-    std::erase_if(claims, [now](const auto& claiming) { return claiming.second.isFull(now); });
-  }
   const asio::ip::address place = placeOf(*address);
   if (claims.size() >= limits.claimingAddresses && !claims.contains(place)) {
-    return false;
+    forgetClaims(now);
   }
   return claims.try_emplace(place, limits.claimsPerAddress, now).first->second.take(now);
 }

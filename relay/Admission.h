@@ -49,12 +49,13 @@ class Admission {
   Count total;
   /// Counts one more there, unless a bound is reached.
   [[nodiscard]] bool enterPlace(const asio::ip::address& address);
+  /// Forgets the half of the places that have claimed least: nobody is refused for what others do.
+  void forgetClaims(Instant now);
 
   /// Only places with connections, so never more than there are connections.
   std::map<asio::ip::address, Count> places;
   /// Places that have claimed something lately.
   std::map<asio::ip::address, RateLimit> claims;
-  Instant nextClaimsCheck;
 };
 
 }  // namespace orvik::relay

@@ -52,9 +52,14 @@ void Connection::beginHandshake() {
     return;
   }
   turnEnds = now() + loop->turn();
-  if (!std::exchange(hasHadTurn, true)) {
-    cutAt = now() + loop->shared.limits.upgradeTime;
+  const Limits& limits = loop->shared.limits;
+  if (turns == 0) {
+    cutAt = now() + limits.upgradeTime;
+  } else if (turns < limits.handshakeTurns) {
+    // It may have waited for longer than that.
+    cutAt = std::max(cutAt, turnEnds + limits.requestWait);
   }
+  turns += turns < limits.handshakeTurns ? 1 : 0;
   readable();
 }
 

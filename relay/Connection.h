@@ -147,6 +147,7 @@ class Connection final : public Peer, public std::enable_shared_from_this<Connec
   Instant cutAt;
   /// When others may go on with their handshakes although this one has not.
   Instant turnEnds;
+  std::size_t turns = 0;
   std::size_t buffered = 0;
   int family;
   Service service;
@@ -165,7 +166,6 @@ class Connection final : public Peer, public std::enable_shared_from_this<Connec
   /// It is one of the handshakes of TLS that the loop has under way; or waits to be.
   bool isShakingHands = false;
   bool isQueued = false;
-  bool hasHadTurn = false;
 };
 
 }  // namespace orvik::relay

@@ -51,6 +51,8 @@ struct Limits {
   /// How long one may hold up others: a client that is there answers in a third of a second from
   /// anywhere. It goes on later.
   Clock::Duration handshakeTurn = std::chrono::milliseconds(300);
+  /// How many turns one has before only the time counts that it has left.
+  std::size_t handshakeTurns = 4;
   /// A browser that loads the page makes up to six at once, and a household has a few browsers.
   std::size_t unauthenticatedPerAddress = 32;
 
@@ -92,9 +94,14 @@ struct Limits {
   /// Alerts of one Mac that are pushed: a flood of them is no business of the push services. Mains
   /// power that comes and goes makes two a minute at most.
   Rate pushes{1.0 / 30, 60};
-  /// Of one push service: requests at once, and pushes that wait for it or for another attempt.
+  /// Requests at once: to one origin of a push service, and to all, each with a descriptor.
   std::size_t pushesUnderWay = 16;
+  std::size_t allPushesUnderWay = 64;
+  /// Pushes that wait, those under way included: for one origin, of one Mac (eight kinds of alerts
+  /// for as many phones as it may have), and in all, about 2 KiB of memory each.
   std::size_t pushesWaiting = 4096;
+  std::size_t pushesWaitingPerMac = 128;
+  std::size_t allPushesWaiting = 16'384;
   /// For a push service to answer, and what is read of its answer.
   Clock::Duration pushTime = std::chrono::seconds(10);
   std::size_t pushAnswerBytes = 4 * kibibyte;

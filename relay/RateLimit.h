@@ -17,12 +17,12 @@ class RateLimit {
 
   /// Takes `amount` tokens and says whether there were enough; takes none when there were not.
   [[nodiscard]] bool take(Instant now, double amount = 1);
+  /// How many tokens could be taken.
+  [[nodiscard]] double available(Instant now) const;
   /// Whether as much may be taken as at first.
   [[nodiscard]] bool isFull(Instant now) const { return available(now) >= rate.burst; }
 
  private:
-  [[nodiscard]] double available(Instant now) const;
-
   Rate rate;
   double tokens;
   Instant filled;

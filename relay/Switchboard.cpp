@@ -120,6 +120,7 @@ void Switchboard::left(const Identifier& identifier, const Peer& peer) {
 
 void Switchboard::expire(Instant now) {
   lookedAt = now;
+  std::erase_if(pushRates, [now](const auto& rate) { return rate.second.isFull(now); });
   for (auto next = waitingPlaces.begin(); next != waitingPlaces.end();) {
     // The place may go, and its identifier from the set with it.
     Entry& entry = *places.find(*next++);
@@ -321,7 +322,9 @@ void Switchboard::removeIfEmpty(Entry& entry) {
 
 bool Switchboard::take(Place& place, Peer& mac, const TokenHash& token) {
   if (place.record->owner != token) {
-    mac.close(CloseReason::pairingRejected);
+    // Whoever revokes is told that it is done only when it is, whatever connection it asks over.
+    mac.close(place.revoked == token ? CloseReason::storeUnavailable
+                                     : CloseReason::pairingRejected);
     return false;
   }
   Peer* const previous = std::exchange(place.mac, Mac{&mac}).peer;
@@ -390,6 +393,9 @@ void Switchboard::revoked(Entry& entry, bool isDone) {
   Place& place = entry.second;
   if (!isDone) {
     unsafePlaces.insert(entry.first);
+    if (place.mac.peer != nullptr) {
+      place.mac.peer->close(CloseReason::storeUnavailable);
+    }
     return;
   }
   --revocations;

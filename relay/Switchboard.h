@@ -51,7 +51,7 @@ class Switchboard {
                                   std::optional<std::uint64_t> last, Peer& phone, Instant now);
   /// Sends a Mac's message to all its phones; ignored from a Mac that has been replaced. One that
   /// revokes its pairing has everybody of the identifier closed, now and later: its phones at once,
-  /// itself when the store has it so.
+  /// itself when the store has it so, or cannot have it so now: then it is tried again.
   void forward(const Identifier& identifier, Peer& mac, const SharedText& message);
   /// A phone says where it wants alerts pushed to while it is not looked at, or that it does not
   /// any more. Ignored from one that is not accepted, and where nothing is pushed.
@@ -118,8 +118,6 @@ class Switchboard {
     std::vector<Waiting> waiting{};
     /// The owner that it had, until the store knows that it has none any more.
     std::optional<TokenHash> revoked{};
-    /// From the first alert that is pushed.
-    std::optional<RateLimit> pushes{};
   };
   using Places = std::map<Identifier, Place>;
   using Entry = Places::value_type;
@@ -148,7 +146,9 @@ class Switchboard {
   void push(Entry& entry, const Alert& alert, const AlertMark& mark);
   void forget(Entry& entry, const std::string& endpoint);
   void keepSubscription(Entry& entry, Phone& phone, Subscription subscription);
-  void subscriptionKept(Entry& entry, const std::string& endpoint, bool isKept);
+  static void restore(Entry& entry, const std::string& endpoint,
+                      const std::optional<Subscription>& before);
+  static void subscriptionKept(const Entry& entry, const std::string& endpoint, bool isKept);
   void markTaken(Entry& entry);
   void revoke(Entry& entry);
   void askToRevoke(Entry& entry);
@@ -176,6 +176,9 @@ class Switchboard {
   /// Where somebody waits, and where the store has to be asked again.
   std::set<Identifier> waitingPlaces;
   std::set<Identifier> unsafePlaces;
+  /// Of those whose alerts have been pushed, until they may have as many pushed as at first:
+  /// leaving and coming back gains nothing.
+  std::map<Identifier, RateLimit> pushRates;
   /// When the deadlines were looked at last.
   Instant lookedAt;
   Instant nextKeeping;

@@ -55,21 +55,33 @@ void Switchboard::keepSubscription(Entry& entry, Phone& phone, Subscription subs
     return;
   }
   // Counted from now on: several may be on their way to the store.
+  const auto before = same == all.end() ? std::nullopt : std::optional(*same);
   (same == all.end() ? all.emplace_back() : *same) = subscription;
   const std::string endpoint = subscription.endpoint;
-  store.subscribe(entry.first, entry.second.record->owner, std::move(subscription),
-                  answering<bool>(entry, [endpoint](Switchboard& self, Entry& place, bool isKept) {
-                    self.subscriptionKept(place, endpoint, isKept);
-                  }));
+  store.subscribe(
+      entry.first, entry.second.record->owner, std::move(subscription),
+      answering<bool>(entry, [endpoint, before](Switchboard&, Entry& place, bool isKept) {
+        if (!isKept) {
+          restore(place, endpoint, before);
+        }
+        subscriptionKept(place, endpoint, isKept);
+      }));
 }
 
-void Switchboard::subscriptionKept(Entry& entry, const std::string& endpoint, bool isKept) {
-  Place& place = entry.second;
-  if (!isKept) {
-    std::erase_if(place.record->subscriptions,
-                  [&](const Subscription& each) { return each.endpoint == endpoint; });
+/// The store has the subscription as it was, if it was there.
+void Switchboard::restore(Entry& entry, const std::string& endpoint,
+                          const std::optional<Subscription>& before) {
+  std::vector<Subscription>& all = entry.second.record->subscriptions;
+  const auto present = std::ranges::find(all, endpoint, &Subscription::endpoint);
+  if (present != all.end() && before) {
+    *present = *before;
+  } else if (present != all.end()) {
+    all.erase(present);
   }
-  for (const Phone& phone : place.phones) {
+}
+
+void Switchboard::subscriptionKept(const Entry& entry, const std::string& endpoint, bool isKept) {
+  for (const Phone& phone : entry.second.phones) {
     if (phone.endpoint == endpoint) {
       phone.peer->send(isKept ? answer("subscribed", endpoint)
                               : answer("notSubscribed", "unavailable"));
@@ -119,10 +131,8 @@ void Switchboard::push(Entry& entry, const Alert& alert, const AlertMark& mark) 
   if (to.empty()) {
     return;
   }
-  if (!place.pushes) {
-    place.pushes.emplace(limits.pushes, lookedAt);
-  }
-  if (place.pushes->take(lookedAt)) {
+  RateLimit& rate = pushRates.try_emplace(entry.first, limits.pushes, lookedAt).first->second;
+  if (rate.take(lookedAt)) {
     pusher->push({entry.first, alert.kept.number, alert.kept.envelope, mark.topic, mark.isUrgent},
                  to);
   } else {

@@ -12,7 +12,8 @@
 namespace orvik {
 
 /// Tells a relay that a pairing has been replaced, so that its phones say so instead of waiting for
-/// a computer that never comes back. Tries again until the relay knows.
+/// a computer that never comes back. Tries again until the relay knows, also while the user has
+/// paused the link of the present pairing: nothing but the old identifier is told.
 class Revocation final : public std::enable_shared_from_this<Revocation>,
                          private PersistentConnection::User {
  public:

@@ -87,10 +87,10 @@ asio::awaitable<void> PairingKeeper::run() {
   for (;;) {
     const bool isAsked = std::exchange(wantsLook, false);
     if (std::exchange(wantsNew, false)) {
-      news.pairing.reset();
+      const std::optional<Pairing> former = std::exchange(news.pairing, std::nullopt);
       news.isNew = false;
       const Pairing fresh = Pairing::generate();
-      co_await put(fresh);
+      co_await put(fresh, former);
     } else {
       co_await look(isAsked);
     }
@@ -109,17 +109,19 @@ asio::awaitable<void> PairingKeeper::announceRetired() {
     return store->retired();
   };
   const auto retired = co_await work.run(storeLimit, question);
-  if (retired) {
-    for (const RetiredPairing& one : *retired) {
-      // Nothing may shut out the phones of the present one.
-      const bool isPast = !news.pairing || news.pairing->macId() != one.macId();
-      if (isPast && announced.insert(one.macId()).second) {
-        onRetired(one, [weak = weak_from_this(), one] {
-          if (const auto self = weak.lock()) {
-            self->wasTold(one);
-          }
-        });
-      }
+  if (!retired) {
+    mayHaveRetired = true;
+    co_return;
+  }
+  for (const RetiredPairing& one : *retired) {
+    // Nothing may shut out the phones of the present one.
+    const bool isPast = !news.pairing || news.pairing->macId() != one.macId();
+    if (isPast && announced.insert(one.macId()).second) {
+      onRetired(one, [weak = weak_from_this(), one] {
+        if (const auto self = weak.lock()) {
+          self->wasTold(one);
+        }
+      });
     }
   }
 }
@@ -201,7 +203,8 @@ asio::awaitable<void> PairingKeeper::take(PairingStore::Answer answer) {
     news.isNew = true;
     news.isFirst = std::get<PairingStore::None>(answer).isFirst;
     const Pairing fresh = Pairing::generate();
-    co_await put(fresh);
+    const std::optional<Pairing> none;
+    co_await put(fresh, none);
   } else {
     // The program that is connected makes one.
     news.waitsFor = PairingNews::WaitsFor::otherProgram;
@@ -209,9 +212,9 @@ asio::awaitable<void> PairingKeeper::take(PairingStore::Answer answer) {
   }
 }
 
-asio::awaitable<void> PairingKeeper::put(Pairing pairing) {
-  const std::function<PairingStore::Replaced()> step = [store = store, pairing] {
-    return store->replace(pairing);
+asio::awaitable<void> PairingKeeper::put(Pairing pairing, std::optional<Pairing> former) {
+  const std::function<PairingStore::Replaced()> step = [store = store, pairing, former] {
+    return store->replace(pairing, former);
   };
   const auto done = co_await work.run(storeLimit, step);
   mayHaveRetired = true;

@@ -83,7 +83,7 @@ class PairingKeeper : public std::enable_shared_from_this<PairingKeeper> {
   asio::awaitable<void> look(bool isAsked);
   asio::awaitable<void> take(PairingStore::Answer answer);
   void take(const Pairing& pairing, const std::optional<PairingStore::Replaced>& done);
-  asio::awaitable<void> put(Pairing pairing);
+  asio::awaitable<void> put(Pairing pairing, std::optional<Pairing> former);
   asio::awaitable<void> keep();
   asio::awaitable<void> askUser();
   asio::awaitable<void> awaitLock();

@@ -204,11 +204,12 @@ bool PairingStore::settle(const Pairing& pairing, const std::vector<Look>& looks
   return at == 0 && isAlone;
 }
 
-PairingStore::Replaced PairingStore::replace(const Pairing& fresh) {
+PairingStore::Replaced PairingStore::replace(const Pairing& fresh,
+                                             const std::optional<Pairing>& former) {
   AccountLock turn(lockFile, "pairing");
   // Whoever disconnects his phones is not put off by a program that hangs.
   static_cast<void>(awaitTurn(turn));
-  return replaceNow(fresh);
+  return replaceNow(fresh, former);
 }
 
 std::optional<PairingStore::Replaced> PairingStore::keep(
@@ -217,14 +218,17 @@ std::optional<PairingStore::Replaced> PairingStore::keep(
   if (!awaitTurn(turn) || !(counts(pairing) || marks->data(markKey) == formerMark)) {
     return std::nullopt;
   }
-  return replaceNow(pairing);
+  return replaceNow(pairing, std::nullopt);
 }
 
-PairingStore::Replaced PairingStore::replaceNow(const Pairing& fresh) {
+PairingStore::Replaced PairingStore::replaceNow(const Pairing& fresh,
+                                                const std::optional<Pairing>& former) {
   // First of all: whatever happens from here on, no other pairing counts.
   const bool isMarked = writeMark(fresh, "");
   const bool isUnmarked = !isMarked && marks->isReadable() && !readMark();
-  retireOthers(fresh, lookIntoAll());
+  std::vector<Look> looks = lookIntoAll();
+  looks.push_back({.pairing = former});
+  retireOthers(fresh, looks);
   const auto kept =
       std::ranges::find_if(places, [&](const auto& place) { return put(*place, fresh); });
   const bool isKept = kept != places.end() && (isMarked || isUnmarked);

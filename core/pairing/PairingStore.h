@@ -71,7 +71,9 @@ class PairingStore {
   [[nodiscard]] Answer load();
 
   /// Has a new pairing count and no other. Returns when that is on the disk, as far as it can be.
-  [[nodiscard]] Replaced replace(const Pairing& fresh);
+  /// `former` is the one that the caller has used, which no place may show now.
+  [[nodiscard]] Replaced replace(const Pairing& fresh,
+                                 const std::optional<Pairing>& former = std::nullopt);
 
   /// Puts a pairing, which is not kept yet or not any more, into its place. Nothing when another
   /// counts by now: the mark is neither this pairing's nor what it was.
@@ -95,7 +97,7 @@ class PairingStore {
 
   /// Waits until no other program is in here. False when that takes too long.
   [[nodiscard]] static bool awaitTurn(AccountLock& lock);
-  [[nodiscard]] Replaced replaceNow(const Pairing& fresh);
+  [[nodiscard]] Replaced replaceNow(const Pairing& fresh, const std::optional<Pairing>& former);
   [[nodiscard]] std::optional<Mark> readMark() const;
   bool writeMark(const Pairing& pairing, const std::string& place);
   [[nodiscard]] static Look lookInto(SecretStore& place);

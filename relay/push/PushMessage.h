@@ -11,4 +11,8 @@ namespace orvik::relay {
 /// can open it, if there is room for that.
 [[nodiscard]] std::string pushMessage(const PushedAlert& alert);
 
+/// The Topic by which one phone's push service knows the alert: another for each phone, so that
+/// services cannot tell who looks at one computer. Empty where the alert has none.
+[[nodiscard]] std::string pushTopic(const PushedAlert& alert, const Subscription& to);
+
 }  // namespace orvik::relay

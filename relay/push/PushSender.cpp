@@ -3,6 +3,8 @@
 #include <curl/curl.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <openssl/err.h>
+#include <openssl/x509_vfy.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -15,6 +17,7 @@
 #include "core/values/CHandle.h"
 #include "relay/Log.h"
 #include "relay/Loop.h"
+#include "relay/OpenSSLHandle.h"
 #include "relay/push/PushEncryption.h"
 #include "relay/push/PushMessage.h"
 #include "relay/push/PushVerdict.h"
@@ -59,10 +62,21 @@ std::optional<ip::address> addressOf(const sockaddr& socket) {
   return std::nullopt;
 }
 
+bool holdsCertificates(const std::string& file) {
+  const OpenSSLHandle<X509_STORE, X509_STORE_free> store(X509_STORE_new());
+  const bool isRead = store != nullptr && X509_STORE_load_file(store.get(), file.c_str()) == 1;
+  ERR_clear_error();
+  return isRead;
+}
+
 /// The library's own beginning and end, around every sender there is.
 void beginLibrary() {
   struct Library {
-    Library() { curl_global_init(CURL_GLOBAL_DEFAULT); }
+    Library() {
+      if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) {
+        throw std::runtime_error("libcurl cannot be used");
+      }
+    }
     ~Library() { curl_global_cleanup(); }
     Library(const Library&) = delete;
     Library& operator=(const Library&) = delete;
@@ -115,7 +129,7 @@ struct PushSender::Transfer {
     append(fields, timeToLive);
     append(fields, push.alert->isUrgent ? "Urgency: high" : "Urgency: normal");
     if (!push.alert->topic.empty()) {
-      append(fields, "Topic: " + push.alert->topic);
+      append(fields, "Topic: " + pushTopic(*push.alert, push.to));
     }
     append(fields, "Content-Encoding: aes128gcm");
     append(fields, "Content-Type: application/octet-stream");
@@ -182,6 +196,9 @@ struct PushSender::Network {
     if (multi == nullptr) {
       throw std::bad_alloc();
     }
+    // Idle ones are kept for the next push, and count among the descriptors too.
+    constexpr long idleConnections = 32;
+    curl_multi_setopt(multi.get(), CURLMOPT_MAXCONNECTS, idleConnections);
   }
   Network(const Network&) = delete;
   Network& operator=(const Network&) = delete;
@@ -235,6 +252,9 @@ void PushSender::Settings::check() const {
   if (std::error_code error; !trust.empty() && !std::filesystem::is_regular_file(trust, error)) {
     throw std::runtime_error("--push-trust: there is no file " + trust);
   }
+  if (!trust.empty() && !holdsCertificates(trust)) {
+    throw std::runtime_error("--push-trust: no certificate can be read from " + trust);
+  }
 }
 
 PushSender::PushSender(const Settings& settings, P256Key key, const Limits& limits,
@@ -247,7 +267,7 @@ PushSender::PushSender(const Settings& settings, P256Key key, const Limits& limi
       gone(std::move(gone)),
       vapid(std::move(key), settings.subject),
       key(vapid.publicKey()),
-      queue(limits, services.size()),
+      queue(limits),
       nextLine(this->clock->now()),
       network(std::make_unique<Network>()) {
   thread = std::thread([this] {
@@ -265,13 +285,9 @@ PushSender::~PushSender() {
   thread.join();
 }
 
-std::optional<std::size_t> PushSender::serviceOf(const std::string& endpoint) const {
-  const auto read = Endpoint::of(endpoint, limits.endpointBytes);
-  return read ? services.find(*read) : std::nullopt;
-}
-
 bool PushSender::serves(const Subscription& subscription) const {
-  return serviceOf(subscription.endpoint).has_value();
+  const auto endpoint = Endpoint::of(subscription.endpoint, limits.endpointBytes);
+  return endpoint && services.find(*endpoint);
 }
 
 void PushSender::push(const PushedAlert& alert, const std::vector<Subscription>& to) {
@@ -280,14 +296,15 @@ void PushSender::push(const PushedAlert& alert, const std::vector<Subscription>&
   {
     const std::lock_guard guard(mutex);
     for (const Subscription& subscription : to) {
-      const auto service = serviceOf(subscription.endpoint);
+      const auto endpoint = Endpoint::of(subscription.endpoint, limits.endpointBytes);
+      const auto service = endpoint ? services.find(*endpoint) : std::nullopt;
       if (!service) {
         // The list has changed since it was kept.
         told.failed(PushFailure::unusable);
-      } else if (incoming.size() >= limits.pushesWaiting) {
+      } else if (incoming.size() >= limits.allPushesWaiting) {
         told.failed(PushFailure::queueFull);
       } else {
-        incoming.push_back({shared, subscription, *service, now});
+        incoming.push_back({shared, subscription, *service, endpoint->origin(), now});
       }
     }
   }
@@ -336,8 +353,7 @@ void PushSender::takeIncoming() {
     fresh.swap(incoming);
   }
   for (Push& push : fresh) {
-    const Instant due = push.arrived;
-    if (!queue.add(std::move(push), due)) {
+    if (!queue.add(std::move(push))) {
       failed(PushFailure::queueFull);
     }
   }
@@ -351,34 +367,35 @@ void PushSender::begin(Push push) {
     auto transfer = std::make_unique<Transfer>(push, limits, services.mayBeLocal(push.service));
     if (!trust.empty()) {
       transfer->set(CURLOPT_CAINFO, trust.c_str());
+      // The system's folder is asked beside the file otherwise.
+      transfer->set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
     }
-    const auto endpoint = Endpoint::of(push.to.endpoint, limits.endpointBytes);
     transfer->post(PushEncryption::encrypt(pushMessage(*push.alert), push.to),
-                   vapid.authorization(endpoint.value().origin(), clock->unixNow()));
+                   vapid.authorization(push.origin, clock->unixNow()));
     network->add(std::move(transfer));
   } catch (const std::exception&) {
     // A key that has changed on the disk, or no memory.
-    queue.ended(push);
+    queue.ended(push, clock->now());
     failed(PushFailure::unusable);
   }
 }
 
 void PushSender::ended(std::unique_ptr<Transfer> transfer, const PushAnswer& answer) {
   Push& push = transfer->push;
-  queue.ended(push);
   const Instant now = clock->now();
   const Clock::Duration age = now - push.arrived;
   const PushVerdict verdict = PushVerdict::on(answer, push.attempts, age, limits);
   if (verdict.kind == PushVerdict::Kind::again) {
-    if (!queue.add(std::move(push), now + verdict.wait)) {
-      failed(PushFailure::queueFull);
-    }
-  } else if (verdict.kind == PushVerdict::Kind::failed) {
+    queue.again(std::move(push), now + verdict.wait);
+    return;
+  }
+  queue.ended(push, now);
+  if (verdict.kind == PushVerdict::Kind::failed) {
     failed(verdict.failure);
     if (verdict.failure == PushFailure::gone) {
       gone(push.alert->mac, push.to.endpoint);
     } else {
-      tell(Endpoint::of(push.to.endpoint, limits.endpointBytes).value().origin(), answer);
+      tell(push.origin, answer);
     }
   } else {
     const std::lock_guard guard(mutex);

@@ -62,7 +62,6 @@ class PushSender final : public Pusher {
   void ended(std::unique_ptr<Transfer> transfer, const PushAnswer& answer);
   void failed(PushFailure failure, std::uint64_t count = 1);
   void tell(const std::string& origin, const PushAnswer& answer);
-  [[nodiscard]] std::optional<std::size_t> serviceOf(const std::string& endpoint) const;
 
   const PushServices services;
   const std::string trust;

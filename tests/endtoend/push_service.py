@@ -5,6 +5,7 @@ each push that it gets.
 """
 
 import base64
+import hmac
 import http.server
 import json
 import os
@@ -48,6 +49,9 @@ class Subscription:
         """By which a phone tells it to the relay."""
         return json.dumps({"subscribe": {"endpoint": self.endpoint, "p256dh": encoded(self.public),
                                          "auth": encoded(self.auth), **members}})
+
+    def topic(self, text):
+        return encoded(hmac.digest(self.auth, text.encode(), "sha256")[:16])
 
     def opened(self, body):
         salt, size, sender, sealed = body[:16], body[20], body[21:86], body[86:]

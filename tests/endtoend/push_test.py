@@ -96,7 +96,7 @@ def test():
     # Connected, and not looked at.
     first = alert(mac, 1, topic="T" * 22, urgent=False)
     shown = check_push(service.pushes.get(timeout=TIMEOUT), subscription, key, first, service,
-                       Urgency="normal", Topic="T" * 22)
+                       Urgency="normal", Topic=subscription.topic("T" * 22))
     check(shown["tag"] == "T" * 22, "the tag")
     # Looked at: only the second of these is pushed.
     phone.send('{"active":true}')
@@ -124,7 +124,8 @@ def test():
         paths.setdefault(push["path"], []).append(push["at"])
         if push["path"] == "/ok/1":
             check_push(push, subscription, key, fourth, service)
-    check(paths["/ok/1"][0] - sent < 1, f"a phone waits for others: {paths}")
+    # The one that hangs is given up after 10 s.
+    check(paths["/ok/1"][0] - sent < 9, f"a phone waits for others: {paths}")
     check(paths["/busy/1"][1] - paths["/busy/1"][0] >= 3, "the service says when to come again")
     check("/ok/followed" not in paths, "no redirect is followed")
     relay.await_metric('push_failures_total{cause="forbidden_address"}', 1)

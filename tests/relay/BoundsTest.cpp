@@ -108,14 +108,15 @@ TEST(Admission, BoundsClaims) {
            {0, "::ffff:192.0.2.1", true},
            {0, "192.0.2.1", false},
            {1, "2001:db8::1", true},
-           {1, "192.0.2.2", false},  // As many addresses as are remembered.
            {2, "192.0.2.1", true},
            {2, "192.0.2.1", false},
-           {3, "2001:db8::1:2", true},
-           {3, "192.0.2.2", false},
-           {6, "192.0.2.2", true},  // The others have all again, as if they had never come.
+           {2, "2001:db8:0:1::", true},  // As many as are remembered: who claimed least is not.
+           {2, "192.0.2.1", false},
+           {2, "2001:db8::1:2", true},
+           {2, "192.0.2.1", false},
            {6, "192.0.2.1", true},
-           {6, "2001:db8::1", false},
+           {6, "192.0.2.1", true},
+           {6, "192.0.2.1", false},
        }) {
     EXPECT_EQ(
         admission.mayClaim(asio::ip::make_address(address), Instant(std::chrono::seconds(second))),

@@ -1,12 +1,14 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <map>
 
 #include "core/values/Base64.h"
 #include "relay/ClientMessage.h"
 #include "relay/push/PushEncryption.h"
 #include "relay/push/PushMessage.h"
 #include "relay/push/PushQueue.h"
+#include "relay/push/PushSender.h"
 #include "relay/push/PushServices.h"
 #include "relay/push/PushVerdict.h"
 #include "relay/push/VAPID.h"
@@ -234,36 +236,124 @@ TEST(PushVerdict, TriesAgainWhatMayPass) {
   }
 }
 
-TEST(PushQueue, GivesEachServiceItsOwnTurnsAndRoom) {
+/// Adds and takes pushes by their names: phone, then number, then topic.
+struct QueueStage {
+  QueueStage() {
+    limits.pushesUnderWay = 2;
+    limits.allPushesUnderWay = 3;
+    limits.pushesWaiting = limits.pushesWaitingPerMac = 3;
+    limits.allPushesWaiting = 5;
+  }
+  bool add(const std::string& origin, const std::string& phone, std::uint64_t number,
+           const std::string& topic = {}, std::uint8_t mac = 0) {
+    PushedAlert alert{.number = number, .topic = topic};
+    alert.mac.fill(mac);
+    return queue.add({.alert = std::make_shared<const PushedAlert>(alert),
+                      .to = {.endpoint = phone},
+                      .origin = origin,
+                      .arrived = now});
+  }
+  /// Takes the next, which is under way by its name.
+  std::string next(Clock::Duration later = 0s) {
+    auto push = queue.next(now + later);
+    const std::string name =
+        push ? push->to.endpoint + std::to_string(push->alert->number) : std::string();
+    if (push) {
+      underWay[name] = *std::move(push);
+    }
+    return name;
+  }
+  void ended(const std::string& name) { queue.ended(underWay.at(name), now); }
+  void again(const std::string& name, Clock::Duration later) {
+    queue.again(underWay.at(name), now + later);
+  }
+
   Limits limits;
-  limits.pushesUnderWay = 1;
-  limits.pushesWaiting = 3;
-  PushQueue queue(limits, 2);
-  const Instant now(1h);
-  const auto add = [&](std::size_t service, const char* name, Clock::Duration later) {
-    return queue.add({.to = {.endpoint = name}, .service = service}, now + later);
-  };
-  const auto next = [&](Clock::Duration later) {
-    const auto push = queue.next(now + later);
-    return push ? push->to.endpoint : "";
-  };
-  EXPECT_TRUE(add(0, "dead 1", 0s) && add(0, "dead 3", 2s) && add(0, "dead 2", 1s));
-  EXPECT_FALSE(add(0, "dead 4", 0s));
-  EXPECT_TRUE(add(1, "other 1", 0s) && add(1, "other 2", 5s));
-  EXPECT_EQ(queue.nextDue(), now);
-  EXPECT_EQ(next(-1ns), "");
-  EXPECT_EQ(next(0s), "dead 1");
-  EXPECT_EQ(next(0s), "other 1");
-  // What is under way has its room, and keeps the service's others waiting.
-  EXPECT_EQ(next(9s), "");
-  EXPECT_EQ(queue.nextDue(), std::nullopt);
-  EXPECT_FALSE(add(0, "dead 4", 0s));
-  queue.ended({.service = 1});
-  EXPECT_EQ(queue.nextDue(), now + 5s);
-  EXPECT_EQ(next(5s), "other 2");
-  queue.ended({.service = 0});
-  EXPECT_EQ(next(9s), "dead 2");
-  EXPECT_EQ(queue.size(), 3U);
+  PushQueue queue{limits};
+  const Instant now{1h};
+  std::map<std::string, Push> underWay;
+};
+
+TEST(PushQueue, GivesEachOriginAndMacItsOwnTurnsAndRoom) {
+  QueueStage stage;
+  EXPECT_TRUE(stage.add("dead", "a", 1) && stage.add("dead", "b", 1) && stage.add("dead", "c", 1));
+  EXPECT_FALSE(stage.add("dead", "d", 1, "", 1)) << "the origin's room is taken";
+  EXPECT_FALSE(stage.add("live", "d", 1)) << "the Mac's room is taken";
+  EXPECT_TRUE(stage.add("live", "e", 1, "", 1) && stage.add("live", "f", 1, "", 1));
+  EXPECT_FALSE(stage.add("live", "g", 1, "", 2)) << "all room is taken";
+  EXPECT_EQ(stage.queue.nextDue(), stage.now);
+  EXPECT_EQ(stage.next(-1ns), "");
+  EXPECT_EQ(stage.next(), "a1");
+  EXPECT_EQ(stage.next(), "e1");
+  EXPECT_EQ(stage.next(), "b1");
+  EXPECT_EQ(stage.next(), "") << "three at once";
+  EXPECT_EQ(stage.queue.nextDue(), std::nullopt);
+  EXPECT_FALSE(stage.add("dead", "d", 1, "", 1)) << "what is under way has its room";
+  stage.ended("e1");
+  EXPECT_EQ(stage.next(9s), "f1") << "the dead one has two under way";
+  stage.ended("f1");
+  EXPECT_EQ(stage.next(9s), "");
+  stage.ended("a1");
+  EXPECT_EQ(stage.next(), "c1");
+  stage.ended("b1");
+  stage.ended("c1");
+  EXPECT_EQ(stage.queue.size(), 0U);
+  EXPECT_TRUE(stage.add("dead", "a", 2) && stage.add("live", "g", 1, "", 2));
+}
+
+TEST(PushQueue, SendsEachPhoneTheNewestLast) {
+  QueueStage stage;
+  EXPECT_TRUE(stage.add("o", "a", 1, "T") && stage.add("o", "a", 2, "U"));
+  EXPECT_EQ(stage.next(), "a1");
+  EXPECT_EQ(stage.next(), "") << "one at a time";
+  // Another attempt goes first, and keeps the others away from this phone until then.
+  stage.again("a1", 60s);
+  EXPECT_TRUE(stage.add("o", "b", 1, "T"));
+  EXPECT_EQ(stage.next(), "b1");
+  EXPECT_EQ(stage.queue.nextDue(), stage.now + 60s);
+  EXPECT_EQ(stage.next(59s), "");
+  stage.ended("b1");
+  // What waits gives way to the newer one, which waits as long; another Mac's does not.
+  EXPECT_TRUE(stage.add("o", "a", 3, "T"));
+  EXPECT_TRUE(stage.add("o", "a", 7, "T", 1));
+  EXPECT_EQ(stage.queue.size(), 3U);
+  EXPECT_EQ(stage.next(59s), "");
+  EXPECT_EQ(stage.next(60s), "a2");
+  // So does what has been under way, but not what has no topic.
+  stage.ended("a2");
+  EXPECT_EQ(stage.next(60s), "a3");
+  EXPECT_TRUE(stage.add("o", "a", 4, "T"));
+  stage.again("a3", 90s);
+  EXPECT_EQ(stage.next(89s), "");
+  EXPECT_EQ(stage.next(90s), "a7");
+  stage.ended("a7");
+  EXPECT_EQ(stage.next(), "a4");
+  EXPECT_TRUE(stage.add("o", "a", 5) && stage.add("o", "a", 6));
+  stage.ended("a4");
+  EXPECT_EQ(stage.next(), "a5");
+  stage.again("a5", 1s);
+  EXPECT_EQ(stage.next(1s), "a5");
+}
+
+TEST(PushSender, TakesNoAuthoritiesThatAreNone) {
+  const test::TemporaryFolder folder;
+  const std::string certificate = ORVIK_FIXTURES "/localhost.pem";
+  for (const auto& [trust, isOne] :
+       std::vector<std::pair<std::string, bool>>{{"", true},
+                                                 {certificate, true},
+                                                 {folder.write("none.pem", "none").string(), false},
+                                                 {folder.write("empty.pem", "").string(), false},
+                                                 {(folder.path / "missing.pem").string(), false}}) {
+    const PushSender::Settings settings{"mailto:a@b.example", {}, trust};
+    EXPECT_EQ(isOne, [&] {
+      try {
+        settings.check();
+        return true;
+      } catch (const std::runtime_error&) {
+        return false;
+      }
+    }()) << trust;
+  }
 }
 
 }  // namespace

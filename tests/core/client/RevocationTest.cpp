@@ -58,7 +58,7 @@ class World {
 };
 
 TEST(Revocation, DoesWhatTheScenariosSay) {
-  EXPECT_EQ(test::expectScenarios<World>("client/revocation.txt"), 17);
+  EXPECT_EQ(test::expectScenarios<World>("client/revocation.txt"), 25);
 }
 
 }  // namespace

@@ -261,7 +261,7 @@ class Account {
 };
 
 TEST(PairingStore, DoesWhatTheScenariosSay) {
-  EXPECT_EQ(test::expectScenarios<Account>("pairing/places.txt"), 149);
+  EXPECT_EQ(test::expectScenarios<Account>("pairing/places.txt"), 155);
 }
 
 }  // namespace
