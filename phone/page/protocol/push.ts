@@ -3,7 +3,7 @@ import { fields, json, oneOf } from "./readers.js";
 
 /** The longest address of a subscription that a relay takes, and the longest message that names one. */
 export const longestEndpoint = 1024;
-const longestPushMessage = longestEndpoint + 256;
+export const longestPushMessage = longestEndpoint + 256;
 
 const refusals = ["invalid", "service", "full", "unavailable"] as const;
 /** Why a relay does not push to a subscription. */
