@@ -1,3 +1,5 @@
+import { showPushedAlerts } from "./push.js";
+
 /**
  * Keeps the page for opening without a network. A version is one cache, named by the hash over all
  * that it holds; a page is always answered out of one version. It takes over only when told.
@@ -13,6 +15,8 @@ declare const laterParts: readonly string[];
 const pageAddress = "/orvik/p";
 const configAddress = "/orvik/config.json";
 const cacheName = `orvik ${workerVersion}`;
+
+showPushedAlerts(worker, laterParts.find((path) => path.includes("/icon-192")));
 
 worker.addEventListener("install", (event) => {
   event.waitUntil(keepFirstView());
@@ -127,5 +131,3 @@ async function takeNewHeaders(cache: Cache): Promise<void> {
     await cache.put(pageAddress, fresh);
   }
 }
-
-export {};
