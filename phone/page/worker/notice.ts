@@ -5,7 +5,8 @@ import { readAlert } from "../protocol/readAlert.js";
 import { fields, json, list, number, text } from "../protocol/readers.js";
 import type { Storage, StoredComputer } from "../storage/storage.js";
 import { alertDetail, alertTitle } from "../words/alertWords.js";
-import type { Words } from "../words/en.js";
+import { en, type Words } from "../words/en.js";
+import type { Language } from "../words/languages.js";
 import { createTexts, type Texts } from "../words/texts.js";
 
 /** What the page has left for its worker. */
@@ -44,7 +45,7 @@ const oldAfterMs = 10 * 60_000;
 /** What to show of a pushed message. Never rejects: what cannot be read has its own words, or at least a name. */
 export async function noticeOf(data: string, known: Known, nowMs: number): Promise<Notice> {
   const pushed = readPushed(data);
-  const texts = await attempt(async () => readTexts(await known.words()));
+  const texts = await readTexts(known);
   const computer = await attempt(async () => (await known.computers()).find(({ keys }) => keys.macId === pushed.macId));
   return (await attempt(() => alertNotice(pushed, computer, texts, known, nowMs))) ?? closed(pushed, computer, texts);
 }
@@ -59,22 +60,20 @@ export function isNewer(shown: unknown, { epochMs, number: counted }: About): bo
 }
 
 async function alertNotice(
-  pushed: Pushed, computer: StoredComputer | undefined, texts: Texts | undefined, known: Known, nowMs: number,
+  pushed: Pushed, computer: StoredComputer | undefined, texts: Texts, known: Known, nowMs: number,
 ): Promise<Notice | undefined> {
-  if (pushed.envelope === undefined || computer === undefined || texts === undefined) return undefined;
+  if (pushed.envelope === undefined || computer === undefined) return undefined;
   const opened = await openEnvelope(pushed.envelope, computer.keys);
   const alert = "kind" in opened && opened.kind === "a" ? readAlert(json(opened.payload)?.value) : undefined;
   if (alert === undefined) return undefined;
   const { macId } = computer.keys;
   const isHad = hasAlert(await attempt(() => known.kept(macId, "alerts")), alert);
-  const { language } = texts;
   const at = nowMs - alert.epochMs > oldAfterMs ? texts.dateTime(alert.epochMs) : undefined;
   return {
     title: alertTitle(alert, texts),
-    body: texts.list([nameOf(computer, texts), alertDetail(alert, undefined, texts), at]),
+    body: [nameOf(computer, texts), alertDetail(alert, undefined, texts), at].filter((line) => line !== undefined).join("\n"),
     tag: `${macId} ${alert.kind}`,
-    lang: language.tag,
-    dir: language.rightToLeft ? "rtl" : "ltr",
+    ...spoken(texts),
     about: { macId, epochMs: alert.epochMs, ...(pushed.number === undefined ? {} : { number: pushed.number }) },
     isNews: alert.state === "raised" && !isHad,
     isHad,
@@ -82,31 +81,56 @@ async function alertNotice(
 }
 
 /** Nothing in it is known to be true, so it names no computer, and all of them are one. */
-function closed(pushed: Pushed, computer: StoredComputer | undefined, texts: Texts | undefined): Notice {
+function closed(pushed: Pushed, computer: StoredComputer | undefined, texts: Texts): Notice {
   return {
     title: "Orvik",
-    body: texts?.w.alertSealed ?? "",
+    body: texts.w.alertUnread,
     tag: "closed",
-    lang: texts?.language.tag ?? "",
-    dir: texts?.language.rightToLeft === true ? "rtl" : "ltr",
+    ...spoken(texts),
     about: computer === undefined || pushed.macId === undefined ? {} : { macId: pushed.macId },
     isNews: false,
     isHad: false,
   };
 }
 
+function spoken({ language }: Texts): Pick<Notice, "lang" | "dir"> {
+  return { lang: language.tag, dir: language.rightToLeft ? "rtl" : "ltr" };
+}
+
 function nameOf({ ownName, linkName }: StoredComputer, texts: Texts): string {
   return (ownName ?? linkName) || texts.w.thisComputer;
 }
 
-function readTexts(kept: unknown): Texts | undefined {
-  const field = fields(kept);
-  const tag = text(field?.("tag"));
-  const locale = text(field?.("locale"));
+/** English where the page has left nothing that can be used. */
+async function readTexts(known: Known): Promise<Texts> {
+  const field = fields(await attempt(() => known.words()));
+  const language = fields(field?.("language"));
+  const [tag, locale] = [text(language?.("tag")), text(language?.("locale"))];
   const words = field?.("words");
-  if (tag === undefined || locale === undefined || fields(words) === undefined) return undefined;
-  // Written by this page, perhaps by an older one: a word that it did not have yet is what `attempt` is for.
-  return createTexts(words as Words, { tag, locale, rightToLeft: field?.("rightToLeft") === true });
+  const own: Language | undefined = tag === undefined || locale === undefined || !isLocale(locale) ? undefined
+    : { tag, locale, rightToLeft: language?.("rightToLeft") === true };
+  if (own === undefined || fields(words) === undefined) return createTexts(en, { tag: "en", locale: "en", rightToLeft: false });
+  return createTexts(likeEnglish(words) as Words, own);
+}
+
+function isLocale(locale: string): boolean {
+  try {
+    return Intl.NumberFormat.supportedLocalesOf(locale).length <= 1;
+  } catch {
+    return false;
+  }
+}
+
+/** The words that the page has left, perhaps an older one: what it did not have yet, or not like this, is English. */
+function likeEnglish(words: unknown): object {
+  const kept = fields(words);
+  return Object.fromEntries(Object.entries(en).map(([key, english]) => {
+    const own = kept?.(key);
+    if (typeof english === "string") return [key, typeof own === "string" ? own : english];
+    const forms = fields(own);
+    const isLike = forms !== undefined && Object.keys(english).every((form) => form === "one" || typeof forms(form) === "string");
+    return [key, isLike ? own : english];
+  }));
 }
 
 function hasAlert(kept: string | undefined, { kind, epochMs }: Alert): boolean {
