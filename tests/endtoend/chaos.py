@@ -1,0 +1,515 @@
+#!/usr/bin/env python3
+"""The built programs under faults that a seed chooses: chaos.py BUILD_FOLDER SEED MINUTES.
+
+A relay, an agent and two phones, each behind a network of its own that can fail. Rounds of faults,
+while the agent raises alerts; after each round everything has to be as if nothing had been."""
+
+import json
+import os
+import random
+import resource
+import signal
+import subprocess
+import sys
+import threading
+import time
+
+import programs
+from fault_proxy import FaultProxy
+from programs import Program, path
+
+LOOKUPS, THREADS, DISK = range(3)  # as faults.c has them
+SLACK = 5           # seconds that everything may take beside the waits that are meant
+LONGEST_WAIT = 60   # between two attempts to connect
+SLEEP_SLACK = 3
+# Until a connection on which nothing arrives any more is given up: the pause before the ping and
+# the time that its answer has.
+NOTICED = {"agent": 60 + 20, "phone 1": 10 + 20, "phone 2": 10 + 20}
+SILENT = 180        # after which the relay gives up a phone that says nothing
+is_sanitized = b"__asan_init" in subprocess.run(
+    ["nm", "-D", os.path.join(programs.build, "relay/orvik-relay")], stdout=subprocess.PIPE,
+    check=True).stdout
+# The sanitizer keeps freed memory, and maps more than any limit of the address space lets it.
+GROWTH = (48 if is_sanitized else 8) * 1024  # KiB that a program may have more than at its start
+
+
+class Breach(Exception):
+    pass
+
+
+class Actor:
+    """One program, what can be done to it, and what it was seen to do."""
+
+    def __init__(self, stage, name):
+        self.stage, self.name = stage, name
+        self.program = self.proxy = None
+        self.file = name.replace(" ", "-")
+        self.is_stopped = False
+        self.settled = None       # its memory, descriptors and threads once it was at rest
+        self.set_fault(LOOKUPS, 0)
+        self.set_clock(0)
+
+    def environment(self):
+        if not hasattr(self.stage, "preload"):
+            shim = path("faults.so")
+            subprocess.run(["cc", "-shared", "-fPIC", "-O1", "-Wall", "-Wextra", "-Werror", "-o", shim,
+                            os.path.join(os.path.dirname(__file__), "faults.c")], check=True)
+            found = lambda name: subprocess.run(
+                ["cc", "-print-file-name=" + name], stdout=subprocess.PIPE, text=True,
+                check=True).stdout.strip()
+            # The sanitizer has to come first.
+            self.stage.preload = " ".join([found("libasan.so"), shim] if is_sanitized else
+                                          [shim, "/usr/$LIB/faketime/libfaketime.so.1"])
+        return {"LD_PRELOAD": self.stage.preload, "ORVIK_FAULTS": path(self.file + "-faults"),
+                "FAKETIME_TIMESTAMP_FILE": path(self.file + "-clock"), "FAKETIME_NO_CACHE": "1",
+                "FAKETIME_DONT_FAKE_MONOTONIC": "1", "FAKETIME_DONT_RESET": "1",
+                "ASAN_OPTIONS": "detect_leaks=1:strict_string_checks=1:quarantine_size_mb=2",
+                "UBSAN_OPTIONS": "print_stacktrace=1"}
+
+    def set_fault(self, kind, value):
+        name = path(self.file + "-faults")
+        mode = "r+b" if os.path.exists(name) else "w+b"
+        with open(name, mode) as file:
+            if mode == "w+b":
+                file.write(bytes(3))
+            file.seek(kind)
+            file.write(bytes([value]))
+
+    def set_clock(self, offset):
+        with open(path("new-clock"), "w", encoding="utf-8") as file:
+            file.write(f"{offset:+d}\n")
+        os.rename(path("new-clock"), path(self.file + "-clock"))
+
+    def start(self):
+        self.settled = None
+        self.errors = path(self.file + "-errors")
+        with open(self.errors, "ab") as errors:
+            self.program = self.launch(errors)
+
+    @property
+    def pid(self):
+        return self.program.process.pid
+
+    def is_running(self):
+        return self.program.process.poll() is None
+
+    def kill(self, signum=signal.SIGKILL):
+        self.program.process.send_signal(signum)
+        try:
+            self.program.process.wait(timeout=programs.TIMEOUT)
+        except subprocess.TimeoutExpired:
+            raise Breach(f"{self.name} ends within {programs.TIMEOUT} s of signal {signum}") from None
+
+    def usage(self):
+        """Resident KiB, descriptors and threads."""
+        with open(f"/proc/{self.pid}/status", encoding="utf-8") as file:
+            status = dict(line.split(":", 1) for line in file)
+        return {"KiB resident": int(status["VmRSS"].split()[0]),
+                "descriptors": len(os.listdir(f"/proc/{self.pid}/fd")),
+                "threads": int(status["Threads"])}
+
+    def grown(self):
+        """What it has more of than when it was at rest first."""
+        now = self.usage()
+        if self.settled is None:
+            self.settled = now
+        allowed = {"KiB resident": GROWTH, "descriptors": 0, "threads": 0}
+        return {key: f"{now[key]}, at rest {self.settled[key]}" for key in allowed
+                if now[key] > self.settled[key] + allowed[key]}
+
+
+class Relay(Actor):
+    def __init__(self, stage):
+        super().__init__(stage, "relay")
+        self.port = 0
+
+    def launch(self, errors):
+        relay = Program("orvik-relay", "--listen", f"127.0.0.1:{self.port}", "--state",
+                        path("state"), "--drain", "0", stderr=errors,
+                        environment=self.environment())
+        self.port = int(relay.line().rsplit(":", 1)[1])
+        return relay
+
+
+class Watched(Actor):
+    """A program whose lines are looked at as they come, behind a network of its own."""
+
+    def __init__(self, stage, name):
+        super().__init__(stage, name)
+        self.proxy = FaultProxy(stage.relay.port)
+        self.options = ["--relay", f"wss://localhost:{self.proxy.port}",
+                        "--trust", path("state/certificate.pem")]
+
+    def start(self):
+        super().start()
+        threading.Thread(target=self._follow, args=[self.program], daemon=True).start()
+
+    def _follow(self, program):
+        while program is self.program:
+            self.take(program.lines.get())
+
+
+class Agent(Watched):
+    state = ""
+
+    def launch(self, errors):
+        self.stage.raised += 1  # it does so at its start
+        return Program("orvik-agent", *self.options, "--name", "Studio", "--link-file", path("link"),
+                       "--sample-file", path("sample.json"), "--emit-alert", "temp_high",
+                       stderr=errors, environment=self.environment())
+
+    def take(self, line):
+        self.state = line
+
+
+class Phone(Watched):
+    def __init__(self, stage, name):
+        super().__init__(stage, name)
+        self.marker = None
+        self.alerts = set()      # all that were ever shown
+        self.shown = []          # since it was started
+        self.heard = 0.0
+
+    def launch(self, errors):
+        self.shown = []
+        with open(path("link"), encoding="utf-8") as link:
+            return Program("orvik-phone", "-", "--json", *self.options, stdin=link.read(),
+                           folder="phone/terminal", stderr=errors, environment=self.environment())
+
+    def take(self, line):
+        payload = json.loads(line)
+        self.heard = time.monotonic()
+        if "kind" in payload:
+            alert = (payload["epoch_ms"], payload["kind"], payload["state"])
+            self.shown.append(alert)
+            self.alerts.add(alert)
+        else:
+            self.marker = payload["disk_free_gb"]
+
+
+class Fault:
+    """Something that goes wrong for a while: `steps` does it, waits at its yield, and puts it
+    right. `late` is how many seconds longer than the next wait the stream may take to be back,
+    `ghost` how long the relay may count somebody who is not there any more."""
+
+    def __init__(self, text, steps, lasts=0, late=0, ghost=0):
+        self.text, self.steps, self.lasts = text, steps, lasts
+        self.late, self.ghost = late, ghost
+
+
+def network_fault(chance, actor):
+    proxy, lasts = actor.proxy, chance.choice([1, 3, 8, 20])
+    kind = chance.choice(["reset", "refused", "black hole", "black hole", "1 KB/s", "split", "delay",
+                          "lost"])
+    ways = chance.choice([[proxy.up], [proxy.down], [proxy.up, proxy.down]])
+    which = "both ways" if len(ways) == 2 else "up" if ways[0] is proxy.up else "down"
+    ends_with_reset, seed = chance.random() < 0.5, chance.random()
+    delay = chance.choice([0.3, 2, 10, 30])
+    late = ghost = 0
+
+    def steps():
+        if kind == "reset":
+            proxy.reset()
+        elif kind == "lost":
+            proxy.lose()
+        elif kind == "refused":
+            proxy.refuses = True
+            proxy.reset()
+        for way in ways:
+            if kind == "black hole":
+                way.stalled = True
+            elif kind == "1 KB/s":
+                way.rate = 1000
+            elif kind == "delay":
+                way.delay = delay
+            elif kind == "split":
+                way.chance = random.Random(seed)
+        if kind in ("split", "1 KB/s") and ends_with_reset:
+            proxy.reset()  # the handshake, too
+        yield
+        proxy.heal()
+        if kind == "black hole" and ends_with_reset:
+            proxy.reset()
+
+    text = f"{actor.name}: {kind}"
+    if kind in ("reset", "lost"):
+        lasts = 0
+    else:
+        text += f" for {lasts} s"
+    if kind == "lost":
+        late, ghost = NOTICED[actor.name], SILENT + 20
+    if kind in ("black hole", "1 KB/s", "delay"):
+        text += f", {which}"
+    if kind == "delay":
+        text += f", {delay} s"
+    if kind == "black hole" and ends_with_reset:
+        text += ", then reset"
+    return Fault(text, steps, lasts, late, ghost)
+
+
+def lookup_fault(chance, actor):
+    lasts, value = chance.choice([2, 6, 15]), chance.choice([1, 2])
+
+    def steps():
+        actor.set_fault(LOOKUPS, value)
+        actor.proxy.reset()
+        yield
+        actor.set_fault(LOOKUPS, 0)
+
+    how = "fail" if value == 1 else "hang"
+    return Fault(f"{actor.name}: look-ups {how} for {lasts} s", steps, lasts)
+
+
+def kill_fault(chance, actor):
+    lasts = chance.choice([0, 1, 4, 12])
+    signum = chance.choice([signal.SIGKILL, signal.SIGKILL, signal.SIGTERM])
+
+    def steps():
+        if actor.name == "agent":
+            actor.stage.alerts_may_be_lost()
+        if actor.is_running():
+            actor.kill(signum)
+        yield
+        actor.start()
+
+    # A relay that goes asks everybody to spread out over one wait.
+    return Fault(f"{actor.name}: {signum.name}, started again after {lasts} s", steps, lasts, late=1)
+
+
+def stop_fault(chance, actor):
+    lasts, is_cut = chance.choice([1, 5, 15]), chance.random() < 0.5
+
+    def steps():
+        actor.is_stopped = True
+        os.kill(actor.pid, signal.SIGSTOP)
+        if is_cut and actor.proxy:
+            actor.proxy.reset()
+        yield
+        os.kill(actor.pid, signal.SIGCONT)
+        actor.is_stopped = False
+
+    return Fault(f"{actor.name}: stopped for {lasts} s" + (", sockets cut" if is_cut else ""),
+                 steps, lasts)
+
+
+def scarcity_fault(chance, actor):
+    kinds = ["descriptors", "threads"] + ([] if is_sanitized else ["memory"])
+    kind, lasts = chance.choice(kinds), chance.choice([2, 6, 15])
+
+    def limit(which, value):
+        _, most = resource.prlimit(actor.pid, which)
+        resource.prlimit(actor.pid, which, (value(most), most))
+
+    def steps():
+        if kind == "descriptors":
+            limit(resource.RLIMIT_NOFILE, lambda most: actor.usage()["descriptors"])
+        elif kind == "threads":
+            actor.set_fault(THREADS, 1)
+        else:
+            with open(f"/proc/{actor.pid}/statm", encoding="utf-8") as file:
+                size = int(file.read().split()[0]) * resource.getpagesize()
+            limit(resource.RLIMIT_AS, lambda most: size)
+        for each in actor.stage.watched if actor.proxy is None else [actor]:
+            each.proxy.reset()
+        yield
+        actor.set_fault(THREADS, 0)
+        if actor.is_running():
+            for which in (resource.RLIMIT_NOFILE, resource.RLIMIT_AS):
+                limit(which, lambda most: most)
+
+    return Fault(f"{actor.name}: no {kind} for {lasts} s", steps, lasts)
+
+
+def disk_fault(chance, relay):
+    lasts, value = chance.choice([2, 6, 15]), chance.choice([1, 2])
+    resets = chance.random() < 0.5
+
+    def steps():
+        relay.set_fault(DISK, value)
+        if resets:
+            for each in relay.stage.watched:
+                each.proxy.reset()
+        yield
+        relay.set_fault(DISK, 0)
+
+    how = "full" if value == 1 else "read-only"
+    return Fault(f"relay: disk {how} for {lasts} s" + (", all reset" if resets else ""), steps, lasts)
+
+
+def clock_fault(chance, actor):
+    """The clock stays as it is set, until another fault sets it."""
+    offset, resets = chance.choice([0, 3600, -3600, 86400, -86400]), chance.random() < 0.5
+
+    def steps():
+        actor.set_clock(offset)
+        if resets and actor.proxy:
+            actor.proxy.reset()
+        yield
+
+    return Fault(f"{actor.name}: clock {offset / 3600:+.0f} h" + (", reset" if resets else ""), steps)
+
+
+class Stage:
+    def __init__(self, seed):
+        self.chance = random.Random(seed)
+        self.raised = self.may_be_lost = self.marker = self.faults = 0
+        self.total_raised = 0
+        self.relay = Relay(self)
+        self.mark()
+        self.relay.start()
+        self.agent = Agent(self, "agent")
+        self.agent.start()
+        while not os.path.exists(path("link")):
+            time.sleep(0.02)
+        self.phones = [Phone(self, f"phone {number}") for number in (1, 2)]
+        for phone in self.phones:
+            phone.start()
+        self.watched = [self.agent, *self.phones]
+        self.actors = [self.relay, *self.watched]
+
+    def mark(self):
+        """Makes the samples from now on other ones."""
+        self.marker += 1
+        readings = {"cpu_pct": 12.5, "disk_pct": 41.5, "disk_free_gb": self.marker,
+                    "mac_info": {"name": "Studio"}}
+        with open(path("new-sample"), "w", encoding="utf-8") as file:
+            json.dump(readings, file)
+        os.rename(path("new-sample"), path("sample.json"))
+
+    def raise_alert(self):
+        # Of several signals a stopped program gets one.
+        if self.agent.is_running() and not self.agent.is_stopped:
+            os.kill(self.agent.pid, signal.SIGUSR1)
+            self.raised += 1
+
+    def alerts_may_be_lost(self):
+        """What the agent has raised, and not yet got rid of, ends with it."""
+        both = set.intersection(*(phone.alerts for phone in self.phones))
+        self.may_be_lost = max(self.may_be_lost, self.raised - len(both))
+
+    def draw(self):
+        """The faults of one round, and when alerts are raised; nothing but the seed counts."""
+        chance = self.chance
+        kinds = [(5, network_fault, self.watched), (2, lookup_fault, self.watched),
+                 (2, kill_fault, self.actors), (2, stop_fault, self.actors),
+                 (2, scarcity_fault, self.actors), (2, disk_fault, [self.relay])]
+        if not is_sanitized:
+            kinds.append((2, clock_fault, self.actors))
+        faults, used = [], set()
+        for _ in range(chance.choice([1, 1, 2, 3])):
+            _, make, actors = chance.choices(kinds, [weight for weight, _, _ in kinds])[0]
+            actor = chance.choice(actors)
+            fault = make(chance, actor)
+            if actor.name not in used:
+                faults.append(fault)
+            used.add(actor.name)
+        lasts = max(fault.lasts for fault in faults)
+        alerts = sorted(chance.uniform(0, lasts + 2) for _ in range(chance.choice([0, 1, 1, 3])))
+        return faults, alerts
+
+    def play(self, faults, alerts):
+        begun = time.monotonic()
+        events = [(at, self.raise_alert) for at in alerts]
+        for fault in faults:
+            steps = fault.steps()
+            events += [(0, lambda steps=steps: next(steps, None)),
+                       (fault.lasts, lambda steps=steps: next(steps, None))]
+        for at, do in sorted(events, key=lambda event: event[0]):
+            time.sleep(max(0, begun + at - time.monotonic()))
+            do()
+        self.faults += len(faults)
+        return time.monotonic() - begun
+
+    def await_that(self, deadline, problem):
+        """Waits until there is no problem any more."""
+        while (text := problem()):
+            for actor in self.actors:
+                if not actor.is_running():
+                    raise Breach(f"{actor.name} goes on; it ended with status "
+                                 f"{actor.program.process.returncode}:\n{read_tail(actor.errors)}")
+            if time.monotonic() > deadline:
+                raise Breach(text)
+            time.sleep(0.05)
+
+    def check(self, faults, lasted):
+        """The state that there has to be after faults that are over."""
+        begun = time.monotonic()
+        self.mark()
+        next_wait = min(LONGEST_WAIT, lasted + 1)
+        limit = next_wait + SLACK + max((fault.late for fault in faults), default=0)
+        self.await_that(begun + limit, lambda: ", ".join(
+            f"{phone.name} gets the stream within {limit:.0f} s, and has heard nothing for "
+            f"{time.monotonic() - phone.heard:.0f} s"
+            for phone in self.phones if phone.marker != self.marker))
+        back = time.monotonic() - begun
+        ghost = max((fault.ghost for fault in faults), default=0)
+        wanted = f"online, {len(self.phones)} phones connected"
+        self.await_that(begun + max(limit, ghost + SLACK), lambda: "" if self.agent.state == wanted
+                        else f"the agent says “{wanted}”, not “{self.agent.state}”")
+        self.await_that(time.monotonic() + SLACK, self.wrong_alerts)
+        self.total_raised += len(self.phones[0].alerts) - self.counted
+        self.raised, self.may_be_lost = len(self.phones[0].alerts), 0
+        self.counted = self.raised
+        self.await_that(time.monotonic() + max(2 * SLACK, ghost), lambda: ", ".join(
+            f"{actor.name} has grown: {actor.grown()}" for actor in self.actors if actor.grown()))
+        return back
+
+    counted = 0
+
+    def wrong_alerts(self):
+        seen = [phone.alerts for phone in self.phones]
+        for phone in self.phones:
+            if len(set(phone.shown)) != len(phone.shown):
+                return f"{phone.name} shows each alert once: {phone.shown}"
+        if seen[0] != seen[1]:
+            return f"both phones have the same alerts: only one has {sorted(seen[0] ^ seen[1])}"
+        if not self.raised - self.may_be_lost <= len(seen[0]) <= self.raised:
+            return (f"{self.raised} alerts raised, of which {self.may_be_lost} may have ended with "
+                    f"the agent, are on the phones; there are {len(seen[0])}")
+        return ""
+
+    def end(self):
+        """All end as they should, and have kept nothing back that the sanitizer finds."""
+        for actor in reversed(self.actors):
+            actor.kill(signal.SIGTERM)
+            if actor.program.process.returncode != 0:
+                raise Breach(f"{actor.name} ends with status 0, not "
+                             f"{actor.program.process.returncode}:\n{read_tail(actor.errors)}")
+        for actor in self.actors:
+            text = read_tail(actor.errors)
+            if any(word in text for word in ("Sanitizer", "runtime error", "terminate called")):
+                raise Breach(f"{actor.name} has no fault:\n{text}")
+
+
+def read_tail(name):
+    with open(name, encoding="utf-8", errors="replace") as file:
+        return "".join(file.readlines()[-60:])
+
+
+def test():
+    seed, minutes = sys.argv[2], float(sys.argv[3])
+    stage = Stage(seed)
+    begun = time.monotonic()
+    elapsed = lambda: (time.monotonic() - begun) / 60
+    text = "none"
+    try:
+        stage.check([], 5)
+        while elapsed() < minutes:
+            faults, alerts = stage.draw()
+            text = "; ".join(fault.text for fault in faults)
+            print(f"{elapsed():6.2f} min  {text}", end="", flush=True)
+            back = stage.check(faults, stage.play(faults, alerts))
+            print(f": back after {back:.1f} s", flush=True)
+        text = "the end"
+        stage.end()
+    except Breach as breach:
+        print(f"\nBreach: seed {seed}, minute {elapsed():.2f}, fault: {text}\nExpected: {breach}")
+        keep = os.environ.get("ORVIK_CHAOS_KEEP")
+        if keep:
+            subprocess.run(["cp", "-r", programs.scratch.name, keep], check=False)
+        raise SystemExit(1) from None
+    print(f"seed {seed}: {elapsed():.1f} minutes, {stage.faults} faults, {stage.total_raised} alerts, "
+          "no breach")
+
+
+programs.run(test)
