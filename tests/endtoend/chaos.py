@@ -512,4 +512,5 @@ def test():
           "no breach")
 
 
-programs.run(test)
+if __name__ == "__main__":
+    programs.run(test)

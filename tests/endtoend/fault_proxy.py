@@ -132,9 +132,11 @@ class FaultProxy:
                     await sender
                     return
         finally:
-            for task in (reader, sender):
-                if task is not None:
-                    task.cancel()
+            tasks = [task for task in (reader, sender) if task is not None]
+            for task in tasks:
+                task.cancel()
+            # Before the sockets are closed, whose numbers the next connection may get.
+            await asyncio.gather(*tasks, return_exceptions=True)
 
     async def _read(self, connection, source, pieces, direction):
         try:
