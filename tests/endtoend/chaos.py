@@ -1,13 +1,16 @@
 #!/usr/bin/env python3
 """The built programs under faults that a seed chooses: chaos.py BUILD_FOLDER SEED MINUTES.
 
-A relay, an agent and two phones, each behind a network of its own that can fail. Rounds of faults,
-while the agent raises alerts; after each round everything has to be as if nothing had been."""
+A relay, an agent, two phones and the page in a browser, each behind a network of its own that can
+fail. Rounds of faults, while the agent raises alerts; after each round everything has to be as if
+nothing had been."""
 
 import json
 import os
 import random
+import re
 import resource
+import shutil
 import signal
 import subprocess
 import sys
@@ -22,10 +25,11 @@ LOOKUPS, THREADS, DISK = range(3)  # as faults.c has them
 SLACK = 5           # seconds that everything may take beside the waits that are meant
 LONGEST_WAIT = 60   # between two attempts to connect
 SLEEP_SLACK = 3
-# Until a connection on which nothing arrives any more is given up: the pause before the ping and
-# the time that its answer has.
-NOTICED = {"agent": 60 + 20, "phone 1": 10 + 20, "phone 2": 10 + 20}
+# Until a connection on which nothing arrives any more is given up: from one ping to the next, when
+# the last answer just got through, and the time that the next has.
+NOTICED = {"agent": 80 + 20, "phone 1": 30 + 20, "phone 2": 30 + 20, "page": 30 + 20}
 SILENT = 180        # after which the relay gives up a phone that says nothing
+root = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 is_sanitized = b"__asan_init" in subprocess.run(
     ["nm", "-D", os.path.join(programs.build, "relay/orvik-relay")], stdout=subprocess.PIPE,
     check=True).stdout
@@ -121,22 +125,24 @@ class Actor:
 class Relay(Actor):
     def __init__(self, stage):
         super().__init__(stage, "relay")
-        self.port = 0
+        self.port = self.plain_port = 0
 
     def launch(self, errors):
-        relay = Program("orvik-relay", "--listen", f"127.0.0.1:{self.port}", "--state",
-                        path("state"), "--drain", "0", stderr=errors,
+        relay = Program("orvik-relay", "--listen", f"127.0.0.1:{self.port}", "--listen-plain",
+                        f"127.0.0.1:{self.plain_port}", "--page", os.path.join(root, "phone/page/dist"),
+                        "--state", path("state"), "--drain", "0", stderr=errors,
                         environment=self.environment())
-        self.port = int(relay.line().rsplit(":", 1)[1])
+        self.port, self.plain_port = (int(re.search(r":(\d+)", relay.line()).group(1))
+                                      for _ in range(2))
         return relay
 
 
 class Watched(Actor):
     """A program whose lines are looked at as they come, behind a network of its own."""
 
-    def __init__(self, stage, name):
+    def __init__(self, stage, name, port=None):
         super().__init__(stage, name)
-        self.proxy = FaultProxy(stage.relay.port)
+        self.proxy = FaultProxy(port or stage.relay.port)
         self.options = ["--relay", f"wss://localhost:{self.proxy.port}",
                         "--trust", path("state/certificate.pem")]
 
@@ -185,6 +191,39 @@ class Phone(Watched):
             self.alerts.add(alert)
         else:
             self.marker = payload["disk_free_gb"]
+
+
+class Page(Watched):
+    """Seen by what it shows, alerts as their number."""
+
+    def __init__(self, stage):
+        super().__init__(stage, "page", stage.relay.plain_port)
+        self.marker, self.heard = None, 0.0
+        self.new = self.old = 0  # alerts
+
+    def launch(self, errors):
+        with open(path("link"), encoding="utf-8") as link:
+            pairing = link.read().strip().split("#")[1]
+        return Program(shutil.which("node"), os.path.join(root, "tests/page/watch.mjs"),
+                       f"http://localhost:{self.proxy.port}/orvik/p#{pairing}", stderr=errors)
+
+    def take(self, line):
+        shown = json.loads(line)
+        self.heard = time.monotonic()
+        self.marker = int(shown.get("free", "0").replace(",", ""))
+        if "phase" in shown:
+            self.new = shown["alerts"]
+
+    def forget_alerts(self):
+        """It shows 50 at the most."""
+        if self.new > 20:
+            self.old += self.new
+            os.kill(self.pid, signal.SIGUSR2)
+            self.stage.await_that(time.monotonic() + programs.TIMEOUT,
+                                  lambda: "the page can mark alerts as seen" if self.new else "")
+
+    def grown(self):
+        return {}  # a browser's memory is its own business
 
 
 class Fault:
@@ -362,9 +401,12 @@ class Stage:
         while not os.path.exists(path("link")):
             time.sleep(0.02)
         self.phones = [Phone(self, f"phone {number}") for number in (1, 2)]
-        for phone in self.phones:
-            phone.start()
-        self.watched = [self.agent, *self.phones]
+        self.page = Page(self)
+        self.viewers = [*self.phones, self.page]
+        for viewer in self.viewers:
+            viewer.start()
+        self.watched = [self.agent, *self.viewers]
+        self.ours = [self.relay, self.agent, *self.phones]
         self.actors = [self.relay, *self.watched]
 
     def mark(self):
@@ -390,11 +432,11 @@ class Stage:
     def draw(self):
         """The faults of one round, and when alerts are raised; nothing but the seed counts."""
         chance = self.chance
-        kinds = [(5, network_fault, self.watched), (2, lookup_fault, self.watched),
-                 (2, kill_fault, self.actors), (2, stop_fault, self.actors),
-                 (2, scarcity_fault, self.actors), (2, disk_fault, [self.relay])]
+        kinds = [(5, network_fault, self.watched), (2, lookup_fault, [self.agent, *self.phones]),
+                 (2, kill_fault, self.ours), (2, stop_fault, self.ours),
+                 (2, scarcity_fault, self.ours), (2, disk_fault, [self.relay])]
         if not is_sanitized:
-            kinds.append((2, clock_fault, self.actors))
+            kinds.append((2, clock_fault, self.ours))
         faults, used = [], set()
         for _ in range(chance.choice([1, 1, 2, 3])):
             _, make, actors = chance.choices(kinds, [weight for weight, _, _ in kinds])[0]
@@ -438,18 +480,19 @@ class Stage:
         next_wait = min(LONGEST_WAIT, lasted + 1)
         limit = next_wait + SLACK + max((fault.late for fault in faults), default=0)
         self.await_that(begun + limit, lambda: ", ".join(
-            f"{phone.name} gets the stream within {limit:.0f} s, and has heard nothing for "
-            f"{time.monotonic() - phone.heard:.0f} s"
-            for phone in self.phones if phone.marker != self.marker))
+            f"{viewer.name} gets the stream within {limit:.0f} s, and has heard nothing for "
+            f"{time.monotonic() - viewer.heard:.0f} s"
+            for viewer in self.viewers if viewer.marker != self.marker))
         back = time.monotonic() - begun
         ghost = max((fault.ghost for fault in faults), default=0)
-        wanted = f"online, {len(self.phones)} phones connected"
+        wanted = f"online, {len(self.viewers)} phones connected"
         self.await_that(begun + max(limit, ghost + SLACK), lambda: "" if self.agent.state == wanted
                         else f"the agent says “{wanted}”, not “{self.agent.state}”")
         self.await_that(time.monotonic() + SLACK, self.wrong_alerts)
         self.total_raised += len(self.phones[0].alerts) - self.counted
         self.raised, self.may_be_lost = len(self.phones[0].alerts), 0
         self.counted = self.raised
+        self.page.forget_alerts()
         self.await_that(time.monotonic() + max(2 * SLACK, ghost), lambda: ", ".join(
             f"{actor.name} has grown: {actor.grown()}" for actor in self.actors if actor.grown()))
         return back
@@ -466,7 +509,8 @@ class Stage:
         if not self.raised - self.may_be_lost <= len(seen[0]) <= self.raised:
             return (f"{self.raised} alerts raised, of which {self.may_be_lost} may have ended with "
                     f"the agent, are on the phones; there are {len(seen[0])}")
-        return ""
+        shown = self.page.old + self.page.new
+        return "" if shown == len(seen[0]) else f"the page has all {len(seen[0])} alerts, not {shown}"
 
     def end(self):
         """All end as they should, and have kept nothing back that the sanitizer finds."""
