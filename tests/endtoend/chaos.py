@@ -6,12 +6,14 @@ fail. Rounds of faults, while the agent raises alerts; after each round everythi
 nothing had been."""
 
 import json
+import mmap
 import os
 import random
 import re
 import resource
 import shutil
 import signal
+import struct
 import subprocess
 import sys
 import threading
@@ -33,7 +35,7 @@ root = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)
 is_sanitized = b"__asan_init" in subprocess.run(
     ["nm", "-D", os.path.join(programs.build, "relay/orvik-relay")], stdout=subprocess.PIPE,
     check=True).stdout
-# The sanitizer keeps freed memory, and maps more than any limit of the address space lets it.
+# The sanitizer keeps freed memory.
 GROWTH = (48 if is_sanitized else 8) * 1024  # KiB that a program may have more than at its start
 
 
@@ -50,39 +52,21 @@ class Actor:
         self.file = name.replace(" ", "-")
         self.is_stopped = False
         self.settled = None       # its memory, descriptors and threads once it was at rest
-        self.set_fault(LOOKUPS, 0)
-        self.set_clock(0)
+        with open(path(self.file + "-faults"), "w+b") as file:
+            file.write(bytes(8))
+            file.flush()
+            self.faults = mmap.mmap(file.fileno(), 8)
 
     def environment(self):
-        if not hasattr(self.stage, "preload"):
-            shim = path("faults.so")
-            subprocess.run(["cc", "-shared", "-fPIC", "-O1", "-Wall", "-Wextra", "-Werror", "-o", shim,
-                            os.path.join(os.path.dirname(__file__), "faults.c")], check=True)
-            found = lambda name: subprocess.run(
-                ["cc", "-print-file-name=" + name], stdout=subprocess.PIPE, text=True,
-                check=True).stdout.strip()
-            # The sanitizer has to come first.
-            self.stage.preload = " ".join([found("libasan.so"), shim] if is_sanitized else
-                                          [shim, "/usr/$LIB/faketime/libfaketime.so.1"])
         return {"LD_PRELOAD": self.stage.preload, "ORVIK_FAULTS": path(self.file + "-faults"),
-                "FAKETIME_TIMESTAMP_FILE": path(self.file + "-clock"), "FAKETIME_NO_CACHE": "1",
-                "FAKETIME_DONT_FAKE_MONOTONIC": "1", "FAKETIME_DONT_RESET": "1",
                 "ASAN_OPTIONS": "detect_leaks=1:strict_string_checks=1:quarantine_size_mb=2",
                 "UBSAN_OPTIONS": "print_stacktrace=1"}
 
     def set_fault(self, kind, value):
-        name = path(self.file + "-faults")
-        mode = "r+b" if os.path.exists(name) else "w+b"
-        with open(name, mode) as file:
-            if mode == "w+b":
-                file.write(bytes(3))
-            file.seek(kind)
-            file.write(bytes([value]))
+        self.faults[kind] = value
 
-    def set_clock(self, offset):
-        with open(path("new-clock"), "w", encoding="utf-8") as file:
-            file.write(f"{offset:+d}\n")
-        os.rename(path("new-clock"), path(self.file + "-clock"))
+    def set_clock(self, seconds):
+        self.faults[4:] = struct.pack("i", seconds)
 
     def start(self):
         self.settled = None
@@ -238,8 +222,7 @@ class Fault:
 
 def network_fault(chance, actor):
     proxy, lasts = actor.proxy, chance.choice([1, 3, 8, 20])
-    kind = chance.choice(["reset", "refused", "black hole", "black hole", "1 KB/s", "split", "delay",
-                          "lost"])
+    kind = chance.choice([*3 * ["reset", "refused", "black hole", "1 KB/s", "split", "delay"], "lost"])
     ways = chance.choice([[proxy.up], [proxy.down], [proxy.up, proxy.down]])
     which = "both ways" if len(ways) == 2 else "up" if ways[0] is proxy.up else "down"
     ends_with_reset, seed = chance.random() < 0.5, chance.random()
@@ -332,6 +315,7 @@ def stop_fault(chance, actor):
 
 
 def scarcity_fault(chance, actor):
+    # The sanitizer ends a program that gets no memory.
     kinds = ["descriptors", "threads"] + ([] if is_sanitized else ["memory"])
     kind, lasts = chance.choice(kinds), chance.choice([2, 6, 15])
 
@@ -388,8 +372,22 @@ def clock_fault(chance, actor):
     return Fault(f"{actor.name}: clock {offset / 3600:+.0f} h" + (", reset" if resets else ""), steps)
 
 
+def preload():
+    """What goes before a program's libraries to have it meet faults. The sanitizer's has to come
+    first."""
+    library = path("faults.so")
+    subprocess.run(["cc", "-shared", "-fPIC", "-O1", "-Wall", "-Wextra", "-Werror", "-o", library,
+                    os.path.join(os.path.dirname(__file__), "faults.c")], check=True)
+    if not is_sanitized:
+        return library
+    found = subprocess.run(["cc", "-print-file-name=libasan.so"], stdout=subprocess.PIPE, text=True,
+                           check=True)
+    return f"{found.stdout.strip()} {library}"
+
+
 class Stage:
     def __init__(self, seed):
+        self.preload = preload()
         self.chance = random.Random(seed)
         self.raised = self.may_be_lost = self.marker = self.faults = 0
         self.total_raised = 0
@@ -434,9 +432,8 @@ class Stage:
         chance = self.chance
         kinds = [(5, network_fault, self.watched), (2, lookup_fault, [self.agent, *self.phones]),
                  (2, kill_fault, self.ours), (2, stop_fault, self.ours),
-                 (2, scarcity_fault, self.ours), (2, disk_fault, [self.relay])]
-        if not is_sanitized:
-            kinds.append((2, clock_fault, self.ours))
+                 (2, scarcity_fault, self.ours), (2, disk_fault, [self.relay]),
+                 (2, clock_fault, self.ours)]
         faults, used = [], set()
         for _ in range(chance.choice([1, 1, 2, 3])):
             _, make, actors = chance.choices(kinds, [weight for weight, _, _ in kinds])[0]

@@ -1,5 +1,6 @@
 /* Stands between a program and the system, preloaded, and fails as a file says that the test writes
- * meanwhile: its bytes are one for each kind of fault, 0 for none. */
+ * meanwhile: four bytes, one for each kind of fault, 0 for none, then by how many seconds the wall
+ * clock is wrong. */
 
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -8,31 +9,58 @@
 #include <netdb.h>
 #include <pthread.h>
 #include <stdarg.h>
+#include <stdint.h>
 #include <stdlib.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <time.h>
 #include <unistd.h>
 
-enum { LOOKUPS, THREADS, DISK, KINDS };
+enum { LOOKUPS, THREADS, DISK };
 enum { LOOKUPS_FAIL = 1, LOOKUPS_HANG };
 enum { DISK_FULL = 1, DISK_READ_ONLY };
 
-static const volatile char* faults;
+struct Faults {
+  char kinds[4];
+  int32_t clock;
+};
+static const volatile struct Faults* faults;
 
 __attribute__((constructor)) static void begin(void) {
   const char* name = getenv("ORVIK_FAULTS");
   const int file = name == NULL ? -1 : open(name, O_RDONLY | O_CLOEXEC);
-  void* mapped = file < 0 ? MAP_FAILED : mmap(NULL, KINDS, PROT_READ, MAP_SHARED, file, 0);
+  void* mapped = file < 0 ? MAP_FAILED : mmap(NULL, sizeof(struct Faults), PROT_READ, MAP_SHARED, file, 0);
   if (mapped != MAP_FAILED) {
     faults = mapped;
   }
   close(file);
 }
 
-static int fault(int kind) { return faults == NULL ? 0 : faults[kind]; }
+static int fault(int kind) { return faults == NULL ? 0 : faults->kinds[kind]; }
+static int32_t clockError(void) { return faults == NULL ? 0 : faults->clock; }
 
 #define REAL(name) ((__typeof__(&name))dlsym(RTLD_NEXT, #name))
+
+int clock_gettime(clockid_t clock, struct timespec* now) {
+  const int result = REAL(clock_gettime)(clock, now);
+  now->tv_sec += clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE ? clockError() : 0;
+  return result;
+}
+
+int gettimeofday(struct timeval* now, void* zone) {
+  const int result = REAL(gettimeofday)(now, zone);
+  now->tv_sec += clockError();
+  return result;
+}
+
+time_t time(time_t* now) {
+  const time_t result = REAL(time)(NULL) + clockError();
+  if (now != NULL) {
+    *now = result;
+  }
+  return result;
+}
 
 int getaddrinfo(const char* node, const char* service, const struct addrinfo* hints,
                 struct addrinfo** result) {
