@@ -50,7 +50,6 @@ class Actor:
         self.stage, self.name = stage, name
         self.program = self.proxy = None
         self.file = name.replace(" ", "-")
-        self.is_stopped = False
         self.settled = None       # its memory, descriptors and threads once it was at rest
         with open(path(self.file + "-faults"), "w+b") as file:
             file.write(bytes(8))
@@ -87,6 +86,12 @@ class Actor:
             self.program.process.wait(timeout=programs.TIMEOUT)
         except subprocess.TimeoutExpired:
             raise Breach(f"{self.name} ends within {programs.TIMEOUT} s of signal {signum}") from None
+
+    def has_pending(self, signum):
+        """Of several signals that it has not taken yet, a program gets one."""
+        with open(f"/proc/{self.pid}/status", encoding="utf-8") as file:
+            pending = next(line for line in file if line.startswith("ShdPnd"))
+        return int(pending.split()[1], 16) >> (signum - 1) & 1
 
     def usage(self):
         """Resident KiB, descriptors and threads."""
@@ -302,13 +307,11 @@ def stop_fault(chance, actor):
     lasts, is_cut = chance.choice([1, 5, 15]), chance.random() < 0.5
 
     def steps():
-        actor.is_stopped = True
         os.kill(actor.pid, signal.SIGSTOP)
         if is_cut and actor.proxy:
             actor.proxy.reset()
         yield
         os.kill(actor.pid, signal.SIGCONT)
-        actor.is_stopped = False
 
     return Fault(f"{actor.name}: stopped for {lasts} s" + (", sockets cut" if is_cut else ""),
                  steps, lasts)
@@ -417,8 +420,7 @@ class Stage:
         os.rename(path("new-sample"), path("sample.json"))
 
     def raise_alert(self):
-        # Of several signals a stopped program gets one.
-        if self.agent.is_running() and not self.agent.is_stopped:
+        if self.agent.is_running() and not self.agent.has_pending(signal.SIGUSR1):
             os.kill(self.agent.pid, signal.SIGUSR1)
             self.raised += 1
 
@@ -443,8 +445,9 @@ class Stage:
                 faults.append(fault)
             used.add(actor.name)
         lasts = max(fault.lasts for fault in faults)
-        alerts = sorted(chance.uniform(0, lasts + 2) for _ in range(chance.choice([0, 1, 1, 3])))
-        return faults, alerts
+        # Not so close together that two get the same time.
+        first, number = chance.uniform(0, lasts + 1), chance.choice([0, 1, 1, 3])
+        return faults, [first + 0.4 * i for i in range(number)]
 
     def play(self, faults, alerts):
         begun = time.monotonic()

@@ -6,7 +6,7 @@ import { phonePage, Stage } from "./stage.mjs";
 
 const [, , address, speed = "1", since = "0"] = process.argv;
 const stage = new Stage();
-const browser = await stage.startBrowser();
+const browser = await stage.startBrowser("chromium", { handleSIGHUP: false, handleSIGTERM: false, handleSIGINT: false });
 const page = await phonePage(browser);
 let isEnding = false;
 for (const signal of ["SIGTERM", "SIGINT"]) {
