@@ -18,6 +18,7 @@
 #include "OrvikApp/SingleInstance.h"
 #include "OrvikApp/platform/SystemRequests.h"
 #include "core/BuildConstants.h"
+#include "core/system/CoreDump.h"
 
 namespace orvik {
 
@@ -101,6 +102,7 @@ bool rememberRelay(const std::optional<std::string>& url) {
 
 /// Runs the menu-bar application until it is quit.
 int runApplication(int argc, char** argv) try {
+  forbidCoreDumps();
   std::signal(SIGPIPE, SIG_IGN);
   if (const auto problem = missingDisplay()) {
     return report(*problem);

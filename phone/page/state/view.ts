@@ -1,6 +1,7 @@
 import type { ReadonlySignal } from "@preact/signals-core";
 import type { Alert } from "../protocol/alert.js";
 import type { MacInfo, Sample } from "../protocol/sample.js";
+import type { PushState } from "./pushRule.js";
 
 /**
  * What is known about the connection to one computer.
@@ -165,6 +166,10 @@ export interface Actions {
   install(): Promise<void>;
   /** "Not now", kept for 30 days. */
   declineInstall(): void;
+  /** Switches notifications on, which may ask the user, or off. */
+  setPush(on: boolean): void;
+  /** "Not now", kept for 30 days. */
+  declinePush(): void;
   /** Loads the version that is waiting. */
   update(): void;
 }
@@ -189,6 +194,10 @@ export interface View {
   readonly problem: ReadonlySignal<Problem | undefined>;
   /** Present when it is time to offer it. */
   readonly installOffer: ReadonlySignal<InstallOffer | undefined>;
+  /** Notifications while the page is closed. */
+  readonly push: ReadonlySignal<PushState>;
+  /** It is time to ask for them. */
+  readonly pushOffer: ReadonlySignal<boolean>;
   /** A new version waits; it also comes by itself while the page is hidden. */
   readonly updateWaits: ReadonlySignal<boolean>;
   /** Version of the page: the first 12 hexadecimal digits of the hash over all of its files. */

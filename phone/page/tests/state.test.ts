@@ -3,7 +3,7 @@ import { test } from "node:test";
 import { base64url } from "../protocol/base64.js";
 import { deriveKeys } from "../protocol/keys.js";
 import { createState, type Opening, type State } from "../state/createState.js";
-import { FakeClock, FakeRelay, FakeStorage } from "./fakes.js";
+import { FakeClock, FakePushBrowser, FakeRelay, FakeStorage } from "./fakes.js";
 
 const day = 86_400_000;
 const secret = (seed: number) => new Uint8Array(32).fill(seed);
@@ -18,12 +18,13 @@ class Page {
   readonly state: State;
   isOnline = true;
   addressCleared = 0;
+  readonly browser = new FakePushBrowser();
 
   constructor(readonly storage = new FakeStorage(), startMs = 1_800_000_000_000) {
     this.clock = new FakeClock(startMs);
     this.state = createState({
       clock: this.clock, storage, openSocket: this.relay.open, isOnline: () => this.isOnline, persist: () => undefined,
-      clearAddress: () => { this.addressCleared++; }, install: () => Promise.resolve(), update: () => undefined, version: "v",
+      clearAddress: () => { this.addressCleared++; }, install: () => Promise.resolve(), update: () => undefined, push: () => Promise.resolve(this.browser), version: "v",
     });
   }
 

@@ -224,4 +224,14 @@ export const de: Words = {
   install: "Installieren",
   later: "Später",
   notNow: "Nicht jetzt",
+
+  // Notifications
+  pushTitle: "Von der nächsten erfahren?",
+  pushHelp: "Orvik kann eine Warnung melden, während diese Seite geschlossen ist. Nur dieses Telefon kann sie lesen.",
+  pushAllow: "Benachrichtigungen erlauben",
+  pushSwitch: "Benachrichtigungen auf diesem Telefon",
+  pushInstall: "Orvik zuerst zum Home-Bildschirm hinzufügen: Nur dort kann ein iPhone Warnungen melden.",
+  pushBlocked: "Benachrichtigungen dieser Seite sind blockiert. Bitte in den Einstellungen des Browsers erlauben.",
+  pushUnable: "Dieser Browser kann bei geschlossener Seite keine Warnungen melden.",
+  alertUnread: "Ein Computer hat gewarnt",
 };

@@ -223,6 +223,16 @@ export const en = {
   install: "Install",
   later: "Later",
   notNow: "Not now",
+
+  // Notifications
+  pushTitle: "Hear about the next one?",
+  pushHelp: "Orvik can tell you about an alert while this page is closed. Only this phone can read it.",
+  pushAllow: "Allow notifications",
+  pushSwitch: "Notifications on this phone",
+  pushInstall: "Put Orvik on your Home Screen first: only there can an iPhone tell you about alerts.",
+  pushBlocked: "Notifications of this page are blocked. Allow them in the settings of the browser.",
+  pushUnable: "This browser cannot tell you about alerts while the page is closed.",
+  alertUnread: "A computer has raised an alert",
 };
 
 type Text<T> = T extends string ? string : { readonly other: string } & Readonly<Partial<Record<Intl.LDMLPluralRule, string>>>;

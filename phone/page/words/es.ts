@@ -227,4 +227,14 @@ export const es: Words = {
   install: "Instalar",
   later: "Más tarde",
   notNow: "Ahora no",
+
+  // Notifications
+  pushTitle: "¿Enterarte de la próxima?",
+  pushHelp: "Orvik puede avisarte de una alerta con esta página cerrada. Solo este teléfono puede leerla.",
+  pushAllow: "Permitir notificaciones",
+  pushSwitch: "Notificaciones en este teléfono",
+  pushInstall: "Primero pon Orvik en la pantalla de inicio: solo así puede un iPhone avisarte de las alertas.",
+  pushBlocked: "Las notificaciones de esta página están bloqueadas. Permítelas en los ajustes del navegador.",
+  pushUnable: "Este navegador no puede avisarte de alertas con la página cerrada.",
+  alertUnread: "Un ordenador ha dado una alerta",
 };

@@ -222,4 +222,14 @@ export const fr: Words = {
   install: "Installer",
   later: "Plus tard",
   notNow: "Pas maintenant",
+
+  // Notifications
+  pushTitle: "Être prévenu de la prochaine\u00a0?",
+  pushHelp: "Orvik peut signaler une alerte quand cette page est fermée. Seul ce téléphone peut la lire.",
+  pushAllow: "Autoriser les notifications",
+  pushSwitch: "Notifications sur ce téléphone",
+  pushInstall: "Mettez d’abord Orvik sur l’écran d’accueil\u00a0: là seulement, un iPhone peut signaler les alertes.",
+  pushBlocked: "Les notifications de cette page sont bloquées. Autorisez-les dans les paramètres du navigateur.",
+  pushUnable: "Ce navigateur ne peut pas signaler d’alertes quand la page est fermée.",
+  alertUnread: "Un ordinateur a donné une alerte",
 };

@@ -221,4 +221,14 @@ export const it: Words = {
   install: "Installa",
   later: "Più tardi",
   notNow: "Non ora",
+
+  // Notifications
+  pushTitle: "Sapere del prossimo?",
+  pushHelp: "Orvik può segnalare un avviso anche a pagina chiusa. Solo questo telefono può leggerlo.",
+  pushAllow: "Consenti le notifiche",
+  pushSwitch: "Notifiche su questo telefono",
+  pushInstall: "Prima metti Orvik nella schermata Home: solo così un iPhone può segnalare gli avvisi.",
+  pushBlocked: "Le notifiche di questa pagina sono bloccate. Consentile nelle impostazioni del browser.",
+  pushUnable: "Questo browser non può segnalare avvisi a pagina chiusa.",
+  alertUnread: "Un computer ha dato un avviso",
 };

@@ -218,4 +218,14 @@ export const ja: Words = {
   install: "インストール",
   later: "あとで",
   notNow: "今はしない",
+
+  // Notifications
+  pushTitle: "次の警告を受け取りますか？",
+  pushHelp: "このページを閉じていても、Orvikが警告を通知できます。読めるのはこのスマートフォンだけです。",
+  pushAllow: "通知を許可",
+  pushSwitch: "このスマートフォンの通知",
+  pushInstall: "先にOrvikをホーム画面に追加してください。iPhoneはそこからのみ警告を通知できます。",
+  pushBlocked: "このページの通知はブロックされています。ブラウザの設定で許可してください。",
+  pushUnable: "このブラウザは、ページを閉じている間に警告を通知できません。",
+  alertUnread: "コンピュータから警告があります",
 };

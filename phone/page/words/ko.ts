@@ -218,4 +218,14 @@ export const ko: Words = {
   install: "설치",
   later: "나중에",
   notNow: "지금 안 함",
+
+  // Notifications
+  pushTitle: "다음 경고를 받아 볼까요?",
+  pushHelp: "이 페이지가 닫혀 있어도 Orvik이 경고를 알릴 수 있습니다. 이 휴대폰만 읽을 수 있습니다.",
+  pushAllow: "알림 허용",
+  pushSwitch: "이 휴대폰의 알림",
+  pushInstall: "먼저 Orvik을 홈 화면에 추가하세요. iPhone은 그래야만 경고를 알릴 수 있습니다.",
+  pushBlocked: "이 페이지의 알림이 차단되어 있습니다. 브라우저 설정에서 허용하세요.",
+  pushUnable: "이 브라우저는 페이지가 닫혀 있을 때 경고를 알릴 수 없습니다.",
+  alertUnread: "컴퓨터에서 경고가 왔습니다",
 };

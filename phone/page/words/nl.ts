@@ -220,4 +220,14 @@ export const nl: Words = {
   install: "Installeer",
   later: "Later",
   notNow: "Niet nu",
+
+  // Notifications
+  pushTitle: "De volgende meteen horen?",
+  pushHelp: "Orvik kan een waarschuwing melden terwijl deze pagina dicht is. Alleen deze telefoon kan die lezen.",
+  pushAllow: "Sta meldingen toe",
+  pushSwitch: "Meldingen op deze telefoon",
+  pushInstall: "Zet Orvik eerst op je beginscherm: alleen daar kan een iPhone waarschuwingen melden.",
+  pushBlocked: "Meldingen van deze pagina zijn geblokkeerd. Sta ze toe in de instellingen van de browser.",
+  pushUnable: "Deze browser kan geen waarschuwingen melden terwijl de pagina dicht is.",
+  alertUnread: "Een computer geeft een waarschuwing",
 };

@@ -235,4 +235,14 @@ export const pl: Words = {
   install: "Zainstaluj",
   later: "Później",
   notNow: "Nie teraz",
+
+  // Notifications
+  pushTitle: "Dowiedzieć się o następnym?",
+  pushHelp: "Orvik może powiadomić o ostrzeżeniu, gdy ta strona jest zamknięta. Odczyta je tylko ten telefon.",
+  pushAllow: "Zezwól na powiadomienia",
+  pushSwitch: "Powiadomienia na tym telefonie",
+  pushInstall: "Najpierw umieść Orvik na ekranie początkowym: tylko tak iPhone powiadomi o ostrzeżeniach.",
+  pushBlocked: "Powiadomienia tej strony są zablokowane. Zezwól na nie w ustawieniach przeglądarki.",
+  pushUnable: "Ta przeglądarka nie może powiadamiać o ostrzeżeniach, gdy strona jest zamknięta.",
+  alertUnread: "Komputer zgłosił ostrzeżenie",
 };

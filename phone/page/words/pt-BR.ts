@@ -220,4 +220,14 @@ export const ptBR: Words = {
   install: "Instalar",
   later: "Mais tarde",
   notNow: "Agora não",
+
+  // Notifications
+  pushTitle: "Saber do próximo?",
+  pushHelp: "O Orvik pode avisar sobre um alerta com esta página fechada. Só este telefone pode lê-lo.",
+  pushAllow: "Permitir notificações",
+  pushSwitch: "Notificações neste telefone",
+  pushInstall: "Primeiro coloque o Orvik na tela de início: só assim um iPhone pode avisar sobre alertas.",
+  pushBlocked: "As notificações desta página estão bloqueadas. Permita nas configurações do navegador.",
+  pushUnable: "Este navegador não pode avisar sobre alertas com a página fechada.",
+  alertUnread: "Um computador emitiu um alerta",
 };

@@ -220,4 +220,14 @@ export const tr: Words = {
   install: "Yükle",
   later: "Daha sonra",
   notNow: "Şimdi değil",
+
+  // Notifications
+  pushTitle: "Bir sonraki bildirilsin mi?",
+  pushHelp: "Orvik, bu sayfa kapalıyken bir uyarıyı bildirebilir. Onu yalnızca bu telefon okuyabilir.",
+  pushAllow: "Bildirimlere izin ver",
+  pushSwitch: "Bu telefondaki bildirimler",
+  pushInstall: "Önce Orvik’i ana ekrana ekleyin: iPhone uyarıları ancak oradan bildirebilir.",
+  pushBlocked: "Bu sayfanın bildirimleri engellenmiş. Tarayıcının ayarlarında izin verin.",
+  pushUnable: "Bu tarayıcı, sayfa kapalıyken uyarıları bildiremez.",
+  alertUnread: "Bir bilgisayar uyarı verdi",
 };

@@ -218,4 +218,14 @@ export const zhHans: Words = {
   install: "安装",
   later: "稍后",
   notNow: "以后再说",
+
+  // Notifications
+  pushTitle: "下次警报要通知您吗？",
+  pushHelp: "关闭此页面时，Orvik 也能通知警报。只有这部手机可以读取。",
+  pushAllow: "允许通知",
+  pushSwitch: "这部手机上的通知",
+  pushInstall: "请先将 Orvik 放到主屏幕：iPhone 只有这样才能通知警报。",
+  pushBlocked: "此页面的通知已被阻止。请在浏览器设置中允许。",
+  pushUnable: "此浏览器无法在页面关闭时通知警报。",
+  alertUnread: "有电脑发出了警报",
 };

@@ -4,6 +4,7 @@ import { type Signal, signal } from "@preact/signals-core";
 import type { Sample } from "../../protocol/sample.js";
 import { landBins } from "../../state/day.js";
 import type { AlertEntry, ComputerCard, Day, InstallOffer, Phase, Problem, Verdict, View } from "../../state/view.js";
+import type { PushState } from "../../state/pushRule.js";
 
 const minuteMs = 60_000;
 const hourMs = 60 * minuteMs;
@@ -117,6 +118,8 @@ interface Scene {
   readonly computers?: "none" | "one" | "four";
   readonly problem?: Problem;
   readonly install?: InstallOffer;
+  readonly push?: PushState;
+  readonly asksForPush?: boolean;
   readonly name?: string;
   readonly isServer?: boolean;
 }
@@ -160,6 +163,7 @@ export const scenes = {
   unreachable: { phase: "unreachable", verdict: { sky: "fog", first: { key: "noConnection" } }, ageMs: 3 * dayMs },
   alert: {
     alerts: true,
+    push: "on",
     unseen: 2,
     sample: { cpuPercent: 93, cpuCelsius: 97, diskPercent: 92, diskFreeGb: 43 },
     verdict: { sky: "red", first: { key: "tooHot", celsius: 97 } },
@@ -181,6 +185,8 @@ export const scenes = {
   first: { noHistory: true, verdict: { second: { key: "busy" } } },
   install: { install: "steps" },
   installPrompt: { install: "prompt" },
+  push: { push: "off", asksForPush: true },
+  pushInstall: { push: "install", asksForPush: true },
   computers: { computers: "four" },
   replaced: {
     phase: "replaced",
@@ -297,11 +303,13 @@ export function madeUpView(sceneName: string, nowMs: number): { readonly view: V
     },
     problem: signal(scene.problem),
     installOffer: signal(scene.install),
+    push: signal(scene.push ?? "unoffered"),
+    pushOffer: signal(scene.asksForPush === true),
     updateWaits: signal(false),
     version: "4f1c09ab72de",
     actions: {
       choose: nothing, rename: nothing, remove: nothing, watchAll: nothing, markSeen: nothing, dismissProblem: nothing,
-      declineInstall: nothing, update: nothing,
+      declineInstall: nothing, setPush: nothing, declinePush: nothing, update: nothing,
       addByLink: async () => "linkDamaged",
       install: async () => undefined,
     },
