@@ -393,7 +393,7 @@ class Stage:
         self.preload = preload()
         self.chance = random.Random(seed)
         self.raised = self.may_be_lost = self.marker = self.faults = 0
-        self.total_raised = 0
+        self.total_raised = self.counted = 0
         self.relay = Relay(self)
         self.mark()
         self.relay.start()
@@ -473,18 +473,21 @@ class Stage:
                 raise Breach(text)
             time.sleep(0.05)
 
-    def check(self, faults, lasted):
+    def check_after(self, faults, lasted):
         """The state that there has to be after faults that are over."""
+        # The waits before the next one are together as long as it is.
+        next_wait = min(LONGEST_WAIT, lasted + 1)
+        return self.check(next_wait + SLACK + max(fault.late for fault in faults),
+                          max(fault.ghost for fault in faults))
+
+    def check(self, limit, ghost=0):
         begun = time.monotonic()
         self.mark()
-        next_wait = min(LONGEST_WAIT, lasted + 1)
-        limit = next_wait + SLACK + max((fault.late for fault in faults), default=0)
         self.await_that(begun + limit, lambda: ", ".join(
-            f"{viewer.name} gets the stream within {limit:.0f} s, and has heard nothing for "
+            f"{viewer.name} gets the stream within {limit:.0f} s, has heard nothing for "
             f"{time.monotonic() - viewer.heard:.0f} s"
             for viewer in self.viewers if viewer.marker != self.marker))
         back = time.monotonic() - begun
-        ghost = max((fault.ghost for fault in faults), default=0)
         wanted = f"online, {len(self.viewers)} phones connected"
         self.await_that(begun + max(limit, ghost + SLACK), lambda: "" if self.agent.state == wanted
                         else f"the agent says “{wanted}”, not “{self.agent.state}”")
@@ -497,7 +500,15 @@ class Stage:
             f"{actor.name} has grown: {actor.grown()}" for actor in self.actors if actor.grown()))
         return back
 
-    counted = 0
+    def sleep(self, actor, seconds):
+        """As a machine's: its network has forgotten it when it wakes up."""
+        os.kill(actor.pid, signal.SIGSTOP)
+        actor.proxy.reset()
+        time.sleep(seconds)
+        self.raise_alert()
+        os.kill(actor.pid, signal.SIGCONT)
+        back = self.check(SLEEP_SLACK)
+        print(f"{actor.name}: stopped for {seconds:.0f} s, back after {back:.1f} s", flush=True)
 
     def wrong_alerts(self):
         seen = [phone.alerts for phone in self.phones]
@@ -530,27 +541,35 @@ def read_tail(name):
         return "".join(file.readlines()[-60:])
 
 
+def rounds(stage, minutes, told):
+    begun = time.monotonic()
+    while (elapsed := (time.monotonic() - begun) / 60) < minutes:
+        faults, alerts = stage.draw()
+        told["fault"] = "; ".join(fault.text for fault in faults)
+        print(f"{elapsed:6.2f} min  {told['fault']}", end="", flush=True)
+        back = stage.check_after(faults, stage.play(faults, alerts))
+        print(f": back after {back:.1f} s", flush=True)
+
+
 def test():
     seed, minutes = sys.argv[2], float(sys.argv[3])
-    stage = Stage(seed)
     begun = time.monotonic()
     elapsed = lambda: (time.monotonic() - begun) / 60
-    text = "none"
+    told = {"fault": "none"}
     try:
-        stage.check([], 5)
-        while elapsed() < minutes:
-            faults, alerts = stage.draw()
-            text = "; ".join(fault.text for fault in faults)
-            print(f"{elapsed():6.2f} min  {text}", end="", flush=True)
-            back = stage.check(faults, stage.play(faults, alerts))
-            print(f": back after {back:.1f} s", flush=True)
-        text = "the end"
+        stage = Stage(seed)
+        stage.check(programs.TIMEOUT)
+        if seed == "sleep":
+            for actor in stage.watched[:2]:
+                told["fault"] = f"{actor.name} sleeps"
+                stage.sleep(actor, minutes * 60)
+        else:
+            rounds(stage, minutes, told)
+        told["fault"] = "the end"
         stage.end()
     except Breach as breach:
-        print(f"\nBreach: seed {seed}, minute {elapsed():.2f}, fault: {text}\nExpected: {breach}")
-        keep = os.environ.get("ORVIK_CHAOS_KEEP")
-        if keep:
-            subprocess.run(["cp", "-r", programs.scratch.name, keep], check=False)
+        print(f"\nBreach: seed {seed}, minute {elapsed():.2f}, fault: {told['fault']}\n"
+              f"Expected: {breach}")
         raise SystemExit(1) from None
     print(f"seed {seed}: {elapsed():.1f} minutes, {stage.faults} faults, {stage.total_raised} alerts, "
           "no breach")
