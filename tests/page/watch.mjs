@@ -9,6 +9,7 @@ const stage = new Stage();
 const browser = await stage.startBrowser("chromium", { handleSIGHUP: false, handleSIGTERM: false, handleSIGINT: false });
 const page = await phonePage(browser);
 let isEnding = false;
+process.on("unhandledRejection", (error) => { if (!isEnding) throw error; });
 for (const signal of ["SIGTERM", "SIGINT"]) {
   process.on(signal, async () => {
     isEnding = true;
