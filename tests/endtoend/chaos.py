@@ -8,6 +8,7 @@ nothing had been."""
 import json
 import mmap
 import os
+import queue
 import random
 import re
 import resource
@@ -71,7 +72,10 @@ class Actor:
         self.settled = None
         self.errors = path(self.file + "-errors")
         with open(self.errors, "ab") as errors:
-            self.program = self.launch(errors)
+            try:
+                self.program = self.launch(errors)
+            except queue.Empty:
+                raise Breach(f"{self.name} starts:\n{read_tail(self.errors)}") from None
 
     @property
     def pid(self):
@@ -441,9 +445,11 @@ class Stage:
             _, make, actors = chance.choices(kinds, [weight for weight, _, _ in kinds])[0]
             actor = chance.choice(actors)
             fault = make(chance, actor)
-            if actor.name not in used:
+            # What is killed or stopped can meet nothing else that is done to the process itself.
+            what = (actor.name, make in (kill_fault, stop_fault, scarcity_fault) or make)
+            if what not in used:
                 faults.append(fault)
-            used.add(actor.name)
+            used.add(what)
         lasts = max(fault.lasts for fault in faults)
         # Not so close together that two get the same time.
         first, number = chance.uniform(0, lasts + 1), chance.choice([0, 1, 1, 3])
