@@ -134,8 +134,11 @@ void RelayClient::waiting(std::chrono::seconds wait, const PersistentConnection:
 asio::awaitable<void> RelayClient::talk(Link link) {
   alerts->connectionBegan();
   relayKeepsAlerts = relayPushes = false;
-  const SecretText authentication = pairing.authMessage();
-  co_await link->send(authentication.text());
+  {
+    // For as long as a conversation lasts its first words need not be remembered.
+    const SecretText authentication = pairing.authMessage();
+    co_await link->send(authentication.text());
+  }
   co_await firstOf(receiveLoop(link), sampleLoop(link));
 }
 
