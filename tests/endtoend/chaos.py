@@ -91,11 +91,13 @@ class Actor:
         except subprocess.TimeoutExpired:
             raise Breach(f"{self.name} ends within {programs.TIMEOUT} s of signal {signum}") from None
 
-    def has_pending(self, signum):
-        """Of several signals that it has not taken yet, a program gets one."""
+    def takes(self, signum):
+        """Whether it has a handler for the signal by now, and has taken the one before: of several
+        that wait a program gets one."""
         with open(f"/proc/{self.pid}/status", encoding="utf-8") as file:
-            pending = next(line for line in file if line.startswith("ShdPnd"))
-        return int(pending.split()[1], 16) >> (signum - 1) & 1
+            masks = {line.split()[0]: int(line.split()[1], 16) >> (signum - 1) & 1
+                     for line in file if line.startswith(("ShdPnd", "SigCgt"))}
+        return masks["SigCgt:"] and not masks["ShdPnd:"]
 
     def usage(self):
         """Resident KiB, descriptors and threads."""
@@ -392,6 +394,14 @@ def preload():
     return f"{found.stdout.strip()} {library}"
 
 
+def reload_fault(_, page):
+    def steps():
+        os.kill(page.pid, signal.SIGWINCH)
+        yield
+
+    return Fault("page: loaded anew", steps)
+
+
 class Stage:
     def __init__(self, seed):
         self.preload = preload()
@@ -424,7 +434,7 @@ class Stage:
         os.rename(path("new-sample"), path("sample.json"))
 
     def raise_alert(self):
-        if self.agent.is_running() and not self.agent.has_pending(signal.SIGUSR1):
+        if self.agent.is_running() and self.agent.takes(signal.SIGUSR1):
             os.kill(self.agent.pid, signal.SIGUSR1)
             self.raised += 1
 
@@ -439,7 +449,7 @@ class Stage:
         kinds = [(5, network_fault, self.watched), (2, lookup_fault, [self.agent, *self.phones]),
                  (2, kill_fault, self.ours), (2, stop_fault, self.ours),
                  (2, scarcity_fault, self.ours), (2, disk_fault, [self.relay]),
-                 (2, clock_fault, self.ours)]
+                 (2, clock_fault, self.ours), (1, reload_fault, [self.page])]
         faults, used = [], set()
         for _ in range(chance.choice([1, 1, 2, 3])):
             _, make, actors = chance.choices(kinds, [weight for weight, _, _ in kinds])[0]
