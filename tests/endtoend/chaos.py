@@ -215,7 +215,8 @@ class Page(Watched):
         if self.new > 20:
             self.old += self.new
             os.kill(self.pid, signal.SIGUSR2)
-            self.stage.await_that(programs.TIMEOUT, lambda: "the page can mark alerts as seen" if self.new else "")
+            self.stage.await_that(programs.TIMEOUT,
+                                  lambda: "the page can mark alerts as seen" if self.new else "")
 
     def grown(self):
         return {}  # a browser's memory is its own business
