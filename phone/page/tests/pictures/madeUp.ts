@@ -185,8 +185,17 @@ export const scenes = {
   first: { noHistory: true, verdict: { second: { key: "busy" } } },
   install: { install: "steps" },
   installPrompt: { install: "prompt" },
-  push: { push: "off", asksForPush: true },
+  push: {
+    alerts: true,
+    unseen: 1,
+    push: "off",
+    asksForPush: true,
+    sample: { batteryPercent: 64, batteryState: "discharging", onMains: false, batteryMinutes: 190 },
+    verdict: { sky: "amber", first: { key: "onBattery", percent: 64 } },
+  },
   pushInstall: { push: "install", asksForPush: true },
+  pushBlocked: { push: "blocked" },
+  pushFailed: { push: "failed" },
   computers: { computers: "four" },
   replaced: {
     phase: "replaced",
