@@ -175,13 +175,15 @@ export class Phone {
     });
   }
 
-  /** Waits for notifications that this is true of. */
+  /** Waits for notifications that this is true of. A browser without a screen takes each away after half a minute. */
   async shows(condition) {
     const end = Date.now() + patienceMs;
+    let most = [];
     for (;;) {
       const shown = await this.notifications();
       if (condition(shown)) return shown;
-      if (Date.now() > end) throw new Error(`shown: ${JSON.stringify(shown)}`);
+      if (shown.length >= most.length) most = shown;
+      if (Date.now() > end) throw new Error(`shown at most: ${JSON.stringify(most)}`);
       await new Promise((wake) => { setTimeout(wake, 20); });
     }
   }
