@@ -1,5 +1,5 @@
 import { base64url, bytesFromBase64 } from "./base64.js";
-import { fields, json, oneOf } from "./readers.js";
+import { alertNumber, fields, json, known, oneOf, text } from "./readers.js";
 
 /** The longest address of a subscription that a relay takes, and the longest message that names one. */
 export const longestEndpoint = 1024;
@@ -47,4 +47,23 @@ export function subscribe({ endpoint, p256dh, auth }: PushTarget, replaces?: str
 /** Asks the relay not to push to it any more. */
 export function unsubscribe(endpoint: string): string {
   return JSON.stringify({ unsubscribe: endpoint });
+}
+
+/** What is pushed. Whoever pushes may have made it up: only what the envelope opens to is true. */
+export interface Pushed {
+  readonly macId?: string;
+  readonly number?: number;
+  readonly envelope?: string;
+}
+
+/** Members that cannot be read are absent. */
+export function readPushed(data: string): Pushed {
+  const notification = fields(fields(json(data)?.value)?.("notification"));
+  const field = fields(notification?.("data")) ?? (() => undefined);
+  const envelope = field("envelope");
+  return known({
+    macId: text(field("mac"), 22),
+    number: alertNumber(field("number")),
+    envelope: typeof envelope === "string" ? envelope : undefined,
+  });
 }

@@ -1,4 +1,4 @@
-import { showPushedAlerts } from "./push.js";
+import { pushed, subscriptionChanged, tapped } from "./notifications.js";
 
 /**
  * Keeps the page for opening without a network. A version is one cache, named by the hash over all
@@ -15,8 +15,6 @@ declare const laterParts: readonly string[];
 const pageAddress = "/orvik/p";
 const configAddress = "/orvik/config.json";
 const cacheName = `orvik ${workerVersion}`;
-
-showPushedAlerts(worker, laterParts.find((path) => path.includes("/icon-192")));
 
 worker.addEventListener("install", (event) => {
   event.waitUntil(keepFirstView());
@@ -42,6 +40,20 @@ worker.addEventListener("fetch", (event) => {
   if (address.pathname === pageAddress) event.respondWith(page(request));
   else if (address.pathname === configAddress) event.respondWith(configuration(event));
   else if (isOurs(address.pathname)) event.respondWith(part(request));
+});
+
+worker.addEventListener("push", (event) => {
+  event.waitUntil(pushed(event.data?.text() ?? ""));
+});
+
+worker.addEventListener("notificationclick", (event) => {
+  event.waitUntil(tapped(event.notification));
+});
+
+worker.addEventListener("pushsubscriptionchange", (event) => {
+  const { oldSubscription = null, newSubscription = null } = event as Partial<PushSubscriptionChangeEvent>;
+  event.waitUntil(subscriptionChanged(oldSubscription, newSubscription, async () =>
+    await caches.match(configAddress) ?? fetch(configAddress)));
 });
 
 function isOurs(path: string): boolean {
