@@ -81,7 +81,8 @@ export class PushKeeper {
   look(): void {
     const ability = { ...this.browser.ability(), isSubscribed: this.target !== undefined };
     const { wantsPush, pushDeclinedMs } = this.host.settings();
-    const state = this.isRefused ? "unable" : pushState(this.key !== undefined, wantsPush === true, ability);
+    const allowed = pushState(this.key !== undefined, wantsPush === true, ability);
+    const state = this.isRefused && (allowed === "on" || allowed === "off") ? "failed" : allowed;
     this.host.show(state, wantsPush !== false && isTimeToAskForPush({
       state, hasSeenAlert: this.host.hasSeenAlert(), declinedMs: pushDeclinedMs, nowMs: this.host.now(),
     }));

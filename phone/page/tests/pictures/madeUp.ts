@@ -308,7 +308,7 @@ export function madeUpView(sceneName: string, nowMs: number): { readonly view: V
     updateWaits: signal(false),
     version: "4f1c09ab72de",
     actions: {
-      choose: nothing, rename: nothing, remove: nothing, watchAll: nothing, markSeen: nothing, dismissProblem: nothing,
+      choose: nothing, rename: nothing, remove: nothing, watchAll: nothing, markSeen: nothing, alertsOpened: nothing, dismissProblem: nothing,
       declineInstall: nothing, setPush: nothing, declinePush: nothing, update: nothing,
       addByLink: async () => "linkDamaged",
       install: async () => undefined,
