@@ -262,6 +262,7 @@ export function createState(around: Surroundings): State {
   function remove(macId: string): void {
     const computer = computers.peek().find((each) => each.macId === macId);
     if (computer === undefined) return;
+    pushKeeper?.leave((said) => { computer.say(said); });
     computer.end();
     computers.value = computers.peek().filter((each) => each !== computer);
     void storage.removeComputer(macId).then(wrote);

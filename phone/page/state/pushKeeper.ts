@@ -77,6 +77,12 @@ export class PushKeeper {
     }
   }
 
+  /** A computer leaves this phone: its relay is to push no more, while the others go on. */
+  leave(say: Say): void {
+    const { pushEndpoint } = this.host.settings();
+    if (pushEndpoint !== undefined) say(unsubscribe(pushEndpoint));
+  }
+
   /** Shows what is so at this moment. */
   look(): void {
     const ability = { ...this.browser.ability(), isSubscribed: this.target !== undefined };
