@@ -175,18 +175,20 @@ export class Phone {
     });
   }
 
-  /** Waits for notifications that this is true of. */
+  /** Waits for notifications that this is true of. A browser without a screen takes each away after half a minute. */
   async shows(condition) {
     const end = Date.now() + patienceMs;
+    let most = [];
     for (;;) {
       const shown = await this.notifications();
       if (condition(shown)) return shown;
-      if (Date.now() > end) throw new Error(`shown: ${JSON.stringify(shown)}`);
+      if (shown.length >= most.length) most = shown;
+      if (Date.now() > end) throw new Error(`shown at most: ${JSON.stringify(most)}`);
       await new Promise((wake) => { setTimeout(wake, 20); });
     }
   }
 
-  /** Clicks a notification; says what the worker would have the browser do, which only a hand may ask for. */
+  /** Taps the notification whose title begins so; says what the worker would have the browser do, which only a hand may ask for. */
   async click(title) {
     const target = await this.browser.waitForTarget((each) => each.type() === "service_worker" && each.url().startsWith(this.origin));
     const worker = await target.worker();
@@ -195,7 +197,7 @@ export class Phone {
       self.clients.openWindow = async (address) => { asked.push(`open ${new URL(address, self.location.href)}`); return null; };
       WindowClient.prototype.focus = async function focus() { asked.push(`focus ${this.url}`); return this; };
       const all = await self.registration.getNotifications();
-      const event = new NotificationEvent("notificationclick", { notification: all.find(({ title }) => title === wanted) });
+      const event = new NotificationEvent("notificationclick", { notification: all.find(({ title }) => title.startsWith(wanted)) });
       const waits = [];
       event.waitUntil = (promise) => waits.push(promise);
       self.dispatchEvent(event);

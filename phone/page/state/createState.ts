@@ -99,6 +99,7 @@ export function createState(around: Surroundings): State {
   let isVisible = false;
   let watchesAll = false;
   let tellsAll = false;
+  let hasOpenedAlerts = false;
   let pushing: Promise<PushKeeper | undefined> | undefined;
   let pushKeeper: PushKeeper | undefined;
   let liveMs = 0;
@@ -123,7 +124,7 @@ export function createState(around: Surroundings): State {
         settings: () => settings,
         change,
         tellAll,
-        hasSeenAlert: () => chosen.peek()?.alerts.peek().some(({ isSeen }) => isSeen) ?? false,
+        hasSeenAlert: () => hasOpenedAlerts || (chosen.peek()?.alerts.peek().some(({ isSeen }) => isSeen) ?? false),
         now: clock.now,
         show(state, isTime) {
           push.value = state;
@@ -261,6 +262,7 @@ export function createState(around: Surroundings): State {
   function remove(macId: string): void {
     const computer = computers.peek().find((each) => each.macId === macId);
     if (computer === undefined) return;
+    pushKeeper?.leave((said) => { computer.say(said); });
     computer.end();
     computers.value = computers.peek().filter((each) => each !== computer);
     void storage.removeComputer(macId).then(wrote);
@@ -390,6 +392,7 @@ export function createState(around: Surroundings): State {
         if (on) for (const computer of computers.peek()) void computer.restore();
         look();
       },
+      alertsOpened() { hasOpenedAlerts = true; },
       markSeen() { chosen.peek()?.markSeen(); },
       dismissProblem() {
         const kind = view.problem.peek()?.kind;

@@ -77,11 +77,18 @@ export class PushKeeper {
     }
   }
 
+  /** A computer leaves this phone: its relay is to push no more, while the others go on. */
+  leave(say: Say): void {
+    const { pushEndpoint } = this.host.settings();
+    if (pushEndpoint !== undefined) say(unsubscribe(pushEndpoint));
+  }
+
   /** Shows what is so at this moment. */
   look(): void {
     const ability = { ...this.browser.ability(), isSubscribed: this.target !== undefined };
     const { wantsPush, pushDeclinedMs } = this.host.settings();
-    const state = this.isRefused ? "unable" : pushState(this.key !== undefined, wantsPush === true, ability);
+    const allowed = pushState(this.key !== undefined, wantsPush === true, ability);
+    const state = this.isRefused && (allowed === "on" || allowed === "off") ? "failed" : allowed;
     this.host.show(state, wantsPush !== false && isTimeToAskForPush({
       state, hasSeenAlert: this.host.hasSeenAlert(), declinedMs: pushDeclinedMs, nowMs: this.host.now(),
     }));

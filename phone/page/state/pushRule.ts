@@ -11,11 +11,12 @@ export interface PushAbility {
 
 /**
  * What is said of notifications.
- * - unoffered: the relay does not push; nothing is shown
- * - install, unable, blocked: why they cannot be switched on
+ * - unoffered, unable: the relay does not push, or the browser cannot; nothing is shown
+ * - install, blocked: why they cannot be switched on
  * - off, on: the switch
+ * - failed: the switch, off; a relay or the push service has refused when it was turned
  */
-export type PushState = "unoffered" | "install" | "unable" | "blocked" | "off" | "on";
+export type PushState = "unoffered" | "unable" | "install" | "blocked" | "off" | "on" | "failed";
 
 /** `isWanted`: the user has switched them on. */
 export function pushState(isOffered: boolean, isWanted: boolean, ability: PushAbility): PushState {

@@ -161,6 +161,8 @@ export interface Actions {
   /** The list of computers is open: all of them are connected then. */
   watchAll(on: boolean): void;
   markSeen(): void;
+  /** The list of alerts has been opened. */
+  alertsOpened(): void;
   /** Hides a problem until the next opening. */
   dismissProblem(): void;
   install(): Promise<void>;

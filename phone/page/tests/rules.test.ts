@@ -207,7 +207,7 @@ test("notifications are asked for once an alert has been seen, where they can be
   const month = 30 * 86_400_000;
   const asks: [PushState, boolean, number | undefined, boolean][] = [
     ["off", true, undefined, true], ["install", true, undefined, true], ["off", false, undefined, false], ["on", true, undefined, false],
-    ["blocked", true, undefined, false], ["unable", true, undefined, false], ["unoffered", true, undefined, false],
+    ["blocked", true, undefined, false], ["failed", true, undefined, false], ["unable", true, undefined, false], ["unoffered", true, undefined, false],
     ["off", true, nowMs - month + 1, false], ["off", true, nowMs - month, true],
   ];
   for (const [state, hasSeenAlert, declinedMs, wanted] of asks) {

@@ -227,11 +227,12 @@ export const de: Words = {
 
   // Notifications
   pushTitle: "Von der nächsten erfahren?",
-  pushHelp: "Orvik kann eine Warnung melden, während diese Seite geschlossen ist. Nur dieses Telefon kann sie lesen.",
+  pushHelp:
+    "Dieses Telefon kann sich auch bei geschlossener Seite melden: zu heiß, Festplatte fast voll, Akkubetrieb, Akku schwach, kein Backup.",
   pushAllow: "Benachrichtigungen erlauben",
   pushSwitch: "Benachrichtigungen auf diesem Telefon",
-  pushInstall: "Orvik zuerst zum Home-Bildschirm hinzufügen: Nur dort kann ein iPhone Warnungen melden.",
-  pushBlocked: "Benachrichtigungen dieser Seite sind blockiert. Bitte in den Einstellungen des Browsers erlauben.",
-  pushUnable: "Dieser Browser kann bei geschlossener Seite keine Warnungen melden.",
-  alertUnread: "Ein Computer hat gewarnt",
+  pushInstall: "iPhone und iPad zeigen Benachrichtigungen nur von Seiten auf dem Home-Bildschirm.",
+  pushBlocked: "Der Browser erlaubt dieser Seite keine Benachrichtigungen. Bitte in den Einstellungen erlauben.",
+  pushFailed: "Die Benachrichtigungen ließen sich nicht einschalten. Bitte später noch einmal versuchen.",
+  alertUnread: "Es gibt eine Warnung, die dieses Telefon nicht lesen konnte. Sie steht in Orvik.",
 };

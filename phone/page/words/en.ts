@@ -226,13 +226,14 @@ export const en = {
 
   // Notifications
   pushTitle: "Hear about the next one?",
-  pushHelp: "Orvik can tell you about an alert while this page is closed. Only this phone can read it.",
+  pushHelp:
+    "This phone can tell you even when the page is closed: too hot, disk nearly full, on battery, battery low, no backup.",
   pushAllow: "Allow notifications",
   pushSwitch: "Notifications on this phone",
-  pushInstall: "Put Orvik on your Home Screen first: only there can an iPhone tell you about alerts.",
-  pushBlocked: "Notifications of this page are blocked. Allow them in the settings of the browser.",
-  pushUnable: "This browser cannot tell you about alerts while the page is closed.",
-  alertUnread: "A computer has raised an alert",
+  pushInstall: "An iPhone or iPad shows notifications only of a page on the Home Screen.",
+  pushBlocked: "The browser does not let this page notify you. Allow it in the settings.",
+  pushFailed: "Notifications could not be turned on. Try again later.",
+  alertUnread: "There is an alert that this phone could not read. Open Orvik to see it.",
 };
 
 type Text<T> = T extends string ? string : { readonly other: string } & Readonly<Partial<Record<Intl.LDMLPluralRule, string>>>;

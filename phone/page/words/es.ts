@@ -229,12 +229,13 @@ export const es: Words = {
   notNow: "Ahora no",
 
   // Notifications
-  pushTitle: "¿Enterarte de la próxima?",
-  pushHelp: "Orvik puede avisarte de una alerta con esta página cerrada. Solo este teléfono puede leerla.",
+  pushTitle: "¿Quieres enterarte de la próxima?",
+  pushHelp:
+    "Este teléfono puede avisarte aunque la página esté cerrada: demasiado calor, disco casi lleno, con batería, batería baja, sin copia de seguridad.",
   pushAllow: "Permitir notificaciones",
   pushSwitch: "Notificaciones en este teléfono",
-  pushInstall: "Primero pon Orvik en la pantalla de inicio: solo así puede un iPhone avisarte de las alertas.",
-  pushBlocked: "Las notificaciones de esta página están bloqueadas. Permítelas en los ajustes del navegador.",
-  pushUnable: "Este navegador no puede avisarte de alertas con la página cerrada.",
-  alertUnread: "Un ordenador ha dado una alerta",
+  pushInstall: "Un iPhone o iPad solo muestra notificaciones de páginas que están en la pantalla de inicio.",
+  pushBlocked: "El navegador no permite las notificaciones de esta página. Permítelas en los ajustes.",
+  pushFailed: "No se pudieron activar las notificaciones. Inténtalo más tarde.",
+  alertUnread: "Hay una alerta que este teléfono no pudo leer. Abre Orvik para verla.",
 };

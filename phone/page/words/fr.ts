@@ -224,12 +224,13 @@ export const fr: Words = {
   notNow: "Pas maintenant",
 
   // Notifications
-  pushTitle: "Être prévenu de la prochaine\u00a0?",
-  pushHelp: "Orvik peut signaler une alerte quand cette page est fermée. Seul ce téléphone peut la lire.",
+  pushTitle: "Être prévenu de la prochaine\u202f?",
+  pushHelp:
+    "Ce téléphone peut vous prévenir même quand la page est fermée\u00a0: trop chaud, disque presque plein, sur batterie, batterie faible, pas de sauvegarde.",
   pushAllow: "Autoriser les notifications",
   pushSwitch: "Notifications sur ce téléphone",
-  pushInstall: "Mettez d’abord Orvik sur l’écran d’accueil\u00a0: là seulement, un iPhone peut signaler les alertes.",
-  pushBlocked: "Les notifications de cette page sont bloquées. Autorisez-les dans les paramètres du navigateur.",
-  pushUnable: "Ce navigateur ne peut pas signaler d’alertes quand la page est fermée.",
-  alertUnread: "Un ordinateur a donné une alerte",
+  pushInstall: "Un iPhone ou un iPad n’affiche que les notifications des pages ajoutées à l’écran d’accueil.",
+  pushBlocked: "Le navigateur n’autorise pas les notifications de cette page. Autorisez-les dans les paramètres.",
+  pushFailed: "Les notifications n’ont pas pu être activées. Réessayez plus tard.",
+  alertUnread: "Il y a une alerte que ce téléphone n’a pas pu lire. Ouvrez Orvik pour la voir.",
 };

@@ -223,12 +223,13 @@ export const it: Words = {
   notNow: "Non ora",
 
   // Notifications
-  pushTitle: "Sapere del prossimo?",
-  pushHelp: "Orvik può segnalare un avviso anche a pagina chiusa. Solo questo telefono può leggerlo.",
+  pushTitle: "Vuoi sapere del prossimo?",
+  pushHelp:
+    "Questo telefono può avvisarti anche a pagina chiusa: troppo caldo, disco quasi pieno, alimentazione a batteria, batteria scarica, nessun backup.",
   pushAllow: "Consenti le notifiche",
   pushSwitch: "Notifiche su questo telefono",
-  pushInstall: "Prima metti Orvik nella schermata Home: solo così un iPhone può segnalare gli avvisi.",
-  pushBlocked: "Le notifiche di questa pagina sono bloccate. Consentile nelle impostazioni del browser.",
-  pushUnable: "Questo browser non può segnalare avvisi a pagina chiusa.",
-  alertUnread: "Un computer ha dato un avviso",
+  pushInstall: "Un iPhone o un iPad mostra solo le notifiche delle pagine nella schermata Home.",
+  pushBlocked: "Il browser non consente le notifiche di questa pagina. Consentile nelle impostazioni.",
+  pushFailed: "Non è stato possibile attivare le notifiche. Riprova più tardi.",
+  alertUnread: "C’è un avviso che questo telefono non ha potuto leggere. Apri Orvik per vederlo.",
 };

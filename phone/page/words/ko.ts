@@ -220,12 +220,12 @@ export const ko: Words = {
   notNow: "지금 안 함",
 
   // Notifications
-  pushTitle: "다음 경고를 받아 볼까요?",
-  pushHelp: "이 페이지가 닫혀 있어도 Orvik이 경고를 알릴 수 있습니다. 이 휴대폰만 읽을 수 있습니다.",
+  pushTitle: "다음 경고를 알림으로 받으시겠어요?",
+  pushHelp: "페이지를 닫아도 이 휴대폰에서 알려 드립니다: 과열, 디스크 거의 가득 참, 배터리로 작동, 배터리 부족, 백업 없음.",
   pushAllow: "알림 허용",
   pushSwitch: "이 휴대폰의 알림",
-  pushInstall: "먼저 Orvik을 홈 화면에 추가하세요. iPhone은 그래야만 경고를 알릴 수 있습니다.",
-  pushBlocked: "이 페이지의 알림이 차단되어 있습니다. 브라우저 설정에서 허용하세요.",
-  pushUnable: "이 브라우저는 페이지가 닫혀 있을 때 경고를 알릴 수 없습니다.",
-  alertUnread: "컴퓨터에서 경고가 왔습니다",
+  pushInstall: "iPhone과 iPad에서는 홈 화면에 추가한 페이지의 알림만 표시됩니다.",
+  pushBlocked: "브라우저에서 이 페이지의 알림이 허용되지 않았습니다. 설정에서 허용하세요.",
+  pushFailed: "알림을 켤 수 없습니다. 나중에 다시 시도하세요.",
+  alertUnread: "이 휴대폰에서 읽을 수 없는 경고가 있습니다. Orvik을 열어 확인하세요.",
 };

@@ -222,12 +222,13 @@ export const nl: Words = {
   notNow: "Niet nu",
 
   // Notifications
-  pushTitle: "De volgende meteen horen?",
-  pushHelp: "Orvik kan een waarschuwing melden terwijl deze pagina dicht is. Alleen deze telefoon kan die lezen.",
+  pushTitle: "De volgende keer bericht krijgen?",
+  pushHelp:
+    "Deze telefoon kan het ook melden als de pagina gesloten is: te heet, schijf bijna vol, op batterij, batterij bijna leeg, geen back-up.",
   pushAllow: "Sta meldingen toe",
   pushSwitch: "Meldingen op deze telefoon",
-  pushInstall: "Zet Orvik eerst op je beginscherm: alleen daar kan een iPhone waarschuwingen melden.",
-  pushBlocked: "Meldingen van deze pagina zijn geblokkeerd. Sta ze toe in de instellingen van de browser.",
-  pushUnable: "Deze browser kan geen waarschuwingen melden terwijl de pagina dicht is.",
-  alertUnread: "Een computer geeft een waarschuwing",
+  pushInstall: "Een iPhone of iPad toont alleen meldingen van een pagina op het beginscherm.",
+  pushBlocked: "De browser staat meldingen van deze pagina niet toe. Sta ze toe in de instellingen.",
+  pushFailed: "De meldingen konden niet worden ingeschakeld. Probeer het later opnieuw.",
+  alertUnread: "Er is een waarschuwing die deze telefoon niet kon lezen. Open Orvik om die te zien.",
 };

@@ -238,11 +238,12 @@ export const pl: Words = {
 
   // Notifications
   pushTitle: "Dowiedzieć się o następnym?",
-  pushHelp: "Orvik może powiadomić o ostrzeżeniu, gdy ta strona jest zamknięta. Odczyta je tylko ten telefon.",
+  pushHelp:
+    "Ten telefon może powiadomić cię nawet wtedy, gdy strona jest zamknięta: za gorąco, dysk prawie pełny, praca na baterii, niski poziom baterii, brak kopii zapasowej.",
   pushAllow: "Zezwól na powiadomienia",
   pushSwitch: "Powiadomienia na tym telefonie",
-  pushInstall: "Najpierw umieść Orvik na ekranie początkowym: tylko tak iPhone powiadomi o ostrzeżeniach.",
-  pushBlocked: "Powiadomienia tej strony są zablokowane. Zezwól na nie w ustawieniach przeglądarki.",
-  pushUnable: "Ta przeglądarka nie może powiadamiać o ostrzeżeniach, gdy strona jest zamknięta.",
-  alertUnread: "Komputer zgłosił ostrzeżenie",
+  pushInstall: "iPhone i iPad pokazują powiadomienia tylko ze strony dodanej do ekranu początkowego.",
+  pushBlocked: "Przeglądarka nie zezwala tej stronie na powiadomienia. Zezwól na nie w ustawieniach.",
+  pushFailed: "Nie udało się włączyć powiadomień. Spróbuj później.",
+  alertUnread: "Jest ostrzeżenie, którego ten telefon nie mógł odczytać. Otwórz Orvik, aby je zobaczyć.",
 };

@@ -222,12 +222,13 @@ export const ptBR: Words = {
   notNow: "Agora não",
 
   // Notifications
-  pushTitle: "Saber do próximo?",
-  pushHelp: "O Orvik pode avisar sobre um alerta com esta página fechada. Só este telefone pode lê-lo.",
+  pushTitle: "Quer saber do próximo?",
+  pushHelp:
+    "Este celular pode avisar você mesmo com a página fechada: quente demais, disco quase cheio, na bateria, bateria fraca, sem backup.",
   pushAllow: "Permitir notificações",
-  pushSwitch: "Notificações neste telefone",
-  pushInstall: "Primeiro coloque o Orvik na tela de início: só assim um iPhone pode avisar sobre alertas.",
-  pushBlocked: "As notificações desta página estão bloqueadas. Permita nas configurações do navegador.",
-  pushUnable: "Este navegador não pode avisar sobre alertas com a página fechada.",
-  alertUnread: "Um computador emitiu um alerta",
+  pushSwitch: "Notificações neste celular",
+  pushInstall: "Um iPhone ou iPad só mostra notificações de páginas que estão na Tela de Início.",
+  pushBlocked: "O navegador não permite notificações desta página. Permita nas configurações.",
+  pushFailed: "Não foi possível ativar as notificações. Tente mais tarde.",
+  alertUnread: "Há um alerta que este celular não conseguiu ler. Abra o Orvik para ver.",
 };

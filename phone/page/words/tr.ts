@@ -222,12 +222,13 @@ export const tr: Words = {
   notNow: "Şimdi değil",
 
   // Notifications
-  pushTitle: "Bir sonraki bildirilsin mi?",
-  pushHelp: "Orvik, bu sayfa kapalıyken bir uyarıyı bildirebilir. Onu yalnızca bu telefon okuyabilir.",
+  pushTitle: "Bir sonrakinden haberiniz olsun mu?",
+  pushHelp:
+    "Bu telefon, sayfa kapalıyken de haber verebilir: çok sıcak, disk neredeyse dolu, pille çalışıyor, pil zayıf, yedek yok.",
   pushAllow: "Bildirimlere izin ver",
-  pushSwitch: "Bu telefondaki bildirimler",
-  pushInstall: "Önce Orvik’i ana ekrana ekleyin: iPhone uyarıları ancak oradan bildirebilir.",
-  pushBlocked: "Bu sayfanın bildirimleri engellenmiş. Tarayıcının ayarlarında izin verin.",
-  pushUnable: "Bu tarayıcı, sayfa kapalıyken uyarıları bildiremez.",
-  alertUnread: "Bir bilgisayar uyarı verdi",
+  pushSwitch: "Bu telefonda bildirimler",
+  pushInstall: "iPhone ve iPad yalnızca Ana Ekran’daki bir sayfanın bildirimlerini gösterir.",
+  pushBlocked: "Tarayıcı bu sayfanın bildirimlerine izin vermiyor. Ayarlardan izin verin.",
+  pushFailed: "Bildirimler açılamadı. Daha sonra yeniden deneyin.",
+  alertUnread: "Bu telefonun okuyamadığı bir uyarı var. Görmek için Orvik’i açın.",
 };

@@ -220,12 +220,12 @@ export const zhHans: Words = {
   notNow: "以后再说",
 
   // Notifications
-  pushTitle: "下次警报要通知您吗？",
-  pushHelp: "关闭此页面时，Orvik 也能通知警报。只有这部手机可以读取。",
+  pushTitle: "想收到下一次警报吗？",
+  pushHelp: "即使页面已关闭，这部手机也能通知你：过热、磁盘将满、使用电池、电池电量低、没有备份。",
   pushAllow: "允许通知",
   pushSwitch: "这部手机上的通知",
-  pushInstall: "请先将 Orvik 放到主屏幕：iPhone 只有这样才能通知警报。",
-  pushBlocked: "此页面的通知已被阻止。请在浏览器设置中允许。",
-  pushUnable: "此浏览器无法在页面关闭时通知警报。",
-  alertUnread: "有电脑发出了警报",
+  pushInstall: "iPhone 和 iPad 只显示已添加到主屏幕的页面的通知。",
+  pushBlocked: "浏览器不允许此页面发送通知。请在设置中允许。",
+  pushFailed: "无法开启通知。请稍后再试。",
+  alertUnread: "有一条警报，这部手机无法读取。打开 Orvik 查看。",
 };

@@ -185,8 +185,17 @@ export const scenes = {
   first: { noHistory: true, verdict: { second: { key: "busy" } } },
   install: { install: "steps" },
   installPrompt: { install: "prompt" },
-  push: { push: "off", asksForPush: true },
+  push: {
+    alerts: true,
+    unseen: 1,
+    push: "off",
+    asksForPush: true,
+    sample: { batteryPercent: 64, batteryState: "discharging", onMains: false, batteryMinutes: 190 },
+    verdict: { sky: "amber", first: { key: "onBattery", percent: 64 } },
+  },
   pushInstall: { push: "install", asksForPush: true },
+  pushBlocked: { push: "blocked" },
+  pushFailed: { push: "failed" },
   computers: { computers: "four" },
   replaced: {
     phase: "replaced",
@@ -308,7 +317,7 @@ export function madeUpView(sceneName: string, nowMs: number): { readonly view: V
     updateWaits: signal(false),
     version: "4f1c09ab72de",
     actions: {
-      choose: nothing, rename: nothing, remove: nothing, watchAll: nothing, markSeen: nothing, dismissProblem: nothing,
+      choose: nothing, rename: nothing, remove: nothing, watchAll: nothing, markSeen: nothing, alertsOpened: nothing, dismissProblem: nothing,
       declineInstall: nothing, setPush: nothing, declinePush: nothing, update: nothing,
       addByLink: async () => "linkDamaged",
       install: async () => undefined,

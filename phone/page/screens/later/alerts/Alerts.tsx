@@ -1,5 +1,7 @@
+import { useEffect } from "preact/hooks";
 import type { AlertEntry } from "../../../state/view.js";
-import { alertDetail, alertTitle } from "../../../words/alertWords.js";
+import { alertDetail } from "../../../words/alertDetail.js";
+import { alertTitle } from "../../../words/alertTitle.js";
 import type { Texts } from "../../../words/texts.js";
 import { useScreen } from "../../first/context.js";
 import { useLand } from "../../first/live/Live.js";
@@ -18,6 +20,7 @@ export function Alerts() {
   const { w } = texts;
   const land = useLand(12);
   const entries = alerts.value;
+  useEffect(() => view.actions.alertsOpened(), [view]);
   return (
     <div class="page alerts" data-phase={phase.value}>
       <header>

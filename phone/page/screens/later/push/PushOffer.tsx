@@ -1,4 +1,5 @@
 import { useScreen } from "../../first/context.js";
+import { firstIcons, Icon } from "../../first/parts/Icon.js";
 import { InstallSteps } from "../install/InstallSteps.js";
 import { Sheet } from "../sheet/Sheet.js";
 
@@ -15,6 +16,7 @@ export function PushOffer() {
         <InstallSteps />
       ) : (
         <button type="button" class="button allow" onClick={() => view.actions.setPush(true)}>
+          <Icon path={firstIcons.bell} />
           {w.pushAllow}
         </button>
       )}
