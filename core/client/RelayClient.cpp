@@ -24,7 +24,7 @@ namespace orvik {
 namespace {
 
 constexpr std::chrono::seconds alertInterval{30};
-/// With the 20 s that an answer may take, a dead link is found within 80 s.
+/// With the 20 s that an answer may take, a dead link is found within 100 s.
 constexpr std::chrono::seconds pingPause{60};
 
 /// A flag that is up as long as this lives, however its scope is left.
