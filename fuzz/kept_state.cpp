@@ -1,4 +1,5 @@
-// Own code: core/alerts/AlertEngine core/pairing/PairingStore core/pairing/RetiredPairing core/system/UserDefaultsFile core/client/RelayEndpoint
+// Own code: core/alerts/AlertEngine core/pairing/PairingStore core/pairing/RetiredPairing
+// core/system/UserDefaultsFile core/client/RelayEndpoint
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -74,8 +75,8 @@ void readPairing(const std::string& text, const std::string& secret) {
   const auto place = std::make_shared<test::MemorySecretStore>("memory");
   const SecretStore::Key key{.service = "example.orvik.Orvik", .account = "pairing"};
   require(place->add(key, "", bytesOf(secret)));
-  PairingStore store({place}, std::make_shared<UserDefaultsFile>(
-                                  "/", "pairing", std::make_shared<OneFile>(text)));
+  PairingStore store(
+      {place}, std::make_shared<UserDefaultsFile>("/", "pairing", std::make_shared<OneFile>(text)));
   static_cast<void>(store.load());
   for (const RetiredPairing& retired : store.retired()) {
     const auto same = RetiredPairing::from(retired.text().text());

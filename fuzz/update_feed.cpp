@@ -14,8 +14,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   bool isHarmless = outcome.link.scheme() == QStringLiteral("https") && !outcome.version.isEmpty();
   for (const QChar c : outcome.version) {
-    isHarmless = isHarmless && (c.unicode() < 0x80 && (c.isLetterOrNumber() || c == u'.' ||
-                                                       c == u'-' || c == u'+'));
+    isHarmless = isHarmless && (c.unicode() < 0x80 &&
+                                (c.isLetterOrNumber() || c == u'.' || c == u'-' || c == u'+'));
   }
   if (!isHarmless) {
     std::abort();
