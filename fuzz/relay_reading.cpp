@@ -1,8 +1,5 @@
-<<<<<<< HEAD
 // Own code: relay/FrameReader relay/RequestReader relay/ProxyHeader relay/HTTPAnswer
-=======
 #include <array>
->>>>>>> main
 #include <cstdlib>
 #include <vector>
 
