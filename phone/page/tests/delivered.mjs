@@ -84,6 +84,8 @@ export async function deliveries(browser, origin, script) {
   const german = "Zu heiß: 99,0\u00a0°C | Attic\nEine Minute bei 95\u00a0°C oder mehr | de";
   await step("another language", [await seal(2, 3, hot(99, at + 2))], [back, `Orvik | ${unread}`, hotOne, german]);
 
+  if (process.env.ORVIK_PICTURES !== undefined) await picture(outside, join(process.env.ORVIK_PICTURES, "notifications.png"));
+
   // What somebody sees on the page at this moment leaves no notification; on a page that nobody sees, a silent one.
   await outside.evaluate((payload) => globalThis.tests.keepAlert(1, payload), hot(97.5, at + 3));
   await step("had, but unseen", [await seal(1, 8, hot(97.5, at + 3))],
@@ -101,6 +103,27 @@ export async function deliveries(browser, origin, script) {
   const { subscribe } = JSON.parse(said[0].says[1]);
   assert.deepEqual([subscribe.endpoint, subscribe.replaces], ["https://push.example/new", "https://push.example/old"]);
   return steps;
+}
+
+/** What the browser would show, drawn by a page: without a desktop Chromium keeps notifications and draws none. */
+async function picture(page, path) {
+  await page.setViewport({ width: 390, height: 480, deviceScaleFactor: 2 });
+  await page.evaluate(async () => {
+    const registration = await navigator.serviceWorker.getRegistration("/orvik/p");
+    const cards = (await registration.getNotifications()).map(({ title, body, icon, lang, dir, timestamp, silent }) => {
+      const card = document.createElement("article");
+      card.style.cssText = "display:grid;grid-template-columns:40px 1fr;gap:4px 12px;margin:12px;padding:12px;border-radius:16px;background:#fff;font:15px/20px sans-serif;white-space:pre-line";
+      Object.assign(card, { lang, dir });
+      const image = Object.assign(new Image(40, 40), { src: icon });
+      image.style.gridRow = "1 / 4";
+      const line = (text, style) => Object.assign(document.createElement("div"), { textContent: text, style });
+      card.append(image, line(title, "font-weight:600"), line(body, ""), line(`${new Date(timestamp).toISOString().slice(11, 16)}${silent ? ", silent" : ""}`, "color:#4a6275"));
+      return image.decode().then(() => card);
+    });
+    document.body.style.cssText = "margin:0;background:#d3dce3";
+    document.body.replaceChildren(...await Promise.all(cards));
+  });
+  await page.screenshot({ path });
 }
 
 /** Runs in the worker, with a relay that accepts and keeps whatever it is told. */

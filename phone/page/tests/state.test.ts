@@ -4,6 +4,7 @@ import { base64url } from "../protocol/base64.js";
 import { deriveKeys } from "../protocol/keys.js";
 import { createState, type Opening, type State } from "../state/createState.js";
 import { FakeClock, FakePushBrowser, FakeRelay, FakeStorage } from "./fakes.js";
+import { sealed } from "./sealed.js";
 
 const day = 86_400_000;
 const secret = (seed: number) => new Uint8Array(32).fill(seed);
@@ -43,17 +44,8 @@ class Page {
   /** Seals and sends as the computer would. */
   async send(seed: number, kind: "s" | "a", payload: object, key = seed): Promise<void> {
     const macId = idOf(seed);
-    const salt = new Uint8Array(16).fill(seed);
-    const material = await crypto.subtle.importKey("raw", secret(key), "HKDF", false, ["deriveKey"]);
-    const encKey = await crypto.subtle.deriveKey(
-      { name: "HKDF", hash: "SHA-256", salt, info: new TextEncoder().encode("orvik enc v1") },
-      material, { name: "AES-GCM", length: 256 }, false, ["encrypt"]);
-    const nonce = crypto.getRandomValues(new Uint8Array(12));
-    const additionalData = new Uint8Array([kind.charCodeAt(0), ...salt]);
-    const sealed = await crypto.subtle.encrypt(
-      { name: "AES-GCM", iv: nonce, additionalData }, encKey, new TextEncoder().encode(JSON.stringify(payload)));
     const socket = this.relay.sockets.filter((each) => each.address.endsWith(macId)).at(-1);
-    socket?.say({ c: base64url(new Uint8Array(sealed)), n: base64url(nonce), t: kind, v: 1 });
+    socket?.say(await sealed(kind, payload, new Uint8Array(16).fill(seed), secret(key)));
     await settled();
   }
 
