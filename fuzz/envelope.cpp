@@ -1,3 +1,4 @@
+// Own code: core/pairing/Envelope core/values/Base64
 #include "core/pairing/Envelope.h"
 
 #include <cstdlib>

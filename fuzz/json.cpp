@@ -1,3 +1,4 @@
+// Own code: core/values/JSON
 #include <cstdlib>
 
 #include "core/values/JSONReader.h"

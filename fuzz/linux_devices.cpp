@@ -1,3 +1,4 @@
+// Own code: core/sampling/linux/
 #include <algorithm>
 #include <cstdlib>
 #include <functional>

@@ -1,3 +1,4 @@
+// Own code: core/values/PropertyList
 #include <cstdlib>
 
 #include "core/values/JSONValue.h"

@@ -1,3 +1,4 @@
+// Own code: relay/FrameReader relay/RequestReader relay/ProxyHeader relay/HTTPAnswer
 #include <array>
 #include <cstdlib>
 #include <vector>

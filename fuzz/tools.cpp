@@ -1,3 +1,4 @@
+// Own code: core/sampling/mac/
 #include <array>
 #include <cstdint>
 #include <cstdlib>

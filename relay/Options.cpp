@@ -180,6 +180,15 @@ CLI::Option* declared(CLI::App& app, Options& options, const Row& row) {
       if constexpr (std::is_arithmetic_v<Field>) {
         option->check(CLI::Range(row.bounds.least, row.bounds.most).description(""))
             ->capture_default_str();
+        if constexpr (std::is_floating_point_v<Field>) {
+          // In all bounds, as it is neither less nor more than any.
+          option->check(CLI::Validator(
+              [](const std::string& text) {
+                const bool isNumber = !std::isnan(std::strtod(text.c_str(), nullptr));
+                return isNumber ? std::string() : text + " is no number";
+              },
+              ""));
+        }
       } else if constexpr (std::is_same_v<Field, std::string>) {
         if (!(options.*field).empty()) {
           option->capture_default_str();

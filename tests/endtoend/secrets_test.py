@@ -93,6 +93,15 @@ def seen_from_outside(program):
                     for name in ("cmdline", "environ"))
 
 
+def listens(program):
+    """Whether it can be reached over a network."""
+    folder = f"/proc/{program.process.pid}"
+    own = {os.readlink(f"{folder}/fd/{number}") for number in os.listdir(f"{folder}/fd")}
+    sockets = b"".join(file_content(f"{folder}/net/{table}") for table in ("tcp", "tcp6"))
+    rows = [row.split() for row in sockets.decode().splitlines()]
+    return any(row[3] == "0A" and f"socket:[{row[9]}]" in own for row in rows)
+
+
 def file_content(name):
     with open(name, "rb") as file:
         return file.read()
@@ -206,6 +215,7 @@ def follow(relay, computer, options):
     for phone in phones:
         await_memory(phone, former, "secret")
     await_memory(relay, former)
+    check(listens(relay) and not any(map(listens, (computer.program, *phones))), "who can be reached")
     for program in (relay, computer.program, *phones):
         check(not former.within(seen_from_outside(program)), f"{program.name} shows its keys")
 

@@ -54,6 +54,7 @@ TEST(RelayProgram, FailsWithOneLine) {
         "--max-unauthenticated 20 --max-connections 10 " + state,
         std::string("--memory 1000000 --check"),
         "--drain -1 " + state,
+        "--drain nan " + state,
         "--config " + folder.path.string() + "/none",
         "--config " + folder.write("unknown", "colour = 1\n").string(),
         "--metrics unix: " + state,

@@ -97,6 +97,12 @@ TEST_F(TransportTest, RefusesToRenegotiate) {
   EXPECT_EQ(SSL_get_error(client.get(), -1), SSL_ERROR_SSL) << "it is told so";
 }
 
+TEST_F(TransportTest, DoesNotComputeWithLargePrimes) {
+  connect(TLS1_3_VERSION);
+  SSL_set1_groups_list(client.get(), "ffdhe2048");
+  EXPECT_EQ(shakeHands(), Status::failed);
+}
+
 TEST_F(TransportTest, TakesNoEarlyData) {
   connect(TLS1_3_VERSION);
   ASSERT_EQ(shakeHands(), Status::done);

@@ -9,7 +9,10 @@
 #include <array>
 #include <cerrno>
 #include <optional>
+#include <set>
+#include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "core/BuildConstants.h"
@@ -25,6 +28,7 @@ namespace fs = std::filesystem;
 
 using Entry = CHandle<GKeyFile, g_key_file_unref>;
 using Text = CHandle<char, g_free>;
+using Names = CHandle<char*, g_strfreev>;
 using Program = CHandle<GDesktopAppInfo, g_object_unref>;
 
 constexpr const char* group = G_KEY_FILE_DESKTOP_GROUP;
@@ -72,6 +76,15 @@ Found systemEntry(const fs::path& name) {
     }
   }
   return {};
+}
+
+/// Which no entry may. The library removes the last one of several alone, and whoever reads what it
+/// then writes finds the one before.
+bool repeatsKeys(GKeyFile& entry) {
+  gsize count = 0;
+  const Names keys(g_key_file_get_keys(&entry, group, &count, nullptr));
+  const std::span all(keys.get(), keys ? count : 0);
+  return std::set<std::string_view>(all.begin(), all.end()).size() != all.size();
 }
 
 bool write(GKeyFile& entry, const fs::path& file) {
@@ -150,7 +163,10 @@ bool AutostartLoginItem::enable() const {
   if (!command) {
     return false;
   }
-  const Entry entry = read(file).entry;
+  Entry entry = read(file).entry;
+  if (repeatsKeys(*entry)) {
+    entry.reset(g_key_file_new());
+  }
   const auto set = [&entry](const char* key, const std::string& value) {
     g_key_file_set_string(entry.get(), group, key, value.c_str());
   };

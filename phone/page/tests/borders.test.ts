@@ -1,0 +1,131 @@
+import assert from "node:assert/strict";
+import { test } from "node:test";
+import fc from "fast-check";
+import { openEnvelope } from "../protocol/envelope.js";
+import { deriveKeys } from "../protocol/keys.js";
+import { readLink } from "../protocol/link.js";
+import { readMessage } from "../protocol/messages.js";
+import { readAlert } from "../protocol/readAlert.js";
+import { longestHistory, readSample } from "../protocol/readSample.js";
+import { longestList, longestText } from "../protocol/readers.js";
+
+/*
+ * What strangers send, made up by a machine: whatever it is, it is read or refused within its bounds,
+ * and nothing throws. A failure prints the seed and the smallest value that fails.
+ */
+const runs = { numRuns: Number(process.env["BORDER_RUNS"] ?? 1000) };
+
+/** Values near those that are sent: a reader that looks at a member's type alone does not notice. */
+const odd = fc.oneof(
+  fc.jsonValue({ maxDepth: 3 }) as fc.Arbitrary<unknown>, fc.double(), fc.integer(), fc.string({ unit: "binary" }),
+  fc.constantFrom(null, "", -1, 0, 1e308, NaN, Infinity, 2 ** 53, "__proto__", "x".repeat(100_000), [], {}));
+const names = [
+  "epoch", "epoch_ms", "procs", "connections", "volumes", "usb", "displays", "bluetooth", "network", "mac_info",
+  "history", "name", "temp_cpu", "cpu_pct", "battery_min", "load", "error", "kind", "state", "value", "s", "icon",
+  "model", "chip", "mem", "cpu", "t", "interval", "start", "__proto__", "constructor",
+];
+const { nested } = fc.letrec<{ nested: unknown }>((tie) => ({
+  nested: fc.oneof(
+    { maxDepth: 4, withCrossShrink: true }, odd, fc.array(tie("nested"), { maxLength: 80 }),
+    fc.dictionary(fc.oneof(fc.constantFrom(...names), fc.string()), tie("nested"), { maxKeys: 12 })),
+}));
+const time = fc.record({ epoch: fc.integer({ min: 1_000_000_000, max: 253_402_300_799 }) });
+
+/** Everything in a value that was read. */
+function* within(value: unknown): Generator<unknown> {
+  yield value;
+  if (typeof value === "object" && value !== null) for (const inner of Object.values(value)) yield* within(inner);
+}
+
+function bounded(value: unknown): void {
+  for (const part of within(value)) {
+    if (typeof part === "number") assert.ok(Number.isFinite(part));
+    if (Array.isArray(part)) assert.ok(part.length <= Math.max(longestList, longestHistory), `${part.length} entries`);
+    // A picture alone is longer, and is none of these.
+    if (typeof part === "string" && !part.startsWith("data:")) assert.ok(part.length <= 4 * longestText, part);
+  }
+}
+
+test("any sample, with any history in it, is read within bounds or not at all", () => {
+  fc.assert(fc.property(nested, time, (value, when) => {
+    bounded(readSample(value));
+    const object = typeof value === "object" && value !== null && !Array.isArray(value) ? value : { history: value };
+    bounded(readSample({ ...object, ...when }));
+    bounded(readSample({ ...when, history: object, connections: object, mac_info: object, procs: [object] }));
+  }), runs);
+});
+
+test("any history is as long as a day at most, goes forward, and has as many of everything", () => {
+  const minute = fc.nat(4_000_000_000).map((number) => 60 * number);
+  const shaped = fc.nat(longestHistory + 3).chain((length) => {
+    const curve = fc.array(fc.oneof(fc.double({ min: 0, max: 130 }), fc.constant(null), odd), {
+      minLength: length, maxLength: length, size: "max" });
+    const steps = fc.array(fc.oneof({ weight: 999, arbitrary: fc.integer({ min: 1, max: 3 }) }, odd), {
+      minLength: length, maxLength: length, size: "max" });
+    return fc.record({ t0: minute, dm: steps.map(([, ...rest]) => [0, ...rest]), cpu: curve, temp: curve, w: curve });
+  });
+  let read = 0;
+  fc.assert(fc.property(fc.oneof(shaped, nested), time, fc.constantFrom("", "t0", "dm", "cpu"), odd,
+    (value, when, member, other) => {
+      const history = readSample({ ...when, history: member ? { ...(value as object), [member]: other } : value })?.history;
+      if (history === undefined) return;
+      read += 1;
+      bounded(history);
+      const { minutes } = history;
+      assert.ok(minutes.every((at, index) => index === 0 || at > minutes[index - 1]!));
+      for (const curve of [history.cpu, history.celsius, history.watts]) assert.equal(curve.length, minutes.length);
+    }), { numRuns: runs.numRuns / 5 });
+  assert.ok(read > 0, "some are histories");
+});
+
+test("any alert, message of a relay and link is read or refused", () => {
+  fc.assert(fc.property(nested, fc.string({ unit: "binary" }), (value, line) => {
+    bounded(readAlert(value));
+    const said = readMessage(typeof value === "string" ? value : JSON.stringify(value));
+    assert.ok(said.type !== "number" || Number.isSafeInteger(said.number));
+    for (const link of [line, `https://a/orvik/p#1.${line}`, `https://a/orvik/p#${line}`]) {
+      const read = readLink(link);
+      assert.ok(typeof read === "string" || read.name.length <= longestText);
+    }
+  }), runs);
+});
+
+test("nothing opens that was not sealed, and what was sealed opens as it was", async () => {
+  const secret = new Uint8Array(32).fill(7);
+  const keys = await deriveKeys("AAECAwQFBgcICQoLDA0ODw", secret);
+  const base64 = fc.uint8Array({ maxLength: 64 }).map((bytes) => Buffer.from(bytes).toString("base64url"));
+  const member = fc.oneof(base64, odd);
+  const near = fc.record(
+    { v: fc.oneof(fc.constant(1), odd), t: fc.oneof(fc.constantFrom("s", "a", "c"), odd), n: member, c: member },
+    { requiredKeys: [] });
+  await fc.assert(fc.asyncProperty(fc.oneof(near, nested), fc.string(), async (envelope, line) => {
+    for (const message of [JSON.stringify(envelope), line]) {
+      assert.ok("failure" in await openEnvelope(message ?? "", keys));
+    }
+  }), runs);
+
+  const plain = fc.string({ unit: "grapheme" });
+  const flips = fc.record({ at: fc.nat(), bit: fc.nat(7) });
+  await fc.assert(fc.asyncProperty(plain, fc.uint8Array({ minLength: 12, maxLength: 12 }), flips,
+    async (payload, nonce, { at, bit }) => {
+      const id = Buffer.from("AAECAwQFBgcICQoLDA0ODw", "base64url");
+      const enc = await crypto.subtle.importKey("raw", await rawKey(secret, id), "AES-GCM", false, ["encrypt"]);
+      const additionalData = Buffer.concat([Buffer.from("s"), id]);
+      const sealed = new Uint8Array(await crypto.subtle.encrypt(
+        { name: "AES-GCM", iv: new Uint8Array(nonce), additionalData }, enc, new TextEncoder().encode(payload)));
+      const text = (t: string) => JSON.stringify({
+        v: 1, t, n: Buffer.from(nonce).toString("base64url"), c: Buffer.from(sealed).toString("base64url"),
+      });
+      assert.deepEqual(await openEnvelope(text("s"), keys), { kind: "s", payload });
+      assert.ok("failure" in await openEnvelope(text("a"), keys));
+      sealed[at % sealed.length]! ^= 1 << bit;
+      assert.ok("failure" in await openEnvelope(text("s"), keys));
+    }), { numRuns: runs.numRuns / 4 });
+});
+
+/** The key of envelopes as the computers derive it, apart from the page's own derivation. */
+async function rawKey(secret: Uint8Array<ArrayBuffer>, salt: Uint8Array<ArrayBuffer>): Promise<ArrayBuffer> {
+  const key = await crypto.subtle.importKey("raw", secret, "HKDF", false, ["deriveBits"]);
+  const info = new TextEncoder().encode("orvik enc v1");
+  return crypto.subtle.deriveBits({ name: "HKDF", hash: "SHA-256", salt, info }, key, 256);
+}
