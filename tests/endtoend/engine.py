@@ -147,17 +147,20 @@ def store(name, size="1GB"):
 
 
 class Engine:
-    """Three nodes. What one has to say to another goes over a link of these two alone."""
+    """Three nodes. What one has to say to another goes over a link of these two alone, or, without a
+    network to cut, straight to it."""
 
-    def __init__(self, network, file_size="1GB"):
+    def __init__(self, network=None, file_size="1GB"):
         self.network = network
         ports = [free_port() for _ in range(3)]
         clusters = [free_port() for _ in range(3)]
-        self.links = {(a, b): Link(network, clusters[b]) for a in range(3) for b in range(3) if a != b}
+        ways = [(a, b) for a in range(3) for b in range(3) if a != b]
+        self.links = {way: Link(network, clusters[way[1]]) for way in ways} if network else {}
+        ports_of = {way: self.links[way].port if network else clusters[way[1]] for way in ways}
         self.nodes = []
         for number in range(3):
             name, monitor = f"node{number}", free_port()
-            routes = ", ".join(f'"nats-route://127.0.0.1:{self.links[number, other].port}"'
+            routes = ", ".join(f'"nats-route://127.0.0.1:{ports_of[number, other]}"'
                                for other in range(3) if other != number)
             # What a node tells others of the third leads nowhere: no way is left around the links.
             self.nodes.append(Node(name, f"""
