@@ -54,7 +54,6 @@ class Relay:
 
     def start(self):
         self.program = Program("orvik-relay", *self.arguments)
-        self.is_taking = True
 
     def kill(self):
         self.program.process.send_signal(signal.SIGKILL)
@@ -99,11 +98,8 @@ class Side:
         self.turn = 0
 
     def connect(self):
-        if self.world.is_balanced:
-            self.at = self.world.emptiest()
-        else:
-            self.at = (self.home + self.turn) % RELAYS
-            self.turn = (self.turn + 1) % RELAYS
+        self.at = self.world.places[(self.home + self.turn) % RELAYS]
+        self.turn = (self.turn + 1) % RELAYS
         self.next_attempt = time.monotonic() + 0.5
         if self.world.relays[self.at].program.process.poll() is not None:
             return
@@ -267,7 +263,8 @@ class World:
         self.pairings.append(Pairing(self, PAIRINGS - 1, [0, 0, 1]))
         self.sides = [side for pairing in self.pairings for side in pairing.sides]
         self.away = set()
-        self.is_balanced = False
+        # Which relay the balancer takes for each third of the clients.
+        self.places = list(range(RELAYS))
         self.pushed = collections.Counter()
         self.may_be_unpushed = set()
         self.is_raising, self.next_alert = False, 0.0
@@ -311,12 +308,6 @@ class World:
             self.step()
         return time.monotonic() - began
 
-    def emptiest(self):
-        """The relay to which a load balancer sends the next."""
-        ready = [number for number, relay in enumerate(self.relays) if relay.program.process.poll() is None
-                 and relay.is_taking]
-        return min(ready, key=lambda number: sum(side.at == number for side in self.sides if side.wire))
-
     def go_on(self, seconds):
         """Time in which nothing in particular has to happen but a fault lasts."""
         end = time.monotonic() + seconds
@@ -345,12 +336,12 @@ class World:
         return f"wrong: {self.wrong()[:6]}; {self.missing()} alerts missing; relays {relays}"
 
     def is_home(self):
-        return all(side.wire and side.at == side.home for side in self.sides if side not in self.away)
+        return all(side.wire and side.at == self.places[side.home] for side in self.sides if side not in self.away)
 
     def all_home(self):
         """Everybody back on their own relay, so that the sides of each pairing are on three."""
         for side in self.sides:
-            if side.wire and side.at != side.home:
+            if side.wire and side.at != self.places[side.home]:
                 side.leave()
                 side.turn, side.next_attempt = 0, 0.0
         self.until("everybody is at their own relay and sees the others",
@@ -543,16 +534,17 @@ def revoked(world):
 
 
 def rolling_restart(world):
-    """One relay after the other, as the operator's guide says: a new one is there before an old one
-    drains, and the balancer sends everybody to the emptiest."""
-    world.is_balanced, world.is_raising = True, True
+    """One relay after the other, as the operator's guide says: a spare one takes its place before it
+    drains, and it is the spare for the next."""
+    world.is_raising = True
     world.relays.append(Relay(RELAYS, world.engine, world.service))
-    world.until("the new relay is ready", world.relays[RELAYS].is_ready)
-    for number in range(RELAYS):
+    spare = RELAYS
+    for place, number in enumerate(list(world.places)):
         relay = world.relays[number]
+        world.until("the spare relay is ready", world.relays[spare].is_ready)
+        world.places[place], spare = spare, number
         moved = {side for side in world.sides if side.wire and side.at == number}
         check(len(moved) <= len(world.sides) / 3 + 1, f"{len(moved)} of {len(world.sides)} at a time")
-        relay.is_taking = False
         relay.program.process.send_signal(signal.SIGTERM)
         world.until("the relay has sent everybody away and ended",
                     lambda: relay.program.process.poll() is not None)
@@ -562,7 +554,6 @@ def rolling_restart(world):
         print(f"relay {number} drained: {len(moved)} of {len(world.sides)} clients moved, all back {took:.1f} s after it",
               flush=True)
         relay.start()
-        world.until("the relay is ready again", relay.is_ready)
 
 
 def bad_addresses():
