@@ -281,7 +281,7 @@ void NATSConnection::execute(const Command& command) {
   }
   switch (command.kind) {
     case Command::Kind::send:
-      send(command.message);
+      publish(command.message);
       break;
     case Command::Kind::join:
       subscribe(command.message.subject);
@@ -292,7 +292,7 @@ void NATSConnection::execute(const Command& command) {
   }
 }
 
-void NATSConnection::send(const Message& message) {
+void NATSConnection::publish(const Message& message) {
   natsMsg* made = nullptr;
   const char* const reply = message.reply.empty() ? nullptr : message.reply.c_str();
   if (natsMsg_Create(&made, message.subject.c_str(), reply, message.data.data(),

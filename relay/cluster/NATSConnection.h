@@ -104,7 +104,7 @@ class NATSConnection {
   void disconnect();
   [[nodiscard]] bool isLost() const;
   void execute(const Command& command);
-  void send(const Message& message);
+  void publish(const Message& message);
   void subscribe(const std::string& subject);
   [[nodiscard]] bool enqueue(Command command);
   static void receive(natsConnection* connection, natsSubscription* subscription, natsMsg* message,

@@ -88,7 +88,7 @@ class SQLiteStoreTest : public testing::Test {
   /// What is kept of each, with the first byte of its key.
   std::string subscriptions(char name) {
     const Record record = std::get<Record>(find(name));
-    std::string all = std::to_string(store->state().subscriptions);
+    std::string all = std::to_string(*store->state().subscriptions);
     for (const Subscription& each : record.subscriptions) {
       EXPECT_EQ(each.secret.back(), 7);
       all += " " + each.endpoint + std::to_string(each.key.back());
