@@ -91,6 +91,8 @@ struct Limits {
   /// A phone says it at each connection, which is noted again after a day.
   Clock::Duration subscriptionTime = std::chrono::days(180);
   Clock::Duration subscriptionRenewal = std::chrono::days(1);
+  /// Unused for so long it makes room for another, when there are as many as may be.
+  Clock::Duration subscriptionIdleTime = std::chrono::days(30);
   /// Alerts of one Mac that are pushed: a flood of them is no business of the push services. Mains
   /// power that comes and goes makes two a minute at most.
   Rate pushes{1.0 / 30, 60};
@@ -102,6 +104,13 @@ struct Limits {
   std::size_t pushesWaiting = 4096;
   std::size_t pushesWaitingPerMac = 128;
   std::size_t allPushesWaiting = 16'384;
+  /// Of these, for all origins together that may have been made up: hosts below one of the list
+  /// which have not answered. Each has one request at once. And how many are remembered to have.
+  std::size_t unprovenPushesUnderWay = 16;
+  std::size_t unprovenPushesWaiting = 4096;
+  std::size_t provenOrigins = 256;
+  /// Memory for what waits to be pushed.
+  std::size_t pushBytes = 32 * mebibyte;
   /// For a push service to answer, and what is read of its answer.
   Clock::Duration pushTime = std::chrono::seconds(10);
   std::size_t pushAnswerBytes = 4 * kibibyte;
@@ -112,8 +121,8 @@ struct Limits {
   Clock::Duration pushRetry = std::chrono::seconds(2);
   Clock::Duration pushAge = std::chrono::hours(1);
 
-  /// Without a file to keep them in: identifiers with a known owner, about 20 MB, and all alerts
-  /// together in less memory than that.
+  /// Without a file to keep them in: identifiers with a known owner, about 20 MB, and in less
+  /// memory than that all alerts together, a half, and all subscriptions.
   std::size_t records = 100'000;
   std::size_t keptBytes = 8 * mebibyte;
   /// Records of the file that nobody has used for so long go.

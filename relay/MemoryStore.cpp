@@ -7,12 +7,17 @@ namespace orvik::relay {
 
 namespace {
 
-std::size_t memoryOf(const Record& record) {
+std::size_t memoryOfAlerts(const Record& record) {
   std::size_t bytes = 0;
   for (const KeptAlert& alert : record.alerts) {
     // With what the allocator and the places in lists add.
     bytes += alert.envelope->size() + 100;
   }
+  return bytes;
+}
+
+std::size_t memoryOfSubscriptions(const Record& record) {
+  std::size_t bytes = 0;
   for (const Subscription& subscription : record.subscriptions) {
     bytes += sizeof subscription + subscription.endpoint.size();
   }
@@ -52,7 +57,7 @@ void MemoryStore::keep(const Identifier& identifier, const TokenHash& owner, Kep
   {
     const std::lock_guard guard(mutex);
     Record& record = claimed(identifier, owner).record;
-    if (record.owner == owner && bytes + alert.envelope->size() <= limits.keptBytes) {
+    if (record.owner == owner && alertBytes + alert.envelope->size() <= limits.keptBytes / 2) {
       record.lastNumber = std::max(record.lastNumber, alert.number);
       change(record, [&] {
         // One that is tried again may be older than others.
@@ -94,7 +99,8 @@ void MemoryStore::subscribe(const Identifier& identifier, const TokenHash& owner
   {
     const std::lock_guard guard(mutex);
     Record& record = claimed(identifier, owner).record;
-    isKept = record.owner == owner && bytes + subscription.endpoint.size() <= limits.keptBytes;
+    isKept = record.owner == owner &&
+             subscriptionBytes + subscription.endpoint.size() <= limits.keptBytes / 2;
     if (isKept) {
       change(record, [&] {
         std::erase_if(record.subscriptions, [&](const Subscription& each) {
@@ -159,10 +165,12 @@ void MemoryStore::trim(Record& record) {
 
 template <typename Change>
 void MemoryStore::change(Record& record, Change change) {
-  bytes -= memoryOf(record);
+  alertBytes -= memoryOfAlerts(record);
+  subscriptionBytes -= memoryOfSubscriptions(record);
   subscriptions -= record.subscriptions.size();
   change();
-  bytes += memoryOf(record);
+  alertBytes += memoryOfAlerts(record);
+  subscriptionBytes += memoryOfSubscriptions(record);
   subscriptions += record.subscriptions.size();
 }
 

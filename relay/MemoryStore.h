@@ -54,7 +54,9 @@ class MemoryStore final : public RecordStore {
   std::map<Identifier, Entry> entries;
   /// The longest unused one first.
   std::list<Identifier> byUse;
-  std::size_t bytes = 0;
+  /// A half of the memory for each: subscriptions live longer than alerts, and would take all.
+  std::size_t alertBytes = 0;
+  std::size_t subscriptionBytes = 0;
   std::uint64_t subscriptions = 0;
 };
 

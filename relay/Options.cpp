@@ -189,11 +189,15 @@ Limits Options::limits(const MachineLimits& machine) const {
   limits.macBytes = {static_cast<double>(macBytes * Limits::kibibyte),
                      static_cast<double>(macBytesBurst * Limits::kibibyte)};
   limits.bufferedBytes = memory == 0 ? machine.bufferedBytes() : memory * Limits::mebibyte;
+  if (!pushSubject.empty()) {
+    limits.pushBytes = std::min(limits.pushBytes, limits.bufferedBytes / 8);
+    limits.bufferedBytes -= limits.pushBytes;
+  }
   if (limits.bufferedBytes < limits.threads * (limits.macMessage + limits.outboundBytes)) {
     refuse("--memory: less than one message and one queue for each of " +
            std::to_string(limits.threads) + " event loops");
   }
-  if (memory != 0 && limits.bufferedBytes > machine.memory) {
+  if (memory != 0 && memory * Limits::mebibyte > machine.memory) {
     refuse("--memory " + std::to_string(memory) + ": this machine has " +
            std::to_string(machine.memory / Limits::mebibyte) + " MiB");
   }

@@ -66,6 +66,9 @@ void Session::check(Instant now) const {
   if (!authenticated && now >= began + limits.authenticationTime) {
     peer.close(CloseReason::tokenLate);
   } else if (now >= lastReceived + limits.idleTime) {
+    if (authenticated) {
+      switchboard.silent(target.identifier, peer);
+    }
     peer.close(CloseReason::silent);
   }
 }

@@ -375,6 +375,11 @@ void Switchboard::revoke(Entry& entry) {
   ++revocations;
   place.revoked = std::exchange(place.record->owner, TokenHash::ofNoToken());
   place.alerts.clear();
+  if (pusher != nullptr) {
+    for (const Subscription& subscription : place.record->subscriptions) {
+      pusher->forget(entry.first, subscription.endpoint);
+    }
+  }
   place.record->subscriptions.clear();
   for (const Phone& phone : std::exchange(place.phones, {})) {
     phone.peer->close(CloseReason::pairingRejected);
@@ -469,7 +474,7 @@ void Switchboard::takeAlert(Entry& entry, const SharedText& message) {
   place.record->lastNumber = lastNumber;
   // A copy: the message itself may stand in a buffer with room for much more.
   place.alerts.push_back(
-      {{lastNumber, unixNow(), framedText(message->text())}, Alert::Fate::asked, ordinal});
+      {{lastNumber, unixNow(), framedText(message->text())}, Alert::Fate::asked, ordinal, mark});
   forgetOldAlerts(place);
   const SharedText number = count("alert", lastNumber);
   for (const Phone& phone : place.phones) {
@@ -479,7 +484,7 @@ void Switchboard::takeAlert(Entry& entry, const SharedText& message) {
     phone.peer->send(message);
   }
   keep(entry, place.alerts.back());
-  push(entry, place.alerts.back(), mark);
+  push(entry, place.alerts.back());
   if (!place.phones.empty()) {
     markTaken(entry);
   }

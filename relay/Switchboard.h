@@ -59,6 +59,9 @@ class Switchboard {
   void unsubscribe(const Identifier& identifier, const Peer& phone, const std::string& endpoint);
   /// A push service does not know the subscription any more.
   void endpointGone(const Identifier& identifier, const std::string& endpoint);
+  /// A phone has not been heard for so long that it is closed. If it was being looked at, the
+  /// alerts of this time are pushed to it: nobody can have seen them.
+  void silent(const Identifier& identifier, const Peer& phone);
   /// A phone is being looked at, or not any more.
   void setActive(const Identifier& identifier, const Peer& phone, bool active);
   /// A peer is gone. Harmless when it is not in here.
@@ -92,6 +95,7 @@ class Switchboard {
     Fate fate;
     /// Its place among those of the Mac's present connection, from 1; 0 when it came over another.
     std::uint64_t ordinal;
+    AlertMark mark{};
   };
   /// A client that cannot be answered yet.
   struct Waiting {
@@ -115,6 +119,8 @@ class Switchboard {
     std::vector<Alert> alerts{};
     Mac mac{};
     std::vector<Phone> phones{};
+    /// Endpoints of subscriptions that the store has not answered for, as often as it was asked.
+    std::multiset<std::string> subscribing{};
     std::vector<Waiting> waiting{};
     /// The owner that it had, until the store knows that it has none any more.
     std::optional<TokenHash> revoked{};
@@ -143,8 +149,13 @@ class Switchboard {
   void forward(Entry& entry, const SharedText& message);
   void tellAlerts(Entry& entry, const Phone& phone, std::optional<std::uint64_t> last);
   void takeAlert(Entry& entry, const SharedText& message);
-  void push(Entry& entry, const Alert& alert, const AlertMark& mark);
+  /// To all subscriptions whose phones are not looking.
+  void push(Entry& entry, const Alert& alert);
+  void push(const Entry& entry, const Alert& alert, const std::vector<Subscription>& to);
+  [[nodiscard]] static bool isLooking(const Place& place, const Subscription& subscription);
   void forget(Entry& entry, const std::string& endpoint);
+  /// Makes room for another subscription where there is one that is hardly used.
+  [[nodiscard]] bool makeRoom(Entry& entry);
   void keepSubscription(Entry& entry, Phone& phone, Subscription subscription);
   static void restore(Entry& entry, const std::string& endpoint,
                       const std::optional<Subscription>& before);

@@ -39,33 +39,57 @@ void Switchboard::subscribe(const Identifier& identifier, const Peer& phone,
 }
 
 void Switchboard::keepSubscription(Entry& entry, Phone& phone, Subscription subscription) {
-  std::vector<Subscription>& all = entry.second.record->subscriptions;
+  Place& place = entry.second;
+  std::vector<Subscription>& all = place.record->subscriptions;
   subscription.usedAt = unixNow();
+  place.record->trim(limits, subscription.usedAt);
   const std::int64_t renewal =
       subscription.usedAt -
       std::chrono::duration_cast<std::chrono::seconds>(limits.subscriptionRenewal).count();
-  const auto same = std::ranges::find(all, subscription.endpoint, &Subscription::endpoint);
-  if (same == all.end() && all.size() >= limits.subscriptionsPerMac) {
+  const auto isSame = [&](const Subscription& each) {
+    return each.endpoint == subscription.endpoint;
+  };
+  if (std::ranges::none_of(all, isSame) && !makeRoom(entry)) {
     phone.peer->send(answer("notSubscribed", "full"));
     return;
   }
   phone.endpoint = subscription.endpoint;
+  const auto same = std::ranges::find_if(all, isSame);
   if (same != all.end() && same->isSameAs(subscription) && same->usedAt > renewal) {
-    phone.peer->send(answer("subscribed", subscription.endpoint));
+    if (!place.subscribing.contains(subscription.endpoint)) {
+      phone.peer->send(answer("subscribed", subscription.endpoint));
+    }
     return;
   }
   // Counted from now on: several may be on their way to the store.
   const auto before = same == all.end() ? std::nullopt : std::optional(*same);
   (same == all.end() ? all.emplace_back() : *same) = subscription;
   const std::string endpoint = subscription.endpoint;
-  store.subscribe(
-      entry.first, entry.second.record->owner, std::move(subscription),
-      answering<bool>(entry, [endpoint, before](Switchboard&, Entry& place, bool isKept) {
-        if (!isKept) {
-          restore(place, endpoint, before);
-        }
-        subscriptionKept(place, endpoint, isKept);
-      }));
+  place.subscribing.insert(endpoint);
+  store.subscribe(entry.first, place.record->owner, std::move(subscription),
+                  answering<bool>(entry, [endpoint, before](Switchboard&, Entry& now, bool isKept) {
+                    auto& asked = now.second.subscribing;
+                    asked.erase(asked.find(endpoint));
+                    if (!isKept) {
+                      restore(now, endpoint, before);
+                    }
+                    subscriptionKept(now, endpoint, isKept);
+                  }));
+}
+
+bool Switchboard::makeRoom(Entry& entry) {
+  const std::vector<Subscription>& all = entry.second.record->subscriptions;
+  if (all.size() < limits.subscriptionsPerMac) {
+    return true;
+  }
+  const auto longestUnused = std::ranges::min_element(all, {}, &Subscription::usedAt);
+  const auto idle = std::chrono::duration_cast<std::chrono::seconds>(limits.subscriptionIdleTime);
+  if (longestUnused->usedAt > unixNow() - idle.count()) {
+    return false;
+  }
+  // A copy: it goes with what it names.
+  forget(entry, std::string(longestUnused->endpoint));
+  return true;
 }
 
 /// The store has the subscription as it was, if it was there.
@@ -113,27 +137,65 @@ void Switchboard::forget(Entry& entry, const std::string& endpoint) {
       [&](const Subscription& subscription) { return subscription.endpoint == endpoint; });
   if (gone > 0) {
     store.unsubscribe(entry.first, endpoint);
+    if (pusher != nullptr) {
+      pusher->forget(entry.first, endpoint);
+    }
   }
 }
 
-void Switchboard::push(Entry& entry, const Alert& alert, const AlertMark& mark) {
-  Place& place = entry.second;
+void Switchboard::silent(const Identifier& identifier, const Peer& phone) {
+  const auto entry = places.find(identifier);
+  if (entry == places.end()) {
+    return;
+  }
+  Place& place = entry->second;
+  const auto accepted = std::ranges::find(place.phones, &phone, &Phone::peer);
+  if (accepted == place.phones.end() || !std::exchange(accepted->active, false)) {
+    return;
+  }
+  tellMac(place);
+  const auto subscription =
+      std::ranges::find(place.record->subscriptions, accepted->endpoint, &Subscription::endpoint);
+  if (pusher == nullptr || subscription == place.record->subscriptions.end() ||
+      isLooking(place, *subscription)) {
+    return;
+  }
+  const std::int64_t heard =
+      unixNow() - std::chrono::duration_cast<std::chrono::seconds>(limits.idleTime).count();
+  for (const Alert& alert : place.alerts) {
+    if (alert.kept.keptAt >= heard) {
+      push(*entry, alert, {*subscription});
+    }
+  }
+}
+
+bool Switchboard::isLooking(const Place& place, const Subscription& subscription) {
+  return std::ranges::any_of(place.phones, [&](const Phone& phone) {
+    return phone.active && phone.endpoint == subscription.endpoint;
+  });
+}
+
+void Switchboard::push(Entry& entry, const Alert& alert) {
   if (pusher == nullptr) {
     return;
   }
+  Place& place = entry.second;
+  place.record->trim(limits, unixNow());
   std::vector<Subscription> to;
-  std::ranges::copy_if(place.record->subscriptions, std::back_inserter(to),
-                       [&](const Subscription& subscription) {
-                         return std::ranges::none_of(place.phones, [&](const Phone& phone) {
-                           return phone.active && phone.endpoint == subscription.endpoint;
-                         });
-                       });
-  if (to.empty()) {
-    return;
+  std::ranges::copy_if(
+      place.record->subscriptions, std::back_inserter(to),
+      [&place](const Subscription& subscription) { return !isLooking(place, subscription); });
+  if (!to.empty()) {
+    push(entry, alert, to);
   }
+}
+
+void Switchboard::push(const Entry& entry, const Alert& alert,
+                       const std::vector<Subscription>& to) {
   RateLimit& rate = pushRates.try_emplace(entry.first, limits.pushes, lookedAt).first->second;
   if (rate.take(lookedAt)) {
-    pusher->push({entry.first, alert.kept.number, alert.kept.envelope, mark.topic, mark.isUrgent},
+    pusher->push({entry.first, alert.kept.number, alert.kept.envelope, alert.mark.topic,
+                  alert.mark.isUrgent},
                  to);
   } else {
     pusher->leftOut(to.size());

@@ -56,7 +56,13 @@ class Program {
       server.serve(relay::Page::read(options.page));
     }
     if (!options.pushSubject.empty()) {
-      server.pushBy(pushSettings(options), relay::VAPID::keptIn(options.stateFolder()));
+      const auto settings = pushSettings(options);
+      server.pushBy(settings, relay::VAPID::keptIn(options.stateFolder()));
+      if (!settings.haveAuthorities()) {
+        relay::log(Priority::warning,
+                   "no push service can be checked, and none is pushed to: install the package "
+                   "ca-certificates, or say --push-trust");
+      }
     }
   }
 

@@ -176,6 +176,7 @@ struct PushSender::Transfer {
       answer.retryAfter = std::chrono::seconds(std::min(retryAfter, longest));
     }
     answer.isForbidden = answer.status == 0 && isForbidden;
+    answer.trouble = curl_easy_strerror(result);
     return answer;
   }
 
@@ -187,6 +188,7 @@ struct PushSender::Transfer {
   std::size_t bodyBytes = 0;
   std::size_t headerBytes = 0;
   bool isForbidden = false;
+  CURLcode result = CURLE_OK;
   Easy easy{curl_easy_init()};
 };
 
@@ -222,6 +224,7 @@ struct PushSender::Network {
     while (const CURLMsg* const message = curl_multi_info_read(multi.get(), &left)) {
       if (message->msg == CURLMSG_DONE) {
         auto node = transfers.extract(message->easy_handle);
+        node.mapped()->result = message->data.result;
         curl_multi_remove_handle(multi.get(), node.key());
         return std::move(node.mapped());
       }
@@ -242,6 +245,18 @@ struct PushSender::Network {
   Multi multi;
   std::map<CURL*, std::unique_ptr<Transfer>> transfers;
 };
+
+bool holdAuthorities(const char* file, const char* folder) {
+  std::error_code error;
+  return (file != nullptr && std::filesystem::file_size(file, error) > 0 && !error) ||
+         (folder != nullptr && std::filesystem::is_directory(folder, error) &&
+          !std::filesystem::is_empty(folder, error) && !error);
+}
+
+bool PushSender::Settings::haveAuthorities() const {
+  const curl_version_info_data* const library = curl_version_info(CURLVERSION_NOW);
+  return !trust.empty() || holdAuthorities(library->cainfo, library->capath);
+}
 
 void PushSender::Settings::check() const {
   if (!VAPID::isSubject(subject)) {
@@ -268,7 +283,7 @@ PushSender::PushSender(const Settings& settings, P256Key key, const Limits& limi
       vapid(std::move(key), settings.subject),
       key(vapid.publicKey()),
       queue(limits),
-      nextLine(this->clock->now()),
+      nextLines(services.size(), this->clock->now()),
       network(std::make_unique<Network>()) {
   thread = std::thread([this] {
     blockSignals();
@@ -301,14 +316,35 @@ void PushSender::push(const PushedAlert& alert, const std::vector<Subscription>&
       if (!service) {
         // The list has changed since it was kept.
         told.failed(PushFailure::unusable);
-      } else if (incoming.size() >= limits.allPushesWaiting) {
-        told.failed(PushFailure::queueFull);
       } else {
-        incoming.push_back({shared, subscription, *service, endpoint->origin(), now});
+        Push push{shared, subscription, *service, endpoint->origin(), services.isOneHost(*service),
+                  now};
+        const std::size_t bytes = push.memory();
+        if (incomingBytes + queuedBytes + bytes > limits.pushBytes) {
+          told.failed(PushFailure::queueFull);
+        } else {
+          incomingBytes += bytes;
+          incoming.push_back(std::move(push));
+        }
       }
     }
   }
   network->wakeUp();
+}
+
+void PushSender::forget(const Identifier& mac, const std::string& endpoint) {
+  const auto parts = Endpoint::of(endpoint, limits.endpointBytes);
+  if (!parts) {
+    return;
+  }
+  const std::lock_guard guard(mutex);
+  std::erase_if(incoming, [&](const Push& push) {
+    const bool isMeant = push.alert->mac == mac && push.to.endpoint == endpoint;
+    incomingBytes -= isMeant ? push.memory() : 0;
+    return isMeant;
+  });
+  // What comes in from here on is wanted again.
+  forgotten.push_back({mac, parts->origin(), endpoint});
 }
 
 void PushSender::leftOut(std::size_t count) { failed(PushFailure::tooMany, count); }
@@ -348,9 +384,15 @@ void PushSender::run() {
 
 void PushSender::takeIncoming() {
   std::vector<Push> fresh;
+  std::vector<Forgotten> unwanted;
   {
     const std::lock_guard guard(mutex);
     fresh.swap(incoming);
+    unwanted.swap(forgotten);
+    queuedBytes = queue.memory() + std::exchange(incomingBytes, 0);
+  }
+  for (const Forgotten& each : unwanted) {
+    queue.forget(each.mac, each.origin, each.endpoint);
   }
   for (Push& push : fresh) {
     if (!queue.add(std::move(push))) {
@@ -359,9 +401,15 @@ void PushSender::takeIncoming() {
   }
   const std::lock_guard guard(mutex);
   told.waiting = queue.size();
+  queuedBytes = queue.memory();
 }
 
 void PushSender::begin(Push push) {
+  if (clock->now() - push.arrived >= limits.pushAge) {
+    queue.ended(push, clock->now());
+    failed(PushFailure::busy);
+    return;
+  }
   ++push.attempts;
   try {
     auto transfer = std::make_unique<Transfer>(push, limits, services.mayBeLocal(push.service));
@@ -384,6 +432,11 @@ void PushSender::ended(std::unique_ptr<Transfer> transfer, const PushAnswer& ans
   Push& push = transfer->push;
   const Instant now = clock->now();
   const Clock::Duration age = now - push.arrived;
+  if (answer.status != 0) {
+    queue.answered(push, now, PushVerdict::pauseOf(answer, limits));
+  } else {
+    failed(PushFailure::noAnswer, queue.unanswered(push, now));
+  }
   const PushVerdict verdict = PushVerdict::on(answer, push.attempts, age, limits);
   if (verdict.kind == PushVerdict::Kind::again) {
     queue.again(std::move(push), now + verdict.wait);
@@ -395,7 +448,7 @@ void PushSender::ended(std::unique_ptr<Transfer> transfer, const PushAnswer& ans
     if (verdict.failure == PushFailure::gone) {
       gone(push.alert->mac, push.to.endpoint);
     } else {
-      tell(push.origin, answer);
+      tell(push, answer);
     }
   } else {
     const std::lock_guard guard(mutex);
@@ -409,16 +462,18 @@ void PushSender::failed(PushFailure failure, std::uint64_t count) {
   told.failed(failure, count);
 }
 
-void PushSender::tell(const std::string& origin, const PushAnswer& answer) {
+void PushSender::tell(const Push& push, const PushAnswer& answer) {
   const Instant now = clock->now();
-  if (now < nextLine) {
+  Instant& next = nextLines.at(push.service);
+  if (now < next) {
     return;
   }
-  nextLine = now + lineInterval;
-  log(Priority::warning, "an alert was not pushed: " + origin +
-                             (answer.isForbidden   ? " is at an address of a local network"
-                              : answer.status == 0 ? " does not answer"
-                                                   : " answers " + std::to_string(answer.status)));
+  next = now + lineInterval;
+  const std::string why = answer.isForbidden ? " is at an address of a local network"
+                          : answer.status == 0
+                              ? std::string(" does not answer (") + answer.trouble + ")"
+                              : " answers " + std::to_string(answer.status);
+  log(Priority::warning, "an alert was not pushed: " + push.origin + why);
 }
 
 }  // namespace orvik::relay

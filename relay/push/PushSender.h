@@ -19,6 +19,10 @@ namespace orvik::relay {
 
 struct PushAnswer;
 
+/// Whether there are authorities to check certificates by: a file that is not empty, or a folder
+/// that has one. Either may be null.
+[[nodiscard]] bool holdAuthorities(const char* file, const char* folder);
+
 /// Asks push services to deliver alerts. One thread does all of it, so that nothing else waits for
 /// a network; what it has not delivered is lost with it, since phones get it when they connect.
 class PushSender final : public Pusher {
@@ -33,6 +37,8 @@ class PushSender final : public Pusher {
 
     /// Throws std::runtime_error, with one line, when one of them is of no use.
     void check() const;
+    /// Whether the system has authorities, where it is asked for them.
+    [[nodiscard]] bool haveAuthorities() const;
   };
   /// A push service does not know a subscription any more. Called on the sender's thread.
   using Gone = std::function<void(const Identifier&, const std::string& endpoint)>;
@@ -48,6 +54,7 @@ class PushSender final : public Pusher {
   [[nodiscard]] const std::string& publicKey() const override { return key; }
   [[nodiscard]] bool serves(const Subscription& subscription) const override;
   void push(const PushedAlert& alert, const std::vector<Subscription>& to) override;
+  void forget(const Identifier& mac, const std::string& endpoint) override;
   void leftOut(std::size_t count) override;
 
   [[nodiscard]] PushState state() const;
@@ -61,7 +68,7 @@ class PushSender final : public Pusher {
   void begin(Push push);
   void ended(std::unique_ptr<Transfer> transfer, const PushAnswer& answer);
   void failed(PushFailure failure, std::uint64_t count = 1);
-  void tell(const std::string& origin, const PushAnswer& answer);
+  void tell(const Push& push, const PushAnswer& answer);
 
   const PushServices services;
   const std::string trust;
@@ -70,7 +77,16 @@ class PushSender final : public Pusher {
   const Gone gone;
 
   mutable std::mutex mutex;
+  struct Forgotten {
+    Identifier mac{};
+    std::string origin{};
+    std::string endpoint{};
+  };
   std::vector<Push> incoming;
+  std::vector<Forgotten> forgotten;
+  /// Of what has come in, and of what is in the queue.
+  std::size_t incomingBytes = 0;
+  std::size_t queuedBytes = 0;
   PushState told;
   bool isEnding = false;
 
@@ -78,7 +94,8 @@ class PushSender final : public Pusher {
   VAPID vapid;
   const std::string key;
   PushQueue queue;
-  Instant nextLine;
+  /// For each of the services: a stranger's trouble with one does not hide another's.
+  std::vector<Instant> nextLines;
   std::unique_ptr<Network> network;
   std::thread thread;
 };

@@ -96,6 +96,8 @@ bool PushServices::mayBeLocal(std::size_t service) const {
   return services.at(service).port.has_value();
 }
 
+bool PushServices::isOneHost(std::size_t service) const { return !services.at(service).isBelow; }
+
 bool isPublic(const ip::address& address) {
   return address.is_v4() ? isPublicV4(address.to_v4()) : isPublicV6(address.to_v6());
 }

@@ -27,6 +27,8 @@ class PushServices {
   /// Whether the service may be on this machine or the local network: where its port is named, the
   /// operator knows where it is.
   [[nodiscard]] bool mayBeLocal(std::size_t service) const;
+  /// Whether the service is one host, and not all below one.
+  [[nodiscard]] bool isOneHost(std::size_t service) const;
 
  private:
   struct Service {

@@ -33,11 +33,8 @@ PushVerdict PushVerdict::on(const PushAnswer& answer, int attempts, Clock::Durat
   if (!failure) {
     return failed(PushFailure::refused);
   }
-  // Four times as long after each attempt, or what the service asks for, but never at once.
-  Clock::Duration wait = limits.pushRetry;
-  for (int i = 1; i < attempts; ++i) {
-    wait *= 4;
-  }
+  // What the service asks for, but never at once.
+  Clock::Duration wait = waitAfter(attempts, limits);
   if (answer.retryAfter) {
     wait = std::max<Clock::Duration>(std::min<Clock::Duration>(*answer.retryAfter, limits.pushAge),
                                      limits.pushRetry);
@@ -45,6 +42,22 @@ PushVerdict PushVerdict::on(const PushAnswer& answer, int attempts, Clock::Durat
   return attempts >= limits.pushAttempts || age + wait >= limits.pushAge
              ? failed(*failure)
              : PushVerdict{Kind::again, PushFailure::count, wait};
+}
+
+Clock::Duration PushVerdict::pauseOf(const PushAnswer& answer, const Limits& limits) {
+  constexpr long serviceUnavailable = 503;
+  return answer.status == serviceUnavailable
+             ? std::min<Clock::Duration>(answer.retryAfter.value_or(std::chrono::seconds(0)),
+                                         limits.pushAge)
+             : Clock::Duration::zero();
+}
+
+Clock::Duration PushVerdict::waitAfter(int attempts, const Limits& limits) {
+  Clock::Duration wait = limits.pushRetry;
+  for (int i = 1; i < attempts; ++i) {
+    wait *= 4;
+  }
+  return wait;
 }
 
 }  // namespace orvik::relay

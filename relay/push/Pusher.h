@@ -30,6 +30,8 @@ class Pusher {
   /// Whether it would push there.
   [[nodiscard]] virtual bool serves(const Subscription& subscription) const = 0;
   virtual void push(const PushedAlert& alert, const std::vector<Subscription>& to) = 0;
+  /// Nothing more of this Mac's alerts goes there, but what has been sent already.
+  virtual void forget(const Identifier& mac, const std::string& endpoint) = 0;
   /// Pushes that were left out because a computer has sent too many alerts.
   virtual void leftOut(std::size_t count) = 0;
 };

@@ -234,6 +234,9 @@ TEST(PushVerdict, TriesAgainWhatMayPass) {
     EXPECT_TRUE(PushVerdict::on(row.answer, row.attempts, row.age, limits) == row.verdict)
         << row.answer.status << " after " << row.attempts;
   }
+  EXPECT_EQ(PushVerdict::pauseOf({503, 60s}, limits), Clock::Duration(60s));
+  EXPECT_EQ(PushVerdict::pauseOf({503, 86400s * 365}, limits), limits.pushAge);
+  EXPECT_EQ(PushVerdict::pauseOf({429, 60s}, limits), Clock::Duration()) << "of one phone";
 }
 
 /// Adds and takes pushes by their names: phone, then number, then topic.
@@ -246,11 +249,12 @@ struct QueueStage {
   }
   bool add(const std::string& origin, const std::string& phone, std::uint64_t number,
            const std::string& topic = {}, std::uint8_t mac = 0) {
-    PushedAlert alert{.number = number, .topic = topic};
+    PushedAlert alert{.number = number, .envelope = framedText("e"), .topic = topic};
     alert.mac.fill(mac);
     return queue.add({.alert = std::make_shared<const PushedAlert>(alert),
                       .to = {.endpoint = phone},
                       .origin = origin,
+                      .isListed = !origin.starts_with("any"),
                       .arrived = now});
   }
   /// Takes the next, which is under way by its name.
@@ -263,9 +267,21 @@ struct QueueStage {
     }
     return name;
   }
+  std::string nexts(int count) {
+    std::string names;
+    for (int i = 0; i < count; ++i) {
+      names += next();
+    }
+    return names;
+  }
   void ended(const std::string& name) { queue.ended(underWay.at(name), now); }
   void again(const std::string& name, Clock::Duration later) {
     queue.again(underWay.at(name), now + later);
+  }
+  void forget(const std::string& origin, const std::string& phone, std::uint8_t mac = 0) {
+    Identifier identifier;
+    identifier.fill(mac);
+    queue.forget(identifier, origin, phone);
   }
 
   Limits limits;
@@ -297,7 +313,7 @@ TEST(PushQueue, GivesEachOriginAndMacItsOwnTurnsAndRoom) {
   EXPECT_EQ(stage.next(), "c1");
   stage.ended("b1");
   stage.ended("c1");
-  EXPECT_EQ(stage.queue.size(), 0U);
+  EXPECT_EQ(stage.queue.size() + stage.queue.memory(), 0U);
   EXPECT_TRUE(stage.add("dead", "a", 2) && stage.add("live", "g", 1, "", 2));
 }
 
@@ -335,6 +351,78 @@ TEST(PushQueue, SendsEachPhoneTheNewestLast) {
   EXPECT_EQ(stage.next(1s), "a5");
 }
 
+TEST(PushQueue, GivesWhatMayBeMadeUpAShareOfItsOwn) {
+  QueueStage stage;
+  stage.limits = Limits();
+  stage.limits.unprovenPushesUnderWay = 2;
+  stage.limits.unprovenPushesWaiting = 5;
+  for (const char* origin : {"any1", "any2", "any3"}) {
+    EXPECT_TRUE(stage.add(origin, std::string("a") + origin, 1));
+  }
+  EXPECT_TRUE(stage.add("any1", "b", 1) && stage.add("any1", "c", 1));
+  EXPECT_FALSE(stage.add("any4", "d", 1)) << "their room is taken";
+  EXPECT_TRUE(stage.add("live", "l", 1));
+  EXPECT_EQ(stage.nexts(3), "aany11aany21l1");
+  EXPECT_EQ(stage.next(), "") << "two of them at once";
+  // One that has answered is like one of the list, also when it has been empty for a while.
+  stage.queue.answered(stage.underWay.at("aany21"), stage.now);
+  EXPECT_EQ(stage.next(), "aany31");
+  stage.ended("aany21");
+  EXPECT_TRUE(stage.add("any2", "e", 1) && stage.add("any2", "f", 1));
+  EXPECT_EQ(stage.nexts(2), "e1f1");
+  // One that does not answer has its others wait with it, longer each time, and then given up.
+  std::string failing = "aany11";
+  for (const Clock::Duration wait : {2s, 8s, 32s, 128s}) {
+    EXPECT_EQ(stage.queue.unanswered(stage.underWay.at(failing), stage.now), 0U);
+    stage.again(failing, 0s);
+    EXPECT_EQ(stage.next(wait - 1ns), "");
+    failing = stage.next(wait);
+    EXPECT_NE(failing, "");
+  }
+  EXPECT_EQ(stage.queue.unanswered(stage.underWay.at(failing), stage.now), 2U);
+  stage.ended(failing);
+  EXPECT_EQ(stage.next(200s), "");
+  // An answer to another meanwhile says that the service is there; so does the list.
+  stage.queue.answered(stage.underWay.at("e1"), stage.now);
+  EXPECT_EQ(stage.queue.unanswered(stage.underWay.at("f1"), stage.now), 0U);
+  EXPECT_EQ(stage.queue.unanswered(stage.underWay.at("l1"), stage.now), 0U);
+  stage.ended("e1");
+  stage.ended("f1");
+  EXPECT_TRUE(stage.add("any2", "e", 2) && stage.add("any2", "f", 2) && stage.add("live", "m", 1));
+  EXPECT_EQ(stage.nexts(3), "e2m1f2");
+  // A service that asks to be left alone is, by all.
+  stage.queue.answered(stage.underWay.at("l1"), stage.now, 60s);
+  EXPECT_TRUE(stage.add("live", "n", 1));
+  EXPECT_EQ(stage.next(60s - 1ns), "");
+  EXPECT_EQ(stage.next(60s), "n1");
+  for (const char* name : {"aany31", "e2", "f2", "l1", "m1", "n1"}) {
+    stage.ended(name);
+  }
+  EXPECT_EQ(stage.queue.size() + stage.queue.memory(), 0U);
+}
+
+TEST(PushQueue, ForgetsAPhone) {
+  QueueStage stage;
+  stage.limits.pushesWaitingPerMac = 5;
+  EXPECT_TRUE(stage.add("o", "a", 1) && stage.add("o", "a", 2) && stage.add("o", "b", 1));
+  EXPECT_EQ(stage.next(), "a1");
+  stage.forget("o", "none");
+  stage.forget("none", "a");
+  stage.forget("o", "a", 1);
+  EXPECT_EQ(stage.queue.size(), 3U) << "another Mac's alerts, or another phone";
+  stage.forget("o", "b");
+  stage.forget("o", "a");
+  EXPECT_EQ(stage.next(), "");
+  // What is under way is not tried again; what comes after that is wanted.
+  EXPECT_TRUE(stage.add("o", "a", 3));
+  stage.again("a1", 60s);
+  EXPECT_EQ(stage.next(60s), "a3");
+  stage.again("a3", 90s);
+  EXPECT_EQ(stage.next(90s), "a3");
+  stage.ended("a3");
+  EXPECT_EQ(stage.queue.size() + stage.queue.memory(), 0U);
+}
+
 TEST(PushSender, TakesNoAuthoritiesThatAreNone) {
   const test::TemporaryFolder folder;
   const std::string certificate = ORVIK_FIXTURES "/localhost.pem";
@@ -354,6 +442,13 @@ TEST(PushSender, TakesNoAuthoritiesThatAreNone) {
       }
     }()) << trust;
   }
+  const std::string some = folder.write("some.pem", "some").string();
+  const std::string empty = (folder.path / "empty").string();
+  std::filesystem::create_directory(empty);
+  EXPECT_TRUE(holdAuthorities(some.c_str(), nullptr));
+  EXPECT_TRUE(holdAuthorities(nullptr, folder.path.c_str()));
+  EXPECT_FALSE(holdAuthorities((folder.path / "missing").c_str(), empty.c_str()));
+  EXPECT_FALSE(holdAuthorities((folder.path / "empty.pem").c_str(), nullptr));
 }
 
 }  // namespace

@@ -101,10 +101,13 @@ struct ToldPusher final : Pusher {
     return !subscription.endpoint.starts_with("https://other");
   }
   void push(const PushedAlert& alert, const std::vector<Subscription>& to) override {
-    told = " pushed " + std::to_string(alert.number) + alert.topic + (alert.isUrgent ? "!" : "");
+    told += " pushed " + std::to_string(alert.number) + alert.topic + (alert.isUrgent ? "!" : "");
     for (const Subscription& subscription : to) {
       told += " " + subscription.endpoint.substr(8);
     }
+  }
+  void forget(const Identifier&, const std::string& endpoint) override {
+    told += " forgot " + endpoint.substr(8);
   }
   void leftOut(std::size_t count) override { told = " left out " + std::to_string(count); }
 
@@ -285,6 +288,9 @@ TEST(Switchboard, PushesToPhonesThatAreNotLooking) {
   limits.subscriptionsPerMac = 3;
   limits.pushes = {0.1, 4};
   Stage(limits, true).plays("alerts are pushed");
+  Stage(limits, true).plays("subscriptions come and go");
+  limits.idleTime = std::chrono::years(1);
+  Stage(limits, true).plays("a subscription that nobody uses is forgotten while its Mac stays");
   // However many a phone names, so many are kept and none is forgotten for them.
   Stage stage;
   stage.does("pushing");
