@@ -95,12 +95,19 @@ Item* itemWith(std::vector<Item>& items, const Key& key, Projection projection) 
   return place == items.end() ? nullptr : &*place;
 }
 
-void insert(Record& record, KeptAlert alert) {
-  record.lastNumber = std::max(record.lastNumber, alert.number);
-  const auto place = std::ranges::lower_bound(record.alerts, alert.number, {}, &KeptAlert::number);
-  if (place == record.alerts.end() || place->number != alert.number) {
+/// Whether it was not there yet. A Mac that has not heard that an alert is safe says it again, to
+/// another relay too, which gives it another number.
+bool insert(Record& record, KeptAlert alert) {
+  const bool isNew = std::ranges::none_of(record.alerts, [&alert](const KeptAlert& each) {
+    return each.number == alert.number || each.envelope->text() == alert.envelope->text();
+  });
+  if (isNew) {
+    record.lastNumber = std::max(record.lastNumber, alert.number);
+    const auto place =
+        std::ranges::lower_bound(record.alerts, alert.number, {}, &KeptAlert::number);
     record.alerts.insert(place, std::move(alert));
   }
+  return isNew;
 }
 
 void insert(Record& record, Subscription subscription, const Limits& limits) {
@@ -286,12 +293,12 @@ void JetStreamStore::found(Works::iterator work, const UntypedValue& answer,
     isUsed = isUsed || std::holds_alternative<Find>(question.asks);
     isChanged = apply(question, stored) || isChanged;
   }
-  const bool isLongUnused =
-      isUsed && !isChanged && stored && stored->usedAt <= unixNow() - secondsOf(day);
-  if (isLongUnused) {
-    // Afterwards, so that nobody waits for it.
-    work->second.waiting.insert(work->second.waiting.begin(), {Use(), clock->now(), 0});
+  if (!isChanged && isUsed && stored && stored->usedAt <= unixNow() - secondsOf(day)) {
+    // Nobody waits for this.
+    answer(work->second);
+    work->second.underWay.push_back({Use(), clock->now(), 0});
     ++questions;
+    isChanged = true;
   }
   if (!isChanged) {
     finish(work);
@@ -342,8 +349,8 @@ void JetStreamStore::fail(Works::iterator work) {
   finish(work);
 }
 
-void JetStreamStore::finish(Works::iterator work) {
-  for (Question& question : work->second.underWay) {
+void JetStreamStore::answer(Work& work) {
+  for (Question& question : work.underWay) {
     --questions;
     waitingBytes -= question.bytes;
     const double seconds = std::chrono::duration<double>(clock->now() - question.asked).count();
@@ -358,7 +365,11 @@ void JetStreamStore::finish(Works::iterator work) {
       due.push_back(std::move(question.answer));
     }
   }
-  work->second.underWay.clear();
+  work.underWay.clear();
+}
+
+void JetStreamStore::finish(Works::iterator work) {
+  answer(work->second);
   if (!work->second.waiting.empty() && isOpen()) {
     begin(work);
   } else if (work->second.waiting.empty()) {
@@ -435,9 +446,7 @@ bool JetStreamStore::apply(Question& question, std::optional<StoredRecord>& stor
       [&](const Keep& keep) {
         const bool isOwner = isOwned(stored, keep.owner, isChanged);
         if (isOwner) {
-          isChanged = isChanged || itemWith(stored->record.alerts, keep.alert.number,
-                                            &KeptAlert::number) == nullptr;
-          insert(stored->record, keep.alert);
+          isChanged = insert(stored->record, keep.alert) || isChanged;
           stored->record.trim(limits, unixNow());
         }
         answering(keep.then, isOwner);

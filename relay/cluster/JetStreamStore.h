@@ -150,6 +150,7 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
   void again(Works::iterator work, const std::string& why);
   void fail(Works::iterator work);
   void failAll();
+  void answer(Work& work);
   void finish(Works::iterator work);
   void looked(const UntypedValue& answer, const Failure& failure);
   void made(const Failure& failure);

@@ -240,7 +240,7 @@ void NATSConnection::connect() {
     natsConnection* made = nullptr;
     require(natsConnection_Connect(&made, options.get()));
     connection.reset(made);
-    if (!natsConnection_HasHeaderSupport(made)) {
+    if (natsConnection_HasHeaderSupport(made) != NATS_OK) {
       connection.reset();
       throw std::runtime_error("the engine is too old: it knows no headers");
     }
