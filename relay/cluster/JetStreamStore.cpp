@@ -295,7 +295,7 @@ void JetStreamStore::found(Works::iterator work, const UntypedValue& answer,
   }
   if (!isChanged && isUsed && stored && stored->usedAt <= unixNow() - secondsOf(day)) {
     // Nobody waits for this.
-    answer(work->second);
+    settle(work->second);
     work->second.underWay.push_back({Use(), clock->now(), 0});
     ++questions;
     isChanged = true;
@@ -349,7 +349,7 @@ void JetStreamStore::fail(Works::iterator work) {
   finish(work);
 }
 
-void JetStreamStore::answer(Work& work) {
+void JetStreamStore::settle(Work& work) {
   for (Question& question : work.underWay) {
     --questions;
     waitingBytes -= question.bytes;
@@ -369,7 +369,7 @@ void JetStreamStore::answer(Work& work) {
 }
 
 void JetStreamStore::finish(Works::iterator work) {
-  answer(work->second);
+  settle(work->second);
   if (!work->second.waiting.empty() && isOpen()) {
     begin(work);
   } else if (work->second.waiting.empty()) {
@@ -395,10 +395,9 @@ void JetStreamStore::answerUnavailable(const Question& question, const Work& wor
   const auto answer = Overloaded{
       [&](const Find& find) {
         // It could be read, and only others' changes not be written.
-        due.push_back([then = find.then, found = work.wasRead ? asFound(work.before)
-                                                              : Found(StoreUnavailable())] {
-          then(found);
-        });
+        due.push_back([then = find.then, found = work.wasRead
+                                                     ? asFound(work.before)
+                                                     : Found(StoreUnavailable())] { then(found); });
       },
       [&](const Claim& claim) { due.push_back([then = claim.then] { then(std::nullopt); }); },
       [&](const Keep& keep) { due.push_back([then = keep.then] { then(false); }); },
@@ -415,9 +414,8 @@ Found JetStreamStore::asFound(const std::optional<StoredRecord>& stored) const {
   }
   Record record = stored->record;
   // Numbers that another relay has given and could not keep do not come again.
-  record.lastNumber =
-      std::min(std::max(record.lastNumber + numberGap, firstNumber(unixNow()) - 1),
-               firstNumber(INT64_MAX));
+  record.lastNumber = std::min(std::max(record.lastNumber + numberGap, firstNumber(unixNow()) - 1),
+                               firstNumber(INT64_MAX));
   return record;
 }
 
@@ -476,8 +474,8 @@ bool JetStreamStore::apply(Question& question, std::optional<StoredRecord>& stor
       },
       [&](const Unsubscribing& leaving) {
         isChanged = stored && std::erase_if(stored->record.subscriptions, [&](const auto& each) {
-                      return each.endpoint == leaving.endpoint;
-                    }) > 0;
+                                return each.endpoint == leaving.endpoint;
+                              }) > 0;
       },
       [&](const Use&) { isChanged = stored.has_value(); },
       [&](const Copying& copying) {
@@ -496,7 +494,7 @@ bool JetStreamStore::apply(Question& question, std::optional<StoredRecord>& stor
           stored->record.trim(limits, unixNow());
           isChanged = isChanged || stored->text() != was;
         }
-        answering(copying.then, isOwner    ? Copied::isThere
+        answering(copying.then, isOwner   ? Copied::isThere
                                 : !stored ? Copied::failed
                                           : Copied::hasOtherOwner);
       }};
@@ -547,8 +545,7 @@ void JetStreamStore::received(std::string_view subject, std::string_view data, b
     const Request request = asked->second;
     requests.erase(asked);
     const auto work = works.find(request.identifier);
-    const bool isWork =
-        request.kind == Request::Kind::read || request.kind == Request::Kind::write;
+    const bool isWork = request.kind == Request::Kind::read || request.kind == Request::Kind::write;
     if (isWork && work == works.end()) {
       return;
     }

@@ -102,8 +102,8 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
     StoredRecord record;
     std::function<void(Copied)> then;
   };
-  using Asks = std::variant<Find, Claim, Keep, Revoke, Taken, Subscribing, Unsubscribing, Use,
-                            Copying>;
+  using Asks =
+      std::variant<Find, Claim, Keep, Revoke, Taken, Subscribing, Unsubscribing, Use, Copying>;
   struct Question {
     Asks asks;
     Instant asked;
@@ -150,7 +150,7 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
   void again(Works::iterator work, const std::string& why);
   void fail(Works::iterator work);
   void failAll();
-  void answer(Work& work);
+  void settle(Work& work);
   void finish(Works::iterator work);
   void looked(const UntypedValue& answer, const Failure& failure);
   void made(const Failure& failure);

@@ -50,8 +50,8 @@ struct Addresses {
     const bool isAddress =
         parsed && (parsed->scheme() == "nats" || parsed->scheme() == "tls") &&
         !parsed->encoded_host().empty() && (!parsed->has_port() || parsed->port_number() != 0) &&
-        (parsed->encoded_path().empty() || parsed->encoded_path() == "/") &&
-        !parsed->has_query() && !parsed->has_fragment() && (isFirst || !parsed->has_userinfo());
+        (parsed->encoded_path().empty() || parsed->encoded_path() == "/") && !parsed->has_query() &&
+        !parsed->has_fragment() && (isFirst || !parsed->has_userinfo());
     if (!isAddress) {
       throw std::runtime_error(
           "--cluster: neither nats://HOST:PORT nor tls://HOST:PORT, with USER:PASSWORD@ at the "
@@ -222,9 +222,9 @@ void NATSConnection::run() {
       } else {
         connect();
       }
-      next = std::chrono::steady_clock::now() +
-             (connection ? std::chrono::milliseconds(tickInterval)
-                         : std::chrono::milliseconds(retryInterval));
+      next = std::chrono::steady_clock::now() + (connection
+                                                     ? std::chrono::milliseconds(tickInterval)
+                                                     : std::chrono::milliseconds(retryInterval));
     }
   }
   // What has been sent before the end is on its way.
@@ -300,9 +300,8 @@ void NATSConnection::publish(const Message& message) {
     return;
   }
   const NATSMessage owned(made);
-  if (message.after &&
-      natsMsgHeader_Set(made, "Nats-Expected-Last-Subject-Sequence",
-                        std::to_string(*message.after).c_str()) != NATS_OK) {
+  if (message.after && natsMsgHeader_Set(made, "Nats-Expected-Last-Subject-Sequence",
+                                         std::to_string(*message.after).c_str()) != NATS_OK) {
     return;
   }
   // A failure is the connection's, which is noticed soon.

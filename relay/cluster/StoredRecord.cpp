@@ -94,8 +94,8 @@ std::optional<StoredRecord> StoredRecord::in(std::string_view text, const Limits
       !readTime(object, "used", usedAt)) {
     return std::nullopt;
   }
-  Record record{.owner = TokenHash::from(owner), .lastNumber = lastNumber,
-                .takenNumber = takenNumber};
+  Record record{
+      .owner = TokenHash::from(owner), .lastNumber = lastNumber, .takenNumber = takenNumber};
   record.alerts = itemsIn<KeptAlert>(object, "alerts", limits, alertIn);
   std::ranges::sort(record.alerts, {}, &KeptAlert::number);
   record.subscriptions = itemsIn<Subscription>(object, "subscriptions", limits, subscriptionIn);

@@ -40,8 +40,7 @@ struct Engine final : Place {
 };
 
 /// What every store that outlives the process does.
-class RecordStoreTest : public StoreTest,
-                        public testing::WithParamInterface<std::string> {
+class RecordStoreTest : public StoreTest, public testing::WithParamInterface<std::string> {
  protected:
   void SetUp() override {
     if (GetParam() == "JetStream" && test::NATSServer::program().empty()) {

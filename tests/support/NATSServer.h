@@ -26,8 +26,8 @@ namespace orvik::test {
 class NATSServer {
  public:
   static std::filesystem::path program() {
-    for (const char* const path : {"/usr/sbin/nats-server", "/usr/local/bin/nats-server",
-                                   "/opt/homebrew/bin/nats-server"}) {
+    for (const char* const path :
+         {"/usr/sbin/nats-server", "/usr/local/bin/nats-server", "/opt/homebrew/bin/nats-server"}) {
       if (std::filesystem::exists(path)) {
         return path;
       }
@@ -87,8 +87,7 @@ class NATSServer {
 
  private:
   void awaitPort() {
-    const auto file =
-        folder.path / ("nats-server_" + std::to_string(process) + ".ports");
+    const auto file = folder.path / ("nats-server_" + std::to_string(process) + ".ports");
     for (int i = 0; i < 2000; ++i) {
       std::ifstream stream(file);
       const std::string said((std::istreambuf_iterator<char>(stream)), {});
