@@ -12,7 +12,10 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # GCC 12 reports freed or uninitialised coroutine frames that are neither, and overlaps in joined
   # strings that cannot be.
   target_compile_options(orvik_options INTERFACE
-    -Wno-maybe-uninitialized -Wno-use-after-free -Wno-mismatched-new-delete -Wno-restrict)
+    -Wno-maybe-uninitialized -Wno-use-after-free -Wno-mismatched-new-delete -Wno-restrict
+    # What several files that are compiled as one keep to themselves looks to it as if headers gave it
+    # away.
+    $<$<BOOL:${CMAKE_UNITY_BUILD}>:-Wno-subobject-linkage>)
 endif()
 
 if(ORVIK_SANITIZERS)
@@ -28,15 +31,6 @@ if(ORVIK_SANITIZERS)
   endif()
 else()
   target_compile_definitions(orvik_options INTERFACE $<$<CONFIG:Release,RelWithDebInfo>:_FORTIFY_SOURCE=2>)
-endif()
-
-if(ORVIK_TIDY)
-  find_program(ORVIK_CLANG_TIDY NAMES clang-tidy-16 clang-tidy REQUIRED)
-  # The compiler's own warning options mean nothing to clang and are not checked here again.
-  set(CMAKE_CXX_CLANG_TIDY ${ORVIK_CLANG_TIDY} -quiet
-    -extra-arg=-Wno-unknown-warning-option -extra-arg=-Wno-everything)
-  # What Qt's tools write there is not ours.
-  file(WRITE ${PROJECT_BINARY_DIR}/.clang-tidy "Checks: '-*,misc-definitions-in-headers'\n")
 endif()
 
 find_program(ORVIK_CCACHE ccache)

@@ -14,7 +14,7 @@ namespace orvik::relay {
 namespace {
 
 using asio::ip::tcp;
-using Endpoint = asio::generic::stream_protocol::endpoint;
+using SocketAddress = asio::generic::stream_protocol::endpoint;
 
 constexpr std::string_view pathMark = "unix:";
 
@@ -44,7 +44,7 @@ std::optional<tcp::endpoint> readTCP(std::string_view text) {
   return tcp::endpoint(address, port);
 }
 
-std::optional<tcp::endpoint> tcpOf(const Endpoint& endpoint) {
+std::optional<tcp::endpoint> tcpOf(const SocketAddress& endpoint) {
   const int family = endpoint.protocol().family();
   if (family != AF_INET && family != AF_INET6) {
     return std::nullopt;
@@ -89,12 +89,12 @@ std::uint16_t ListenAddress::port() const {
   return tcpEndpoint ? tcpEndpoint->port() : std::uint16_t{0};
 }
 
-std::optional<asio::ip::address> addressOf(const Endpoint& endpoint) {
+std::optional<asio::ip::address> addressOf(const SocketAddress& endpoint) {
   const auto tcpEndpoint = tcpOf(endpoint);
   return tcpEndpoint ? std::optional(tcpEndpoint->address()) : std::nullopt;
 }
 
-ListenAddress withPortOf(const Endpoint& endpoint, const ListenAddress& address) {
+ListenAddress withPortOf(const SocketAddress& endpoint, const ListenAddress& address) {
   const auto tcpEndpoint = tcpOf(endpoint);
   return tcpEndpoint ? ListenAddress{*tcpEndpoint, textOf(*tcpEndpoint)} : address;
 }

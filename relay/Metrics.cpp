@@ -58,7 +58,10 @@ std::string metricsText(const StoreState& store) {
   appendTimes(out, "store_answer_seconds", R"(operation="find")", store.find);
   appendTimes(out, "store_answer_seconds", R"(operation="claim")", store.claim);
   appendTimes(out, "store_answer_seconds", R"(operation="keep")", store.keep);
-  append(out, "subscriptions", "Phones that alerts are pushed to.", "gauge", store.subscriptions);
+  if (store.subscriptions) {
+    append(out, "subscriptions", "Phones that alerts are pushed to.", "gauge",
+           *store.subscriptions);
+  }
   return out;
 }
 

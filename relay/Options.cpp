@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdlib>
@@ -121,6 +122,35 @@ const std::array rows{
         .words = "PEM file of the authorities that push services are checked by (default: the "
                  "system's)",
         .needs = "--push-subject"},
+    Row{"--cluster", &Options::cluster,
+        "NATS servers with JetStream that several relays share, in place of --store: "
+        "nats://HOST:PORT or tls://HOST:PORT, more of them behind commas, with USER:PASSWORD@ "
+        "before the first host"},
+    Row{.name = "--cluster-credentials",
+        .field = &Options::clusterCredentials,
+        .words = "File with credentials for them, as NATS's tools write it",
+        .needs = "--cluster"},
+    Row{.name = "--cluster-trust",
+        .field = &Options::clusterTrust,
+        .words = "PEM file of the authorities that they are checked by, over TLS (default: the "
+                 "system's)",
+        .needs = "--cluster"},
+    Row{"--cluster-name", &Options::clusterName,
+        "What the relay calls its stream there, and what its subjects begin with: the same for "
+        "all relays that belong together"},
+    Row{"--cluster-replicas",
+        &Options::clusterReplicas,
+        "On how many of the servers everything is kept, when the stream is made",
+        {1, 5}},
+    Row{"--cluster-storage",
+        &Options::clusterStorage,
+        "MiB that the stream may take, when it is made; 0 stands for what the servers give",
+        {0, 1e7}},
+    Row{.name = "--copy-to-cluster",
+        .field = &Options::copyToCluster,
+        .words = "Copy owners, alerts and subscriptions from this file of --store, while no relay "
+                 "uses it, and end; what others own there stays theirs",
+        .needs = "--cluster"},
     Row{"--check", &Options::check, "Look at the options and at what they name, and end"},
     Row{"--verbose", &Options::verbose, "Log how each connection ends, with its address"},
 };
@@ -222,6 +252,23 @@ fs::path Options::stateFolder() const {
     return fs::path(home) / ".local" / "state" / "orvik-relay";
   }
   throw std::runtime_error("there is no home folder: say --state");
+}
+
+JetStreamStore::Settings Options::clusterSettings() const {
+  const bool isName = !clusterName.empty() && clusterName.size() <= 64 &&
+                      std::ranges::all_of(clusterName, [](char c) {
+                        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+                               (c >= '0' && c <= '9') || c == '-' || c == '_';
+                      });
+  if (!isName) {
+    throw std::runtime_error("--cluster-name: letters, digits, - and _, 64 at most");
+  }
+  JetStreamStore::Settings settings{{cluster, clusterCredentials, clusterTrust},
+                                    clusterName,
+                                    static_cast<std::int64_t>(clusterReplicas),
+                                    static_cast<std::int64_t>(clusterStorage * Limits::mebibyte)};
+  settings.connection.check();
+  return settings;
 }
 
 Clock::Duration Options::drainTime() const {

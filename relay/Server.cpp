@@ -60,11 +60,12 @@ Server::Server(const Limits& limits, std::shared_ptr<Clock> clock,
            metricsText(shared.pusher == nullptr ? PushState() : shared.pusher->state());
   };
   shared.notReady = [this] {
-    const StoreState::Health health = shared.store->state().health;
+    const StoreState records = shared.store->state();
     return stopping ? std::optional<std::string>("shutting down")
-           : health != StoreState::Health::available
-               ? std::optional("the store: " + std::string(text(health)))
-               : std::nullopt;
+           : records.isAvailable()
+               ? std::nullopt
+               : std::optional("the store: " + std::string(text(records.health)) +
+                               (records.why.empty() ? "" : " (" + records.why + ")"));
   };
 }
 

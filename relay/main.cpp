@@ -25,11 +25,14 @@ using relay::Priority;
 std::unique_ptr<relay::RecordStore> storeFor(const relay::Options& options,
                                              const relay::Limits& limits,
                                              const std::shared_ptr<Clock>& clock) {
+  const auto log = [](const std::string& line) { relay::log(Priority::warning, line); };
+  if (!options.cluster.empty()) {
+    return std::make_unique<relay::JetStreamStore>(options.clusterSettings(), limits, clock, log);
+  }
   const auto file = options.storeFile();
   if (!file) {
     return std::make_unique<relay::MemoryStore>(limits, clock);
   }
-  const auto log = [](const std::string& line) { relay::log(Priority::warning, line); };
   return std::make_unique<relay::SQLiteStore>(*file, limits, clock, log);
 }
 
@@ -214,7 +217,11 @@ void check(const relay::Options& options, const relay::MachineLimits& machine) {
   if (!options.pushSubject.empty()) {
     pushSettings(options).check();
   }
-  static_cast<void>(options.storeFile());
+  if (!options.cluster.empty()) {
+    static_cast<void>(options.clusterSettings());
+  } else {
+    static_cast<void>(options.storeFile());
+  }
   std::printf("orvik-relay: the options are good; %zu event loops, %zu connections at most\n",
               limits.threads, limits.connections);
 }

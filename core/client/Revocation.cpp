@@ -17,7 +17,7 @@ using Link = std::shared_ptr<PersistentConnection::Link>;
 
 /// Longer than a relay takes to store it; one that is older says nothing.
 constexpr std::chrono::seconds answerLimit{10};
-constexpr std::chrono::seconds pingPause{60};
+constexpr std::chrono::seconds revocationPingPause{60};
 
 asio::awaitable<void> awaitAcceptance(Link link) {
   while (!link->isAccepted) {
@@ -43,7 +43,7 @@ Revocation::Revocation(const asio::any_io_executor& executor, std::shared_ptr<Cl
       pairing(std::move(retired)),
       done(std::move(done)),
       connection(appendingPath(relay, "v1/mac/" + base64URL(pairing.macId())), std::move(session),
-                 clock, pingPause, *this) {}
+                 clock, revocationPingPause, *this) {}
 
 void Revocation::start() {
   asio::co_spawn(executor, run(), [self = shared_from_this()](const std::exception_ptr& failure) {

@@ -13,7 +13,7 @@ namespace orvik {
 namespace {
 
 /// The local time of day as the user's locale writes its digits.
-std::string clockText(Clock::UnixTime now) {
+std::string localClockText(Clock::UnixTime now) {
   const icu::UnicodeString pattern = u"HH:mm:ss";
   UErrorCode status = U_ZERO_ERROR;
   const icu::LocalUDateFormatPointer format(udat_open(UDAT_PATTERN, UDAT_PATTERN, nullptr, nullptr,
@@ -44,7 +44,7 @@ std::string BasicSampleSource::text(Clock::UnixTime now, const MachineLoad& load
   for (const double average : load.loadAverages) {
     averages.emplace_back(std::round(average * 100) / 100);
   }
-  return JSONValue(JSONObject{{"ts", clockText(now)},
+  return JSONValue(JSONObject{{"ts", localClockText(now)},
                               {"epoch", epochSeconds(now)},
                               {"epoch_ms", epochMilliseconds(now)},
                               {"load", std::move(averages)},

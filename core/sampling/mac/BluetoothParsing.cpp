@@ -115,7 +115,7 @@ std::optional<std::int64_t> level(const UntypedValue& properties,
   return std::nullopt;
 }
 
-JSONObject described(const std::string& name, const UntypedValue& properties) {
+JSONObject describedDevice(const std::string& name, const UntypedValue& properties) {
   const auto battery = level(
       properties, {"device_batteryLevelMain", "device_batteryLevel", "device_batteryPercent"});
   JSONObject device{{"name", name}, {"kind", kindOf(properties)}, {"battery", orNull(battery)}};
@@ -157,7 +157,7 @@ void addDevices(const UntypedValue::List& list, IsConnected isConnected,
     for (const auto& [name, properties] : *named) {
       const bool isDevice = properties.get<UntypedValue::Map>() != nullptr;
       if (isDevice && !trimmed(name).empty() && isConnected(properties)) {
-        devices.push_back({lowercased(name), described(name, properties)});
+        devices.push_back({lowercased(name), describedDevice(name, properties)});
       }
     }
   }

@@ -103,7 +103,7 @@ bool isBuiltIn(const UntypedValue& display) {
              .starts_with("spdisplays_built-in");
 }
 
-std::optional<JSONValue> described(const UntypedValue& display) {
+std::optional<JSONValue> describedDisplay(const UntypedValue& display) {
   std::optional<Size> mode;
   std::optional<double> rate;
   for (const char* key : {"_spdisplays_resolution", "spdisplays_resolution"}) {
@@ -131,7 +131,7 @@ JSONValue displays(const UntypedValue& document) {
   JSONValue::Array found;
   for (const UntypedValue& processor : listMember(document, "SPDisplaysDataType")) {
     for (const UntypedValue& display : listMember(processor, "spdisplays_ndrvs")) {
-      if (auto description = described(display)) {
+      if (auto description = describedDisplay(display)) {
         found.push_back(std::move(*description));
       }
     }

@@ -22,7 +22,7 @@ namespace orvik {
 
 namespace {
 
-constexpr std::chrono::milliseconds politeWait{500};
+constexpr std::chrono::milliseconds terminationWait{500};
 constexpr std::size_t chunkSize = std::size_t{64} << 10;
 
 /// How long to wait for a command, on a clock that stands still with the command while the machine
@@ -103,7 +103,7 @@ std::string runInterruptible(const std::string& path, const std::vector<std::str
     return isValidUTF8(*bytes) ? std::move(*bytes) : repairedUTF8(*bytes);
   }
   child->terminate();
-  static_cast<void>(Deadline(politeWait, -1).waitFor(child->ended()));
+  static_cast<void>(Deadline(terminationWait, -1).waitFor(child->ended()));
   return "";
 }
 

@@ -56,7 +56,7 @@ std::optional<std::string> speedLabel(const UntypedValue& device) {
   return std::string(usbSpeeds[static_cast<std::size_t>(*code)]);
 }
 
-USBDevice described(const UntypedValue& entry) {
+USBDevice describedDevice(const UntypedValue& entry) {
   USBDevice device;
   for (const char* key : {"IORegistryEntryName", "kUSBProductString"}) {
     device.name = propertyText(entry, key);
@@ -111,7 +111,7 @@ std::vector<USBDevice> usbDevices(std::string_view text) {
   walk(roots, [&](const UntypedValue& entry) {
     if (isDevice(entry) && integerMember(entry, "bDeviceClass") != hubClass &&
         seen.insert(integerMember(entry, "locationID")).second) {
-      devices.push_back(described(entry));
+      devices.push_back(describedDevice(entry));
     }
     return true;
   });

@@ -61,7 +61,7 @@ struct Candidate {
   }
 };
 
-std::optional<Volume> described(const UntypedValue& entry) {
+std::optional<Volume> describedVolume(const UntypedValue& entry) {
   auto name = textMember(entry, "_name");
   const auto size = integerMember(entry, "size_in_bytes");
   const auto free = integerMember(entry, "free_space_in_bytes");
@@ -110,7 +110,7 @@ std::vector<Volume> volumes(const UntypedValue& storage,
   std::vector<Candidate> candidates;
   for (const UntypedValue& entry :
        entries == nullptr ? listMember(storage, "SPStorageDataType") : *entries) {
-    auto volume = browsable(entry) ? described(entry) : std::nullopt;
+    auto volume = browsable(entry) ? describedVolume(entry) : std::nullopt;
     if (!volume || candidates.size() == mostVolumes) {
       continue;
     }
