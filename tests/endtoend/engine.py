@@ -10,6 +10,7 @@ import socket
 import socketserver
 import subprocess
 import threading
+import time
 import urllib.request
 
 from programs import TIMEOUT, check, path, running
@@ -212,9 +213,12 @@ class OldNode(socketserver.BaseRequestHandler):
     """A node from before there was anything to keep messages."""
 
     def handle(self):
-        self.request.sendall(b'INFO {"server_id":"old","version":"1.4.1","max_payload":1048576}\r\n')
-        while data := self.request.recv(65536):
-            self.request.sendall(b"PONG\r\n" * data.count(b"PING\r\n"))
+        self.request.sendall(b'INFO {"server_id":"old","version":"2.1.9","proto":1,"max_payload":1048576}\r\n')
+        try:
+            while data := self.request.recv(65536):
+                self.request.sendall(b"PONG\r\n" * data.count(b"PING\r\n"))
+        except ConnectionError:
+            pass
 
 
 def old():
@@ -253,8 +257,10 @@ class Stranger:
 
     def message(self):
         """Subject and data of the next message."""
+        deadline = time.monotonic() + TIMEOUT
         line = self.line()
         while not line.startswith((b"MSG", b"HMSG")):
+            check(time.monotonic() < deadline, "a message comes")
             if line == b"PING":
                 self.socket.sendall(b"PONG\r\n")
             line = self.line()
