@@ -200,7 +200,7 @@ class Phone(Side):
         self.recent = collections.deque(maxlen=20)
         self.shown = collections.Counter()
         self.again, self.sees_mac = 0, None
-        self.lives = set()
+        self.lives, self.is_subscribed = set(), False
         self.subscription = Subscription(world.service.url(f"ok/{pairing.number}-{int(is_active)}"))
 
     def members(self):
@@ -231,6 +231,8 @@ class Phone(Side):
             else:
                 self.recent.append(alert)
                 self.shown[alert] += 1
+        elif "subscribed" in said:
+            self.is_subscribed = True
         elif said.get("t") == "s":
             self.lives.add(said["n"])
 
@@ -251,7 +253,7 @@ class World:
         self.service = PushService(os.path.join(fixtures, "localhost.pem"),
                                    os.path.join(fixtures, "localhost.key.pem"))
         self.network = Network()
-        self.engine = Engine(self.network)
+        self.engine = Engine(self.network, "64MB")
         self.wait("the engine is ready", self.engine.is_ready, pause=0.1)
         self.relays = []
         for number in range(RELAYS):
@@ -586,6 +588,8 @@ def test():
     world = World()
     began = time.monotonic()
     world.all_home()
+    world.until("all phones are subscribed", lambda: all(
+        phone.is_subscribed for pairing in world.pairings for phone in pairing.phones))
     live_everywhere(world)
     world.is_raising = True
     faults = [relay_killed, node_killed, lambda world: relay_cut_off(world, "silence")]
