@@ -49,7 +49,7 @@ class Relay:
             "--state", path(f"state{number}"), "--metrics", f"127.0.0.1:{self.metrics}",
             "--cluster", address(*(link.port for link in self.links)), "--push-subject", "mailto:a@orvik.example",
             "--push-service", f"localhost:{service.server_port}",
-            "--push-trust", os.path.join(fixtures, "localhost.pem")]
+            "--cluster-storage", "8", "--push-trust", os.path.join(fixtures, "localhost.pem")]
         self.start()
 
     def start(self):
@@ -253,7 +253,7 @@ class World:
         self.service = PushService(os.path.join(fixtures, "localhost.pem"),
                                    os.path.join(fixtures, "localhost.key.pem"))
         self.network = Network()
-        self.engine = Engine(self.network, "64MB")
+        self.engine = Engine(self.network)
         self.wait("the engine is ready", self.engine.is_ready, pause=0.1)
         self.relays = []
         for number in range(RELAYS):
@@ -494,18 +494,17 @@ def strangers(world):
 def full(world):
     """The engine has no room: nothing new is called safe, and what is live goes on."""
     stranger = Stranger(world.engine.nodes[0].port)
+    filling = []
 
     def begin():
-        made = stranger.ask("$JS.API.STREAM.CREATE.filler", {
-            "name": "filler", "subjects": ["filler"], "num_replicas": 3, "storage": "file", "max_msgs": -1,
-            "max_bytes": -1, "discard": "new", "retention": "limits"})
-        check("error" not in made, f"{made}")
-        answer = {}
-        while "error" not in answer:
-            stranger.socket.sendall(b"SUB inbox.stranger 2\r\n")
-            stranger.publish("filler", bytes(900000), "inbox.stranger")
-            answer = json.loads(stranger.message()[1])
-            world.step()
+        for size in (100_000, 10_000, 1_000, 100):
+            answer = {}
+            while "error" not in answer:
+                filling.append(f"orvik.record.filler{len(filling)}")
+                stranger.socket.sendall(b"SUB inbox.stranger 2\r\n")
+                stranger.publish(filling[-1], bytes(size), "inbox.stranger")
+                answer = json.loads(stranger.message()[1])
+                world.step()
 
     def during():
         world.until("/readyz says why", lambda: any(relay.readiness()[0] == 503 for relay in world.relays))
@@ -516,7 +515,10 @@ def full(world):
               "nothing is called safe that is not")
 
     def end():
-        stranger.ask("$JS.API.STREAM.DELETE.filler", None)
+        for subject in filling:
+            stranger.ask("$JS.API.STREAM.PURGE.orvik", {"filter": subject})
+            world.step()
+        world.until("the relays are ready again", lambda: all(relay.is_ready() for relay in world.relays))
 
     world.fault("the engine's storage full", begin, during, end)
 
