@@ -133,6 +133,8 @@ struct Limits {
   /// What waits for the file: a question of each of as many clients as a machine holds.
   std::size_t storeQueue = 65'536;
   std::size_t storeQueueBytes = 64 * mebibyte;
+  /// What waits for the engine that several relays share, and of its messages for an event loop.
+  std::size_t neighbourQueueBytes = 32 * mebibyte;
   /// Before it is asked again to keep what it could not.
   Clock::Duration keepRetry = std::chrono::seconds(10);
   /// Identifiers that somebody is connected to count as used so often: twice within a day, after

@@ -3,6 +3,7 @@
 #include <boost/url/parse.hpp>
 #include <boost/url/url_view.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -175,8 +176,8 @@ bool NATSConnection::enqueue(Command command) {
     const std::lock_guard guard(mutex);
     // Whoever is subscribed to is bounded by others; what is sent is not.
     const bool isBounded = command.kind == Command::Kind::send;
-    if (!told.isConnected || (isBounded && waitingBytes + bytes > mostBytes)) {
-      told.refused += isBounded ? 1 : 0;
+    if (isBounded && (!told.isConnected || waitingBytes + bytes > mostBytes)) {
+      ++told.refused;
       return false;
     }
     isFirst = waiting.empty();
@@ -248,6 +249,9 @@ void NATSConnection::connect() {
       const std::lock_guard guard(mutex);
       told.isConnected = true;
     }
+    for (auto& [subject, subscription] : subscriptions) {
+      subscribe(subject, subscription);
+    }
     receiver.connected();
   } catch (const std::runtime_error& error) {
     receiver.lost(error.what());
@@ -262,30 +266,40 @@ void NATSConnection::disconnect() {
     const std::lock_guard guard(mutex);
     told.isConnected = false;
     ++told.lost;
-    waiting.clear();
-    waitingBytes = 0;
+    std::erase_if(waiting,
+                  [](const Command& each) { return each.kind == Command::Kind::send; });
   }
   natsConnection_Close(connection.get());
-  subscriptions.clear();
+  for (auto& [subject, subscription] : subscriptions) {
+    subscription.reset();
+  }
   std::unique_lock guard(mutex);
   changed.wait(guard, [this] { return live == 0; });
   guard.unlock();
   connection.reset();
 }
 
+std::size_t NATSConnection::longestMessage() const {
+  const std::int64_t most = connection ? natsConnection_GetMaxPayload(connection.get()) : 0;
+  return static_cast<std::size_t>(std::max<std::int64_t>(most, 0));
+}
+
 bool NATSConnection::isLost() const { return natsConnection_IsClosed(connection.get()); }
 
 void NATSConnection::execute(const Command& command) {
-  if (!connection) {
-    return;
-  }
   switch (command.kind) {
     case Command::Kind::send:
-      publish(command.message);
+      if (connection) {
+        publish(command.message);
+      }
       break;
-    case Command::Kind::join:
-      subscribe(command.message.subject);
+    case Command::Kind::join: {
+      const auto [place, isNew] = subscriptions.try_emplace(command.message.subject);
+      if (isNew && connection) {
+        subscribe(place->first, place->second);
+      }
       break;
+    }
     case Command::Kind::leave:
       subscriptions.erase(command.message.subject);
       break;
@@ -312,11 +326,10 @@ void NATSConnection::publish(const Message& message) {
   }
 }
 
-void NATSConnection::subscribe(const std::string& subject) {
+void NATSConnection::subscribe(const std::string& subject, Subscription& to) {
   natsSubscription* made = nullptr;
-  if (subscriptions.contains(subject) ||
-      natsConnection_Subscribe(&made, connection.get(), subject.c_str(), receive, this) !=
-          NATS_OK) {
+  if (natsConnection_Subscribe(&made, connection.get(), subject.c_str(), receive, this) !=
+      NATS_OK) {
     return;
   }
   {
@@ -327,7 +340,7 @@ void NATSConnection::subscribe(const std::string& subject) {
     // The connection is gone already, and no message can come.
     completed(this);
   }
-  subscriptions.emplace(subject, made);
+  to.reset(made);
 }
 
 void NATSConnection::completed(void* self) {
