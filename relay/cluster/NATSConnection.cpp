@@ -4,6 +4,7 @@
 #include <boost/url/url_view.hpp>
 
 #include <algorithm>
+#include <charconv>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -29,6 +30,14 @@ constexpr int unansweredPings = 2;
 using Options = CHandle<natsOptions, natsOptions_Destroy>;
 using NATSMessage = CHandle<natsMsg, natsMsg_Destroy>;
 
+bool isPort(const boost::urls::url_view& url) {
+  const std::string_view digits = url.port();
+  std::uint16_t port = 0;
+  const auto read = std::from_chars(digits.data(), digits.data() + digits.size(), port);
+  return !url.has_port() ||
+         (read.ec == std::errc() && read.ptr == digits.data() + digits.size() && port != 0);
+}
+
 /// Where the engine may be, and as whom.
 struct Addresses {
   std::vector<std::string> urls;
@@ -48,11 +57,11 @@ struct Addresses {
  private:
   void add(std::string_view text, bool isFirst) {
     const auto parsed = boost::urls::parse_uri({text.data(), text.size()});
-    const bool isAddress =
-        parsed && (parsed->scheme() == "nats" || parsed->scheme() == "tls") &&
-        !parsed->encoded_host().empty() && (!parsed->has_port() || parsed->port_number() != 0) &&
-        (parsed->encoded_path().empty() || parsed->encoded_path() == "/") && !parsed->has_query() &&
-        !parsed->has_fragment() && (isFirst || !parsed->has_userinfo());
+    const bool isAddress = parsed && (parsed->scheme() == "nats" || parsed->scheme() == "tls") &&
+                           !parsed->encoded_host().empty() && isPort(*parsed) &&
+                           (parsed->encoded_path().empty() || parsed->encoded_path() == "/") &&
+                           !parsed->has_query() && !parsed->has_fragment() &&
+                           (isFirst || !parsed->has_userinfo());
     if (!isAddress) {
       throw std::runtime_error(
           "--cluster: neither nats://HOST:PORT nor tls://HOST:PORT, with USER:PASSWORD@ at the "
@@ -266,8 +275,7 @@ void NATSConnection::disconnect() {
     const std::lock_guard guard(mutex);
     told.isConnected = false;
     ++told.lost;
-    std::erase_if(waiting,
-                  [](const Command& each) { return each.kind == Command::Kind::send; });
+    std::erase_if(waiting, [](const Command& each) { return each.kind == Command::Kind::send; });
   }
   natsConnection_Close(connection.get());
   for (auto& [subject, subscription] : subscriptions) {

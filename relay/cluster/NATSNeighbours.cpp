@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "core/values/Base64.h"
+#include "relay/cluster/RelayMessage.h"
 
 namespace orvik::relay {
 
@@ -13,9 +14,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Between two signs of life, and after which time without any a relay is gone.
-constexpr auto signInterval = 1s;
-constexpr auto silentTime = 4s;
 /// A relay that is heard of again after this is a new one.
 constexpr auto memory = 1h;
 /// Far more than anybody has; a stranger could name any number.
@@ -51,6 +49,7 @@ std::optional<RelayID> signatureIn(std::string_view data) {
 NATSNeighbours::NATSNeighbours(Settings settings, const Limits& limits,
                                std::shared_ptr<Clock> clock, NeighbourListener& listener, Log log)
     : settings(std::move(settings)),
+      limits(limits),
       clock(std::move(clock)),
       listener(listener),
       log(std::move(log)),
@@ -89,7 +88,7 @@ void NATSNeighbours::connected() {
   isConnected = true;
   nextSign = clock->now();
   if (const std::size_t longest = connection.longestMessage();
-      longest < settings.longestMessage + signatureSize && !std::exchange(wasLogged, true)) {
+      longest < RelayMessage::longest + signatureSize && !std::exchange(wasLogged, true)) {
     log("the cluster's servers take messages of " + std::to_string(longest) +
         " bytes at most (max_payload): longer ones do not reach phones at other relays");
   }
@@ -107,8 +106,7 @@ void NATSNeighbours::lost(const std::string& /*why*/) {
 
 void NATSNeighbours::received(std::string_view subject, std::string_view data, bool isUnheard) {
   const auto relay = signatureIn(data);
-  if (isUnheard || !relay || *relay == id ||
-      data.size() > settings.longestMessage + signatureSize) {
+  if (isUnheard || !relay || *relay == id || data.size() > RelayMessage::longest + signatureSize) {
     return;
   }
   std::optional<Identifier> identifier;
@@ -144,10 +142,10 @@ void NATSNeighbours::tick() {
   const Instant now = clock->now();
   if (now >= nextSign) {
     static_cast<void>(connection.send({settings.name + ".relays", signature}));
-    nextSign = now + signInterval;
+    nextSign = now + limits.heartbeatInterval;
   }
   for (auto& [relay, state] : relays) {
-    if (!state.isGone && state.heard <= now - silentTime) {
+    if (!state.isGone && state.heard <= now - limits.neighbourTime) {
       state.isGone = true;
       listener.gone(relay);
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -20,12 +21,10 @@ class NATSNeighbours final : public Neighbours, private NATSConnection::Receiver
   /// Told what an operator has to know, in one line.
   using Log = std::function<void(const std::string&)>;
 
-  /// Messages that are longer are no relay's.
   struct Settings {
     NATSConnection::Settings connection;
     /// What all subjects begin with.
     std::string name = "orvik";
-    std::size_t longestMessage = 0;
   };
   struct State {
     NATSConnection::State connection;
@@ -62,6 +61,7 @@ class NATSNeighbours final : public Neighbours, private NATSConnection::Receiver
   bool noteLife(RelayID relay);
 
   const Settings settings;
+  const Limits& limits;
   const std::shared_ptr<Clock> clock;
   NeighbourListener& listener;
   const Log log;
