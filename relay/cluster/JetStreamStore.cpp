@@ -154,6 +154,7 @@ JetStreamStore::JetStreamStore(Settings settings, const Limits& limits,
   Receiver& receiver = *this;
   connection = std::make_unique<NATSConnection>(this->settings.connection,
                                                 2 * limits.storeQueueBytes, receiver);
+  connection->join(inbox + "*");
   connection->start();
 }
 
@@ -512,7 +513,6 @@ void JetStreamStore::request(Request::Kind kind, const Identifier& identifier,
 }
 
 void JetStreamStore::connected() {
-  connection->join(inbox + "*");
   const std::lock_guard guard(mutex);
   look();
 }

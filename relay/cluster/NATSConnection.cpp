@@ -3,6 +3,8 @@
 #include <boost/url/parse.hpp>
 #include <boost/url/url_view.hpp>
 
+#include <algorithm>
+#include <charconv>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -28,6 +30,14 @@ constexpr int unansweredPings = 2;
 using Options = CHandle<natsOptions, natsOptions_Destroy>;
 using NATSMessage = CHandle<natsMsg, natsMsg_Destroy>;
 
+bool isPort(const boost::urls::url_view& url) {
+  const std::string_view digits = url.port();
+  std::uint16_t port = 0;
+  const auto read = std::from_chars(digits.data(), digits.data() + digits.size(), port);
+  return !url.has_port() ||
+         (read.ec == std::errc() && read.ptr == digits.data() + digits.size() && port != 0);
+}
+
 /// Where the engine may be, and as whom.
 struct Addresses {
   std::vector<std::string> urls;
@@ -47,11 +57,11 @@ struct Addresses {
  private:
   void add(std::string_view text, bool isFirst) {
     const auto parsed = boost::urls::parse_uri({text.data(), text.size()});
-    const bool isAddress =
-        parsed && (parsed->scheme() == "nats" || parsed->scheme() == "tls") &&
-        !parsed->encoded_host().empty() && (!parsed->has_port() || parsed->port_number() != 0) &&
-        (parsed->encoded_path().empty() || parsed->encoded_path() == "/") && !parsed->has_query() &&
-        !parsed->has_fragment() && (isFirst || !parsed->has_userinfo());
+    const bool isAddress = parsed && (parsed->scheme() == "nats" || parsed->scheme() == "tls") &&
+                           !parsed->encoded_host().empty() && isPort(*parsed) &&
+                           (parsed->encoded_path().empty() || parsed->encoded_path() == "/") &&
+                           !parsed->has_query() && !parsed->has_fragment() &&
+                           (isFirst || !parsed->has_userinfo());
     if (!isAddress) {
       throw std::runtime_error(
           "--cluster: neither nats://HOST:PORT nor tls://HOST:PORT, with USER:PASSWORD@ at the "
@@ -175,8 +185,8 @@ bool NATSConnection::enqueue(Command command) {
     const std::lock_guard guard(mutex);
     // Whoever is subscribed to is bounded by others; what is sent is not.
     const bool isBounded = command.kind == Command::Kind::send;
-    if (!told.isConnected || (isBounded && waitingBytes + bytes > mostBytes)) {
-      told.refused += isBounded ? 1 : 0;
+    if (isBounded && (!told.isConnected || waitingBytes + bytes > mostBytes)) {
+      ++told.refused;
       return false;
     }
     isFirst = waiting.empty();
@@ -248,6 +258,9 @@ void NATSConnection::connect() {
       const std::lock_guard guard(mutex);
       told.isConnected = true;
     }
+    for (auto& [subject, subscription] : subscriptions) {
+      subscribe(subject, subscription);
+    }
     receiver.connected();
   } catch (const std::runtime_error& error) {
     receiver.lost(error.what());
@@ -262,30 +275,39 @@ void NATSConnection::disconnect() {
     const std::lock_guard guard(mutex);
     told.isConnected = false;
     ++told.lost;
-    waiting.clear();
-    waitingBytes = 0;
+    std::erase_if(waiting, [](const Command& each) { return each.kind == Command::Kind::send; });
   }
   natsConnection_Close(connection.get());
-  subscriptions.clear();
+  for (auto& [subject, subscription] : subscriptions) {
+    subscription.reset();
+  }
   std::unique_lock guard(mutex);
   changed.wait(guard, [this] { return live == 0; });
   guard.unlock();
   connection.reset();
 }
 
+std::size_t NATSConnection::longestMessage() const {
+  const std::int64_t most = connection ? natsConnection_GetMaxPayload(connection.get()) : 0;
+  return static_cast<std::size_t>(std::max<std::int64_t>(most, 0));
+}
+
 bool NATSConnection::isLost() const { return natsConnection_IsClosed(connection.get()); }
 
 void NATSConnection::execute(const Command& command) {
-  if (!connection) {
-    return;
-  }
   switch (command.kind) {
     case Command::Kind::send:
-      publish(command.message);
+      if (connection) {
+        publish(command.message);
+      }
       break;
-    case Command::Kind::join:
-      subscribe(command.message.subject);
+    case Command::Kind::join: {
+      const auto [place, isNew] = subscriptions.try_emplace(command.message.subject);
+      if (isNew && connection) {
+        subscribe(place->first, place->second);
+      }
       break;
+    }
     case Command::Kind::leave:
       subscriptions.erase(command.message.subject);
       break;
@@ -312,11 +334,10 @@ void NATSConnection::publish(const Message& message) {
   }
 }
 
-void NATSConnection::subscribe(const std::string& subject) {
+void NATSConnection::subscribe(const std::string& subject, Subscription& to) {
   natsSubscription* made = nullptr;
-  if (subscriptions.contains(subject) ||
-      natsConnection_Subscribe(&made, connection.get(), subject.c_str(), receive, this) !=
-          NATS_OK) {
+  if (natsConnection_Subscribe(&made, connection.get(), subject.c_str(), receive, this) !=
+      NATS_OK) {
     return;
   }
   {
@@ -327,7 +348,7 @@ void NATSConnection::subscribe(const std::string& subject) {
     // The connection is gone already, and no message can come.
     completed(this);
   }
-  subscriptions.emplace(subject, made);
+  to.reset(made);
 }
 
 void NATSConnection::completed(void* self) {

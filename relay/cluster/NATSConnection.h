@@ -49,7 +49,7 @@ class NATSConnection {
    public:
     virtual ~Receiver() = default;
 
-    /// The connection is there, and nothing is subscribed to. On the connection's thread.
+    /// The connection is there, with all that has been joined. On its thread.
     virtual void connected() = 0;
     /// It is gone or could not be had: what has not been answered will not be. On the connection's
     /// thread.
@@ -85,14 +85,17 @@ class NATSConnection {
   /// Sends soon, in order with all else; false when there is no room or no connection. From any
   /// thread, like what follows.
   bool send(Message message);
-  /// Messages on this subject are received from now on, until `leave` or the connection is lost.
-  /// Nothing while there is none.
+  /// Messages on this subject are received from now on while there is a connection, until `leave`.
   void join(std::string subject);
   void leave(std::string subject);
 
   [[nodiscard]] State state() const;
+  /// The longest message that the engine takes, by its own word; 0 while there is no connection.
+  /// On the connection's thread.
+  [[nodiscard]] std::size_t longestMessage() const;
 
  private:
+  using Subscription = CHandle<natsSubscription, natsSubscription_Destroy>;
   struct Command {
     enum class Kind { send, join, leave };
     Kind kind;
@@ -105,7 +108,7 @@ class NATSConnection {
   [[nodiscard]] bool isLost() const;
   void execute(const Command& command);
   void publish(const Message& message);
-  void subscribe(const std::string& subject);
+  void subscribe(const std::string& subject, Subscription& to);
   [[nodiscard]] bool enqueue(Command command);
   static void receive(natsConnection* connection, natsSubscription* subscription, natsMsg* message,
                       void* self);
@@ -128,7 +131,7 @@ class NATSConnection {
 
   /// The thread's alone from here on.
   CHandle<natsConnection, natsConnection_Destroy> connection;
-  using Subscription = CHandle<natsSubscription, natsSubscription_Destroy>;
+  /// By subject; null while there is no connection.
   std::map<std::string, Subscription, std::less<>> subscriptions;
   std::string failure;
   std::thread thread;
