@@ -136,6 +136,7 @@ def single(name="alone", more="", password=PASSWORD):
 listen: "127.0.0.1:{port}"
 http: "127.0.0.1:{monitor}"
 server_name: {name}
+max_payload: 2MB
 authorization {{ user: {USER}, password: {password} }}
 {more}
 """, port, monitor)
@@ -168,6 +169,7 @@ class Engine:
 listen: "127.0.0.1:{ports[number]}"
 http: "127.0.0.1:{monitor}"
 server_name: {name}
+max_payload: 2MB
 ping_interval: "1s"
 ping_max: 2
 accounts {{
