@@ -184,6 +184,7 @@ class Mac(Side):
         # What is sealed is of no interest here: the number stands for kind and time.
         envelope = json.dumps({"c": "x" * 400, "n": f"{self.pairing.number}.{self.raised}", "t": "a", "v": 1})
         self.waiting.append(envelope)
+        self.pairing.envelopes[f"{self.pairing.number}.{self.raised}"] = envelope
         check(len(self.waiting) <= 20, f"a computer keeps 20: {self.world.state()}")
         if self.accepted:
             self.send(envelope)
@@ -199,7 +200,7 @@ class Phone(Side):
         self.is_active, self.last, self.next_number = is_active, 0, None
         self.recent = collections.deque(maxlen=20)
         self.shown = collections.Counter()
-        self.again, self.sees_mac = 0, None
+        self.again, self.unopened, self.sees_mac = 0, 0, None
         self.lives, self.is_subscribed = set(), False
         self.subscription = Subscription(world.service.url(f"ok/{pairing.number}-{int(is_active)}"))
 
@@ -213,7 +214,12 @@ class Phone(Side):
         self.sees_mac = None
 
     def hear(self, message):
-        said = json.loads(message)
+        try:
+            said = json.loads(message)
+        except ValueError:
+            said = {}
+        if not isinstance(said, dict):
+            return
         if "mac" in said:
             if self.sees_mac is None:
                 if self.is_active:
@@ -225,8 +231,11 @@ class Phone(Side):
         elif said.get("t") == "a":
             check(self.next_number, "each alert has its number")
             self.last, self.next_number = self.next_number, None
-            alert = said["n"]
-            if alert in self.recent:
+            alert = said.get("n")
+            if message != self.pairing.envelopes.get(alert):
+                # As one that does not open: a stranger's.
+                self.unopened += 1
+            elif alert in self.recent:
                 self.again += 1
             else:
                 self.recent.append(alert)
@@ -241,6 +250,7 @@ class Pairing:
     def __init__(self, world, number, homes):
         self.number, self.is_revoked = number, False
         self.identifier, self.token = os.urandom(16), os.urandom(32)
+        self.envelopes = {}
         self.mac = Mac(world, self, homes[0])
         # The second is looked at all the time.
         self.phones = [Phone(world, self, homes[1 + each], each == 1) for each in range(2)]
