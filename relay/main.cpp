@@ -13,6 +13,7 @@
 #include "relay/SQLiteStore.h"
 #include "relay/Server.h"
 #include "relay/ServiceManager.h"
+#include "relay/cluster/CopyToCluster.h"
 
 namespace {
 
@@ -57,6 +58,10 @@ class Program {
     server.setVerbose(options.verbose);
     if (!options.page.empty()) {
       server.serve(relay::Page::read(options.page));
+    }
+    if (!options.cluster.empty()) {
+      const relay::JetStreamStore::Settings cluster = options.clusterSettings();
+      server.join({cluster.connection, cluster.name});
     }
     if (!options.pushSubject.empty()) {
       const auto settings = pushSettings(options);
@@ -226,11 +231,29 @@ void check(const relay::Options& options, const relay::MachineLimits& machine) {
               limits.threads, limits.connections);
 }
 
+/// Throws std::runtime_error, with one line, when not all of it is there afterwards.
+void copyToCluster(const relay::Options& options, const relay::MachineLimits& machine) {
+  const auto log = [](const std::string& line) { relay::log(Priority::warning, line); };
+  const relay::Copy copy =
+      relay::copyToCluster(options.copyToCluster, options.clusterSettings(),
+                           options.limits(machine), std::make_shared<SystemClock>(), log);
+  std::printf("orvik-relay: %zu identifiers are in the cluster\n", copy.there);
+  if (copy.ofOthers > 0) {
+    throw std::runtime_error(std::to_string(copy.ofOthers) +
+                             " identifiers have another owner in the cluster, and stay as they "
+                             "are there");
+  }
+}
+
 void serve(const relay::Options& options) {
   const relay::MachineLimits machine = relay::MachineLimits::ask();
   checkAddresses(options);
   if (options.check) {
     check(options, machine);
+    return;
+  }
+  if (!options.copyToCluster.empty()) {
+    copyToCluster(options, machine);
     return;
   }
   Program(options, machine).run();

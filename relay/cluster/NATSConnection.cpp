@@ -78,12 +78,17 @@ struct Addresses {
 };
 
 void require(natsStatus status) {
-  if (status != NATS_OK) {
-    natsStatus ignored{};
-    const char* const detail = nats_GetLastError(&ignored);
-    throw std::runtime_error(detail != nullptr && *detail != '\0' ? detail
-                                                                  : natsStatus_GetText(status));
+  if (status == NATS_OK) {
+    return;
   }
+  natsStatus ignored{};
+  const char* const detail = nats_GetLastError(&ignored);
+  std::string words = detail != nullptr ? detail : "";
+  // The place in the library stands in front: "(conn.c:2088): …".
+  if (const auto end = words.find("): "); words.starts_with('(') && end != std::string::npos) {
+    words.erase(0, end + 3);
+  }
+  throw std::runtime_error(words.empty() ? natsStatus_GetText(status) : words);
 }
 
 Options optionsFor(const NATSConnection::Settings& settings) {
