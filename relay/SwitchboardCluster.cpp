@@ -58,7 +58,7 @@ Standing Switchboard::standing(const Place& place) const {
                 .count()),
         .safe = place.record->lastNumber};
     for (const Alert& alert : place.alerts) {
-      if (alert.fate != Alert::Fate::safe) {
+      if (store.isDurable() && alert.fate != Alert::Fate::safe) {
         said.mac->safe = std::min(said.mac->safe, alert.kept.number - 1);
       }
     }
@@ -272,11 +272,14 @@ void Switchboard::takeElsewhere(Entry& entry, Alert alert) {
   }
   const SharedText number = framedText(
       JSONValue(JSONObject{{"alert", static_cast<std::int64_t>(alert.kept.number)}}).text());
+  const bool isTaken = alert.kept.number <= record.takenNumber;
   for (const Phone& phone : place.phones) {
     if (phone.counts) {
       phone.peer->send(number);
+      phone.peer->send(alert.kept.envelope);
+    } else if (!isTaken) {
+      phone.peer->send(alert.kept.envelope);
     }
-    phone.peer->send(alert.kept.envelope);
   }
   if (!place.phones.empty()) {
     record.takenNumber = std::max(record.takenNumber, alert.kept.number);
