@@ -102,11 +102,17 @@ Server::Server(const Limits& limits, std::shared_ptr<Clock> clock,
   };
   shared.notReady = [this] {
     const StoreState records = shared.store->state();
-    return stopping ? std::optional<std::string>("shutting down")
-           : records.isAvailable()
-               ? std::nullopt
-               : std::optional("the store: " + std::string(text(records.health)) +
-                               (records.why.empty() ? "" : " (" + records.why + ")"));
+    if (stopping) {
+      return std::optional<std::string>("shutting down");
+    }
+    if (!records.isAvailable()) {
+      return std::optional("the store: " + std::string(text(records.health)) +
+                           (records.why.empty() ? "" : " (" + records.why + ")"));
+    }
+    if (shared.neighbours != nullptr && !shared.neighbours->state().connection.isConnected) {
+      return std::optional<std::string>("other relays cannot be heard");
+    }
+    return std::optional<std::string>();
   };
 }
 

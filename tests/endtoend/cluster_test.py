@@ -590,7 +590,7 @@ def bad_addresses():
     for why, port in nodes.items():
         with open(path(f"{why}.log"), "w", encoding="utf-8") as log:
             relays[why] = Program("orvik-relay", "--listen", "127.0.0.1:0", "--state", path(f"state {why}"),
-                                   "--metrics", "127.0.0.1:0", "--cluster", address(port), log=log)
+                                   "--metrics", "127.0.0.1:0", "--cluster", address(port), stderr=log)
     for why, relay in relays.items():
         relay.line()
         at = relay.line().split(" at ")[1].replace("/metrics", "/readyz")
