@@ -130,6 +130,10 @@ JetStreamStore::Failure JetStreamStore::Failure::in(const UntypedValue& answer, 
     return {unheard, "it has no JetStream, or none for this user"};
   }
   const UntypedValue* const error = answer.find("error");
+  const auto* const isDuplicate = answer.get<bool>("duplicate");
+  if (isDuplicate != nullptr && *isDuplicate) {
+    return {wrongSequence, "another relay was first"};
+  }
   if (error == nullptr) {
     return {};
   }

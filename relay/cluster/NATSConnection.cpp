@@ -327,9 +327,15 @@ void NATSConnection::publish(const Message& message) {
     return;
   }
   const NATSMessage owned(made);
-  if (message.after && natsMsgHeader_Set(made, "Nats-Expected-Last-Subject-Sequence",
-                                         std::to_string(*message.after).c_str()) != NATS_OK) {
-    return;
+  if (message.after) {
+    const std::string after = std::to_string(*message.after);
+    // The engine compares what is expected before it agrees with its other servers, so two at the
+    // same time would both be taken. Of one name it takes one.
+    const std::string name = message.subject + "." + after;
+    if (natsMsgHeader_Set(made, "Nats-Expected-Last-Subject-Sequence", after.c_str()) != NATS_OK ||
+        natsMsgHeader_Set(made, "Nats-Msg-Id", name.c_str()) != NATS_OK) {
+      return;
+    }
   }
   // A failure is the connection's, which is noticed soon.
   if (natsConnection_PublishMsg(connection.get(), made) == NATS_OK) {
