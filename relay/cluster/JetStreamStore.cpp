@@ -21,8 +21,13 @@ constexpr auto requestTime = 2s;
 constexpr auto questionTime = 5s;
 /// Between two looks at the stream.
 constexpr auto lookInterval = 1s;
-/// Others that write the same record at the same time are a few relays.
+/// After so many at once, another attempt waits for what others have under way.
+constexpr int quickAttempts = 3;
+/// Of those that the engine refuses at once.
 constexpr int mostAttempts = 20;
+/// For how long the engine takes no second change of one version of a record: longer than one may
+/// be under way.
+constexpr std::chrono::nanoseconds duplicateWindow = 30s;
 constexpr auto day = 24h;
 /// Above what has been given to alerts that have not been kept.
 constexpr std::uint64_t numberGap = 100'000;
@@ -325,7 +330,7 @@ void JetStreamStore::written(Works::iterator work, const Failure& failure) {
     }
     finish(work);
   } else if (failure.code == wrongSequence) {
-    again(work, failure.words);
+    conflicted(work);
   } else {
     if (isFull(failure.code)) {
       changeHealth(Health::full, failure.words);
@@ -342,6 +347,17 @@ void JetStreamStore::again(Works::iterator work, const std::string& why) {
   }
   fail(work);
   unavailable(Health::failing, why);
+}
+
+void JetStreamStore::conflicted(Works::iterator work) {
+  if (clock->now() >= work->second.underWay.front().asked + questionTime) {
+    // The engine remembers a change for a while that it has not stored.
+    fail(work);
+  } else if (++work->second.attempts <= quickAttempts) {
+    read(work);
+  } else {
+    pausing.push_back(work->first);
+  }
 }
 
 void JetStreamStore::fail(Works::iterator work) {
@@ -386,6 +402,7 @@ void JetStreamStore::finish(Works::iterator work) {
 void JetStreamStore::failAll() {
   // What is asked from here on is answered at once, so that this ends.
   requests.clear();
+  pausing.clear();
   isLooking = false;
   while (!works.empty()) {
     const auto work = works.begin();
@@ -596,6 +613,12 @@ void JetStreamStore::tick() {
         again(work, why);
       }
     }
+    for (const Identifier& identifier : std::exchange(pausing, {})) {
+      const auto work = works.find(identifier);
+      if (work != works.end() && !work->second.underWay.empty()) {
+        read(work);
+      }
+    }
     if (!isLooking && now >= nextLook) {
       look();
     }
@@ -619,6 +642,7 @@ void JetStreamStore::looked(const UntypedValue& answer, const Failure& failure) 
                       {"discard", "new"},
                       {"storage", "file"},
                       {"max_msgs_per_subject", 1},
+                      {"duplicate_window", duplicateWindow.count()},
                       {"max_age", std::chrono::nanoseconds(limits.recordTime).count()},
                       {"num_replicas", settings.replicas}};
     if (settings.bytes > 0) {

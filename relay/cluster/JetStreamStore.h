@@ -148,6 +148,8 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
   void write(Works::iterator work, const StoredRecord& record, std::uint64_t after);
   void written(Works::iterator work, const Failure& failure);
   void again(Works::iterator work, const std::string& why);
+  /// Another relay has changed the record, or is about to.
+  void conflicted(Works::iterator work);
   void fail(Works::iterator work);
   void failAll();
   void settle(Work& work);
@@ -193,6 +195,8 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
   std::size_t waitingBytes = 0;
   std::map<std::uint64_t, Request> requests;
   std::uint64_t lastRequest = 0;
+  /// Whose records are read again at the next tick.
+  std::vector<Identifier> pausing;
   bool isLooking = false;
   bool isRoomForMore = true;
   Instant nextLook;
