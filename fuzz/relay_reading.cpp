@@ -4,6 +4,7 @@
 #include "relay/FrameReader.h"
 #include "relay/ProxyHeader.h"
 #include "relay/RequestReader.h"
+#include "relay/cluster/RelayMessage.h"
 
 namespace {
 
@@ -73,6 +74,16 @@ std::string proxyHeader(const std::vector<std::string>& pieces) {
   return "incomplete";
 }
 
+/// What another relay tells comes whole, and means the same when it is told on.
+void readRelayMessage(std::string_view text) {
+  if (const auto message = RelayMessage::in(text)) {
+    const std::string again = message->text();
+    if (RelayMessage::in(again) != message) {
+      std::abort();
+    }
+  }
+}
+
 }  // namespace
 
 /// What a client sends means the same however it is cut. The first byte says what is read and into
@@ -91,6 +102,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     rest.erase(0, length);
   }
   pieces.push_back(rest);
+  if ((data[0] & 3U) == 3) {
+    readRelayMessage(bytes);
+    return 0;
+  }
   const auto read = (data[0] & 3U) == 0 ? frames : (data[0] & 3U) == 1 ? request : proxyHeader;
   const std::string whole = read({bytes});
   const std::string cut = read(pieces);
