@@ -71,10 +71,8 @@ AppModel::Wait AppModel::waitsFor() const {
   return Wait::nothing;
 }
 
-QString AppModel::link() const {
-  return pairing() && !linkHost.empty()
-             ? QString::fromStdString(pairing()->link(name, linkHost).text())
-             : QString();
+SecretText AppModel::link() const {
+  return pairing() && !linkHost.empty() ? pairing()->link(name, linkHost) : SecretText();
 }
 
 void AppModel::useRelay(const std::string& host) {

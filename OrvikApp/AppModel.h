@@ -57,7 +57,7 @@ class AppModel final : public QObject {
   /// Absent until it is known, and while another takes its place.
   [[nodiscard]] const std::optional<Pairing>& pairing() const { return published.pairing; }
   /// The link of the present pairing; empty without one, or without a relay.
-  [[nodiscard]] QString link() const;
+  [[nodiscard]] SecretText link() const;
   [[nodiscard]] Wait waitsFor() const;
   /// A new pairing is being made.
   [[nodiscard]] bool isReplacing() const { return published.news.replacements < replacements; }

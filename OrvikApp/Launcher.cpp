@@ -18,6 +18,7 @@
 #include "OrvikApp/SingleInstance.h"
 #include "OrvikApp/platform/SystemRequests.h"
 #include "core/BuildConstants.h"
+#include "core/system/CoreDump.h"
 
 namespace orvik {
 
@@ -25,14 +26,17 @@ namespace {
 
 constexpr const char* help =
     "Makes this computer's live state visible on a paired phone: an icon in the menu bar or tray.\n"
-    "Usage: orvik [OPTION]...\n"
+    "Usage: orvik [OPTIONS]\n"
     "\n"
     "Options:\n"
-    "  -h,--help                       Print this help message and exit\n"
+    "  -h, --help                      Print this help message and exit\n"
     "  --version                       Display program version information and exit\n"
-    "  --relay URL                     Use the relay at this wss:// address, from now on\n"
-    "  --render-pairing FILE [LOCALE]  Draw the pairing card, with a made-up code, into a PNG "
-    "file\n";
+    "  --relay URL                     Use the relay at this wss:// address, from now on; an "
+    "application that runs already does so too\n"
+    "  --render-pairing FILE [LOCALE]  Write a picture of the pairing card to this file as PNG, "
+    "and "
+    "end. The code in it is made up; the texts are in the language of LOCALE, such as de or pt-BR, "
+    "otherwise in English. No display is needed\n";
 
 /// Qt stops the program when it cannot draw; the exit status says so, and nothing else.
 void keepSilent(QtMsgType type, const QMessageLogContext& /*context*/, const QString& /*text*/) {
@@ -98,6 +102,7 @@ bool rememberRelay(const std::optional<std::string>& url) {
 
 /// Runs the menu-bar application until it is quit.
 int runApplication(int argc, char** argv) try {
+  forbidCoreDumps();
   std::signal(SIGPIPE, SIG_IGN);
   if (const auto problem = missingDisplay()) {
     return report(*problem);

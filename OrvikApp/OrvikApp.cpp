@@ -54,8 +54,9 @@ void keepPairingLinkFile(AppModel& model) {
   }
   const auto write = [&model, path] {
     FileOperations operations;
-    const SecretText line(model.link().toStdString() + "\n");
-    if (!model.link().isEmpty() && !replaceFile(path, line.text(), operations)) {
+    const SecretText link = model.link();
+    const SecretText line{link.text(), "\n"};
+    if (!link.text().empty() && !replaceFile(path, line.text(), operations)) {
       std::fprintf(stderr, "orvik: the link cannot be written to %s\n", path.c_str());
     }
   };
@@ -90,7 +91,7 @@ OrvikApp::OrvikApp(const RelayEndpoint& present, bool isRelayNew)
   keepPairingLinkFile(model);
   trayHostChanged(trayHost->isPresent());
   connect(&model, &AppModel::pairingChanged, this, [this] {
-    if (model.isFirstLaunch() && !model.link().isEmpty() && !std::exchange(isWelcomed, true)) {
+    if (model.isFirstLaunch() && !model.link().text().empty() && !std::exchange(isWelcomed, true)) {
       showPairing();
     }
   });

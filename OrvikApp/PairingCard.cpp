@@ -109,7 +109,7 @@ QString wrapped(const QString& text, const QFont& font, int width) {
 
 }  // namespace
 
-PairingCard::PairingCard(const Texts& texts, const QString& link, QWidget* parent)
+PairingCard::PairingCard(const Texts& texts, std::string_view link, QWidget* parent)
     : QWidget(parent),
       titleText(texts.text("Welcome to Orvik")),
       headingText(texts.text("Scan with your phone")),
@@ -117,7 +117,7 @@ PairingCard::PairingCard(const Texts& texts, const QString& link, QWidget* paren
       launchText(conventions::openAtStart(texts)),
       copyWarning(texts.text(
           "Whoever has this link sees this computer’s readings. Treat it like a password.")),
-      link(link),
+      link{link},
       code(link),
       showCode(texts.text("Show code")),
       copy(texts.text("Copy link"), this) {
@@ -139,7 +139,7 @@ PairingCard::PairingCard(const Texts& texts, const QString& link, QWidget* paren
   code.setContextMenuPolicy(Qt::ActionsContextMenu);
   connect(&copy, &QAction::triggered, this, &PairingCard::copyLink);
   connect(&showCode, &QPushButton::clicked, this, [this] {
-    if (this->link.isEmpty()) {
+    if (this->link.text().empty()) {
       Q_EMIT codeWanted();
     } else {
       setCodeShown(true);
@@ -149,9 +149,9 @@ PairingCard::PairingCard(const Texts& texts, const QString& link, QWidget* paren
   applyStyle();
 }
 
-void PairingCard::setLink(const QString& newLink) {
-  link = newLink;
-  code.setText(link);
+void PairingCard::setLink(std::string_view newLink) {
+  link = SecretText{newLink};
+  code.setText(newLink);
   setCodeShown(codeShown);
 }
 
@@ -159,12 +159,12 @@ void PairingCard::setCodeShown(bool isShown) {
   codeShown = isShown;
   code.setVisible(isShown);
   showCode.setVisible(!isShown);
-  copy.setEnabled(isShown && !link.isEmpty());
+  copy.setEnabled(isShown && !link.text().empty());
 }
 
 void PairingCard::copyLink() {
   auto copied = std::make_unique<QMimeData>();
-  copied->setText(link);
+  copied->setText(QString::fromStdString(link.text()));
   // Programs that keep what is copied leave out what says this.
   copied->setData(QStringLiteral("x-kde-passwordManagerHint"), QByteArrayLiteral("secret"));
   QGuiApplication::clipboard()->setMimeData(copied.release());

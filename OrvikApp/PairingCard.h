@@ -5,8 +5,10 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QWidget>
+#include <string_view>
 
 #include "OrvikApp/QRCode.h"
+#include "core/values/SecretBytes.h"
 
 namespace orvik {
 
@@ -23,10 +25,10 @@ class PairingCard : public QWidget {
   static constexpr int cardWidth = 340;
 
   /// `texts` is read here and not kept.
-  PairingCard(const Texts& texts, const QString& link, QWidget* parent = nullptr);
+  PairingCard(const Texts& texts, std::string_view link, QWidget* parent = nullptr);
 
   /// Shows the code of another link.
-  void setLink(const QString& link);
+  void setLink(std::string_view link);
 
   /// Covers the code until a click on the button in its place, or shows it. It is shown at first.
   void setCodeShown(bool isShown);
@@ -54,7 +56,7 @@ class PairingCard : public QWidget {
   const QString instructionText;
   const QString launchText;
   const QString copyWarning;
-  QString link;
+  SecretText link;
   bool codeShown = true;
   QLabel title;
   QLabel heading;

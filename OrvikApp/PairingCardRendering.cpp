@@ -56,7 +56,7 @@ OffscreenApplication::OffscreenApplication() : application(argumentCount, argume
 
 bool renderPNG(const std::filesystem::path& to, const QString& locale) {
   const SecretText link = Pairing::generate().link("MacBook Air");
-  PairingCard card(Texts(locale), QString::fromStdString(link.text()));
+  PairingCard card(Texts(locale), link.text());
   card.setLaunchAtLogin(true);
   const QByteArray bytes = encodedPNG(picture(card));
   if (bytes.isEmpty()) {

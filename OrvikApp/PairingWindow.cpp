@@ -11,7 +11,7 @@
 namespace orvik {
 
 PairingWindow::PairingWindow(AppModel& model, StatusMenu& menu, const Texts& texts)
-    : model(model), card(texts, model.link(), this), menuBar(this) {
+    : model(model), card(texts, model.link().text(), this), menuBar(this) {
   setObjectName(QStringLiteral("pairing"));
   setWindowTitle(QStringLiteral("Orvik"));
   hideTitleBar(*this);
@@ -38,7 +38,8 @@ PairingWindow::PairingWindow(AppModel& model, StatusMenu& menu, const Texts& tex
   connect(&card, &PairingCard::launchAtLoginToggled, &model, &AppModel::setLaunchAtLogin);
   connect(&model, &AppModel::launchAtLoginChanged, this,
           [this] { card.setLaunchAtLogin(this->model.launchAtLogin()); });
-  connect(&model, &AppModel::pairingChanged, this, [this] { card.setLink(this->model.link()); });
+  connect(&model, &AppModel::pairingChanged, this,
+          [this] { card.setLink(this->model.link().text()); });
 }
 
 void PairingWindow::present() {

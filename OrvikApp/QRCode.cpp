@@ -12,15 +12,17 @@ namespace {
 constexpr int quietZone = 4;
 }  // namespace
 
-QRCode::QRCode(const QString& text) : modules(image(text)) { setFixedSize(side, side); }
+QRCode::QRCode(std::string_view text) : modules(image(text)) { setFixedSize(side, side); }
 
-void QRCode::setText(const QString& text) {
+void QRCode::setText(std::string_view text) {
+  // The picture of a secret is one too.
+  modules.fill(0);
   modules = image(text);
   update();
 }
 
-QImage QRCode::image(const QString& text) {
-  const auto code = QRModules::of(text.toStdString(), QRModules::Correction::medium);
+QImage QRCode::image(std::string_view text) {
+  const auto code = QRModules::of(text, QRModules::Correction::medium);
   if (!code) {
     return {};
   }

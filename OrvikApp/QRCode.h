@@ -2,6 +2,7 @@
 
 #include <QImage>
 #include <QWidget>
+#include <string_view>
 
 namespace orvik {
 
@@ -13,14 +14,14 @@ class QRCode : public QWidget {
  public:
   static constexpr int side = 220;
 
-  explicit QRCode(const QString& text);
+  explicit QRCode(std::string_view text);
 
-  void setText(const QString& text);
+  void setText(std::string_view text);
 
-  /// The code of the text's UTF-8 bytes at one pixel per module, with the quiet zone of four
+  /// The code of the text's bytes at one pixel per module, with the quiet zone of four
   /// modules around it: error-correction level M, the smallest version that fits. An empty image
   /// when the text is empty or longer than the 2331 bytes that the largest code takes.
-  [[nodiscard]] static QImage image(const QString& text);
+  [[nodiscard]] static QImage image(std::string_view text);
 
  protected:
   void paintEvent(QPaintEvent* event) override;

@@ -2,12 +2,12 @@
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <unistd.h>
 
 #include "core/BuildConstants.h"
 #include "core/client/RelayEndpoint.h"
 #include "core/connection/WebSocketURL.h"
+#include "core/system/HelpFormatter.h"
 #include "core/system/HostName.h"
 #include "core/values/Text.h"
 
@@ -16,7 +16,9 @@ namespace orvik {
 namespace {
 
 constexpr const char* about =
-    "Makes this computer's live state visible on a paired phone.\n"
+    "Shows its pairing as a link and, on a terminal that is large enough, as a QR code; then it "
+    "sends "
+    "this computer's readings, sealed from end to end, through a relay that cannot read them.\n"
     "Ends with status 2 after a wrong call, 3 when the relay refuses the pairing, and 1 after any "
     "other failure.";
 
@@ -36,27 +38,40 @@ std::optional<AgentCommandLine> AgentCommandLine::parse(int argc, const char* co
   std::string emitAlert;
 
   CLI::App app(about, "orvik-agent");
+  app.formatter(std::make_shared<HelpFormatter>());
   app.set_version_flag("--version", std::string("orvik-agent ") + build::version);
-  app.add_option("--relay", relay,
-                 "The relay's wss:// URL; remembered for the next time, and for the application");
+  app.add_option(
+         "--relay", relay,
+         "The relay's wss:// address. Remembered, together with --trust and --link-host, for "
+         "the next time and for the application. Needed once where the build has no relay of "
+         "its own")
+      ->type_name("URL");
   app.add_option("--link-host", line.linkHost,
-                 "The host of the page in the pairing link, where it is not the relay's");
-  app.add_option("--trust", trust, "A file of further certificates to trust (PEM)");
-  app.add_option("--name", line.name, "The name that the phone shows")->capture_default_str();
-  app.add_option("--link-file", linkFile,
-                 "Also write the pairing link to this file, readable by you alone");
+                 "The host, perhaps with a port, that stands in the link: where the page is, when "
+                 "that is not the relay's own host")
+      ->type_name("HOST");
+  app.add_option("--trust", trust,
+                 "Further certificates to trust, as PEM: for a relay with a certificate of its own "
+                 "making")
+      ->type_name("FILE");
+  app.add_option("--name", line.name, "The name that the phone shows; otherwise the host's")
+      ->type_name("NAME");
+  app.add_option("--link-file", linkFile, "Also write the link to this file, readable by you alone")
+      ->type_name("FILE");
   app.add_option("--sample-file", sampleFile,
                  "Send the readings in this JSON file instead of the machine's, for developing a "
-                 "phone");
+                 "phone")
+      ->type_name("FILE");
   app.add_option("--emit-alert", emitAlert,
                  "Send a made-up alert of this kind at the start and at every SIGUSR1, for "
                  "developing a phone")
+      ->type_name("")
       ->check(
           CLI::IsMember({"temp_high", "disk_full", "on_battery", "battery_low", "time_machine"}));
   app.add_flag("--new-pairing", line.newPairing,
                "Replace the pairing of earlier runs: every phone has to scan again");
   app.add_flag("--no-link", line.hidesLink,
-               "Do not print the pairing, for services whose output goes to a log");
+               "Do not print the pairing: for services, whose output goes to a log");
   app.add_flag("--quiet", line.quiet, "Print no changes of state");
   try {
     app.parse(argc, argv);

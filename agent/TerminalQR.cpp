@@ -34,8 +34,12 @@ const char* halfBlocks(bool isUpperDark, bool isLowerDark) {
 
 int linesOf(int modules) { return (modules + 1) / 2; }
 
+/// Grows out of no memory that would keep the link.
 std::string firstLine(std::string_view what, std::string_view link) {
-  return std::string(what) + "\n" + std::string(link) + "\n";
+  std::string text;
+  text.reserve(what.size() + link.size() + 2);
+  text.append(what).append("\n").append(link).append("\n");
+  return text;
 }
 
 }  // namespace
@@ -78,19 +82,23 @@ std::string pairingText(std::string_view link, std::optional<ScreenSize> screen)
   const bool isBeside = columns >= codeWidth + static_cast<int>(gap.size()) + adviceWidth;
   // A link that the code and what follows push out of sight stands beside the code as well, in
   // pieces.
-  std::vector<std::string> beside(advice.begin(), advice.end());
+  std::vector<std::string_view> beside(advice.begin(), advice.end());
   if (linkRows + linesOf(codeWidth) + rowsAfter > rows) {
     beside.emplace_back();
     for (std::size_t at = 0; at < link.size(); at += adviceWidth) {
       beside.emplace_back(link.substr(at, adviceWidth));
     }
   }
-  std::string text = isBeside ? "" : "Scan the code with your phone, or open this link on it:\n";
-  text += std::string(link) + "\n";
+  const std::string_view first =
+      isBeside ? "" : "Scan the code with your phone, or open this link on it:\n";
+  std::string text;
+  text.reserve(first.size() + link.size() + 1 +
+               lines.size() * (lines.front().size() + gap.size() + adviceWidth + 1));
+  text.append(first).append(link).append("\n");
   for (std::size_t i = 0; i < lines.size(); ++i) {
     text += lines[i];
     if (isBeside && i >= 1 && i <= beside.size()) {
-      text += std::string(gap) + beside[i - 1];
+      text.append(gap).append(beside[i - 1]);
     }
     text += "\n";
   }

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -25,6 +26,7 @@
 #include "core/pairing/PairingKeeper.h"
 #include "core/sampling/SystemSampleSource.h"
 #include "core/sampling/ThisMachine.h"
+#include "core/system/CoreDump.h"
 #include "core/system/ReplaceFile.h"
 #include "core/system/TextScreen.h"
 
@@ -77,7 +79,7 @@ RelayEndpoint relayOf(const AgentCommandLine& line) {
 
 void writeLinkFile(const std::filesystem::path& file, const std::string& link) {
   FileOperations operations;
-  if (!replaceFile(file, SecretText(link + "\n").text(), operations)) {
+  if (!replaceFile(file, SecretText{link, "\n"}.text(), operations)) {
     throw std::runtime_error("the link cannot be written to " + file.string());
   }
 }
@@ -86,8 +88,16 @@ void showLink(const std::string& link) {
   // A code in a log would only be noise, and one in characters that are not there no code.
   const bool isDrawn = isTextScreen(STDOUT_FILENO) && isLocaleUTF8();
   const auto screen = isDrawn ? std::optional(screenSize(STDOUT_FILENO)) : std::nullopt;
-  std::fputs(SecretText(pairingText(link, screen)).text().c_str(), stdout);
+  const SecretText text(pairingText(link, screen));
+  // Past the library, whose buffer would keep it.
   std::fflush(stdout);
+  for (std::string_view rest = text.text(); !rest.empty();) {
+    const ssize_t written = write(STDOUT_FILENO, rest.data(), rest.size());
+    if (written < 0 && errno != EINTR) {
+      return;
+    }
+    rest.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
+  }
 }
 
 /// Prints what is new about the link: each state once, however often it is tried again.
@@ -298,6 +308,7 @@ int run(const AgentCommandLine& line) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  forbidCoreDumps();
   std::signal(SIGPIPE, SIG_IGN);
   try {
     const auto line = AgentCommandLine::parse(argc, argv);

@@ -4,6 +4,7 @@
 
 #include "core/values/Base64.h"
 #include "core/values/JSONReader.h"
+#include "core/values/SecretBytes.h"
 #include "relay/push/Endpoint.h"
 #include "relay/push/P256Key.h"
 
@@ -23,6 +24,18 @@ bool read(const UntypedValue& object, std::string_view key, std::span<std::uint8
   }
   std::ranges::copy(*given, bytes.begin());
   return true;
+}
+
+/// Takes the text of a member out of an object, so that no copy stays behind; empty without one.
+SecretText takeText(UntypedValue& object, std::string_view key) {
+  auto* const members = std::get_if<UntypedValue::Map>(&object.value);
+  if (members == nullptr) {
+    return {};
+  }
+  const auto found = members->find(key);
+  auto* const text =
+      found == members->end() ? nullptr : std::get_if<std::string>(&found->second.value);
+  return text == nullptr ? SecretText() : SecretText(std::move(*text));
 }
 
 std::optional<Subscription> subscriptionIn(const UntypedValue& object, std::size_t longest) {
@@ -50,16 +63,16 @@ bool isTopic(std::string_view text) {
 }  // namespace
 
 std::optional<Authentication> Authentication::in(std::string_view message) {
-  const UntypedValue object = readJSONOrNull(message);
-  const auto* text = object.get<std::string>("auth");
-  if (text == nullptr) {
+  UntypedValue object = readJSONOrNull(message);
+  const SecretText text = takeText(object, "auth");
+  auto found = bytesFromBase64URL(text.text());
+  const WipedBytes token(found ? *std::move(found) : Bytes());
+  if (token.bytes.size() != TokenHash::tokenSize ||
+      SecretText(base64URL(token.bytes)).text() != text.text()) {
     return std::nullopt;
   }
-  const std::optional<Bytes> token = bytesFromBase64URL(*text);
-  if (!token || token->size() != TokenHash::tokenSize || base64URL(*token) != *text) {
-    return std::nullopt;
-  }
-  Authentication authentication{TokenHash(std::span(*token).first<TokenHash::tokenSize>()), {}};
+  Authentication authentication{TokenHash(std::span(token.bytes).first<TokenHash::tokenSize>()),
+                                {}};
   const auto* last = object.get<std::int64_t>("last");
   if (last != nullptr && *last >= 0) {
     authentication.last = static_cast<std::uint64_t>(*last);
@@ -90,7 +103,7 @@ std::optional<std::string> unsubscribeIn(std::string_view message) {
 }
 
 std::optional<AlertMark> AlertMark::in(std::string_view message) {
-  // Envelopes, all of which are longer, are not read here.
+  // No envelope with something in it is as short, and none is read for this.
   constexpr std::size_t longest = 100;
   if (message.size() > longest) {
     return std::nullopt;

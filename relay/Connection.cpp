@@ -335,6 +335,8 @@ void Connection::open(const Target& target, std::string greeting) {
 }
 
 void Connection::takeFrames(std::span<char> bytes) {
+  // Among the first messages is the token, of which the relay keeps its hash alone.
+  const std::span<char> secret = isAuthenticated ? std::span<char>() : bytes;
   while (phase == Phase::open && !bytes.empty()) {
     std::optional<FrameEvent> event = frames.next(bytes, session->messageLimit());
     if (!event) {
@@ -342,6 +344,7 @@ void Connection::takeFrames(std::span<char> bytes) {
     }
     take(*event);
   }
+  wipe(secret.data(), secret.size());
   countBuffered();
   if (phase == Phase::open && holdsMuch()) {
     close(CloseReason::shortOfMemory);
@@ -356,6 +359,9 @@ void Connection::take(FrameEvent& event) {
     case Kind::binary:
       loop->counters.add(Metric::messagesReceived);
       session->received(event.kind == Kind::text, event.message, at);
+      if (!isAuthenticated) {
+        event.message->forget();
+      }
       noticeAuthentication(at);
       return;
     case Kind::ping:

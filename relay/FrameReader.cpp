@@ -161,9 +161,8 @@ std::optional<FrameEvent> FrameReader::finishFrame() {
   if (isText && !isValidUTF8(std::string_view(message).substr(FramedText::room))) {
     return failure(CloseReason::notUTF8);
   }
-  return FrameEvent{
-      .kind = isText ? FrameEvent::Kind::text : FrameEvent::Kind::binary,
-      .message = std::make_shared<const FramedText>(std::exchange(message, std::string()))};
+  return FrameEvent{.kind = isText ? FrameEvent::Kind::text : FrameEvent::Kind::binary,
+                    .message = std::make_shared<FramedText>(std::exchange(message, std::string()))};
 }
 
 std::optional<FrameEvent> FrameReader::finishControlFrame() {

@@ -15,7 +15,7 @@ struct FrameEvent {
   enum class Kind { text, binary, ping, pong, close, failure };
   Kind kind;
   /// Of a text or binary message: all of it.
-  SharedText message{};
+  std::shared_ptr<FramedText> message{};
   /// Of a control frame.
   std::string content{};
   /// Of a failure, after which nothing more can be read: not a proper frame, not UTF-8, too long.

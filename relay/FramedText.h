@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "core/values/SecretBytes.h"
+
 namespace orvik::relay {
 
 /// One text message with the WebSocket frame around it, which is made once for all connections
@@ -24,6 +26,9 @@ class FramedText {
   [[nodiscard]] std::string_view frame() const noexcept {
     return std::string_view(bytes).substr(start);
   }
+  /// Overwrites the text, which was a secret.
+  void forget() noexcept { wipe(bytes.data(), bytes.size()); }
+
   /// Bytes of the text.
   [[nodiscard]] std::size_t size() const noexcept { return bytes.size() - room; }
 

@@ -10,6 +10,7 @@
 #include <variant>
 
 #include "core/BuildConstants.h"
+#include "core/system/HelpFormatter.h"
 
 namespace orvik::relay {
 
@@ -22,9 +23,10 @@ struct Bounds {
   double most = 0;
 };
 
-/// One option: its name, where its value goes, its words and, for a number, its bounds.
+/// One option: its name, what its value is, where it goes, its words and, for a number, its bounds.
 struct Row {
   const char* name;
+  const char* value = "";
   std::variant<std::string Options::*, bool Options::*, std::vector<std::string> Options::*,
                std::size_t Options::*, double Options::*>
       field;
@@ -37,92 +39,135 @@ struct Row {
 constexpr double million = 1e6;
 
 const std::array rows{
-    Row{"--listen", &Options::listen, "Where to listen, as ADDRESS:PORT; port 0 picks one"},
-    Row{"--listen-plain", &Options::listenPlain,
-        "Listen there too, without TLS: for a browser on this machine or a server in front. A "
-        "loopback address or unix:PATH"},
+    Row{"--listen", "ADDRESS:PORT", &Options::listen,
+        "Where to listen. Port 0 picks one; [::]:47443 means every address"},
+    Row{"--listen-plain", "ADDRESS:PORT|unix:PATH", &Options::listenPlain,
+        "Listen there too, without TLS: for a browser on this machine, which takes such an address "
+        "for secure, or for a server on it that has the certificate. An address that others can "
+        "reach is refused. A local socket is for its owner and group, and what comes over it has "
+        "no "
+        "address to count by"},
     Row{.name = "--proxy-protocol",
         .field = &Options::proxyProtocol,
-        .words = "Who connects there says first, with the PROXY protocol (version 2), whose "
-                 "connection it is",
+        .words =
+            "What connects there begins with version 2 of the PROXY protocol, which says whose "
+            "connection it is",
         .needs = "--listen-plain"},
-    Row{"--page", &Options::page, "Folder of the page that a scanned link opens, to serve it"},
+    Row{"--page", "FOLDER", &Options::page,
+        "The built page that a scanned link opens, to serve it; the package has it in "
+        "/usr/share/orvik/page"},
     Row{.name = "--certificate",
+        .value = "FILE",
         .field = &Options::certificate,
-        .words = "PEM file with the certificate chain to present; read anew when it changes",
+        .words =
+            "Your own certificate chain, as PEM. It and its key are read anew when they change, "
+            "and on SIGHUP; what is of no use leaves the old ones in place",
         .needs = "--key"},
     Row{.name = "--key",
+        .value = "FILE",
         .field = &Options::key,
-        .words = "PEM file with its private key",
+        .words = "Its private key, as PEM",
         .needs = "--certificate"},
-    Row{.name = "--state",
-        .field = &Options::state,
-        .words = "Folder for the self-signed certificate and the store (default: orvik-relay in "
-                 "$XDG_STATE_HOME or ~/.local/state)"},
-    Row{"--store", &Options::store,
-        "File that outlives the relay: owners of identifiers and alerts of the last day; \"none\" "
-        "keeps them in memory (default: relay.sqlite in the folder of --state)"},
+    Row{"--state", "FOLDER", &Options::state,
+        "Where the certificate of its own making and the store are kept; otherwise orvik-relay in "
+        "$XDG_STATE_HOME or ~/.local/state"},
+    Row{"--store", "FILE", &Options::store,
+        "What outlives the relay: which token owns which identifier, as a hash, the sealed alerts "
+        "of "
+        "the last 24 hours, and where phones want them pushed to; otherwise relay.sqlite in the "
+        "folder of --state. With \"none\" it is kept in memory. A damaged file is renamed, never "
+        "deleted"},
     Row{.name = "--name",
+        .value = "NAME",
         .field = &Options::names,
-        .words = "Further host name or address for the self-signed certificate; may be repeated",
+        .words = "A further host name or address for the certificate of its own making; may be "
+                 "repeated",
         .excludes = "--certificate"},
     Row{"--threads",
+        "NUMBER",
         &Options::threads,
         "Event loops; 0 stands for one for each processor",
         {0, 256}},
     Row{"--drain",
+        "SECONDS",
         &Options::drain,
-        "Seconds over which connections are closed after SIGTERM",
+        "Over how long connections are closed after SIGTERM. SIGINT closes them at once, and a "
+        "second signal ends them without a word",
         {0, 3600}},
-    Row{"--metrics", &Options::metrics,
-        "Answer /metrics, /healthz and /readyz there, without TLS: ADDRESS:PORT or unix:PATH"},
+    Row{"--metrics", "ADDRESS:PORT|unix:PATH", &Options::metrics,
+        "Answer /metrics, for Prometheus, /healthz and /readyz there, without TLS"},
     Row{"--max-connections",
+        "NUMBER",
         &Options::maxConnections,
-        "Connections in all; 0 stands for what the machine holds",
+        "Connections in all; 0 stands for what descriptors and half of the memory hold",
         {0, million}},
     Row{"--max-connections-per-address",
+        "NUMBER",
         &Options::maxConnectionsPerAddress,
-        "Connections from one address",
+        "Connections from one IPv4 address or IPv6 network of 64 bits",
         {1, million}},
     Row{"--max-unauthenticated",
+        "NUMBER",
         &Options::maxUnauthenticated,
-        "Connections that have not authenticated, in all; 0 stands for a quarter of the "
-        "connections",
+        "Connections that have not presented a token yet; 0 stands for a quarter of all",
         {0, million}},
     Row{"--max-unauthenticated-per-address",
+        "NUMBER",
         &Options::maxUnauthenticatedPerAddress,
         "The same from one address",
         {1, million}},
     Row{"--max-new-per-address",
+        "NUMBER",
         &Options::maxNewPerAddress,
-        "Macs from one address that the relay does not know yet, at once; one more each minute",
+        "Computers from one address that the relay does not know yet, at once; one more each "
+        "minute",
         {1, million}},
-    Row{"--max-message", &Options::maxMessage, "Longest message of a Mac, in KiB", {64, 1024}},
-    Row{"--max-phones", &Options::maxPhones, "Connected phones of one Mac", {1, 1000}},
-    Row{"--mac-messages", &Options::macMessages, "Messages of a Mac in a second", {1, million}},
-    Row{"--mac-messages-burst", &Options::macMessagesBurst, "The same at once", {1, million}},
-    Row{"--mac-bytes", &Options::macBytes, "KiB from a Mac in a second", {64, 1e7}},
-    Row{"--mac-bytes-burst", &Options::macBytesBurst, "The same at once", {1024, 1e7}},
+    Row{"--max-message",
+        "KIB",
+        &Options::maxMessage,
+        "The longest message of a computer",
+        {64, 1024}},
+    Row{"--max-phones", "NUMBER", &Options::maxPhones, "A computer's connected phones", {1, 1000}},
+    Row{"--mac-messages",
+        "NUMBER",
+        &Options::macMessages,
+        "Messages of a computer in a second",
+        {1, million}},
+    Row{"--mac-messages-burst",
+        "NUMBER",
+        &Options::macMessagesBurst,
+        "The same at once",
+        {1, million}},
+    Row{"--mac-bytes", "KIB", &Options::macBytes, "Bytes of a computer in a second", {64, 1e7}},
+    Row{"--mac-bytes-burst", "KIB", &Options::macBytesBurst, "The same at once", {1024, 1e7}},
     Row{"--memory",
+        "MIB",
         &Options::memory,
-        "MiB for what waits to be sent and for messages that are not complete; 0 stands for an "
+        "For what waits for slow clients and for messages that are not complete; 0 stands for an "
         "eighth of the machine's",
         {0, million}},
-    Row{"--push-subject", &Options::pushSubject,
-        "Push alerts to phones that are not connected, and tell push services that you are reached "
-        "there: mailto:NAME@HOST or https://…"},
+    Row{"--push-subject", "URI", &Options::pushSubject,
+        "Push alerts to phones that are not looking, through the push services of their browsers, "
+        "and tell these that you are reached there: mailto:NAME@HOST or https://… Without it "
+        "nothing is pushed. The key by which push services know the relay is made at the first "
+        "start, push-key.pem in the folder of --state; phones have subscribed with it"},
     Row{.name = "--push-service",
+        .value = "HOST|*.HOST|HOST:PORT",
         .field = &Options::pushServices,
-        .words = "Push service to connect to, as HOST, *.HOST or HOST:PORT, which alone may be at "
-                 "a local address; may be repeated (default: those of the well-known browsers)",
+        .words =
+            "A push service to connect to, in place of those of the well-known browsers; may be "
+            "repeated. One whose port is named may be at an address of this machine or of a "
+            "local network, no other",
         .needs = "--push-subject"},
     Row{.name = "--push-trust",
+        .value = "FILE",
         .field = &Options::pushTrust,
-        .words = "PEM file of the authorities that push services are checked by (default: the "
-                 "system's)",
+        .words =
+            "The authorities that push services are checked by, as PEM; otherwise the system's",
         .needs = "--push-subject"},
-    Row{"--check", &Options::check, "Look at the options and at what they name, and end"},
-    Row{"--verbose", &Options::verbose, "Log how each connection ends, with its address"},
+    Row{"--check", "", &Options::check, "Look at the options and at what they name, and end"},
+    Row{"--verbose", "", &Options::verbose,
+        "Log how each connection ends, with its address. Otherwise no address is in the log"},
 };
 
 CLI::Option* declared(CLI::App& app, Options& options, const Row& row) {
@@ -131,8 +176,10 @@ CLI::Option* declared(CLI::App& app, Options& options, const Row& row) {
       return app.add_flag(row.name, options.*field, row.words);
     } else {
       CLI::Option* const option = app.add_option(row.name, options.*field, row.words);
+      option->type_name(row.value);
       if constexpr (std::is_arithmetic_v<Field>) {
-        option->check(CLI::Range(row.bounds.least, row.bounds.most))->capture_default_str();
+        option->check(CLI::Range(row.bounds.least, row.bounds.most).description(""))
+            ->capture_default_str();
       } else if constexpr (std::is_same_v<Field, std::string>) {
         if (!(options.*field).empty()) {
           option->capture_default_str();
@@ -147,8 +194,13 @@ CLI::Option* declared(CLI::App& app, Options& options, const Row& row) {
 }  // namespace
 
 void Options::declare(CLI::App& app) {
+  app.formatter(std::make_shared<HelpFormatter>());
   app.set_version_flag("--version", std::string("orvik-relay ") + build::version);
-  app.set_config("--config", "", "File with further options, one NAME = VALUE a line");
+  app.set_config(
+         "--config", "",
+         "A file with further options, one \"name = value\" a line, the names without dashes. "
+         "The command line comes first")
+      ->type_name("FILE");
   app.allow_config_extras(CLI::config_extras_mode::error);
   for (const Row& row : rows) {
     declared(app, *this, row);

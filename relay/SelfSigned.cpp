@@ -113,7 +113,7 @@ SelfSigned SelfSigned::make(const std::vector<std::string>& names, Clock::UnixTi
   require(X509_set_version(&x509, X509_VERSION_3) == 1);
   setSerial(x509);
   setSubject(x509);
-  const std::time_t begin = epochSeconds(now - std::chrono::hours(1));
+  const std::time_t begin = epochSeconds(now - clockTolerance);
   const std::time_t end = begin + std::chrono::seconds(lifetime).count();
   require(ASN1_TIME_set(X509_getm_notBefore(&x509), begin) != nullptr &&
           ASN1_TIME_set(X509_getm_notAfter(&x509), end) != nullptr);

@@ -15,8 +15,12 @@ struct SelfSigned {
   /// Apple's systems refuse server certificates that are valid for more than 398 days.
   static constexpr std::chrono::days lifetime{397};
 
-  /// Makes a server certificate for an EC P-256 key, valid from an hour before `now`, for clocks
-  /// that are behind. `names` are host names and IP addresses; throws std::invalid_argument for
+  /// How far clocks may be behind the relay's: a day, as a wrong date makes it, and an hour for the
+  /// time zone that was meant.
+  static constexpr std::chrono::hours clockTolerance{25};
+
+  /// Makes a server certificate for an EC P-256 key, valid from `clockTolerance` before `now`.
+  /// `names` are host names and IP addresses; throws std::invalid_argument for
   /// anything else, std::runtime_error when OpenSSL fails.
   [[nodiscard]] static SelfSigned make(const std::vector<std::string>& names, Clock::UnixTime now);
 };

@@ -14,7 +14,8 @@ TLSContext makeTLSContext(const Certificate& certificate) {
   SSL_CTX* const handle = context.native_handle();
   SSL_CTX_set_min_proto_version(handle, TLS1_2_VERSION);
   SSL_CTX_set_options(handle, SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_COMPRESSION |
-                                  SSL_OP_CIPHER_SERVER_PREFERENCE | SSL_OP_PRIORITIZE_CHACHA);
+                                  SSL_OP_CIPHER_SERVER_PREFERENCE | SSL_OP_PRIORITIZE_CHACHA |
+                                  SSL_OP_CLEANSE_PLAINTEXT);
   SSL_CTX_set_cipher_list(handle, "ECDHE+AESGCM:ECDHE+CHACHA20");
   SSL_CTX_set_max_early_data(handle, 0);
   // An idle connection gives its buffers back; a write goes on from wherever the bytes lie then.

@@ -239,7 +239,9 @@ int fail(const std::string& what) {
 int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   CLI::App app(
-      "Relay between Macs and the phones paired with them. It cannot read what it relays.");
+      "Joins computers and their paired phones over WebSocket and TLS. What it passes on is sealed "
+      "from end to end: it cannot read it.",
+      "orvik-relay");
   relay::Options options;
   try {
     options.declare(app);

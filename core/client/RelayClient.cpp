@@ -24,7 +24,7 @@ namespace orvik {
 namespace {
 
 constexpr std::chrono::seconds alertInterval{30};
-/// With the 20 s that an answer may take, a dead link is found within 80 s.
+/// With the 20 s that an answer may take, a dead link is found within 100 s.
 constexpr std::chrono::seconds pingPause{60};
 
 /// A flag that is up as long as this lives, however its scope is left.
@@ -134,8 +134,11 @@ void RelayClient::waiting(std::chrono::seconds wait, const PersistentConnection:
 asio::awaitable<void> RelayClient::talk(Link link) {
   alerts->connectionBegan();
   relayKeepsAlerts = relayPushes = false;
-  const SecretText authentication = pairing.authMessage();
-  co_await link->send(authentication.text());
+  {
+    // For as long as a conversation lasts its first words need not be remembered.
+    const SecretText authentication = pairing.authMessage();
+    co_await link->send(authentication.text());
+  }
   co_await firstOf(receiveLoop(link), sampleLoop(link));
 }
 

@@ -60,8 +60,11 @@ asio::awaitable<void> Revocation::run() {
 }
 
 asio::awaitable<void> Revocation::talk(Link link) {
-  const SecretText authentication = pairing.authMessage();
-  co_await link->send(authentication.text());
+  {
+    // For as long as a conversation lasts its first words need not be remembered.
+    const SecretText authentication = pairing.authMessage();
+    co_await link->send(authentication.text());
+  }
   co_await awaitAcceptance(link);
   std::string revoked = R"({"revoked":true})";
   co_await link->send(std::move(revoked));

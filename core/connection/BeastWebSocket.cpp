@@ -232,10 +232,11 @@ void BeastWebSocketTask::configureWebSocket() {
 
 asio::awaitable<void> BeastWebSocketTask::send(std::string text) {
   const auto self = shared_from_this();
+  // First: what cannot be sent is overwritten as well.
+  const auto message = std::make_shared<Outbound>(Outbound{SecretText(std::move(text)), {}, {}});
   if (phase != Phase::open || requestedCode || receivedCode) {
     throw boost::system::system_error(asio::error::not_connected);
   }
-  const auto message = std::make_shared<Outbound>(Outbound{SecretText(std::move(text)), {}, {}});
   outbox.push_back(message);
   changed.notify();
   // Named, as everything with a destructor is that a co_await takes: GCC 12 destroys some

@@ -158,10 +158,8 @@ Pairing::Pairing(ByteView macId, ByteView secret) {
 
 Pairing Pairing::generate() {
   const Bytes id = randomBytes(macIdSize);
-  Bytes fresh = randomBytes(secretSize);
-  Pairing pairing(id, fresh);
-  wipe(fresh.data(), fresh.size());
-  return pairing;
+  const WipedBytes fresh(randomBytes(secretSize));
+  return {id, fresh.bytes};
 }
 
 SymmetricKey Pairing::derive(std::string_view label) const {

@@ -26,16 +26,6 @@ constexpr std::chrono::milliseconds betweenAttempts{20};
 
 SecretStore::Key itemKey() { return {.service = build::applicationId, .account = "pairing"}; }
 
-/// Bytes that are overwritten at their end.
-struct WipedBytes {
-  explicit WipedBytes(Bytes secret) : bytes(std::move(secret)) {}
-  WipedBytes(const WipedBytes&) = delete;
-  WipedBytes& operator=(const WipedBytes&) = delete;
-  ~WipedBytes() { wipe(bytes.data(), bytes.size()); }
-
-  Bytes bytes;
-};
-
 /// Throws SecretStore::Unreadable. What has another length is no pairing.
 std::optional<Pairing> pairingIn(SecretStore& place) {
   auto found = place.find(itemKey());

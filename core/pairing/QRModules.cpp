@@ -4,6 +4,9 @@
 
 #include <climits>
 #include <memory>
+#include <vector>
+
+#include "core/values/SecretBytes.h"
 
 namespace orvik {
 
@@ -12,6 +15,17 @@ namespace {
 struct FreeCode {
   void operator()(QRcode* code) const { QRcode_free(code); }
 };
+
+/// Overwrites what has just been freed in blocks of this size: a system gives those out first. The
+/// library frees its copy of the bytes, which may be a secret, as it is.
+void overwriteFreed(std::size_t size) {
+  constexpr std::size_t count = 4;
+  std::vector<WipedBytes> blocks;
+  blocks.reserve(count);
+  while (blocks.size() < count) {
+    blocks.emplace_back(Bytes(size));
+  }
+}
 
 }  // namespace
 
@@ -23,6 +37,7 @@ std::optional<QRModules> QRModules::of(std::string_view bytes, Correction correc
   const std::unique_ptr<QRcode, FreeCode> code(QRcode_encodeData(
       static_cast<int>(bytes.size()), reinterpret_cast<const unsigned char*>(bytes.data()),
       smallestVersion, correction == Correction::low ? QR_ECLEVEL_L : QR_ECLEVEL_M));
+  overwriteFreed(bytes.size());
   if (code == nullptr) {
     return std::nullopt;
   }

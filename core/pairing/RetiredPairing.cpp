@@ -18,16 +18,14 @@ SecretText RetiredPairing::text() const {
 std::optional<RetiredPairing> RetiredPairing::from(std::string_view text) {
   const std::size_t blank = std::min(text.find(' '), text.size());
   const auto macId = bytesFromBase64URL(text.substr(0, blank));
-  auto key = bytesFromBase64URL(text.substr(std::min(blank + 1, text.size())));
+  auto found = bytesFromBase64URL(text.substr(std::min(blank + 1, text.size())));
+  const WipedBytes key(found ? *std::move(found) : Bytes());
   RetiredPairing retired;
-  const bool isOne = macId && key && macId->size() == retired.id.size() &&
-                     key->size() == retired.authKey.data().size();
+  const bool isOne = macId && macId->size() == retired.id.size() &&
+                     key.bytes.size() == retired.authKey.data().size();
   if (isOne) {
     std::ranges::copy(*macId, retired.id.begin());
-    std::ranges::copy(*key, retired.authKey.data().begin());
-  }
-  if (key) {
-    wipe(key->data(), key->size());
+    std::ranges::copy(key.bytes, retired.authKey.data().begin());
   }
   return isOne ? std::optional(retired) : std::nullopt;
 }

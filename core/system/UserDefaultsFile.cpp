@@ -7,6 +7,7 @@
 #include "core/values/Base64.h"
 #include "core/values/JSONReader.h"
 #include "core/values/JSONValue.h"
+#include "core/values/SecretBytes.h"
 
 namespace orvik {
 
@@ -41,8 +42,13 @@ std::optional<std::string> UserDefaultsFile::data(std::string_view key) const {
   }
   const JSONObject object = objectIn(*read.content);
   const auto* text = object.get<std::string>(key);
-  const auto bytes = text == nullptr ? std::nullopt : bytesFromBase64URL(*text);
-  return bytes ? std::optional(std::string(bytes->begin(), bytes->end())) : std::nullopt;
+  auto found = text == nullptr ? std::nullopt : bytesFromBase64URL(*text);
+  if (!found) {
+    return std::nullopt;
+  }
+  // Some of what is kept is a secret of whoever asks.
+  const WipedBytes bytes(*std::move(found));
+  return std::string(textOf(bytes.bytes));
 }
 
 bool UserDefaultsFile::isReadable() const {

@@ -6,6 +6,17 @@ namespace orvik {
 
 void wipe(void* memory, std::size_t size) noexcept { OPENSSL_cleanse(memory, size); }
 
+SecretText::SecretText(std::initializer_list<std::string_view> pieces) {
+  std::size_t size = 0;
+  for (const std::string_view piece : pieces) {
+    size += piece.size();
+  }
+  content.reserve(size);
+  for (const std::string_view piece : pieces) {
+    content += piece;
+  }
+}
+
 SecretText& SecretText::operator=(SecretText&& other) noexcept {
   content.swap(other.content);
   return *this;

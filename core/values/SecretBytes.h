@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <initializer_list>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "core/values/Bytes.h"
@@ -36,6 +38,17 @@ class SecretBytes {
   std::array<std::uint8_t, Size> bytes{};
 };
 
+/// Secret bytes of any size, overwritten when the object dies.
+struct WipedBytes {
+  explicit WipedBytes(Bytes secret) noexcept : bytes(std::move(secret)) {}
+  WipedBytes(WipedBytes&& other) noexcept : bytes(std::move(other.bytes)) {}
+  WipedBytes(const WipedBytes&) = delete;
+  WipedBytes& operator=(const WipedBytes&) = delete;
+  ~WipedBytes() { wipe(bytes.data(), bytes.size()); }
+
+  Bytes bytes;
+};
+
 /// A secret text, overwritten when the object dies.
 class SecretText {
  public:
@@ -43,6 +56,8 @@ class SecretText {
   /// Takes over a text. Whoever composes it makes room for all of it first: memory that a text
   /// grows out of keeps its content.
   explicit SecretText(std::string text) noexcept : content(std::move(text)) {}
+  /// One text out of pieces, without a copy of any that stays behind.
+  SecretText(std::initializer_list<std::string_view> pieces);
   SecretText(SecretText&& other) noexcept { content.swap(other.content); }
   SecretText& operator=(SecretText&& other) noexcept;
   ~SecretText();

@@ -34,7 +34,7 @@ def check_options():
     differ("options", named("Options"), options)
     # The service's unit says where the state is.
     differ("configuration", set(re.findall(r"^#([a-z-]+) = ", configuration, re.M)), options - {"state"})
-    defaults = dict(re.findall(r"^ +--([a-z-]+) .*=(\S+)$", described, re.M))
+    defaults = dict(re.findall(r"^ +--([a-z-]+) (?:(?!^ +--).)*\(default: (\S+?)\)", described, re.M | re.S))
     assert len(defaults) > 10
     for name, value in defaults.items():
         assert re.search(rf'^#{name} = "?{re.escape(value)}"?$', configuration, re.M), f"{name}: {value}"

@@ -22,12 +22,13 @@ std::string_view nextPart(std::string_view& rest) {
 }
 
 /// The bytes of a part that holds exactly `size` of them in canonical form.
-Bytes bytesOfPart(std::string_view part, std::size_t size, const char* complaint) {
-  std::optional<Bytes> bytes = bytesFromBase64URL(part);
-  if (!bytes || bytes->size() != size || base64URL(*bytes) != part) {
+WipedBytes bytesOfPart(std::string_view part, std::size_t size, const char* complaint) {
+  std::optional<Bytes> found = bytesFromBase64URL(part);
+  WipedBytes bytes(found ? *std::move(found) : Bytes());
+  if (bytes.bytes.size() != size || SecretText(base64URL(bytes.bytes)).text() != part) {
     throw PairingLinkError(complaint);
   }
-  return std::move(*bytes);
+  return bytes;
 }
 
 std::string percentDecoded(std::string_view text) {
@@ -76,13 +77,12 @@ PairingLink PairingLink::read(std::string_view text) {
   if (nextPart(rest) != "1") {
     throw PairingLinkError("The link has a version that this program does not know.");
   }
-  const Bytes macId = bytesOfPart(nextPart(rest), Pairing::macIdSize,
-                                  "The identifier in the link is damaged: copy the link again.");
-  Bytes secret = bytesOfPart(nextPart(rest), Pairing::secretSize,
-                             "The secret in the link is damaged: copy the link again.");
-  Pairing pairing(macId, secret);
-  wipe(secret.data(), secret.size());
-  return {pairing, displayText(percentDecoded(rest))};
+  const WipedBytes macId =
+      bytesOfPart(nextPart(rest), Pairing::macIdSize,
+                  "The identifier in the link is damaged: copy the link again.");
+  const WipedBytes secret = bytesOfPart(nextPart(rest), Pairing::secretSize,
+                                        "The secret in the link is damaged: copy the link again.");
+  return {Pairing(macId.bytes, secret.bytes), displayText(percentDecoded(rest))};
 }
 
 }  // namespace orvik

@@ -32,13 +32,8 @@ std::optional<std::int64_t> alertNumber(const UntypedValue& message) {
 
 /// The authentication, with one more member.
 SecretText naming(std::int64_t lastAlert, const SecretText& authentication) {
-  constexpr std::size_t room = 40;
-  std::string text;
-  text.reserve(authentication.text().size() + room);
-  text = authentication.text();
-  text.pop_back();
-  text += ",\"last\":" + std::to_string(lastAlert) + "}";
-  return SecretText(std::move(text));
+  const std::string_view object = authentication.text();
+  return {object.substr(0, object.size() - 1), ",\"last\":", std::to_string(lastAlert), "}"};
 }
 
 }  // namespace
@@ -59,9 +54,11 @@ void PhoneClient::waiting(std::chrono::seconds wait, const PersistentConnection:
 
 asio::awaitable<void> PhoneClient::talk(Link link) {
   nextAlert = std::nullopt;
-  const SecretText token = pairing.authMessage();
-  const SecretText authentication = naming(lastAlert, token);
-  co_await link->send(authentication.text());
+  {
+    // For as long as a conversation lasts its first words need not be remembered.
+    const SecretText authentication = naming(lastAlert, pairing.authMessage());
+    co_await link->send(authentication.text());
+  }
   co_await link->send(R"({"active":true})");
   observer.connectionChanged({Phase::held, {}, {}});
   for (bool wanted = true; wanted;) {

@@ -2,10 +2,10 @@
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 
 #include "core/BuildConstants.h"
 #include "core/connection/WebSocketURL.h"
+#include "core/system/HelpFormatter.h"
 #include "phone/terminal/DisplayText.h"
 
 namespace orvik {
@@ -13,7 +13,9 @@ namespace orvik {
 namespace {
 
 constexpr const char* about =
-    "Shows on a terminal what a computer sends to its phones.\n"
+    "Is a phone in a terminal: shows what the computer behind a pairing link sends, on a terminal "
+    "as "
+    "a page that renews itself until q is typed, otherwise one line for each sample.\n"
     "Ends with status 2 after a wrong call, 3 when the pairing has been replaced, and 1 after any "
     "other failure.";
 
@@ -39,17 +41,26 @@ std::optional<PhoneCommandLine> PhoneCommandLine::parse(int argc, const char* co
   std::uint64_t count = 0;
 
   CLI::App app(about, "orvik-phone");
+  app.formatter(std::make_shared<HelpFormatter>());
   app.set_version_flag("--version", std::string("orvik-phone ") + build::version);
   app.add_option("LINK", line.link,
                  "The pairing link, in quotes, or - to read it from the first line of the standard "
                  "input, where other users of this machine cannot see it")
       ->required();
-  app.add_option("--relay", line.relay, "The relay's wss:// URL")->capture_default_str();
+  app.add_option("--relay", line.relay,
+                 "The relay's wss:// address: the one that the computer uses")
+      ->type_name("URL")
+      ->capture_default_str();
   const auto* trustOption =
-      app.add_option("--trust", trust, "A file of further certificates to trust (PEM)");
-  app.add_flag("--json", line.json, "Print every opened payload as one line of JSON");
+      app.add_option("--trust", trust,
+                     "Further certificates to trust, as PEM: for a relay with a certificate of its "
+                     "own making")
+          ->type_name("FILE");
+  app.add_flag("--json", line.json,
+               "Print every sample and alert as one line of JSON, for scripts");
   const auto* countOption =
-      app.add_option("--count", count, "End after this many payloads")
+      app.add_option("--count", count, "End after this many samples and alerts")
+          ->type_name("NUMBER")
           ->check([](const std::string& text) {
             const bool isNumber = !text.empty() && text.size() < 20 &&
                                   text.find_first_not_of("0123456789") == std::string::npos &&

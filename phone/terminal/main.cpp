@@ -9,12 +9,14 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <iostream>
+#include <span>
 
 #include "core/async/Timeout.h"
 #include "core/connection/BeastWebSocket.h"
+#include "core/system/CoreDump.h"
 #include "phone/terminal/DisplayText.h"
 #include "phone/terminal/LinePrinter.h"
 #include "phone/terminal/LiveViewer.h"
@@ -139,13 +141,40 @@ asio::awaitable<PhoneClient::End> operate(PhoneClient& client, Screen& screen,
   co_return end == nullptr ? PhoneClient::End::finished : *end;
 }
 
-std::string firstInputLine() {
+/// The links among the arguments, of which the first is given: whoever lists the processes does
+/// not see them from here on. In its place stands what asks for the standard input.
+SecretText takeLinks(std::span<char*> arguments) {
+  std::optional<SecretText> first;
+  for (char* const argument : arguments) {
+    const std::string_view text(argument);
+    if (text.find('#') == std::string_view::npos) {
+      continue;
+    }
+    if (!first) {
+      first.emplace(std::initializer_list{text});
+    }
+    wipe(argument, text.size());
+    *argument = '-';
+  }
+  return first ? *std::move(first) : SecretText();
+}
+
+/// Byte by byte: a buffer of the library would keep the link.
+SecretText firstInputLine() {
   std::string line;
-  char c = 0;
-  while (line.size() <= PairingLink::maximumLength && std::cin.get(c) && c != '\n') {
+  line.reserve(PairingLink::maximumLength + 1);
+  while (line.size() <= PairingLink::maximumLength) {
+    char c = 0;
+    const ssize_t count = read(STDIN_FILENO, &c, 1);
+    if (count < 0 && errno == EINTR) {
+      continue;
+    }
+    if (count <= 0 || c == '\n') {
+      break;
+    }
     line.push_back(c);
   }
-  return line;
+  return SecretText(std::move(line));
 }
 
 bool isColourWanted() {
@@ -153,8 +182,16 @@ bool isColourWanted() {
   return noColour == nullptr || *noColour == '\0';
 }
 
-int view(const PhoneCommandLine& line) {
-  const PairingLink link = PairingLink::read(line.link == "-" ? firstInputLine() : line.link);
+PairingLink linkOf(const PhoneCommandLine& line, SecretText given) {
+  if (line.link != "-") {
+    return PairingLink::read(line.link);
+  }
+  const SecretText text = given.text().empty() ? firstInputLine() : std::move(given);
+  return PairingLink::read(text.text());
+}
+
+int view(const PhoneCommandLine& line, SecretText given) {
+  const PairingLink link = linkOf(line, std::move(given));
   const auto clock = std::make_shared<SystemClock>();
   const auto session =
       std::make_shared<BeastWebSocketSession>(clock, ServerTrust{line.trust}, largestEnvelope);
@@ -207,10 +244,12 @@ int report(const std::exception& error, int status) {
 int main(int argc, char** argv) {
   using namespace orvik;
   fillStandardDescriptors();
+  forbidCoreDumps();
   std::signal(SIGPIPE, SIG_IGN);
   try {
+    SecretText link = takeLinks(std::span(argv, static_cast<std::size_t>(argc)).subspan(1));
     const std::optional<PhoneCommandLine> line = PhoneCommandLine::parse(argc, argv);
-    return line ? view(*line) : EXIT_SUCCESS;
+    return line ? view(*line, std::move(link)) : EXIT_SUCCESS;
   } catch (const UsageError& error) {
     return report(error, usageStatus);
   } catch (const PairingLinkError& error) {

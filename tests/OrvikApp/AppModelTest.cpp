@@ -258,7 +258,7 @@ class Desktop final : public LoginItem, public PowerEvents, public PairingSource
       {"relay", [this](Text host) { model->useRelay(host); }},
       {"link",
        [this](Text) {
-         const QString link = model->link();
+         const QString link = QString::fromStdString(model->link().text());
          note(link.isEmpty() ? "none" : link.section(QLatin1Char('/'), 0, 3).toStdString());
        }},
       // The end.

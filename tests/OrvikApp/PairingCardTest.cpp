@@ -28,7 +28,7 @@ struct Drawing : testing::Environment {
 };
 const testing::Environment* const drawing = testing::AddGlobalTestEnvironment(new Drawing);
 
-const QString link = QStringLiteral("https://orvik.example/orvik/p#1.a.b.Mac");
+const std::string link = "https://orvik.example/orvik/p#1.a.b.Mac";
 
 QImage drawn(QWidget& card) {
   QImage image(card.size(), QImage::Format_RGB32);
@@ -92,9 +92,9 @@ TEST(PairingCard, FollowsPaletteAndLinkAndTellsOnlyWhatTheUserSwitches) {
     const QRect paper = card.layout()->itemAt(2)->geometry();
     EXPECT_EQ(image.pixelColor(paper.topLeft()), window) << "round corners";
     EXPECT_EQ(image.pixelColor(paper.topLeft() + QPoint(12, 12)), QColor(Qt::white));
-    EXPECT_EQ(scannedCode(image), link.toStdString());
+    EXPECT_EQ(scannedCode(image), link);
   }
-  card.setLink(QStringLiteral("another"));
+  card.setLink("another");
   EXPECT_EQ(scannedCode(drawn(card)), "another");
   std::string told;
   QObject::connect(&card, &PairingCard::launchAtLoginToggled,
@@ -117,9 +117,9 @@ TEST(PairingCard, CopiesTheLinkWithAWarningUnlessTheCodeIsCovered) {
   copy->trigger();
   EXPECT_EQ(QGuiApplication::clipboard()->text().toStdString(), "");
   card.findChild<QPushButton*>()->click();
-  EXPECT_EQ(scannedCode(drawn(card)), link.toStdString());
+  EXPECT_EQ(scannedCode(drawn(card)), link);
   copy->trigger();
-  EXPECT_EQ(QGuiApplication::clipboard()->text(), link);
+  EXPECT_EQ(QGuiApplication::clipboard()->text().toStdString(), link);
   EXPECT_TRUE(QToolTip::text().contains(QStringLiteral("like a password")));
 }
 
@@ -152,7 +152,7 @@ TEST(QRCode, HoldsTheBytesOfTheTextInTheSmallestCode) {
                                                {"Zoë’s Mac — 日本", 25},
                                                {std::string(2331, 'x'), 177}};
   for (const auto& [text, modules] : cases) {
-    const QImage image = QRCode::image(QString::fromStdString(text));
+    const QImage image = QRCode::image(text);
     ASSERT_EQ(image.size(), QSize(modules + 8, modules + 8));
     EXPECT_EQ(scannedCode(image.scaled(image.size() * 4)), text);
     EXPECT_TRUE(image.pixel(3, 3) == 0xFFFFFFFF && image.pixel(4, 4) == 0xFF000000)
@@ -169,7 +169,7 @@ TEST(QRCode, HasWholeSquareModulesAtEveryScaleAndDrawsNothingWithoutACode) {
     screen.setDevicePixelRatio(scale);
     screen.fill(Qt::red);
     code.render(&screen);
-    EXPECT_EQ(scannedCode(screen), link.toStdString());
+    EXPECT_EQ(scannedCode(screen), link);
     // As many pixels for each module as there is room for, and the rest around all of them.
     const int module = screen.width() / modules.width();
     const QSize size = modules.size() * module;
@@ -186,8 +186,8 @@ TEST(QRCode, HasWholeSquareModulesAtEveryScaleAndDrawsNothingWithoutACode) {
   QImage screen(220, 220, QImage::Format_RGB32);
   screen.fill(Qt::red);
   const QImage untouched = screen;
-  for (const int length : {0, 2332, 100'000}) {
-    code.setText(QString(length, QLatin1Char('x')));
+  for (const std::size_t length : {0U, 2332U, 100'000U}) {
+    code.setText(std::string(length, 'x'));
     code.render(&screen, {}, {}, QWidget::DrawChildren);
     EXPECT_EQ(screen, untouched);
   }

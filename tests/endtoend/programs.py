@@ -22,13 +22,13 @@ def path(name):
 class Program:
     """A program whose lines are read as they come."""
 
-    def __init__(self, name, *arguments, stdin="", folder=None, environment=None):
+    def __init__(self, name, *arguments, stdin="", folder=None, environment=None, stderr=None):
         folder = folder or name.removeprefix("orvik-")
         self.name = name
         self.lines = queue.Queue()
         self.process = subprocess.Popen(
             [os.path.join(build, folder, name), *arguments],
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=stderr, text=True,
             env={**os.environ, "XDG_CONFIG_HOME": path("config"), "XDG_DATA_HOME": path("data"),
                  "DBUS_SESSION_BUS_ADDRESS": "unix:path=/nonexistent", **(environment or {})})
         running.append(self.process)

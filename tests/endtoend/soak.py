@@ -1,0 +1,219 @@
+#!/usr/bin/env python3
+"""A day's work in half an hour: soak.py BUILD_FOLDER [MINUTES].
+
+Relay, agent, application and the page in a browser run at 48 times their pace, watched all the
+time, while the agent's pairing is replaced 50 times and 200 phones come and go. Prints what each
+program holds after each eighth of the time; ends with status 1 where that has grown."""
+
+import json
+import os
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import threading
+import time
+
+from gi.repository import GLib
+
+import programs
+from chaos import preload, root
+from desktop import Panel, start_application, start_bus, start_display
+from programs import Program, check, path, read, start_phone
+
+SPEED = 48
+PAIRINGS, PHONES = 50, 200
+SHARES = 8          # of the time, at whose ends it is measured
+SETTLED = 2         # shares, until everything that a program keeps for good has been used once
+MEMORY = 1.05, 1024  # how much more there may be afterwards: a factor, and KiB
+STAYS = 2           # seconds that a phone stays
+SHIM = preload()
+minutes = float(sys.argv[2]) if len(sys.argv) > 2 else 30
+
+
+BEGUN = time.time()
+
+
+def fast():
+    """Time for a program that starts now: it goes 48 times as fast, for all of them since BEGUN."""
+    return {"LD_PRELOAD": f"{SHIM} /usr/$LIB/faketime/libfaketime.so.1",
+            "FAKETIME": f"+{(SPEED - 1) * (time.time() - BEGUN):.1f} x{SPEED}",
+            "FAKETIME_DONT_RESET": "1", "ORVIK_SPEED": str(SPEED)}
+
+
+class Measured:
+    """A program whose resources are looked at."""
+
+    def __init__(self, name, pid):
+        self.name, self.pid = name, pid
+        self.woken = self.wakeups()
+        self.rows = []
+
+    def wakeups(self):
+        """Times that any of its threads gave up the processor and was woken again."""
+        sum_of_all = 0
+        for thread in os.listdir(f"/proc/{self.pid}/task"):
+            try:
+                with open(f"/proc/{self.pid}/task/{thread}/status", encoding="utf-8") as file:
+                    sum_of_all += next(int(line.split()[1]) for line in file
+                                       if line.startswith("voluntary_ctxt"))
+            except FileNotFoundError:  # it has just ended
+                pass
+        return sum_of_all
+
+    def now(self):
+        with open(f"/proc/{self.pid}/status", encoding="utf-8") as file:
+            status = dict(line.split(":", 1) for line in file)
+        return {"resident KiB": int(status["VmRSS"].split()[0]),
+                "descriptors": len(os.listdir(f"/proc/{self.pid}/fd")),
+                "threads": int(status["Threads"])}
+
+    def measure(self, seconds):
+        woken = self.wakeups()
+        # The least of some moments: timers come and go with descriptors, visitors with sockets.
+        looks = [self.now()]
+        while len(looks) < 40:
+            time.sleep(0.05)
+            looks.append(self.now())
+        row = {key: min(look[key] for look in looks) for key in looks[0]}
+        row["wake-ups a minute"] = round((woken - self.woken) / (seconds * SPEED / 60))
+        self.rows.append(row)
+        self.woken = woken
+
+    def growth(self):
+        """What it has more of at the end."""
+        first, last = self.rows[SETTLED - 1], self.rows[-1]
+        factor, more = MEMORY
+        allowed = {"resident KiB": first["resident KiB"] * factor + more,
+                   "descriptors": first["descriptors"], "threads": first["threads"],
+                   "wake-ups a minute": first["wake-ups a minute"] * 1.5 + 10}
+        return [f"{self.name}: {key} {first[key]} -> {last[key]}" for key in last
+                if last[key] > allowed[key]]
+
+
+class Page:
+    """A browser's processes hold what they like: of the page counts what it keeps alive."""
+
+    def __init__(self, program):
+        self.name, self.program, self.rows = "page", program, []
+
+    def measure(self, _):
+        self.program.forget()
+        self.program.process.send_signal(signal.SIGHUP)
+        while "JSHeapUsedSize" not in (line := self.program.payload()):
+            pass
+        self.rows.append({"heap KiB": line["JSHeapUsedSize"] // 1024, "nodes": line["Nodes"],
+                          "listeners": line["JSEventListeners"]})
+
+    def growth(self):
+        # The curves of the day grow with it.
+        first, last = self.rows[SETTLED - 1], self.rows[-1]
+        return [f"page: {key} {first[key]} -> {last[key]}" for key in last
+                if last[key] > first[key] * 1.25]
+
+
+class Looking:
+    """A phone that looks all the time; of a pairing that is replaced its successor goes on."""
+
+    def __init__(self, link_file, options):
+        self.link_file, self.options = link_file, options
+        self.samples = self.histories = self.starts = 0
+        threading.Thread(target=self._run, daemon=True).start()
+
+    def _run(self):
+        while True:
+            self.starts += 1
+            phone = Program("orvik-phone", "-", "--json", *self.options, stdin=read(self.link_file),
+                            folder="phone/terminal", environment=fast(),
+                            stderr=subprocess.DEVNULL)
+            for line in iter(lambda: self._next(phone), None):
+                self.samples += 1
+                self.histories += '"history"' in line
+            time.sleep(0.2)
+
+    @staticmethod
+    def _next(phone):
+        while True:
+            try:
+                return phone.lines.get(timeout=0.2)
+            except Exception:
+                if phone.process.poll() is not None:
+                    return None
+
+
+def start():
+    relay = Program("orvik-relay", "--listen", "127.0.0.1:0", "--listen-plain", "127.0.0.1:0",
+                    "--page", os.path.join(root, "phone/page/dist"), "--state", path("state"),
+                    "--max-phones", "100", environment=fast())
+    port, plain_port = (re.search(r":(\d+)", relay.line()).group(1) for _ in range(2))
+    options = ["--relay", f"wss://localhost:{port}", "--trust", path("state/certificate.pem")]
+    agent = Program("orvik-agent", *options, "--link-file", path("link"), environment=fast())
+    agent.await_line("online")
+    bus = start_bus("session")
+    panel = Panel(bus)
+    threading.Thread(target=GLib.MainLoop().run, daemon=True).start()
+    application = start_application(
+        bus, start_display(), options[1], options[3], ORVIK_LINK_FILE=path("application-link"),
+        XDG_CONFIG_HOME=path("application"), XDG_DATA_HOME=path("application"), **fast())
+    while not os.path.exists(path("application-link")):
+        time.sleep(0.1)
+    pairing = read("application-link").split("#")[1]
+    page = Program(shutil.which("node"), os.path.join(root, "tests/page/watch.mjs"),
+                   f"http://localhost:{plain_port}/orvik/p#{pairing}", str(SPEED), str(BEGUN))
+    page.await_line('{"phase":"live"')
+    looking = [Looking(name, options) for name in ("link", "application-link")]
+    return panel, options, looking, [
+        Measured("agent", agent.process.pid), Measured("application", application.process.pid),
+        Measured("relay", relay.process.pid), Page(page)]
+
+
+def replace_pairing(options):
+    """As a user does it beside an agent that runs, who goes on with the new one."""
+    before = read("link")
+    other = Program("orvik-agent", *options, "--new-pairing", "--no-link", environment=fast(),
+                    stderr=subprocess.DEVNULL)
+    deadline = time.monotonic() + programs.TIMEOUT
+    while read("link") == before:
+        check(time.monotonic() < deadline, "the agent takes the new pairing")
+        time.sleep(0.05)
+    other.ends()
+
+
+def visit(options):
+    phone = Program("orvik-phone", "-", "--json", *options, stdin=read("link"), stderr=subprocess.DEVNULL,
+                    folder="phone/terminal", environment=fast())
+    time.sleep(STAYS)
+    phone.process.terminate()
+    phone.process.wait()
+    programs.running.remove(phone.process)
+
+
+def test():
+    panel, options, looking, measured = start()
+    seconds = minutes * 60
+    begun = time.monotonic()
+    events = [(seconds * (i + 0.5) / PAIRINGS, replace_pairing) for i in range(PAIRINGS)]
+    events += [(seconds * i / PHONES, lambda *given: threading.Thread(
+        target=visit, args=given, daemon=True).start()) for i in range(PHONES)]
+    events += [(seconds * (i + 1) / SHARES, lambda *_: [each.measure(seconds / SHARES)
+                                                       for each in measured]) for i in range(SHARES)]
+    for at, do in sorted(events, key=lambda event: event[0]):
+        time.sleep(max(0, begun + at - time.monotonic()))
+        do(options)
+    table(measured)
+    for each, name in zip(looking, ("agent", "application")):
+        print(f"{name}: {each.samples} samples at its phone, of {int(seconds * SPEED / 2)}, "
+              f"{each.histories} with the history; {each.starts} pairings")
+    grown = [line for each in measured for line in each.growth()]
+    check(not grown, "\n".join(["grown:", *grown]))
+
+
+def table(measured):
+    for each in measured:
+        for key in each.rows[0] if each.rows else []:
+            print(f"{each.name:12} {key:18}" + "".join(f"{row[key]:9}" for row in each.rows))
+
+
+if __name__ == "__main__":
+    programs.run(test)
