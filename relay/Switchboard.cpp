@@ -51,7 +51,7 @@ bool Switchboard::macArrived(const Identifier& identifier, const TokenHash& toke
     reread(entry);
     return true;
   }
-  if (!take(entry, mac, token)) {
+  if (!take(entry, mac, token, now)) {
     return false;
   }
   tellMac(entry);
@@ -299,7 +299,7 @@ void Switchboard::admit(Entry& entry, const std::vector<Waiting>& waiting) {
   // The Macs first: a phone that has waited for its Mac finds it there.
   for (const Waiting& client : waiting) {
     if (client.role == Role::mac) {
-      static_cast<void>(take(entry, *client.peer, client.token));
+      static_cast<void>(take(entry, *client.peer, client.token, client.until - limits.holdTime));
     }
   }
   for (const Waiting& client : waiting) {
@@ -357,7 +357,7 @@ void Switchboard::removeIfEmpty(Entry& entry) {
   }
 }
 
-bool Switchboard::take(Entry& entry, Peer& mac, const TokenHash& token) {
+bool Switchboard::take(Entry& entry, Peer& mac, const TokenHash& token, Instant arrived) {
   Place& place = entry.second;
   if (place.record->owner != token) {
     // Whoever revokes is told that it is done only when it is, whatever connection it asks over.
@@ -377,7 +377,8 @@ bool Switchboard::take(Entry& entry, Peer& mac, const TokenHash& token) {
   }
   if (Elsewhere* const elsewhere = place.elsewhere.get()) {
     elsewhere->epoch = ++elsewhere->highestEpoch;
-    elsewhere->since = time();
+    elsewhere->since = arrived;
+    skipNumbers(entry);
   }
   // Before the presence, which tells the Mac that it is accepted: it has to know by then.
   if (store.isDurable()) {

@@ -186,7 +186,7 @@ class Switchboard final : public NeighbourListener {
   void removeWaiting(Entry& entry, Condition condition);
   void removeIfEmpty(Entry& entry);
 
-  [[nodiscard]] bool take(Entry& entry, Peer& mac, const TokenHash& token);
+  [[nodiscard]] bool take(Entry& entry, Peer& mac, const TokenHash& token, Instant arrived);
   [[nodiscard]] bool take(Entry& entry, const Phone& phone, const TokenHash& token,
                           std::optional<std::uint64_t> last);
   [[nodiscard]] static bool hasMac(const Place& place);
@@ -228,6 +228,7 @@ class Switchboard final : public NeighbourListener {
   void heard(Entry& entry, RelayID from, const ToldAlert& said);
   void heard(Entry& entry, RelayID from, const AlertsMissed& said);
   void heard(Entry& entry, RelayID from, const RecordChanged& said);
+  void skipNumbers(Entry& entry);
   void contest(Entry& entry, RelayID from, const Standing::Mac& other);
   /// Calls `change`, which changes what is known of others, and tells those here what it comes to.
   template <typename Change>

@@ -102,7 +102,7 @@ void Switchboard::heard(Entry& entry, RelayID from, const Standing& said) {
   });
   if (place.record && mayBeGiven(said.last)) {
     if (place.mac.peer != nullptr) {
-      place.record->lastNumber = std::max(place.record->lastNumber, said.last);
+      skipNumbers(entry);
     }
     place.record->takenNumber =
         std::max(place.record->takenNumber, std::min(said.taken, place.record->lastNumber));
@@ -122,6 +122,21 @@ void Switchboard::heard(Entry& entry, RelayID from, const Standing& said) {
     catchUp(entry);
   }
   removeIfEmpty(entry);
+}
+
+/// Numbers that the Mac's relay before this one has given are not given again, although the store
+/// has none of their alerts. Whoever has them is asked for them: the Mac may repeat them.
+void Switchboard::skipNumbers(Entry& entry) {
+  Place& place = entry.second;
+  const std::uint64_t before = place.record->lastNumber;
+  for (const Neighbour& each : place.elsewhere->relays) {
+    if (mayBeGiven(each.at.last)) {
+      place.record->lastNumber = std::max(place.record->lastNumber, each.at.last);
+    }
+  }
+  if (place.record->lastNumber > before) {
+    tell(entry, {AlertsMissed{before}});
+  }
 }
 
 /// Two relays have a Mac. The later one stays, which each can tell by the ages, whatever their
@@ -181,8 +196,8 @@ void Switchboard::heard(Entry& entry, RelayID from, const ToldEnvelope& said) {
 void Switchboard::heard(Entry& entry, RelayID from, const ToldAlert& said) {
   Place& place = entry.second;
   const auto other = std::ranges::find(place.elsewhere->relays, from, &Neighbour::relay);
-  if (other == place.elsewhere->relays.end() || !other->at.mac || !mayBeGiven(said.number) ||
-      said.envelope.size() > limits.keptAlertBytes) {
+  if (other == place.elsewhere->relays.end() || !(other->at.mac || place.mac.peer != nullptr) ||
+      !mayBeGiven(said.number) || said.envelope.size() > limits.keptAlertBytes) {
     return;
   }
   other->at.last = std::max(other->at.last, said.number);
@@ -202,13 +217,14 @@ void Switchboard::heard(Entry& entry, RelayID from, const ToldAlert& said) {
 
 void Switchboard::heard(Entry& entry, RelayID /*from*/, const AlertsMissed& said) {
   Place& place = entry.second;
-  if (place.mac.peer == nullptr || place.revoked) {
+  if (place.revoked) {
     return;
   }
   forgetOldAlerts(place);
   std::uint64_t after = said.after;
   for (const Alert& alert : place.alerts) {
-    if (alert.kept.number > said.after) {
+    const bool isKnownHere = place.mac.peer != nullptr || alert.fate == Alert::Fate::heard;
+    if (isKnownHere && alert.kept.number > said.after) {
       tellAlert(entry, alert, std::min(after, alert.kept.number - 1));
       after = alert.kept.number;
     }
@@ -268,6 +284,11 @@ void Switchboard::takeElsewhere(Entry& entry, Alert alert) {
     if (same->fate == Alert::Fate::heard) {
       same->fate = alert.fate;
     }
+    return;
+  }
+  if (place.alerts.size() >= limits.keptAlertsPerMac &&
+      alert.kept.number < place.alerts.front().kept.number) {
+    // Newer ones have pushed it out, which the store has still to learn: phones have had it.
     return;
   }
   const SharedText number = framedText(

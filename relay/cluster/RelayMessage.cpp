@@ -10,6 +10,7 @@
 #include "core/values/Base64.h"
 #include "core/values/JSONReader.h"
 #include "core/values/JSONValue.h"
+#include "core/values/Text.h"
 
 namespace orvik::relay {
 
@@ -87,7 +88,7 @@ std::optional<RelayMessage> messageIn(const UntypedValue& head,
     ToldAlert alert{.mark = AlertMark::of(head), .envelope = *envelope};
     std::uint64_t keptAt = 0;
     if (!read(head, "alert", alert.number) || !read(head, "after", alert.after) ||
-        !read(head, "keptAt", keptAt) || alert.number <= alert.after) {
+        !read(head, "keptAt", keptAt) || alert.number <= alert.after || !isValidUTF8(*envelope)) {
       return std::nullopt;
     }
     alert.keptAt = static_cast<std::int64_t>(keptAt);
@@ -142,7 +143,10 @@ std::string withEnvelope(std::string head, std::string_view envelope) {
 std::optional<RelayMessage> RelayMessage::in(std::string_view text) {
   // Samples are most of it, and nothing of them is read.
   if (text.starts_with('\n') && text.size() <= longest) {
-    return RelayMessage{ToldEnvelope{text.substr(1)}};
+    const std::string_view envelope = text.substr(1);
+    // Clients end a connection over anything else.
+    return isValidUTF8(envelope) ? std::optional(RelayMessage{ToldEnvelope{envelope}})
+                                 : std::nullopt;
   }
   const std::size_t end = text.substr(0, longestHead + 1).find('\n');
   const std::string_view head = text.substr(0, end);

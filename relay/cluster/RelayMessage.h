@@ -87,8 +87,8 @@ struct RelayMessage {
 
   std::variant<Standing, ToldEnvelope, ToldAlert, AlertsMissed, RecordChanged> said;
 
-  /// Nothing when the text is anything else; unknown members count as absent. What it gives refers
-  /// to the text.
+  /// Nothing when the text is anything else, or not UTF-8; unknown members count as absent. What it
+  /// gives refers to the text.
   [[nodiscard]] static std::optional<RelayMessage> in(std::string_view text);
   [[nodiscard]] std::string text() const;
 
