@@ -26,8 +26,8 @@ constexpr int quickAttempts = 3;
 /// Of those that the engine refuses at once.
 constexpr int mostAttempts = 20;
 /// For how long the engine takes no second change of one version of a record: longer than one may
-/// be under way.
-constexpr std::chrono::nanoseconds duplicateWindow = 30s;
+/// be under way, and no longer, since a leader that could not pass one on goes on refusing it.
+constexpr std::chrono::nanoseconds duplicateWindow = 3s;
 constexpr auto day = 24h;
 /// Above what has been given to alerts that have not been kept.
 constexpr std::uint64_t numberGap = 100'000;

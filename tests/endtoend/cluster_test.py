@@ -173,6 +173,8 @@ class Mac(Side):
                 self.accepted = True
                 for envelope in self.waiting:
                     self.send(envelope)
+                if self.pairing.is_revoked:
+                    self.say('{"revoked":true}')
 
     def send(self, envelope):
         self.sent.append(envelope)
