@@ -8,6 +8,7 @@ nothing had been."""
 import json
 import mmap
 import os
+import queue
 import random
 import re
 import resource
@@ -25,6 +26,7 @@ from programs import Program, path
 
 LOOKUPS, THREADS, DISK = range(3)  # as faults.c has them
 SLACK = 5           # seconds that everything may take beside the waits that are meant
+PAUSE = 0.05        # between two looks
 LONGEST_WAIT = 60   # between two attempts to connect
 SLEEP_SLACK = 3
 # Until a connection on which nothing arrives any more is given up: from one ping to the next, when
@@ -71,7 +73,10 @@ class Actor:
         self.settled = None
         self.errors = path(self.file + "-errors")
         with open(self.errors, "ab") as errors:
-            self.program = self.launch(errors)
+            try:
+                self.program = self.launch(errors)
+            except queue.Empty:
+                raise Breach(f"{self.name} starts:\n{read_tail(self.errors)}") from None
 
     @property
     def pid(self):
@@ -87,11 +92,13 @@ class Actor:
         except subprocess.TimeoutExpired:
             raise Breach(f"{self.name} ends within {programs.TIMEOUT} s of signal {signum}") from None
 
-    def has_pending(self, signum):
-        """Of several signals that it has not taken yet, a program gets one."""
+    def takes(self, signum):
+        """Whether it has a handler for the signal by now, and has taken the one before: of several
+        that wait a program gets one."""
         with open(f"/proc/{self.pid}/status", encoding="utf-8") as file:
-            pending = next(line for line in file if line.startswith("ShdPnd"))
-        return int(pending.split()[1], 16) >> (signum - 1) & 1
+            masks = {line.split()[0]: int(line.split()[1], 16) >> (signum - 1) & 1
+                     for line in file if line.startswith(("ShdPnd", "SigCgt"))}
+        return masks["SigCgt:"] and not masks["ShdPnd:"]
 
     def usage(self):
         """Resident KiB, descriptors and threads."""
@@ -208,7 +215,7 @@ class Page(Watched):
         if self.new > 20:
             self.old += self.new
             os.kill(self.pid, signal.SIGUSR2)
-            self.stage.await_that(time.monotonic() + programs.TIMEOUT,
+            self.stage.await_that(programs.TIMEOUT,
                                   lambda: "the page can mark alerts as seen" if self.new else "")
 
     def grown(self):
@@ -388,12 +395,20 @@ def preload():
     return f"{found.stdout.strip()} {library}"
 
 
+def reload_fault(_, page):
+    def steps():
+        os.kill(page.pid, signal.SIGWINCH)
+        yield
+
+    return Fault("page: loaded anew", steps)
+
+
 class Stage:
     def __init__(self, seed):
         self.preload = preload()
         self.chance = random.Random(seed)
         self.raised = self.may_be_lost = self.marker = self.faults = 0
-        self.total_raised = 0
+        self.total_raised = self.counted = 0
         self.relay = Relay(self)
         self.mark()
         self.relay.start()
@@ -420,7 +435,7 @@ class Stage:
         os.rename(path("new-sample"), path("sample.json"))
 
     def raise_alert(self):
-        if self.agent.is_running() and not self.agent.has_pending(signal.SIGUSR1):
+        if self.agent.is_running() and self.agent.takes(signal.SIGUSR1):
             os.kill(self.agent.pid, signal.SIGUSR1)
             self.raised += 1
 
@@ -435,15 +450,17 @@ class Stage:
         kinds = [(5, network_fault, self.watched), (2, lookup_fault, [self.agent, *self.phones]),
                  (2, kill_fault, self.ours), (2, stop_fault, self.ours),
                  (2, scarcity_fault, self.ours), (2, disk_fault, [self.relay]),
-                 (2, clock_fault, self.ours)]
+                 (2, clock_fault, self.ours), (1, reload_fault, [self.page])]
         faults, used = [], set()
         for _ in range(chance.choice([1, 1, 2, 3])):
             _, make, actors = chance.choices(kinds, [weight for weight, _, _ in kinds])[0]
             actor = chance.choice(actors)
             fault = make(chance, actor)
-            if actor.name not in used:
+            # What is killed or stopped can meet nothing else that is done to the process itself.
+            what = (actor.name, make in (kill_fault, stop_fault, scarcity_fault) or make)
+            if what not in used:
                 faults.append(fault)
-            used.add(actor.name)
+            used.add(what)
         lasts = max(fault.lasts for fault in faults)
         # Not so close together that two get the same time.
         first, number = chance.uniform(0, lasts + 1), chance.choice([0, 1, 1, 3])
@@ -462,42 +479,56 @@ class Stage:
         self.faults += len(faults)
         return time.monotonic() - begun
 
-    def await_that(self, deadline, problem):
-        """Waits until there is no problem any more."""
+    def await_that(self, limit, problem):
+        """Waits so many seconds until there is no problem any more. Where others keep the machine
+        from us, and so from the programs, only a part of the time counts."""
         while (text := problem()):
+            begun = time.monotonic()
             for actor in self.actors:
                 if not actor.is_running():
                     raise Breach(f"{actor.name} goes on; it ended with status "
                                  f"{actor.program.process.returncode}:\n{read_tail(actor.errors)}")
-            if time.monotonic() > deadline:
+            if limit < 0:
                 raise Breach(text)
-            time.sleep(0.05)
+            time.sleep(PAUSE)
+            limit -= min(time.monotonic() - begun, 1.5 * PAUSE)
 
-    def check(self, faults, lasted):
+    def check_after(self, faults, lasted):
         """The state that there has to be after faults that are over."""
+        # The waits before the next one are together as long as it is.
+        next_wait = min(LONGEST_WAIT, lasted + 1)
+        return self.check(next_wait + SLACK + max(fault.late for fault in faults),
+                          max(fault.ghost for fault in faults))
+
+    def check(self, limit, ghost=0):
         begun = time.monotonic()
         self.mark()
-        next_wait = min(LONGEST_WAIT, lasted + 1)
-        limit = next_wait + SLACK + max((fault.late for fault in faults), default=0)
-        self.await_that(begun + limit, lambda: ", ".join(
-            f"{viewer.name} gets the stream within {limit:.0f} s, and has heard nothing for "
+        self.await_that(limit, lambda: ", ".join(
+            f"{viewer.name} gets the stream within {limit:.0f} s, has heard nothing for "
             f"{time.monotonic() - viewer.heard:.0f} s"
             for viewer in self.viewers if viewer.marker != self.marker))
         back = time.monotonic() - begun
-        ghost = max((fault.ghost for fault in faults), default=0)
         wanted = f"online, {len(self.viewers)} phones connected"
-        self.await_that(begun + max(limit, ghost + SLACK), lambda: "" if self.agent.state == wanted
+        self.await_that(max(SLACK, ghost), lambda: "" if self.agent.state == wanted
                         else f"the agent says “{wanted}”, not “{self.agent.state}”")
-        self.await_that(time.monotonic() + SLACK, self.wrong_alerts)
+        self.await_that(SLACK, self.wrong_alerts)
         self.total_raised += len(self.phones[0].alerts) - self.counted
         self.raised, self.may_be_lost = len(self.phones[0].alerts), 0
         self.counted = self.raised
         self.page.forget_alerts()
-        self.await_that(time.monotonic() + max(2 * SLACK, ghost), lambda: ", ".join(
+        self.await_that(max(2 * SLACK, ghost), lambda: ", ".join(
             f"{actor.name} has grown: {actor.grown()}" for actor in self.actors if actor.grown()))
         return back
 
-    counted = 0
+    def sleep(self, actor, seconds):
+        """As a machine's: its network has forgotten it when it wakes up."""
+        os.kill(actor.pid, signal.SIGSTOP)
+        actor.proxy.reset()
+        time.sleep(seconds)
+        self.raise_alert()
+        os.kill(actor.pid, signal.SIGCONT)
+        back = self.check(SLEEP_SLACK)
+        print(f"{actor.name}: stopped for {seconds:.0f} s, back after {back:.1f} s", flush=True)
 
     def wrong_alerts(self):
         seen = [phone.alerts for phone in self.phones]
@@ -530,27 +561,35 @@ def read_tail(name):
         return "".join(file.readlines()[-60:])
 
 
+def rounds(stage, minutes, told):
+    begun = time.monotonic()
+    while (elapsed := (time.monotonic() - begun) / 60) < minutes:
+        faults, alerts = stage.draw()
+        told["fault"] = "; ".join(fault.text for fault in faults)
+        print(f"{elapsed:6.2f} min  {told['fault']}", end="", flush=True)
+        back = stage.check_after(faults, stage.play(faults, alerts))
+        print(f": back after {back:.1f} s", flush=True)
+
+
 def test():
     seed, minutes = sys.argv[2], float(sys.argv[3])
-    stage = Stage(seed)
     begun = time.monotonic()
     elapsed = lambda: (time.monotonic() - begun) / 60
-    text = "none"
+    told = {"fault": "none"}
     try:
-        stage.check([], 5)
-        while elapsed() < minutes:
-            faults, alerts = stage.draw()
-            text = "; ".join(fault.text for fault in faults)
-            print(f"{elapsed():6.2f} min  {text}", end="", flush=True)
-            back = stage.check(faults, stage.play(faults, alerts))
-            print(f": back after {back:.1f} s", flush=True)
-        text = "the end"
+        stage = Stage(seed)
+        stage.check(programs.TIMEOUT)
+        if seed == "sleep":
+            for actor in stage.watched[:2]:
+                told["fault"] = f"{actor.name} sleeps"
+                stage.sleep(actor, minutes * 60)
+        else:
+            rounds(stage, minutes, told)
+        told["fault"] = "the end"
         stage.end()
     except Breach as breach:
-        print(f"\nBreach: seed {seed}, minute {elapsed():.2f}, fault: {text}\nExpected: {breach}")
-        keep = os.environ.get("ORVIK_CHAOS_KEEP")
-        if keep:
-            subprocess.run(["cp", "-r", programs.scratch.name, keep], check=False)
+        print(f"\nBreach: seed {seed}, minute {elapsed():.2f}, fault: {told['fault']}\n"
+              f"Expected: {breach}")
         raise SystemExit(1) from None
     print(f"seed {seed}: {elapsed():.1f} minutes, {stage.faults} faults, {stage.total_raised} alerts, "
           "no breach")

@@ -1,6 +1,6 @@
 // A browser that looks at one computer: node watch.mjs ADDRESS [SPEED SINCE]. Prints a line of JSON
-// whenever what the page shows has changed; SIGUSR2 has it mark all alerts as seen, SIGHUP print what
-// the page holds. The page's time can go faster, since that moment in seconds since 1970.
+// whenever what the page shows has changed; SIGUSR2 has it mark all alerts as seen, SIGWINCH
+// load the page anew, SIGHUP print what the page holds. The page's time can go faster, since that moment in seconds since 1970.
 
 import { phonePage, Stage } from "./stage.mjs";
 
@@ -9,6 +9,7 @@ const stage = new Stage();
 const browser = await stage.startBrowser("chromium", { handleSIGHUP: false, handleSIGTERM: false, handleSIGINT: false });
 const page = await phonePage(browser);
 let isEnding = false;
+process.on("unhandledRejection", (error) => { if (!isEnding) throw error; });
 for (const signal of ["SIGTERM", "SIGINT"]) {
   process.on(signal, async () => {
     isEnding = true;
@@ -42,6 +43,7 @@ process.on("SIGUSR2", async () => {
   await press(".seen");
   await page.goBack();
 });
+process.on("SIGWINCH", () => { page.reload().catch(() => undefined); });
 let last = "";
 while (!isEnding) {
   const shown = await page.evaluate(() => JSON.stringify({
