@@ -20,10 +20,13 @@ using testing::IsEmpty;
 template <typename Condition>
 bool comesTrue(Condition condition) {
   const auto end = std::chrono::steady_clock::now() + 20s;
-  while (!condition() && std::chrono::steady_clock::now() < end) {
+  while (std::chrono::steady_clock::now() < end) {
+    if (condition()) {
+      return true;
+    }
     std::this_thread::sleep_for(5ms);
   }
-  return condition();
+  return false;
 }
 
 /// A relay's store on an engine of one server that comes and goes.

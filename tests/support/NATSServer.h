@@ -43,7 +43,7 @@ class NATSServer {
 
   /// What has a server keep streams.
   static std::string jetStream(const std::string& more = "") {
-    return "jetstream { store_dir: \"FOLDER\" " + more + " }\n";
+    return "jetstream {\n  store_dir: \"FOLDER\"\n  " + more + "\n}\n";
   }
 
   [[nodiscard]] std::string url(const std::string& user = "") const {
