@@ -35,6 +35,8 @@ if(NOT ORVIK_CORE_ONLY)
   find_package(CURL 7.87 REQUIRED)
   # What the relay keeps.
   find_package(SQLite3 3.37 REQUIRED)
+  # What several relays share.
+  pkg_check_modules(NATS REQUIRED IMPORTED_TARGET libnats)
   pkg_check_modules(QRENCODE REQUIRED IMPORTED_TARGET libqrencode)
 endif()
 

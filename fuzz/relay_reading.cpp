@@ -7,6 +7,7 @@
 #include "relay/FrameReader.h"
 #include "relay/ProxyHeader.h"
 #include "relay/RequestReader.h"
+#include "relay/cluster/RelayMessage.h"
 
 namespace {
 
@@ -76,12 +77,23 @@ std::string proxyHeader(const std::vector<std::string>& pieces) {
   return "incomplete";
 }
 
-/// What a phone or a computer says, which comes as a whole.
+/// What another relay tells comes whole, and means the same when it is told on.
+void readRelayMessage(std::string_view text) {
+  if (const auto message = RelayMessage::in(text)) {
+    const std::string again = message->text();
+    if (RelayMessage::in(again) != message) {
+      std::abort();
+    }
+  }
+}
+
+/// What a phone, a computer or another relay says, which comes as a whole.
 std::string message(const std::vector<std::string>& pieces) {
   std::string text;
   for (const std::string& piece : pieces) {
     text += piece;
   }
+  readRelayMessage(text);
   constexpr std::size_t longestEndpoint = 1024;
   std::string told;
   if (const auto said = Subscribe::in(text, longestEndpoint)) {

@@ -113,11 +113,15 @@ std::optional<AlertMark> AlertMark::in(std::string_view message) {
   if (next == nullptr) {
     return std::nullopt;
   }
+  return of(*next);
+}
+
+AlertMark AlertMark::of(const UntypedValue& members) {
   AlertMark mark;
-  if (const auto* topic = next->get<std::string>("topic"); topic != nullptr && isTopic(*topic)) {
+  if (const auto* topic = members.get<std::string>("topic"); topic != nullptr && isTopic(*topic)) {
     mark.topic = *topic;
   }
-  if (const auto* urgent = next->get<bool>("urgent")) {
+  if (const auto* urgent = members.get<bool>("urgent")) {
     mark.isUrgent = *urgent;
   }
   return mark;

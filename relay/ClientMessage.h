@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/values/UntypedValue.h"
 #include "relay/TokenHash.h"
 #include "relay/push/Subscription.h"
 
@@ -47,6 +48,10 @@ struct AlertMark {
 
   /// Nothing when the text is anything else; a member that is not as it should be counts as absent.
   [[nodiscard]] static std::optional<AlertMark> in(std::string_view message);
+  /// From the members themselves.
+  [[nodiscard]] static AlertMark of(const UntypedValue& members);
+
+  bool operator==(const AlertMark&) const = default;
 };
 
 /// Whether the text is an envelope that says it has an alert in it. The envelope itself stays

@@ -133,6 +133,18 @@ struct Limits {
   /// What waits for the file: a question of each of as many clients as a machine holds.
   std::size_t storeQueue = 65'536;
   std::size_t storeQueueBytes = 64 * mebibyte;
+  /// What waits for the engine that several relays share, and of its messages for an event loop.
+  std::size_t neighbourQueueBytes = 32 * mebibyte;
+  /// Between two signs of life of a relay, and after how long without one it has gone.
+  Clock::Duration heartbeatInterval = std::chrono::seconds(1);
+  Clock::Duration neighbourTime = std::chrono::seconds(4);
+  /// Relays that serve clients of one Mac: one for each of its phones, and as many that have gone.
+  std::size_t neighboursPerMac = 32;
+  /// A record that another relay has changed is read once more after this time: a leader that does
+  /// not know yet that it is none may have given an old one.
+  Clock::Duration rereadTime = std::chrono::seconds(6);
+  /// Records that are read again between two looks at the deadlines.
+  std::size_t rereads = 500;
   /// Before it is asked again to keep what it could not.
   Clock::Duration keepRetry = std::chrono::seconds(10);
   /// Identifiers that somebody is connected to count as used so often: twice within a day, after

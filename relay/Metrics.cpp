@@ -58,7 +58,10 @@ std::string metricsText(const StoreState& store) {
   appendTimes(out, "store_answer_seconds", R"(operation="find")", store.find);
   appendTimes(out, "store_answer_seconds", R"(operation="claim")", store.claim);
   appendTimes(out, "store_answer_seconds", R"(operation="keep")", store.keep);
-  append(out, "subscriptions", "Phones that alerts are pushed to.", "gauge", store.subscriptions);
+  if (store.subscriptions) {
+    append(out, "subscriptions", "Phones that alerts are pushed to.", "gauge",
+           *store.subscriptions);
+  }
   return out;
 }
 
@@ -110,6 +113,26 @@ std::string metricsText(std::span<const Counters* const> loops) {
     text.append("\"} ").append(std::to_string(sum)).append("\n");
   }
   return text;
+}
+
+std::string metricsText(const NATSNeighbours::State& neighbours) {
+  std::string out;
+  const NATSConnection::State& connection = neighbours.connection;
+  append(out, "cluster_connected", "Whether other relays can be told anything.", "gauge",
+         connection.isConnected ? 1U : 0U);
+  append(out, "cluster_relays", "Other relays that are there.", "gauge", neighbours.relays);
+  append(out, "cluster_disconnections_total", "Times that the connection to them was lost.",
+         "counter", connection.lost);
+  append(out, "cluster_sent_total", "Messages to other relays.", "counter", connection.sent);
+  append(out, "cluster_sent_bytes_total", "Bytes of them.", "counter", connection.sentBytes);
+  append(out, "cluster_received_total", "Messages from other relays.", "counter",
+         connection.received);
+  append(out, "cluster_received_bytes_total", "Bytes of them.", "counter",
+         connection.receivedBytes);
+  append(out, "cluster_refused_total",
+         "Messages to other relays for which there was no room or no connection.", "counter",
+         connection.refused);
+  return out;
 }
 
 }  // namespace orvik::relay

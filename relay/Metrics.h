@@ -9,6 +9,7 @@
 
 #include "relay/CloseReason.h"
 #include "relay/RecordStore.h"
+#include "relay/cluster/NATSNeighbours.h"
 #include "relay/push/PushState.h"
 
 namespace orvik::relay {
@@ -110,6 +111,8 @@ class Counters {
 /// The store's state in the same format, and that of pushing.
 [[nodiscard]] std::string metricsText(const StoreState& store);
 [[nodiscard]] std::string metricsText(const PushState& pushes);
+/// What goes to and fro between the relays of a cluster.
+[[nodiscard]] std::string metricsText(const NATSNeighbours::State& neighbours);
 
 static_assert(
     [] {

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdlib>
@@ -165,6 +166,40 @@ const std::array rows{
         .words =
             "The authorities that push services are checked by, as PEM; otherwise the system's",
         .needs = "--push-subject"},
+    Row{"--cluster", "URL", &Options::cluster,
+        "NATS servers with JetStream that several relays share, in place of --store: "
+        "nats://HOST:PORT or tls://HOST:PORT, more of them behind commas, with USER:PASSWORD@ "
+        "before the first host"},
+    Row{.name = "--cluster-credentials",
+        .value = "FILE",
+        .field = &Options::clusterCredentials,
+        .words = "Credentials for them, as NATS's tools write them",
+        .needs = "--cluster"},
+    Row{.name = "--cluster-trust",
+        .value = "FILE",
+        .field = &Options::clusterTrust,
+        .words = "The authorities that they are checked by over TLS, as PEM; otherwise the "
+                 "system's",
+        .needs = "--cluster"},
+    Row{"--cluster-name", "NAME", &Options::clusterName,
+        "What the stream there is called, and what all subjects begin with: the same for all "
+        "relays that belong together"},
+    Row{"--cluster-replicas",
+        "NUMBER",
+        &Options::clusterReplicas,
+        "On how many of the servers everything is kept, when the stream is made",
+        {1, 5}},
+    Row{"--cluster-storage",
+        "MIB",
+        &Options::clusterStorage,
+        "What the stream may take, when it is made; 0 stands for what the servers give",
+        {0, 1e7}},
+    Row{.name = "--copy-to-cluster",
+        .value = "FILE",
+        .field = &Options::copyToCluster,
+        .words = "Copy owners, alerts and subscriptions from this file of --store, while no relay "
+                 "uses it, and end. What others own there stays theirs",
+        .needs = "--cluster"},
     Row{"--check", "", &Options::check, "Look at the options and at what they name, and end"},
     Row{"--verbose", "", &Options::verbose,
         "Log how each connection ends, with its address. Otherwise no address is in the log"},
@@ -283,6 +318,23 @@ fs::path Options::stateFolder() const {
     return fs::path(home) / ".local" / "state" / "orvik-relay";
   }
   throw std::runtime_error("there is no home folder: say --state");
+}
+
+JetStreamStore::Settings Options::clusterSettings() const {
+  const bool isName = !clusterName.empty() && clusterName.size() <= 64 &&
+                      std::ranges::all_of(clusterName, [](char c) {
+                        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+                               (c >= '0' && c <= '9') || c == '-' || c == '_';
+                      });
+  if (!isName) {
+    throw std::runtime_error("--cluster-name: letters, digits, - and _, 64 at most");
+  }
+  JetStreamStore::Settings settings{{cluster, clusterCredentials, clusterTrust},
+                                    clusterName,
+                                    static_cast<std::int64_t>(clusterReplicas),
+                                    static_cast<std::int64_t>(clusterStorage * Limits::mebibyte)};
+  settings.connection.check();
+  return settings;
 }
 
 Clock::Duration Options::drainTime() const {

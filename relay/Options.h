@@ -9,6 +9,7 @@
 #include "relay/Limits.h"
 #include "relay/ListenAddress.h"
 #include "relay/MachineLimits.h"
+#include "relay/cluster/JetStreamStore.h"
 
 namespace CLI {
 class App;
@@ -46,6 +47,13 @@ struct Options {
   std::string pushSubject;
   std::vector<std::string> pushServices;
   std::string pushTrust;
+  std::string cluster;
+  std::string clusterCredentials;
+  std::string clusterTrust;
+  std::string clusterName = "orvik";
+  std::size_t clusterReplicas = 3;
+  std::size_t clusterStorage = 0;
+  std::string copyToCluster;
   bool check = false;
   bool verbose = false;
 
@@ -59,6 +67,9 @@ struct Options {
   [[nodiscard]] std::filesystem::path stateFolder() const;
   /// The file of the store; nothing where it is to be in memory. Throws like `stateFolder`.
   [[nodiscard]] std::optional<std::filesystem::path> storeFile() const;
+  /// The engine that relays share. Throws std::runtime_error, with one line, when there can be none
+  /// like it.
+  [[nodiscard]] JetStreamStore::Settings clusterSettings() const;
   [[nodiscard]] Clock::Duration drainTime() const;
 };
 

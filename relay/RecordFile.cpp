@@ -411,6 +411,24 @@ void RecordFile::unsubscribe(const Identifier& identifier, const std::string& en
   subscriptions -= database.changes();
 }
 
+std::vector<Identifier> RecordFile::identifiers(std::int64_t& from, std::int64_t most) {
+  SQLite::Statement rows(database,
+                         "SELECT id, identifier FROM records WHERE id > ? ORDER BY id LIMIT ?");
+  std::vector<Identifier> all;
+  rows.with(from, most);
+  while (rows.step()) {
+    from = rows.integer(0);
+    const std::string_view bytes = rows.bytes(1);
+    Identifier identifier{};
+    if (bytes.size() != identifier.size()) {
+      damaged("an identifier of another size");
+    }
+    std::ranges::copy(bytes, identifier.begin());
+    all.push_back(identifier);
+  }
+  return all;
+}
+
 bool RecordFile::clean(std::int64_t unixNow) {
   SQLite::Transaction whole(database);
   statements->removeAlerts.with(unixNow - secondsOf(limits.keptAlertTime), cleanedAtOnce).run();

@@ -55,6 +55,9 @@ class RecordFile {
   [[nodiscard]] bool subscribe(const Identifier& identifier, const TokenHash& owner,
                                const Subscription& subscription, std::int64_t unixNow);
   void unsubscribe(const Identifier& identifier, const std::string& endpoint);
+  /// The next identifiers, at most so many, in an order that stays; `from` is 0 at first, and is
+  /// for the next call afterwards.
+  [[nodiscard]] std::vector<Identifier> identifiers(std::int64_t& from, std::int64_t most);
   /// How many are kept; exact after `begin` and `clean`, and close to it in between.
   [[nodiscard]] std::int64_t subscriptionCount() const noexcept { return subscriptions; }
   /// Removes what is too old, and where there is no room for new identifiers those that nobody has

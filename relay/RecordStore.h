@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <variant>
 #include <vector>
@@ -70,6 +71,8 @@ struct StoreState {
   /// What the store can do. The text of each is `text(health)`.
   enum class Health { available, opening, full, readOnly, locked, unknownFormat, failing };
   Health health = Health::available;
+  /// Why it is not available, in words, where the health alone does not say it.
+  std::string why{};
   /// Questions that wait for an answer, and how many may.
   std::size_t queued = 0;
   std::size_t mostQueued = 0;
@@ -77,8 +80,8 @@ struct StoreState {
   std::uint64_t refused = 0;
   /// Files that were found damaged and moved aside since the start.
   std::uint64_t damagedFiles = 0;
-  /// Subscriptions that are kept.
-  std::uint64_t subscriptions = 0;
+  /// Subscriptions that are kept; nothing where nobody counts them.
+  std::optional<std::uint64_t> subscriptions{};
   AnswerTimes find;
   AnswerTimes claim;
   AnswerTimes keep;

@@ -43,6 +43,46 @@ void makeNonBlocking(int descriptor) {
   ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
 }
 
+/// Takes what other relays say to the loops that it is for.
+class LoopsListener final : public NeighbourListener {
+ public:
+  explicit LoopsListener(SharedState& state) : shared(state) {}
+
+  void heard(const Identifier& identifier, RelayID from, std::string_view message) override {
+    // A loop that is behind misses something, as over a network that is.
+    const std::size_t bytes = message.size();
+    if (waitingBytes + bytes > shared.limits.neighbourQueueBytes) {
+      return;
+    }
+    waitingBytes += bytes;
+    Loop& home = shared.home(identifier);
+    home.post([this, &home, identifier, from, bytes, text = std::string(message)] {
+      waitingBytes -= bytes;
+      home.switchboard.heard(identifier, from, text);
+    });
+  }
+  void gone(RelayID relay) override {
+    forAll([relay](Switchboard& each) { each.gone(relay); });
+  }
+  void cutOff() override {
+    forAll([](Switchboard& each) { each.cutOff(); });
+  }
+  void back() override {
+    forAll([](Switchboard& each) { each.back(); });
+  }
+
+ private:
+  template <typename Call>
+  void forAll(Call call) {
+    for (const auto& loop : shared.loops) {
+      loop->post([&loop = *loop, call] { call(loop.switchboard); });
+    }
+  }
+
+  SharedState& shared;
+  std::atomic<std::size_t> waitingBytes = 0;
+};
+
 }  // namespace
 
 Server::Server(const Limits& limits, std::shared_ptr<Clock> clock,
@@ -57,14 +97,22 @@ Server::Server(const Limits& limits, std::shared_ptr<Clock> clock,
       all.push_back(&loop->counters);
     }
     return metricsText(all) + metricsText(shared.store->state()) +
-           metricsText(shared.pusher == nullptr ? PushState() : shared.pusher->state());
+           metricsText(shared.pusher == nullptr ? PushState() : shared.pusher->state()) +
+           (shared.neighbours == nullptr ? "" : metricsText(shared.neighbours->state()));
   };
   shared.notReady = [this] {
-    const StoreState::Health health = shared.store->state().health;
-    return stopping ? std::optional<std::string>("shutting down")
-           : health != StoreState::Health::available
-               ? std::optional("the store: " + std::string(text(health)))
-               : std::nullopt;
+    const StoreState records = shared.store->state();
+    if (stopping) {
+      return std::optional<std::string>("shutting down");
+    }
+    if (!records.isAvailable()) {
+      return std::optional("the store: " + std::string(text(records.health)) +
+                           (records.why.empty() ? "" : " (" + records.why + ")"));
+    }
+    if (shared.neighbours != nullptr && !shared.neighbours->state().connection.isConnected) {
+      return std::optional<std::string>("other relays cannot be heard");
+    }
+    return std::optional<std::string>();
   };
 }
 
@@ -74,6 +122,7 @@ Server::~Server() {
     loop->join();
   }
   shared.pusher.reset();
+  shared.neighbours.reset();
   shared.store.reset();
   for (const Listener& listener : listeners) {
     if (!listener.file.empty()) {
@@ -123,6 +172,16 @@ void Server::pushBy(const PushSender::Settings& settings, P256Key key) {
       std::make_unique<PushSender>(settings, std::move(key), shared.limits, shared.clock, gone);
   for (const auto& loop : shared.loops) {
     loop->switchboard.pushBy(*shared.pusher);
+  }
+}
+
+void Server::join(const NATSNeighbours::Settings& cluster) {
+  shared.listener = std::make_unique<LoopsListener>(shared);
+  shared.neighbours = std::make_unique<NATSNeighbours>(
+      cluster, shared.limits, shared.clock, *shared.listener,
+      [](const std::string& line) { log(Priority::warning, line); });
+  for (const auto& loop : shared.loops) {
+    loop->switchboard.joinNeighbours(*shared.neighbours, [&loop = *loop] { return loop.now(); });
   }
 }
 

@@ -39,6 +39,9 @@ class Server {
   /// Pushes alerts to phones that are not connected. Called before `run`. Throws
   /// std::runtime_error, with one line, when a setting is of no use.
   void pushBy(const PushSender::Settings& settings, P256Key key);
+  /// Serves identifiers together with the other relays of a cluster. Called before `run`. Throws
+  /// std::runtime_error, with one line, when a setting is of no use.
+  void join(const NATSNeighbours::Settings& cluster);
   void setVerbose(bool isVerbose) { shared.isVerbose = isVerbose; }
 
   /// Serves until everything has ended after `stop` or `drain`.

@@ -13,6 +13,7 @@
 #include "relay/Page.h"
 #include "relay/RecordStore.h"
 #include "relay/Target.h"
+#include "relay/cluster/NATSNeighbours.h"
 #include "relay/push/PushSender.h"
 
 namespace orvik::relay {
@@ -38,6 +39,9 @@ struct SharedState {
   std::unique_ptr<RecordStore> store;
   /// Null where nothing is pushed. Gone before the loops, like the store.
   std::unique_ptr<PushSender> pusher;
+  /// Null for a relay alone. Gone before the loops, like the store; the listener after it.
+  std::unique_ptr<NeighbourListener> listener;
+  std::unique_ptr<NATSNeighbours> neighbours;
   /// Null where none is served.
   std::unique_ptr<const Page> page;
   /// Whether the log tells of each connection.

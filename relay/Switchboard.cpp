@@ -42,10 +42,19 @@ bool Switchboard::macArrived(const Identifier& identifier, const TokenHash& toke
     removeIfEmpty(entry);
     return !isRefused;
   }
-  if (!take(place, mac, token)) {
+  if (neighbours != nullptr && place.mac.peer == nullptr) {
+    // Its alerts may have been kept by another relay meanwhile.
+    if (!wait(entry, {Role::mac, &mac, token, now + limits.holdTime})) {
+      return false;
+    }
+    place.elsewhere->readsAgain = place.elsewhere->isReading;
+    reread(entry);
+    return true;
+  }
+  if (!take(entry, mac, token, now)) {
     return false;
   }
-  tellMac(place);
+  tellMac(entry);
   return true;
 }
 
@@ -58,7 +67,7 @@ bool Switchboard::phoneArrived(const Identifier& identifier, const TokenHash& to
   if (!take(entry, {&phone, false, last.has_value()}, token, last)) {
     return false;
   }
-  tellMac(entry.second);
+  tellMac(entry);
   return true;
 }
 
@@ -94,7 +103,7 @@ void Switchboard::setActive(const Identifier& identifier, const Peer& phone, boo
   const auto accepted = std::ranges::find(place.phones, &phone, &Phone::peer);
   const auto waiting = std::ranges::find(place.waiting, &phone, &Waiting::peer);
   if (accepted != place.phones.end() && std::exchange(accepted->active, active) != active) {
-    tellMac(place);
+    tellMac(*entry);
   } else if (waiting != place.waiting.end()) {
     waiting->active = active;
   }
@@ -108,10 +117,13 @@ void Switchboard::left(const Identifier& identifier, const Peer& peer) {
   Place& place = entry->second;
   if (place.mac.peer == &peer) {
     place.mac = {};
-    tellPhones(place);
+    if (!hasMac(place)) {
+      tellPhones(place);
+    }
+    tellMac(*entry);
   } else if (std::erase_if(place.phones, [&](const Phone& phone) { return phone.peer == &peer; }) >
              0) {
-    tellMac(place);
+    tellMac(*entry);
   } else {
     removeWaiting(*entry, [&](const Waiting& client) { return client.peer == &peer; });
   }
@@ -132,6 +144,9 @@ void Switchboard::expire(Instant now) {
       return isOver;
     });
     removeIfEmpty(entry);
+  }
+  if (neighbours != nullptr) {
+    expireElsewhere(now);
   }
   if (now >= nextUse) {
     nextUse = now + limits.useInterval;
@@ -161,6 +176,11 @@ Switchboard::Entry& Switchboard::enter(const Identifier& identifier) {
   const auto [entry, isNew] = places.try_emplace(identifier, Place{incarnations});
   if (isNew) {
     ++incarnations;
+    if (neighbours != nullptr) {
+      entry->second.elsewhere = std::make_unique<Elsewhere>();
+      neighbours->join(identifier);
+      tellStanding(*entry, true);
+    }
     store.find(identifier,
                answering<Found>(*entry, [](Switchboard& self, Entry& place, Found answer) {
                  self.found(place, std::move(answer));
@@ -263,18 +283,23 @@ void Switchboard::claimed(Entry& entry, Claimed answer) {
 
 void Switchboard::learn(Entry& entry, Record record) {
   Place& place = entry.second;
-  const std::vector<Waiting> waiting = place.waiting;
-  removeWaiting(entry, [](const Waiting&) { return true; });
   for (KeptAlert& alert : record.alerts) {
     place.alerts.push_back({std::move(alert), Alert::Fate::safe, 0});
   }
   record.alerts = {};
+  // Before: phones that wait are counted by what was known.
+  const std::vector<Waiting> waiting = takeWaiting(entry);
   place.record = std::move(record);
   place.knowledge = Knowledge::known;
+  admit(entry, waiting);
+}
+
+void Switchboard::admit(Entry& entry, const std::vector<Waiting>& waiting) {
+  Place& place = entry.second;
   // The Macs first: a phone that has waited for its Mac finds it there.
   for (const Waiting& client : waiting) {
     if (client.role == Role::mac) {
-      static_cast<void>(take(place, *client.peer, client.token));
+      static_cast<void>(take(entry, *client.peer, client.token, client.until - limits.holdTime));
     }
   }
   for (const Waiting& client : waiting) {
@@ -283,7 +308,10 @@ void Switchboard::learn(Entry& entry, Record record) {
       static_cast<void>(take(entry, phone, client.token, client.last));
     }
   }
-  tellMac(place);
+  tellMac(entry);
+  if (place.elsewhere) {
+    catchUp(entry);
+  }
   for (const Waiting& client : waiting) {
     for (const SharedText& message : client.messages) {
       if (place.mac.peer == client.peer) {
@@ -292,6 +320,12 @@ void Switchboard::learn(Entry& entry, Record record) {
     }
   }
   removeIfEmpty(entry);
+}
+
+std::vector<Switchboard::Waiting> Switchboard::takeWaiting(Entry& entry) {
+  std::vector<Waiting> waiting = entry.second.waiting;
+  removeWaiting(entry, [](const Waiting&) { return true; });
+  return waiting;
 }
 
 template <typename Condition>
@@ -315,26 +349,36 @@ void Switchboard::removeIfEmpty(Entry& entry) {
   if (place.mac.peer == nullptr && place.phones.empty() && place.waiting.empty() &&
       !place.revoked) {
     unsafePlaces.erase(entry.first);
+    if (place.elsewhere) {
+      leaveNeighbours(entry);
+    }
     // A copy: the argument goes with the entry.
     places.erase(Identifier(entry.first));
   }
 }
 
-bool Switchboard::take(Place& place, Peer& mac, const TokenHash& token) {
+bool Switchboard::take(Entry& entry, Peer& mac, const TokenHash& token, Instant arrived) {
+  Place& place = entry.second;
   if (place.record->owner != token) {
     // Whoever revokes is told that it is done only when it is, whatever connection it asks over.
     mac.close(place.revoked == token ? CloseReason::storeUnavailable
                                      : CloseReason::pairingRejected);
     return false;
   }
+  const bool hadMac = hasMac(place);
   Peer* const previous = std::exchange(place.mac, Mac{&mac}).peer;
   for (Alert& alert : place.alerts) {
     alert.ordinal = 0;
   }
   if (previous != nullptr) {
     previous->close(CloseReason::replaced);
-  } else {
+  } else if (!hadMac) {
     tellPhones(place);
+  }
+  if (Elsewhere* const elsewhere = place.elsewhere.get()) {
+    elsewhere->epoch = ++elsewhere->highestEpoch;
+    elsewhere->since = arrived;
+    skipNumbers(entry);
   }
   // Before the presence, which tells the Mac that it is accepted: it has to know by then.
   if (store.isDurable()) {
@@ -353,12 +397,13 @@ bool Switchboard::take(Entry& entry, const Phone& phone, const TokenHash& token,
     phone.peer->close(CloseReason::pairingRejected);
     return false;
   }
-  if (place.phones.size() >= limits.phonesPerMac) {
+  const std::uint64_t others = place.elsewhere ? place.elsewhere->phones : 0;
+  if (place.phones.size() + others >= limits.phonesPerMac) {
     phone.peer->close(CloseReason::tooManyPhones);
     return false;
   }
   place.phones.push_back(phone);
-  phone.peer->send(macState(place.mac.peer != nullptr));
+  phone.peer->send(macState(hasMac(place)));
   if (pusher != nullptr) {
     phone.peer->send(sharedText({{"push", pusher->publicKey()}}));
   }
@@ -405,6 +450,9 @@ void Switchboard::revoked(Entry& entry, bool isDone) {
   }
   --revocations;
   place.revoked.reset();
+  if (neighbours != nullptr) {
+    tell(entry, {RecordChanged()});
+  }
   if (place.mac.peer != nullptr) {
     place.mac.peer->close(CloseReason::pairingRejected);
   }
@@ -415,7 +463,8 @@ void Switchboard::tellAlerts(Entry& entry, const Phone& phone, std::optional<std
   Place& place = entry.second;
   forgetOldAlerts(place);
   // A number that has never been given is of another relay's counting.
-  const bool isGiven = last && *last <= std::max(place.record->lastNumber, lastNumber);
+  const bool isGiven = last && (*last <= std::max(place.record->lastNumber, lastNumber) ||
+                                (neighbours != nullptr && mayBeGiven(*last)));
   const std::uint64_t from = !last ? place.record->takenNumber : isGiven ? *last : 0;
   const std::int64_t oldest =
       unixNow() - std::chrono::duration_cast<std::chrono::seconds>(limits.untakenAlertTime).count();
@@ -454,6 +503,9 @@ void Switchboard::forward(Entry& entry, const SharedText& message) {
   for (const Phone& phone : entry.second.phones) {
     phone.peer->send(message);
   }
+  if (neighbours != nullptr && entry.second.elsewhere->phones > 0) {
+    tell(entry, {ToldEnvelope{message->text()}});
+  }
 }
 
 void Switchboard::takeAlert(Entry& entry, const SharedText& message) {
@@ -467,10 +519,14 @@ void Switchboard::takeAlert(Entry& entry, const SharedText& message) {
   if (same != place.alerts.end()) {
     // A Mac repeats what it does not know to be safe. Phones have it.
     same->ordinal = same->ordinal == 0 ? ordinal : same->ordinal;
+    if (same->fate == Alert::Fate::heard) {
+      keep(entry, *same);
+    }
     tellSafe(place);
     return;
   }
-  lastNumber = std::max(lastNumber, place.record->lastNumber) + 1;
+  const std::uint64_t previous = place.record->lastNumber;
+  lastNumber = std::max(lastNumber, previous) + 1;
   place.record->lastNumber = lastNumber;
   // A copy: the message itself may stand in a buffer with room for much more.
   place.alerts.push_back(
@@ -483,9 +539,12 @@ void Switchboard::takeAlert(Entry& entry, const SharedText& message) {
     }
     phone.peer->send(message);
   }
+  if (neighbours != nullptr) {
+    tellAlert(entry, place.alerts.back(), previous);
+  }
   keep(entry, place.alerts.back());
   push(entry, place.alerts.back());
-  if (!place.phones.empty()) {
+  if (hasPhones(place)) {
     markTaken(entry);
   }
 }
@@ -567,11 +626,30 @@ void Switchboard::forgetOldAlerts(Place& place) const {
   });
 }
 
-void Switchboard::tellMac(const Place& place) {
+bool Switchboard::hasMac(const Place& place) {
+  return place.mac.peer != nullptr || macElsewhere(place) != nullptr;
+}
+
+bool Switchboard::hasPhones(const Place& place) {
+  return !place.phones.empty() || (place.elsewhere && place.elsewhere->phones > 0);
+}
+
+void Switchboard::tellMac(const Entry& entry) {
+  tellViewers(entry.second);
+  if (neighbours != nullptr) {
+    tellStanding(entry, false);
+  }
+}
+
+void Switchboard::tellViewers(const Place& place) {
   if (place.mac.peer != nullptr) {
-    const auto active = std::ranges::count(place.phones, true, &Phone::active);
-    place.mac.peer->send(sharedText(
-        {{"viewers", static_cast<std::int64_t>(place.phones.size())}, {"active", active}}));
+    auto viewers = static_cast<std::int64_t>(place.phones.size());
+    std::int64_t active = std::ranges::count(place.phones, true, &Phone::active);
+    if (place.elsewhere) {
+      viewers += static_cast<std::int64_t>(place.elsewhere->phones);
+      active += static_cast<std::int64_t>(place.elsewhere->active);
+    }
+    place.mac.peer->send(sharedText({{"viewers", viewers}, {"active", active}}));
   }
 }
 
@@ -579,7 +657,7 @@ void Switchboard::tellPhones(const Place& place) {
   if (place.phones.empty()) {
     return;
   }
-  const SharedText message = macState(place.mac.peer != nullptr);
+  const SharedText message = macState(hasMac(place));
   for (const Phone& phone : place.phones) {
     phone.peer->send(message);
   }

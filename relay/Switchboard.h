@@ -14,6 +14,8 @@
 #include "relay/RecordStore.h"
 #include "relay/Target.h"
 #include "relay/TokenHash.h"
+#include "relay/cluster/Neighbours.h"
+#include "relay/cluster/RelayMessage.h"
 #include "relay/push/Pusher.h"
 
 namespace orvik::relay {
@@ -24,9 +26,14 @@ namespace orvik::relay {
 /// learned is forgotten when the last one has left. Alerts are numbered, kept and told to phones
 /// that come later; everything else that a Mac sends while no phone is connected is lost.
 ///
+/// With neighbours, an identifier's clients may be spread over relays that share a store. The relay
+/// with the Mac numbers, keeps and pushes alerts; the others say what phones they have. What is
+/// said between relays may be lost, and of owners and subscriptions nothing is believed but what
+/// the store has.
+///
 /// Used by one thread. Peers are not owned; each is in here from its arrival until it is closed
 /// from here or has left.
-class Switchboard {
+class Switchboard final : public NeighbourListener {
  public:
   /// Has a function called on the switchboard's thread, later; called on any thread.
   using Post = std::function<void(std::function<void()>)>;
@@ -39,6 +46,14 @@ class Switchboard {
 
   /// Pushes alerts by this from now on; it lives longer than any call of the switchboard.
   void pushBy(Pusher& by) { pusher = &by; }
+
+  /// Serves identifiers together with others from now on, before the first client has come. They
+  /// live longer than any call of the switchboard.
+  void joinNeighbours(Neighbours& others, std::function<Instant()> time);
+  void heard(const Identifier& identifier, RelayID from, std::string_view message) override;
+  void gone(RelayID relay) override;
+  void cutOff() override;
+  void back() override;
 
   /// Puts a Mac in its place, and a Mac that was there out of it; lets in the phones that waited
   /// for it. Until it is known whether the Mac may have the place, it waits, with what it says.
@@ -90,7 +105,8 @@ class Switchboard {
     AlertMark next{};
   };
   struct Alert {
-    enum class Fate { asked, unsafe, safe };
+    /// heard: another relay has it kept, or has not.
+    enum class Fate { asked, unsafe, safe, heard };
     KeptAlert kept;
     Fate fate;
     /// Its place among those of the Mac's present connection, from 1; 0 when it came over another.
@@ -108,6 +124,30 @@ class Switchboard {
     std::vector<SharedText> messages{};
     std::size_t bytes = 0;
   };
+  struct Neighbour {
+    RelayID relay;
+    Standing at;
+  };
+  /// What is known of an identifier's clients at other relays, and told there of those here.
+  struct Elsewhere {
+    /// Those that serve somebody.
+    std::vector<Neighbour> relays{};
+    /// Phones of all of them.
+    std::uint64_t phones = 0;
+    std::uint64_t active = 0;
+    /// Of the Mac here, and the highest heard of.
+    std::uint64_t epoch = 0;
+    std::uint64_t highestEpoch = 0;
+    /// When the Mac here came.
+    Instant since{};
+    /// The others know of somebody here.
+    bool isTold = false;
+    /// The store has been asked for the record again, and has to be asked once more.
+    bool isReading = false;
+    bool readsAgain = false;
+    /// How often alerts that have been missed were asked for.
+    int askings = 0;
+  };
   /// asked: the store has been asked for the record. unknown: it has none, and phones are held.
   /// claiming: a Mac's claim is being committed. known: the record is here.
   enum class Knowledge { asked, unknown, claiming, known };
@@ -124,6 +164,8 @@ class Switchboard {
     std::vector<Waiting> waiting{};
     /// The owner that it had, until the store knows that it has none any more.
     std::optional<TokenHash> revoked{};
+    /// Null without neighbours.
+    std::unique_ptr<Elsewhere> elsewhere{};
   };
   using Places = std::map<Identifier, Place>;
   using Entry = Places::value_type;
@@ -136,15 +178,22 @@ class Switchboard {
   void found(Entry& entry, Found answer);
   void claimed(Entry& entry, Claimed answer);
   void learn(Entry& entry, Record record);
+  /// Lets in those who have waited, once the record is known.
+  void admit(Entry& entry, const std::vector<Waiting>& waiting);
+  [[nodiscard]] std::vector<Waiting> takeWaiting(Entry& entry);
   void hold(Entry& entry);
   template <typename Condition>
   void removeWaiting(Entry& entry, Condition condition);
   void removeIfEmpty(Entry& entry);
 
-  [[nodiscard]] bool take(Place& place, Peer& mac, const TokenHash& token);
+  [[nodiscard]] bool take(Entry& entry, Peer& mac, const TokenHash& token, Instant arrived);
   [[nodiscard]] bool take(Entry& entry, const Phone& phone, const TokenHash& token,
                           std::optional<std::uint64_t> last);
-  static void tellMac(const Place& place);
+  [[nodiscard]] static bool hasMac(const Place& place);
+  [[nodiscard]] static bool hasPhones(const Place& place);
+  /// Tells the Mac, wherever it is, what phones there are.
+  void tellMac(const Entry& entry);
+  static void tellViewers(const Place& place);
   static void tellPhones(const Place& place);
   void forward(Entry& entry, const SharedText& message);
   void tellAlerts(Entry& entry, const Phone& phone, std::optional<std::uint64_t> last);
@@ -169,6 +218,35 @@ class Switchboard {
   void tellSafe(Place& place);
   void forgetOldAlerts(Place& place) const;
 
+  [[nodiscard]] static const Neighbour* macElsewhere(const Place& place);
+  void tell(const Entry& entry, const RelayMessage& message) const;
+  void tellAlert(const Entry& entry, const Alert& alert, std::uint64_t after) const;
+  void tellStanding(const Entry& entry, bool asks);
+  [[nodiscard]] Standing standing(const Place& place) const;
+  void heard(Entry& entry, RelayID from, const Standing& said);
+  void heard(Entry& entry, RelayID from, const ToldEnvelope& said);
+  void heard(Entry& entry, RelayID from, const ToldAlert& said);
+  void heard(Entry& entry, RelayID from, const AlertsMissed& said);
+  void heard(Entry& entry, RelayID from, const RecordChanged& said);
+  void skipNumbers(Entry& entry);
+  void contest(Entry& entry, RelayID from, const Standing::Mac& other);
+  /// Calls `change`, which changes what is known of others, and tells those here what it comes to.
+  template <typename Change>
+  static void changeElsewhere(Entry& entry, Change change);
+  [[nodiscard]] static bool isLookingElsewhere(const Place& place,
+                                               const Subscription& subscription);
+  void catchUp(Entry& entry);
+  void takeElsewhere(Entry& entry, Alert alert);
+  [[nodiscard]] bool mayBeGiven(std::uint64_t number) const;
+  void reread(Entry& entry);
+  void reread(Entry& entry, Found answer);
+  /// Takes what another relay has done to the record.
+  void merge(Entry& entry, Record record);
+  void changeOwner(Entry& entry, Record record);
+  void leaveNeighbours(const Entry& entry);
+  void sayAgain();
+  void expireElsewhere(Instant now);
+
   /// Calls `then` with an answer of the store, on this thread, if the place is still the same.
   template <typename Answer, typename Then>
   std::function<void(Answer)> answering(const Entry& entry, Then then);
@@ -177,6 +255,9 @@ class Switchboard {
   RecordStore& store;
   /// Null where nothing is pushed.
   Pusher* pusher = nullptr;
+  /// Null where this relay is alone.
+  Neighbours* neighbours = nullptr;
+  std::function<Instant()> time;
   const Post post;
   const std::function<std::int64_t()> unixNow;
   Places places;
@@ -187,6 +268,12 @@ class Switchboard {
   /// Where somebody waits, and where the store has to be asked again.
   std::set<Identifier> waitingPlaces;
   std::set<Identifier> unsafePlaces;
+  /// Where alerts are known to be missed, and whose records are read again, from when on.
+  std::set<Identifier> missingPlaces;
+  std::map<Identifier, Instant> rereads;
+  /// Everything is being said again, and has been up to here.
+  bool isSayingAgain = false;
+  std::optional<Identifier> saidUpTo;
   /// Of those whose alerts have been pushed, until they may have as many pushed as at first:
   /// leaving and coming back gains nothing.
   std::map<Identifier, RateLimit> pushRates;

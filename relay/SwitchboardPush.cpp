@@ -53,7 +53,10 @@ void Switchboard::keepSubscription(Entry& entry, Phone& phone, Subscription subs
     phone.peer->send(answer("notSubscribed", "full"));
     return;
   }
-  phone.endpoint = subscription.endpoint;
+  if (std::exchange(phone.endpoint, subscription.endpoint) != subscription.endpoint &&
+      neighbours != nullptr) {
+    tellStanding(entry, false);
+  }
   const auto same = std::ranges::find_if(all, isSame);
   if (same != all.end() && same->isSameAs(subscription) && same->usedAt > renewal) {
     if (!place.subscribing.contains(subscription.endpoint)) {
@@ -66,15 +69,18 @@ void Switchboard::keepSubscription(Entry& entry, Phone& phone, Subscription subs
   (same == all.end() ? all.emplace_back() : *same) = subscription;
   const std::string endpoint = subscription.endpoint;
   place.subscribing.insert(endpoint);
-  store.subscribe(entry.first, place.record->owner, std::move(subscription),
-                  answering<bool>(entry, [endpoint, before](Switchboard&, Entry& now, bool isKept) {
-                    auto& asked = now.second.subscribing;
-                    asked.erase(asked.find(endpoint));
-                    if (!isKept) {
-                      restore(now, endpoint, before);
-                    }
-                    subscriptionKept(now, endpoint, isKept);
-                  }));
+  store.subscribe(
+      entry.first, place.record->owner, std::move(subscription),
+      answering<bool>(entry, [endpoint, before](Switchboard& self, Entry& now, bool isKept) {
+        auto& asked = now.second.subscribing;
+        asked.erase(asked.find(endpoint));
+        if (!isKept) {
+          restore(now, endpoint, before);
+        } else if (self.neighbours != nullptr) {
+          self.tell(now, {RecordChanged()});
+        }
+        subscriptionKept(now, endpoint, isKept);
+      }));
 }
 
 bool Switchboard::makeRoom(Entry& entry) {
@@ -128,6 +134,9 @@ void Switchboard::endpointGone(const Identifier& identifier, const std::string& 
     forget(*entry, endpoint);
   } else {
     store.unsubscribe(identifier, endpoint);
+    if (neighbours != nullptr) {
+      neighbours->tell(identifier, RelayMessage{RecordChanged()}.text());
+    }
   }
 }
 
@@ -137,6 +146,9 @@ void Switchboard::forget(Entry& entry, const std::string& endpoint) {
       [&](const Subscription& subscription) { return subscription.endpoint == endpoint; });
   if (gone > 0) {
     store.unsubscribe(entry.first, endpoint);
+    if (neighbours != nullptr) {
+      tell(entry, {RecordChanged()});
+    }
     if (pusher != nullptr) {
       pusher->forget(entry.first, endpoint);
     }
@@ -153,7 +165,7 @@ void Switchboard::silent(const Identifier& identifier, const Peer& phone) {
   if (accepted == place.phones.end() || !std::exchange(accepted->active, false)) {
     return;
   }
-  tellMac(place);
+  tellMac(*entry);
   const auto subscription =
       std::ranges::find(place.record->subscriptions, accepted->endpoint, &Subscription::endpoint);
   if (pusher == nullptr || subscription == place.record->subscriptions.end() ||
@@ -170,9 +182,11 @@ void Switchboard::silent(const Identifier& identifier, const Peer& phone) {
 }
 
 bool Switchboard::isLooking(const Place& place, const Subscription& subscription) {
-  return std::ranges::any_of(place.phones, [&](const Phone& phone) {
-    return phone.active && phone.endpoint == subscription.endpoint;
-  });
+  return std::ranges::any_of(place.phones,
+                             [&](const Phone& phone) {
+                               return phone.active && phone.endpoint == subscription.endpoint;
+                             }) ||
+         isLookingElsewhere(place, subscription);
 }
 
 void Switchboard::push(Entry& entry, const Alert& alert) {

@@ -13,6 +13,7 @@
 #include "relay/SQLiteStore.h"
 #include "relay/Server.h"
 #include "relay/ServiceManager.h"
+#include "relay/cluster/CopyToCluster.h"
 
 namespace {
 
@@ -25,11 +26,14 @@ using relay::Priority;
 std::unique_ptr<relay::RecordStore> storeFor(const relay::Options& options,
                                              const relay::Limits& limits,
                                              const std::shared_ptr<Clock>& clock) {
+  const auto log = [](const std::string& line) { relay::log(Priority::warning, line); };
+  if (!options.cluster.empty()) {
+    return std::make_unique<relay::JetStreamStore>(options.clusterSettings(), limits, clock, log);
+  }
   const auto file = options.storeFile();
   if (!file) {
     return std::make_unique<relay::MemoryStore>(limits, clock);
   }
-  const auto log = [](const std::string& line) { relay::log(Priority::warning, line); };
   return std::make_unique<relay::SQLiteStore>(*file, limits, clock, log);
 }
 
@@ -54,6 +58,10 @@ class Program {
     server.setVerbose(options.verbose);
     if (!options.page.empty()) {
       server.serve(relay::Page::read(options.page));
+    }
+    if (!options.cluster.empty()) {
+      const relay::JetStreamStore::Settings cluster = options.clusterSettings();
+      server.join({cluster.connection, cluster.name});
     }
     if (!options.pushSubject.empty()) {
       const auto settings = pushSettings(options);
@@ -214,9 +222,27 @@ void check(const relay::Options& options, const relay::MachineLimits& machine) {
   if (!options.pushSubject.empty()) {
     pushSettings(options).check();
   }
-  static_cast<void>(options.storeFile());
+  if (!options.cluster.empty()) {
+    static_cast<void>(options.clusterSettings());
+  } else {
+    static_cast<void>(options.storeFile());
+  }
   std::printf("orvik-relay: the options are good; %zu event loops, %zu connections at most\n",
               limits.threads, limits.connections);
+}
+
+/// Throws std::runtime_error, with one line, when not all of it is there afterwards.
+void copyToCluster(const relay::Options& options, const relay::MachineLimits& machine) {
+  const auto log = [](const std::string& line) { relay::log(Priority::warning, line); };
+  const relay::Copy copy =
+      relay::copyToCluster(options.copyToCluster, options.clusterSettings(),
+                           options.limits(machine), std::make_shared<SystemClock>(), log);
+  std::printf("orvik-relay: %zu identifiers are in the cluster\n", copy.there);
+  if (copy.ofOthers > 0) {
+    throw std::runtime_error(std::to_string(copy.ofOthers) +
+                             " identifiers have another owner in the cluster, and stay as they "
+                             "are there");
+  }
 }
 
 void serve(const relay::Options& options) {
@@ -224,6 +250,10 @@ void serve(const relay::Options& options) {
   checkAddresses(options);
   if (options.check) {
     check(options, machine);
+    return;
+  }
+  if (!options.copyToCluster.empty()) {
+    copyToCluster(options, machine);
     return;
   }
   Program(options, machine).run();

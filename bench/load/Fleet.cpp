@@ -64,6 +64,9 @@ Report Fleet::carryOut(const Command& command) {
     case Command::Kind::cut:
       cut(command);
       break;
+    case Command::Kind::outage:
+      outage(command);
+      break;
   }
   report.accepted = acceptedNow;
   return report;
@@ -96,12 +99,8 @@ void Fleet::awaitAccepted(std::size_t wanted, std::int64_t patience, bool isThro
   std::int64_t lastProgress = now();
   std::size_t lastAccepted = acceptedNow;
   while (acceptedNow < wanted) {
+    beginDue(isThrottled);
     const std::int64_t time = now();
-    while (!due.empty() && due.top().at <= time && (!isThrottled || connecting < plan.handshakes)) {
-      const std::size_t slot = due.top().slot;
-      due.pop();
-      begin(slot);
-    }
     const bool isWaiting = !due.empty() && (!isThrottled || connecting < plan.handshakes);
     turn(isWaiting ? std::min(due.top().at, time + 100 * millisecond) : time + 100 * millisecond);
     if (acceptedNow != lastAccepted) {
@@ -111,6 +110,42 @@ void Fleet::awaitAccepted(std::size_t wanted, std::int64_t patience, bool isThro
       break;
     }
   }
+}
+
+void Fleet::beginDue(bool isThrottled) {
+  const std::int64_t time = now();
+  while (!due.empty() && due.top().at <= time && (!isThrottled || connecting < plan.handshakes)) {
+    const std::size_t slot = due.top().slot;
+    due.pop();
+    begin(slot);
+  }
+}
+
+void Fleet::outage(const Command& command) {
+  comesBack = true;
+  while (now() < command.end) {
+    beginDue(false);
+    const std::int64_t next = now() + 100 * millisecond;
+    turn(due.empty() ? next : std::min(due.top().at, next));
+  }
+  for (std::size_t mac = 0; mac < members; mac += size()) {
+    if (isInformed(mac)) {
+      ++report.informed;
+    }
+  }
+}
+
+bool Fleet::isInformed(std::size_t mac) const {
+  const auto phones = slots.begin() + static_cast<std::ptrdiff_t>(mac);
+  const auto there = std::count_if(phones + 1, phones + static_cast<std::ptrdiff_t>(size()),
+                                   [](const Slot& phone) { return phone.isAccepted; });
+  return slots[mac].isAccepted && slots[mac].viewers == static_cast<unsigned>(there);
+}
+
+const Target& Fleet::targetOf(std::size_t slot) const {
+  const std::size_t pairing = plan.firstPairing + slot / size();
+  const std::size_t side = plan.isTogether ? 0 : slot % size();
+  return plan.targets[(pairing + side + slots[slot].attempts) % plan.targets.size()];
 }
 
 void Fleet::run(const Command& command) {
@@ -153,12 +188,13 @@ void Fleet::begin(std::size_t slot) {
   const std::size_t pairing = plan.firstPairing + slot / size();
   const auto number = static_cast<unsigned>(slot % size());
   const in_addr source = sourceAddress(pairing);
+  const Target& target = targetOf(slot);
   its.begun = its.saidAt = now();
   ++its.attempts;
   ++connecting;
   try {
     its.client = std::make_unique<Client>(
-        Transport::connect(plan.target, source, context.get()), plan.speech,
+        Transport::connect(target, source, context.get()), plan.speech,
         Party{number == 0 ? Side::mac : Side::phone, identifierOf(plan.run, pairing), number});
     if (plan.introduces) {
       its.client->introduce(source);
@@ -182,6 +218,7 @@ void Fleet::failed(std::size_t slot, const std::string& why) {
     why.copy(report.trouble.data(), report.trouble.size() - 1);
   }
   if (its.isAccepted) {
+    report.firstLost = report.firstLost == 0 ? now() : report.firstLost;
     ++report.lost;
     --acceptedNow;
   } else {
@@ -253,9 +290,8 @@ void Fleet::watch(std::size_t slot) {
 
 void Fleet::heard(std::size_t slot, const Heard& heard) {
   const std::size_t mac = macOf(slot);
-  if (heard.kind == Heard::Kind::presence && slots[slot].changedAt != 0) {
-    ++report.presences;
-    report.presenceLatency.add(now() - std::exchange(slots[slot].changedAt, 0));
+  if (heard.kind == Heard::Kind::presence) {
+    heardPresence(slots[slot], viewersIn(heard.text));
   }
   if (heard.kind != Heard::Kind::envelope || slot == mac) {
     return;
@@ -270,6 +306,18 @@ void Fleet::heard(std::size_t slot, const Heard& heard) {
   if (outstanding > 0 && --outstanding % plan.phones == 0 && isClosedLoop) {
     publish(mac);
   }
+}
+
+void Fleet::heardPresence(Slot& mac, unsigned viewers) {
+  report.lastPresence = now();
+  if (mac.changedAt != 0) {
+    ++report.presences;
+    report.presenceLatency.add(report.lastPresence - std::exchange(mac.changedAt, 0));
+  } else if (viewers < mac.viewers && report.firstLost != 0) {
+    ++report.presences;
+    report.presenceLatency.add(report.lastPresence - report.firstLost);
+  }
+  mac.viewers = viewers;
 }
 
 void Fleet::publish(std::size_t mac) {

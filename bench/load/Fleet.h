@@ -16,7 +16,10 @@ namespace orvik::load {
 
 /// What a fleet is made of; the same for the whole run.
 struct FleetPlan {
-  Target target;
+  /// Relays that share identifiers, or the one server. A connection that ends tries the next.
+  std::vector<Target> targets;
+  /// Whether a Mac and its phones begin at the same of them, or each at another.
+  bool isTogether = false;
   Speech speech = Speech::orvik;
   bool usesTLS = true;
   /// Introduces every connection with the PROXY protocol.
@@ -35,11 +38,11 @@ struct FleetPlan {
 /// Plain values that go through a socket between two processes of one program. Times are
 /// nanoseconds of the steady clock, which all processes share.
 struct Command {
-  enum class Kind { connect, run, cut };
+  enum class Kind { connect, run, cut, outage };
   Kind kind;
   /// connect: how many pairings there shall be.
   std::size_t pairings = 0;
-  /// run: when it begins and ends.
+  /// run, and outage but for the beginning: when it begins and ends.
   std::int64_t begin = 0;
   std::int64_t end = 0;
   /// run: envelopes a second of the whole fleet; 0 sends the next when the last has arrived.
@@ -65,8 +68,14 @@ struct Report {
   std::uint64_t delivered = 0;
   std::uint64_t presences = 0;
   std::int64_t lastAccepted = 0;
-  /// run: from sending to receipt. cut: from an attempt's beginning to its acceptance.
+  /// outage: when the first connection ended, and when a Mac was last told of a change.
+  std::int64_t firstLost = 0;
+  std::int64_t lastPresence = 0;
+  /// outage: Macs that know at its end how many of their phones are there.
+  std::uint64_t informed = 0;
+  /// run: from sending to receipt. Otherwise: from an attempt's beginning to its acceptance.
   Histogram latency;
+  /// run: from a phone's change to its Mac. outage: from the first end to a Mac with fewer phones.
   Histogram presenceLatency;
   /// Why the first of the refused or lost ended.
   std::array<char, 96> trouble{};
@@ -89,6 +98,8 @@ class Fleet {
     bool isAccepted = false;
     /// Mac: phones that have not got the last envelope; phone: whether it is active.
     unsigned outstanding = 0;
+    /// Mac: phones that it was told of last.
+    unsigned viewers = 0;
     /// Mac: when a phone of it changed; 0 when nothing is awaited.
     std::int64_t changedAt = 0;
     bool awaitsWriting = false;
@@ -102,13 +113,16 @@ class Fleet {
   void connectAll(const Command& command);
   void run(const Command& command);
   void cut(const Command& command);
+  void outage(const Command& command);
   void awaitAccepted(std::size_t wanted, std::int64_t patience, bool isThrottled);
 
   void begin(std::size_t slot);
   void failed(std::size_t slot, const std::string& why);
   void turn(std::int64_t until);
+  void beginDue(bool isThrottled);
   void serve(std::size_t slot);
   void heard(std::size_t slot, const Heard& heard);
+  void heardPresence(Slot& mac, unsigned viewers);
   void settle(std::size_t slot);
   void watch(std::size_t slot);
   void publish(std::size_t mac);
@@ -116,6 +130,8 @@ class Fleet {
   void keepAlive();
   [[nodiscard]] std::size_t size() const { return 1U + plan.phones; }
   [[nodiscard]] std::size_t macOf(std::size_t slot) const { return slot - slot % size(); }
+  [[nodiscard]] const Target& targetOf(std::size_t slot) const;
+  [[nodiscard]] bool isInformed(std::size_t mac) const;
 
   FleetPlan plan;
   FileDescriptor events;

@@ -136,6 +136,9 @@ ServerProcess::~ServerProcess() {
 }
 
 ServerProcess::Use ServerProcess::use() const {
+  if (process == 0) {
+    return {};
+  }
   const fs::path folder = fs::path("/proc") / std::to_string(process);
   const std::string stat = contents(folder / "stat");
   // The name, which may hold anything, ends with the last parenthesis; then from the third field

@@ -19,7 +19,7 @@ class ServerProcess {
   /// its own for what it keeps. Throws std::runtime_error with what it said when it ends or says
   /// nothing.
   static ServerProcess start(std::vector<std::string> command, bool usesTLS, bool givesPorts);
-  /// Measures the process with this number, which listens at `target`.
+  /// Measures the process with this number, which listens at `target`; 0 when it is not known.
   ServerProcess(pid_t process, Target target);
   ServerProcess(ServerProcess&& other) noexcept;
   ServerProcess& operator=(ServerProcess&&) = delete;
@@ -33,7 +33,8 @@ class ServerProcess {
     double system = 0;
     std::uint64_t residentBytes = 0;
   };
-  /// From /proc. Throws std::runtime_error when the process has ended.
+  /// From /proc; nothing of a process that is not known. Throws std::runtime_error when the process
+  /// has ended.
   [[nodiscard]] Use use() const;
 
  private:

@@ -132,12 +132,23 @@ void hearOrvik(Side side, std::string_view message, Heard& heard) {
     heard.text = message;
   } else if (side == Side::mac && message.find("\"viewers\"") != std::string_view::npos) {
     heard.kind = Heard::Kind::presence;
+    heard.text = message;
   } else if (side == Side::phone && message.find("\"mac\"") != std::string_view::npos) {
     heard.kind = Heard::Kind::accepted;
   }
 }
 
 }  // namespace
+
+unsigned viewersIn(std::string_view presence) {
+  constexpr std::string_view name = R"("viewers":)";
+  const std::size_t at = presence.find(name);
+  unsigned viewers = 0;
+  if (at != std::string_view::npos) {
+    std::from_chars(presence.data() + at + name.size(), presence.data() + presence.size(), viewers);
+  }
+  return viewers;
+}
 
 std::optional<Speech> speechNamed(std::string_view name) {
   constexpr std::array<std::pair<std::string_view, Speech>, 4> names{{{"orvik", Speech::orvik},

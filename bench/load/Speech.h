@@ -42,6 +42,8 @@ struct Heard {
   std::string_view text;
 };
 
+/// The phones that a relay's word about them names.
+[[nodiscard]] unsigned viewersIn(std::string_view presence);
 /// The identifier of the pairing with this number: the same for the same two numbers.
 [[nodiscard]] std::string identifierOf(std::uint64_t run, std::uint64_t pairing);
 

@@ -49,6 +49,11 @@ void add(Report& sum, const Report& part) {
   sum.delivered += part.delivered;
   sum.presences += part.presences;
   sum.lastAccepted = std::max(sum.lastAccepted, part.lastAccepted);
+  sum.lastPresence = std::max(sum.lastPresence, part.lastPresence);
+  sum.informed += part.informed;
+  if (part.firstLost != 0 && (sum.firstLost == 0 || part.firstLost < sum.firstLost)) {
+    sum.firstLost = part.firstLost;
+  }
   sum.latency.add(part.latency);
   sum.presenceLatency.add(part.presenceLatency);
   if (sum.trouble.front() == '\0') {

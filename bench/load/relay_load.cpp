@@ -5,6 +5,11 @@
 //   relay_load forward --size 800 --size 4096 -- orvik-relay --threads 1
 //   relay_load presence --connect 127.0.0.1:47443 --pid PID
 //   relay_load reconnect --jitter 20 -- orvik-relay
+//   relay_load forward --connect 127.0.0.1:47443 --connect 127.0.0.1:47453 --pid PID --pid PID
+//   relay_load outage --seconds 60 --connect … --connect … --pid …
+//
+// Of several relays the sides of each pairing are at different ones, unless --together is given. An
+// outage says when all are connected; then somebody else ends a relay and starts it again.
 //
 // A program after "--" is started on free ports of loopback and ended again; --connect measures one
 // that runs. Certificates are not verified. Processor time is the server's own, from /proc; what
@@ -16,6 +21,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <iterator>
 #include <random>
 #include <thread>
 
@@ -31,8 +37,10 @@ using namespace orvik::load;
 constexpr std::int64_t second = 1'000'000'000;
 
 struct Options {
-  std::string connect;
-  pid_t process = 0;
+  std::vector<std::string> connect;
+  std::vector<pid_t> measured;
+  std::vector<pid_t> engine;
+  bool isTogether = false;
   std::string speech = "orvik";
   bool isPlain = false;
   bool introduces = false;
@@ -98,8 +106,12 @@ void declare(CLI::App& app, Options& options) {
   app.require_subcommand(1);
   app.fallthrough();
   app.add_option("--connect", options.connect,
-                 "Server that runs already: 127.0.0.1:PORT or unix:PATH");
-  app.add_option("--pid", options.process, "Its process, to measure it")->needs("--connect");
+                 "Server that runs already: 127.0.0.1:PORT or unix:PATH; may be repeated");
+  app.add_option("--pid", options.measured, "Its process, to measure it")->needs("--connect");
+  app.add_option("--engine", options.engine, "Process whose use of the processor is said apart")
+      ->needs("--connect");
+  app.add_flag("--together", options.isTogether,
+               "Of several servers, a Mac and its phones are at the same");
   app.add_option("--speak", options.speech, "What the server speaks")
       ->check(CLI::IsMember({"orvik", "bare", "nats", "mqtt"}))
       ->capture_default_str();
@@ -159,17 +171,20 @@ void declare(CLI::App& app, Options& options) {
   needConnections(reconnect, "Connections (default: 19000)");
   reconnect->add_option("--jitter", options.jitter, "Seconds within which they come back")
       ->capture_default_str();
+
+  CLI::App* const outage = app.add_subcommand("outage", "What becomes of them when a relay ends");
+  needConnections(outage, "Connections (default: 19000)");
+  outage->add_option("--seconds", options.seconds, "How long it is watched")->capture_default_str();
 }
 
-/// The server, and all that connects to it.
+/// The servers, and all that connects to them.
 class Run {
  public:
   Run(const Options& options, std::size_t connections, std::size_t size)
       : options(options),
-        server(serverFor(options)),
+        servers(serversFor(options)),
         atRest(use()),
-        workers(planFor(options, server.target(), connections, size),
-                processesFor(options, connections)) {}
+        workers(planFor(options, servers, connections, size), processesFor(options, connections)) {}
 
   Report connect(std::size_t connections) {
     Command command{Command::Kind::connect};
@@ -198,9 +213,29 @@ class Run {
     return workers.carryOut(command);
   }
 
-  [[nodiscard]] bool isMeasured() const { return options.process != 0 || options.connect.empty(); }
+  Report outage() {
+    Command command{Command::Kind::outage};
+    command.end = now() + seconds(options.seconds);
+    return workers.carryOut(command);
+  }
+
+  [[nodiscard]] bool isMeasured() const {
+    return !options.measured.empty() || options.connect.empty();
+  }
+  /// Of all servers together.
   [[nodiscard]] ServerProcess::Use use() const {
-    return isMeasured() ? server.use() : ServerProcess::Use{};
+    ServerProcess::Use sum;
+    for (const ServerProcess& server : servers) {
+      add(sum, server.use());
+    }
+    return sum;
+  }
+  [[nodiscard]] ServerProcess::Use engineUse() const {
+    ServerProcess::Use sum;
+    for (const pid_t process : options.engine) {
+      add(sum, ServerProcess(process, {}).use());
+    }
+    return sum;
   }
   /// Before the first connection.
   [[nodiscard]] const ServerProcess::Use& idle() const { return atRest; }
@@ -208,24 +243,35 @@ class Run {
   [[nodiscard]] bool isWhole() const { return whole; }
 
  private:
+  static void add(ServerProcess::Use& sum, const ServerProcess::Use& part) {
+    sum.user += part.user;
+    sum.system += part.system;
+    sum.residentBytes += part.residentBytes;
+  }
   static std::int64_t seconds(double count) {
     return static_cast<std::int64_t>(count * static_cast<double>(second));
   }
-  static ServerProcess serverFor(const Options& options) {
+  static std::vector<ServerProcess> serversFor(const Options& options) {
+    std::vector<ServerProcess> servers;
     if (options.connect.empty()) {
-      return ServerProcess::start(options.command, !options.isPlain, options.speech == "orvik");
+      servers.push_back(
+          ServerProcess::start(options.command, !options.isPlain, options.speech == "orvik"));
     }
-    const auto target = Target::read(options.connect);
-    if (!target) {
-      throw std::runtime_error("--connect: \"" + options.connect +
-                               "\" is neither 127.0.0.1:PORT nor unix:PATH");
+    for (std::size_t at = 0; at < options.connect.size(); ++at) {
+      const auto target = Target::read(options.connect[at]);
+      if (!target) {
+        throw std::runtime_error("--connect: \"" + options.connect[at] +
+                                 "\" is neither 127.0.0.1:PORT nor unix:PATH");
+      }
+      servers.emplace_back(at < options.measured.size() ? options.measured[at] : 0, *target);
     }
-    return {options.process, *target};
+    return servers;
   }
-  static FleetPlan planFor(const Options& options, const Target& target, std::size_t connections,
-                           std::size_t size) {
+  static FleetPlan planFor(const Options& options, const std::vector<ServerProcess>& servers,
+                           std::size_t connections, std::size_t size) {
     FleetPlan plan;
-    plan.target = target;
+    std::ranges::transform(servers, std::back_inserter(plan.targets), &ServerProcess::target);
+    plan.isTogether = options.isTogether;
     plan.speech = *speechNamed(options.speech);
     plan.usesTLS = !options.isPlain;
     plan.introduces = options.introduces;
@@ -249,7 +295,7 @@ class Run {
   }
 
   const Options& options;
-  ServerProcess server;
+  std::vector<ServerProcess> servers;
   ServerProcess::Use atRest;
   Workers workers;
   bool whole = true;
@@ -299,6 +345,15 @@ void addCost(Line& line, const Report& report, const ServerProcess::Use& before,
   line.add("processorShare", 100 * (user + system) / lasting, 0, "% of a processor");
 }
 
+void addEngine(Line& line, const ServerProcess::Use& before, const ServerProcess::Use& after,
+               const Options& options) {
+  if (!options.engine.empty()) {
+    line.add("engineShare",
+             100 * (after.user + after.system - before.user - before.system) / options.seconds, 1,
+             "% of a processor for the engine");
+  }
+}
+
 bool forward(const Options& options) {
   const std::size_t connections = options.connections.empty() ? 400 : options.connections.back();
   bool isWhole = true;
@@ -308,8 +363,10 @@ bool forward(const Options& options) {
     const double macs = static_cast<double>(joined.accepted) / (1 + options.phones);
     static_cast<void>(run.run(options.rate * macs, 0, 1));
     const ServerProcess::Use before = run.use();
+    const ServerProcess::Use engineBefore = run.engineUse();
     const Report report = run.run(options.rate * macs, 0, options.seconds);
     const ServerProcess::Use after = run.use();
+    const ServerProcess::Use engineAfter = run.engineUse();
     Line line(options, "forward");
     line.add("bytes", size, "B");
     line.add("connections", joined.accepted, "connections");
@@ -318,6 +375,7 @@ bool forward(const Options& options) {
     if (run.isMeasured()) {
       addCost(line, report, before, after, options.seconds);
     }
+    addEngine(line, engineBefore, engineAfter, options);
     line.add("p50Ms", report.latency.quantile(0.5), 2, "ms p50");
     line.add("p99Ms", report.latency.quantile(0.99), 2, "ms p99");
     line.add("missing", report.sent * options.phones - report.delivered, "missing");
@@ -338,8 +396,10 @@ bool presence(const Options& options) {
   const Report joined = run.connect(connections);
   const double rate = options.rate == 0 ? 2000 : options.rate;
   const ServerProcess::Use before = run.use();
+  const ServerProcess::Use engineBefore = run.engineUse();
   const Report report = run.run(rate, options.changes, options.seconds);
   const ServerProcess::Use after = run.use();
+  const ServerProcess::Use engineAfter = run.engineUse();
   Line line(options, "presence");
   line.add("connections", joined.accepted, "connections");
   line.add("messagesPerSecond", static_cast<double>(report.delivered) / options.seconds, 0,
@@ -353,6 +413,7 @@ bool presence(const Options& options) {
   if (run.isMeasured()) {
     addCost(line, report, before, after, options.seconds);
   }
+  addEngine(line, engineBefore, engineAfter, options);
   line.add("missing", report.sent * options.phones - report.delivered, "missing");
   line.add("joinRefused", joined.refused, "refused while they came");
   line.add(report);
@@ -383,6 +444,34 @@ bool reconnect(const Options& options) {
   line.add("joinRefused", joined.refused, "refused while they came");
   line.add(report);
   return run.isWhole() && report.accepted == joined.accepted && report.refused == 0;
+}
+
+bool outage(const Options& options) {
+  const std::size_t connections = options.connections.empty() ? 19'000 : options.connections.back();
+  Run run(options, connections, options.sizes.front());
+  const Report joined = run.connect(connections);
+  {
+    Line line(options, "connected");
+    line.add("connections", joined.accepted, "connections");
+    if (run.isMeasured()) {
+      line.add("residentMiB", mebibytes(run.use().residentBytes), 1, "MiB resident");
+    }
+    line.add(joined);
+  }
+  const Report report = run.outage();
+  const auto after = [&report](std::int64_t time) {
+    return static_cast<double>(time - report.firstLost) / second;
+  };
+  Line line(options, "outage");
+  line.add("back", report.accepted, "connected at the end");
+  line.add("informed", report.informed, "Macs that know their phones");
+  line.add("told", report.presences, "Macs told of a phone that is gone");
+  line.add("toldP99Seconds", report.presenceLatency.quantile(0.99) / 1000, 2, "s p99 until then");
+  line.add("lastAccepted", after(report.lastAccepted), 2, "s until the last was back");
+  line.add("lastPresence", after(report.lastPresence), 2, "s until the last change was told");
+  line.add(report);
+  return report.accepted == joined.accepted &&
+         report.informed == joined.accepted / (1 + options.phones);
 }
 
 void raiseFileLimit() {
@@ -420,6 +509,7 @@ int main(int argc, char** argv) {
     const bool isWhole = mode == "idle"       ? idle(options)
                          : mode == "forward"  ? forward(options)
                          : mode == "presence" ? presence(options)
+                         : mode == "outage"   ? outage(options)
                                               : reconnect(options);
     return isWhole ? EXIT_SUCCESS : fail("not everything went as it should");
   } catch (const CLI::ParseError& error) {

@@ -1,113 +1,28 @@
 #include <gmock/gmock.h>
 
-#include <atomic>
 #include <fstream>
-#include <future>
-#include <numeric>
 
 #include "relay/SQLite.h"
 #include "relay/SQLiteStore.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/relay/StoreTest.h"
 
 namespace orvik::relay {
 namespace {
 
 namespace fs = std::filesystem;
-using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-/// Unix time as a test wants it, for two threads.
-struct SetClock final : Clock {
-  [[nodiscard]] Instant now() const override { return SystemClock().now(); }
-  [[nodiscard]] UnixTime unixNow() const override { return UnixTime(unix.load()); }
-  asio::awaitable<void> sleepUntil(Instant) override { co_return; }
-  std::atomic<UnixTime::duration> unix{1'800'000'000s};
-};
-
-class SQLiteStoreTest : public testing::Test {
+class SQLiteStoreTest : public StoreTest {
  protected:
   SQLiteStoreTest() {
     limits.storeRetry = limits.longestStoreRetry = limits.storeLock = 1ms;
     reopen();
   }
 
-  void reopen() {
-    store.reset();
-    store.emplace(file, limits, clock, [this](const std::string& line) {
-      const std::lock_guard guard(mutex);
-      log += line + "\n";
-    });
-  }
-
-  static Identifier identifier(char name) {
-    Identifier made{};
-    made.fill(static_cast<std::uint8_t>(name));
-    return made;
-  }
-  static TokenHash token(char name) {
-    const Bytes bytes(TokenHash::tokenSize, static_cast<std::uint8_t>(name));
-    return TokenHash(std::span(bytes).first<TokenHash::tokenSize>());
-  }
-
-  Found find(char name) {
-    return answer<Found>([&](auto then) { store->find(identifier(name), then); });
-  }
-  Claimed claim(char name, char owner) {
-    return answer<Claimed>([&](auto then) { store->claim(identifier(name), token(owner), then); });
-  }
-  bool keep(char name, char owner, std::uint64_t number, std::size_t size = 0) {
-    const std::int64_t now = epochSeconds(clock->unixNow());
-    const std::string text =
-        R"({"t":"a","i":)" + std::to_string(number) + R"(,"c":")" + std::string(size, 'x') + "\"}";
-    const KeptAlert alert{number, now, framedText(text)};
-    return answer<bool>(
-        [&](auto then) { store->keep(identifier(name), token(owner), alert, then); });
-  }
-  bool revoke(char name, char owner) {
-    return answer<bool>([&](auto then) { store->revoke(identifier(name), token(owner), then); });
-  }
-  /// Asks until the answer is another than that the store can do nothing.
-  bool claimOnceItWorks(char name, char owner) {
-    const auto end = std::chrono::steady_clock::now() + 20s;
-    while (std::chrono::steady_clock::now() < end) {
-      if (claim(name, owner)) {
-        return true;
-      }
-    }
-    return false;
-  }
-  bool subscribe(char name, char owner, const std::string& endpoint, std::uint8_t key = 4) {
-    Subscription made{.endpoint = endpoint, .usedAt = epochSeconds(clock->unixNow())};
-    made.key.fill(key);
-    made.secret.fill(7);
-    return answer<bool>(
-        [&](auto then) { store->subscribe(identifier(name), token(owner), made, then); });
-  }
-  /// What is kept of each, with the first byte of its key.
-  std::string subscriptions(char name) {
-    const Record record = std::get<Record>(find(name));
-    std::string all = std::to_string(store->state().subscriptions);
-    for (const Subscription& each : record.subscriptions) {
-      EXPECT_EQ(each.secret.back(), 7);
-      all += " " + each.endpoint + std::to_string(each.key.back());
-    }
-    return all;
-  }
-  std::vector<std::uint64_t> numbers(char name) {
-    std::vector<std::uint64_t> all;
-    const Found found = find(name);
-    if (const auto* const record = std::get_if<Record>(&found)) {
-      for (const KeptAlert& alert : record->alerts) {
-        all.push_back(alert.number);
-      }
-    }
-    return all;
-  }
-  std::string takeLog() {
-    const std::lock_guard guard(mutex);
-    return std::exchange(log, {});
+  std::unique_ptr<RecordStore> opened(Log log) override {
+    return std::make_unique<SQLiteStore>(file, limits, clock, log);
   }
   std::vector<fs::path> damagedFiles() const {
     std::vector<fs::path> all;
@@ -123,100 +38,16 @@ class SQLiteStoreTest : public testing::Test {
 
   const test::TemporaryFolder folder;
   const fs::path file = folder.path / "state" / "relay.sqlite";
-  Limits limits;
-  const std::shared_ptr<SetClock> clock = std::make_shared<SetClock>();
-  std::mutex mutex;
-  std::string log;
-  std::optional<SQLiteStore> store;
-
- private:
-  template <typename Answer, typename Ask>
-  Answer answer(Ask ask) {
-    const auto promise = std::make_shared<std::promise<Answer>>();
-    ask([promise](Answer given) { promise->set_value(std::move(given)); });
-    return promise->get_future().get();
-  }
 };
 
-TEST_F(SQLiteStoreTest, KeepsSubscriptionsUntilNobodySaysThem) {
+TEST_F(SQLiteStoreTest, KeepsItsFileToItself) {
   claim('a', 't');
-  EXPECT_TRUE(subscribe('a', 't', "one") && subscribe('a', 't', "two") &&
-              subscribe('b', 't', "one"));
-  EXPECT_FALSE(subscribe('a', 'u', "three"));
-  clock->unix = clock->unix.load() + std::chrono::days(1);
-  EXPECT_TRUE(subscribe('a', 't', "one", 5));
-  store->unsubscribe(identifier('b'), "one");
-  store->unsubscribe(identifier('b'), "two");
-  EXPECT_EQ(subscriptions('a'), "2 one5 two4");
-  reopen();
-  EXPECT_EQ(subscriptions('a'), "2 one5 two4");
-  clock->unix = clock->unix.load() + std::chrono::days(179) - 1s;
-  EXPECT_EQ(subscriptions('a'), "2 one5 two4");
-  // The second is 180 days old; opening cleans.
-  clock->unix = clock->unix.load() + 1s;
-  EXPECT_EQ(subscriptions('a'), "2 one5");
-  reopen();
-  EXPECT_EQ(subscriptions('a').substr(1), " one5");
-}
-
-TEST_F(SQLiteStoreTest, KeepsOwnersAndTheNewestAlerts) {
-  EXPECT_TRUE(std::holds_alternative<NoRecord>(find('a')));
-  const Claimed mine = claim('a', 't');
-  const std::uint64_t first = mine->lastNumber + 1;
-  EXPECT_EQ(first, 180'000'000'000'001U);
-  EXPECT_TRUE(claim('a', 'u')->owner == token('t'));
-  EXPECT_FALSE(keep('a', 'u', first));
-  for (std::uint64_t number = first; number < first + 22; ++number) {
-    EXPECT_TRUE(keep('a', 't', number));
-  }
-  // One that is tried again, and one that comes late.
-  EXPECT_TRUE(keep('a', 't', first + 21));
-  EXPECT_TRUE(keep('a', 't', first + 1));
-  store->markTaken(identifier('a'), first + 9);
-  // A store that was lost meanwhile learns the owner from an alert.
-  EXPECT_TRUE(keep('b', 'v', first + 5));
-  reopen();
-  const Record record = std::get<Record>(find('a'));
-  EXPECT_TRUE(record.owner == token('t'));
-  EXPECT_EQ(record.takenNumber, first + 9);
-  EXPECT_GE(record.lastNumber, first + 100'000 - 1) << "no number is given twice after a crash";
-  EXPECT_EQ(record.alerts.size(), 20U);
-  EXPECT_EQ(record.alerts.front().number, first + 2);
-  EXPECT_EQ(record.alerts.back().number, first + 21);
-  EXPECT_THAT(record.alerts.back().envelope->text(), HasSubstr(std::to_string(first + 21)));
-  EXPECT_TRUE(claim('b', 'x')->owner == token('v'));
-  for (const char owner : {'x', 'v', 'v'}) {
-    EXPECT_TRUE(revoke('b', owner));
-    EXPECT_EQ(numbers('b').size(), owner == 'x' ? 1U : 0U);
-  }
-  reopen();
-  EXPECT_TRUE(claim('b', 'v')->owner == TokenHash::ofNoToken());
-  EXPECT_FALSE(keep('b', 'v', first + 6));
-  EXPECT_TRUE(revoke('d', 'v'));
-  EXPECT_TRUE(claim('d', 'v')->owner == TokenHash::ofNoToken()) << "of a store that was lost";
-
-  clock->unix = clock->unix.load() + 24h - 1s;
-  EXPECT_EQ(numbers('a').size(), 20U);
-  clock->unix = clock->unix.load() + 1s;
-  EXPECT_THAT(numbers('a'), IsEmpty());
-  // It was used by the questions above; the other record was not.
-  clock->unix = clock->unix.load() + 180 * 24h - 1s;
-  reopen();
-  EXPECT_TRUE(claimOnceItWorks('c', 't'));
-  EXPECT_TRUE(std::holds_alternative<Record>(find('a')));
-  EXPECT_TRUE(std::holds_alternative<NoRecord>(find('b')));
-
   for (const char* const name : {"", "-wal", "-shm"}) {
     EXPECT_EQ(fs::status(file.native() + name).permissions(),
               fs::perms::owner_read | fs::perms::owner_write)
         << name;
   }
   EXPECT_EQ(fs::status(file.parent_path()).permissions(), fs::perms::owner_all);
-  EXPECT_EQ(takeLog(), "");
-  const StoreState state = store->state();
-  EXPECT_TRUE(state.isAvailable());
-  EXPECT_EQ(state.queued, 0U);
-  EXPECT_EQ(std::accumulate(state.find.counts.begin(), state.find.counts.end(), 0U), 2U);
 }
 
 TEST_F(SQLiteStoreTest, MovesADamagedFileAside) {
@@ -308,7 +139,6 @@ TEST_F(SQLiteStoreTest, SaysWhatItCannotDoAndRecovers) {
 TEST_F(SQLiteStoreTest, IsBounded) {
   store.reset();
   limits.storeBytes = 2 * Limits::mebibyte;
-  limits.storeQueue = 3;
   reopen();
   for (char name = 'a'; name < 'z'; ++name) {
     EXPECT_TRUE(claim(name, 't'));
@@ -339,25 +169,6 @@ TEST_F(SQLiteStoreTest, IsBounded) {
   EXPECT_TRUE(std::holds_alternative<NoRecord>(find('a')));
   EXPECT_THAT(takeLog(), testing::MatchesRegex("the store [^\n]+ is full [^\n]+\n"
                                                "the store [^\n]+ works again\n"));
-
-  std::promise<void> isHeld;
-  std::promise<void> goOn;
-  store->find(identifier('z'), [&](const Found&) {
-    isHeld.set_value();
-    goOn.get_future().wait();
-  });
-  isHeld.get_future().wait();
-  int refused = 0;
-  for (int i = 0; i < 5; ++i) {
-    store->find(identifier('z'), [&refused](const Found& found) {
-      refused += std::holds_alternative<StoreUnavailable>(found) ? 1 : 0;
-    });
-  }
-  EXPECT_EQ(store->state().queued, 3U);
-  EXPECT_EQ(store->state().refused, 2U);
-  goOn.set_value();
-  store.reset();
-  EXPECT_EQ(refused, 2) << "everybody is answered before the end";
 }
 
 }  // namespace

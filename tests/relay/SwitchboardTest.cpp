@@ -115,17 +115,80 @@ struct ToldPusher final : Pusher {
   std::string told;
 };
 
-/// Macs and phones around one switchboard, acting on the commands of
-/// fixtures/relay/switchboard.txt.
+/// What switchboards tell each other, delivered when the test says so.
+class Bus {
+ public:
+  struct Node final : Neighbours {
+    Node(Bus& on, RelayID id) : bus(on), number(id) {}
+    [[nodiscard]] RelayID self() const noexcept override { return number; }
+    void join(const Identifier& identifier) override {
+      EXPECT_TRUE(joined.insert(identifier).second);
+    }
+    void leave(const Identifier& identifier) override { EXPECT_EQ(joined.erase(identifier), 1); }
+    void tell(const Identifier& identifier, std::string_view message) override {
+      if (!isCut) {
+        bus.queue.push_back({number, identifier, std::string(message)});
+        ++bus.told;
+      }
+    }
+    Bus& bus;
+    const RelayID number;
+    bool isCut = false;
+    std::set<Identifier> joined{};
+    NeighbourListener* listener = nullptr;
+  };
+
+  /// False when there was nothing.
+  bool deliver() {
+    const auto messages = std::exchange(queue, {});
+    for (const auto& [from, identifier, text] : messages) {
+      for (Node* const node : nodes) {
+        if (node->number != from && !node->isCut && node->joined.contains(identifier)) {
+          node->listener->heard(identifier, from, text);
+        }
+      }
+    }
+    return !messages.empty();
+  }
+
+  std::vector<Node*> nodes;
+  std::size_t told = 0;
+
+ private:
+  struct Message {
+    RelayID from;
+    Identifier identifier;
+    std::string text;
+  };
+  std::vector<Message> queue;
+};
+
+/// How clients stand around switchboards: a name ends in the number of its relay, or has it by its
+/// letter and `turn`.
+struct Spread {
+  std::size_t relays = 1;
+  std::size_t turn = 0;
+  /// Whether what relays say is faster than the store.
+  bool isBusFirst = false;
+};
+
+/// Macs and phones around switchboards, acting on the commands of fixtures/relay/switchboard.txt.
 class Stage {
  public:
-  explicit Stage(const Limits& bounds = {}, bool isDurable = false)
-      : limits(bounds), clock(clockAtZero(context)), store(limits, clock) {
+  explicit Stage(const Limits& bounds = {}, bool isDurable = false, const Spread& over = {})
+      : limits(bounds), spread(over), clock(clockAtZero(context)), store(limits, clock) {
     store.isCalledDurable = isDurable;
+    for (RelayID number = 1; number <= spread.relays; ++number) {
+      relays.push_back(std::make_unique<Relay>(*this, number));
+    }
   }
 
   std::string does(const std::string& command) {
     told.clear();
+    if (spread.relays > 1) {
+      // Nothing happens at once.
+      clock->advance(std::chrono::milliseconds(1));
+    }
     std::istringstream words(command);
     std::string verb;
     std::string name;
@@ -136,18 +199,44 @@ class Stage {
       store.giveAnswers();
     } else if (verb == "wait") {
       clock->advance(std::chrono::seconds(std::stoi(name)));
-      switchboard.expire(clock->now());
+      for (const auto& relay : relays) {
+        relay->switchboard.expire(clock->now());
+      }
       for (auto& [key, actor] : actors) {
         actor->session.check(clock->now());
       }
+    } else if (verb == "cut") {
+      // As it is noticed: this one hears nobody, and the others nothing of it.
+      relayOf(name).node.isCut = true;
+      eachOther(name, [&](Switchboard& other) { other.gone(relayOf(name).node.number); });
+      relayOf(name).switchboard.cutOff();
+    } else if (verb == "heal") {
+      relayOf(name).node.isCut = false;
+      relayOf(name).switchboard.back();
+      eachOther(name, [](Switchboard& other) { other.back(); });
+    } else if (verb == "deaf") {
+      // Not noticed.
+      relayOf(name).node.isCut = true;
+    } else if (verb == "hearing") {
+      relayOf(name).node.isCut = false;
+    } else if (verb == "kill") {
+      std::erase_if(actors,
+                    [&](const auto& actor) { return &actor.second->relay == &relayOf(name); });
+      const RelayID killed = relayOf(name).node.number;
+      const std::size_t place = placeOf(name);
+      std::erase(bus.nodes, &relays[place]->node);
+      relays[place] = std::make_unique<Relay>(*this, killed + 10);
+      eachOther(name, [&](Switchboard& other) { other.gone(killed); });
     } else if (verb == "gone") {
       actors.at(name)->isClosed = true;
     } else if (verb == "pushing") {
-      switchboard.pushBy(pusher);
+      for (const auto& relay : relays) {
+        relay->switchboard.pushBy(pusher);
+      }
     } else if (verb == "gone-endpoint") {
       Identifier identifier{};
       identifier.fill('a');
-      switchboard.endpointGone(identifier, name);
+      relayOf("").switchboard.endpointGone(identifier, name);
     } else if (verb == "subscribe") {
       // RFC 8291, appendix A.
       std::string endpoint;
@@ -168,6 +257,9 @@ class Stage {
       words >> identifier >> token >> last;
       Target target{verb == "mac" ? Target::Role::mac : Target::Role::phone, {}};
       target.identifier.fill(static_cast<std::uint8_t>(identifier));
+      if (actors.contains(name)) {
+        actors.at(name)->session.ended();
+      }
       Actor& actor = *(actors[name] = std::make_unique<Actor>(*this, name, target));
       if (token != 0) {
         const Bytes bytes(TokenHash::tokenSize, static_cast<std::uint8_t>(token));
@@ -175,8 +267,9 @@ class Stage {
                    (last.empty() ? "" : R"(,"last":)" + last) + "}");
       }
     }
-    clock->settle();
+    settle();
     removeClosed();
+    settle();
     return told + std::exchange(pusher.told, {});
   }
 
@@ -188,9 +281,15 @@ class Stage {
     }
     ASSERT_TRUE(lines) << heading;
     while (std::getline(lines, line) && !line.empty()) {
-      if (const std::size_t arrow = line.find(" ->"); !line.starts_with('#')) {
-        EXPECT_EQ(does(line.substr(0, arrow)), line.substr(arrow + 3)) << line;
+      const std::size_t arrow = line.find(" ->");
+      if (line.starts_with('#') || (line.starts_with("alone ") && spread.relays > 1)) {
+        continue;
       }
+      const std::size_t start = line.starts_with("alone ") ? 6 : 0;
+      const std::string is = does(line.substr(start, arrow - start));
+      EXPECT_EQ(byActor(is), byActor(line.substr(arrow + 3)))
+          << line << " (" << spread.relays << " relays, turn " << spread.turn << ", bus "
+          << spread.isBusFirst << ")";
     }
   }
 
@@ -202,11 +301,29 @@ class Stage {
     return clock;
   }
 
+  struct Relay {
+    Relay(Stage& on, RelayID number)
+        : node(on.bus, number),
+          switchboard(
+              on.limits, on.store,
+              [&on](std::function<void()> call) { asio::post(on.context, std::move(call)); },
+              [&on] { return epochSeconds(on.clock->unixNow()); }) {
+      if (on.spread.relays > 1) {
+        switchboard.joinNeighbours(node, [&on] { return on.clock->now(); });
+        node.listener = &switchboard;
+        on.bus.nodes.push_back(&node);
+      }
+    }
+    Bus::Node node;
+    Switchboard switchboard;
+  };
+
   struct Actor final : Peer {
     Actor(Stage& on, const std::string& called, const Target& target)
         : stage(on),
           name(called),
-          session(target, *this, on.switchboard, on.limits, on.clock->now()) {}
+          relay(on.relayOf(called)),
+          session(target, *this, relay.switchboard, on.limits, on.clock->now()) {}
     void says(const std::string& text, bool isText = true) {
       session.received(isText, framedText(text), stage.clock->now());
     }
@@ -221,9 +338,72 @@ class Stage {
     bool mayClaim() override { return name != "Z"; }
     Stage& stage;
     const std::string name;
+    Relay& relay;
     Session session;
     bool isClosed = false;
   };
+
+  [[nodiscard]] std::size_t placeOf(const std::string& name) const {
+    const auto last = static_cast<std::size_t>(name.empty() ? 'A' : name.back());
+    const std::size_t place = last >= '1' && last <= '9' ? last - '1' : last + spread.turn;
+    return place % relays.size();
+  }
+  Relay& relayOf(const std::string& name) { return *relays[placeOf(name)]; }
+  template <typename Call>
+  void eachOther(const std::string& name, Call call) {
+    for (const auto& relay : relays) {
+      if (relay.get() != &relayOf(name) && !relay->node.isCut) {
+        call(relay->switchboard);
+      }
+    }
+  }
+
+  void settle() {
+    do {
+      while (spread.isBusFirst && bus.deliver()) {
+      }
+      clock->settle();
+    } while (bus.deliver());
+  }
+
+  /// Over several relays nobody knows in which order clients of different ones hear something, and
+  /// a state may take two steps to the last one, or to the end.
+  [[nodiscard]] std::string byActor(const std::string& all) const {
+    if (spread.relays == 1) {
+      return all;
+    }
+    std::map<std::string, std::vector<std::string>> heard;
+    std::istringstream words(all);
+    std::string actor;
+    for (std::string word; words >> word;) {
+      const bool isName = word.size() <= 2 && word.front() >= 'A' && word.front() <= 'Z';
+      if (isName || word == "pushed" || word == "left") {
+        actor = word;
+        heard[actor];
+        continue;
+      }
+      for (const char* state : {R"({"mac")", R"({"active")"}) {
+        if (word.starts_with(state)) {
+          heard[actor + state] = {std::exchange(word, "")};
+        }
+      }
+      if (!word.empty()) {
+        heard[actor].push_back(word);
+      }
+    }
+    std::erase_if(heard, [&](const auto& state) {
+      const auto client = heard.find(state.first.substr(0, state.first.find('{')));
+      return client->first != state.first && std::ranges::count(client->second, "closed") > 0;
+    });
+    std::string sorted;
+    for (const auto& [name, what] : heard) {
+      sorted += " " + name;
+      for (const std::string& each : what) {
+        sorted += " " + each;
+      }
+    }
+    return sorted;
+  }
 
   void removeClosed() {
     std::erase_if(actors, [](const auto& entry) {
@@ -235,6 +415,7 @@ class Stage {
   }
 
   const Limits limits;
+  const Spread spread;
   asio::io_context context;
   const std::shared_ptr<test::ManualClock> clock;
 
@@ -243,18 +424,27 @@ class Stage {
 
  private:
   ToldPusher pusher;
-  Switchboard switchboard{
-      limits, store, [this](std::function<void()> call) { asio::post(context, std::move(call)); },
-      [this] { return epochSeconds(clock->unixNow()); }};
+  Bus bus;
+  std::vector<std::unique_ptr<Relay>> relays;
   std::string told;
   std::map<std::string, std::unique_ptr<Actor>> actors;
 };
 
-TEST(Switchboard, TellsWhomItConcerns) {
-  for (const char* heading : {"presence and forwarding", "the first token owns the identifier",
-                              "not everybody may claim", "phones wait for an unknown Mac"}) {
-    Stage().plays(heading);
+/// On one relay, and with the clients spread over several in every way.
+void plays(const Limits& limits, bool isDurable, const std::vector<std::string>& headings) {
+  for (const std::string& heading : headings) {
+    Stage(limits, isDurable).plays(heading);
+    for (std::size_t run = 0; run < 10; ++run) {
+      const std::size_t count = run < 4 ? 2 : 3;
+      Stage(limits, isDurable, {count, run / 2, run % 2 == 1}).plays(heading);
+    }
   }
+}
+
+TEST(Switchboard, TellsWhomItConcerns) {
+  plays({}, false,
+        {"presence and forwarding", "the first token owns the identifier",
+         "not everybody may claim", "phones wait for an unknown Mac"});
 }
 
 TEST(Switchboard, EverythingIsBounded) {
@@ -262,7 +452,7 @@ TEST(Switchboard, EverythingIsBounded) {
   limits.keptAlertsPerMac = 2;
   limits.keptAlertBytes = 20;
   limits.untakenAlertTime = 60s;
-  Stage(limits).plays("alerts wait for the first phone");
+  plays(limits, false, {"alerts wait for the first phone"});
   limits.phonesPerMac = limits.heldPhones = limits.records = 2;
   limits.heldPhonesPerMac = 1;
   Stage(limits).plays("everything is bounded");
@@ -272,11 +462,11 @@ TEST(Switchboard, NumbersAlertsAndSaysWhatIsSafe) {
   Limits limits;
   limits.keptAlertsPerMac = 3;
   limits.keptAlertTime = 60s;
-  Stage(limits, true).plays("phones count alerts");
-  Stage(limits, true).plays("a burst is safe as it is kept");
+  plays(limits, true, {"phones count alerts", "a burst is safe as it is kept"});
   limits.keptAlertsPerMac = 20;
   limits.waitingMessages = 2;
   limits.revocations = 1;
+  // Each relay asks the store for itself, and has to be answered.
   for (const char* heading :
        {"nothing is safe before the store says so", "the store fails", "a pairing is revoked"}) {
     Stage(limits, true).plays(heading);
@@ -287,7 +477,7 @@ TEST(Switchboard, PushesToPhonesThatAreNotLooking) {
   Limits limits;
   limits.subscriptionsPerMac = 3;
   limits.pushes = {0.1, 4};
-  Stage(limits, true).plays("alerts are pushed");
+  plays(limits, true, {"alerts are pushed"});
   Stage(limits, true).plays("subscriptions come and go");
   limits.idleTime = std::chrono::years(1);
   Stage(limits, true).plays("a subscription that nobody uses is forgotten while its Mac stays");
@@ -306,6 +496,15 @@ TEST(Switchboard, PushesToPhonesThatAreNotLooking) {
     }
   }
   EXPECT_EQ(kept, Limits().subscriptionsPerMac);
+}
+
+TEST(Switchboard, ServesAMacWithOtherRelays) {
+  for (const bool isBusFirst : {false, true}) {
+    for (const char* heading :
+         {"relays lose each other", "both sides of a cut have a Mac", "one relay pushes for all"}) {
+      Stage({}, true, {3, 0, isBusFirst}).plays(heading);
+    }
+  }
 }
 
 TEST(Switchboard, LosesNothingSafeWhicheverCallFails) {

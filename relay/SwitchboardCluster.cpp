@@ -1,0 +1,491 @@
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include "core/values/JSONValue.h"
+#include "relay/Switchboard.h"
+
+namespace orvik::relay {
+
+void Switchboard::joinNeighbours(Neighbours& others, std::function<Instant()> now) {
+  neighbours = &others;
+  time = std::move(now);
+}
+
+/// Of the one that stays, if several have not heard of each other yet.
+const Switchboard::Neighbour* Switchboard::macElsewhere(const Place& place) {
+  const Neighbour* found = nullptr;
+  if (place.elsewhere) {
+    for (const Neighbour& each : place.elsewhere->relays) {
+      if (each.at.mac && (found == nullptr || std::pair(each.at.mac->epoch, each.relay) >
+                                                  std::pair(found->at.mac->epoch, found->relay))) {
+        found = &each;
+      }
+    }
+  }
+  return found;
+}
+
+void Switchboard::tell(const Entry& entry, const RelayMessage& message) const {
+  neighbours->tell(entry.first, message.text());
+}
+
+void Switchboard::tellAlert(const Entry& entry, const Alert& alert, std::uint64_t after) const {
+  tell(entry, {ToldAlert{alert.kept.number, after, alert.kept.keptAt, alert.mark,
+                         alert.kept.envelope->text()}});
+}
+
+void Switchboard::tellStanding(const Entry& entry, bool asks) {
+  Standing said = standing(entry.second);
+  said.asks = asks;
+  Elsewhere& elsewhere = *entry.second.elsewhere;
+  // Nobody has to be told twice of nobody.
+  if (std::exchange(elsewhere.isTold, !said.isEmpty()) || !said.isEmpty() || asks) {
+    tell(entry, {std::move(said)});
+  }
+}
+
+Standing Switchboard::standing(const Place& place) const {
+  Standing said;
+  if (!place.record) {
+    return said;
+  }
+  if (place.mac.peer != nullptr) {
+    said.mac = {
+        .epoch = place.elsewhere->epoch,
+        .age = static_cast<std::uint64_t>(
+            std::chrono::duration_cast<std::chrono::milliseconds>(time() - place.elsewhere->since)
+                .count()),
+        .safe = place.record->lastNumber};
+    for (const Alert& alert : place.alerts) {
+      if (store.isDurable() && alert.fate != Alert::Fate::safe) {
+        said.mac->safe = std::min(said.mac->safe, alert.kept.number - 1);
+      }
+    }
+  }
+  said.phones = std::min<std::uint64_t>(place.phones.size(), Standing::mostPhones);
+  for (const Phone& phone : place.phones) {
+    if (phone.active && said.active < said.phones) {
+      ++said.active;
+    }
+    if (phone.active && !phone.endpoint.empty() && said.looking.size() < Standing::mostLooking) {
+      said.looking.push_back(endpointKey(phone.endpoint));
+    }
+  }
+  said.last = place.record->lastNumber;
+  said.taken = place.record->takenNumber;
+  return said;
+}
+
+void Switchboard::heard(const Identifier& identifier, RelayID from, std::string_view message) {
+  const auto entry = places.find(identifier);
+  if (neighbours == nullptr || entry == places.end() || from == neighbours->self()) {
+    return;
+  }
+  if (const auto read = RelayMessage::in(message)) {
+    std::visit([&](const auto& said) { heard(*entry, from, said); }, read->said);
+  }
+}
+
+void Switchboard::heard(Entry& entry, RelayID from, const Standing& said) {
+  Place& place = entry.second;
+  Elsewhere& elsewhere = *place.elsewhere;
+  changeElsewhere(entry, [&] {
+    const auto known = std::ranges::find(elsewhere.relays, from, &Neighbour::relay);
+    if (said.isEmpty() && known != elsewhere.relays.end()) {
+      elsewhere.relays.erase(known);
+    } else if (known != elsewhere.relays.end()) {
+      known->at = said;
+    } else if (!said.isEmpty() && elsewhere.relays.size() < limits.neighboursPerMac) {
+      elsewhere.relays.push_back({from, said});
+    }
+  });
+  if (place.record && mayBeGiven(said.last)) {
+    if (place.mac.peer != nullptr) {
+      skipNumbers(entry);
+    }
+    place.record->takenNumber =
+        std::max(place.record->takenNumber, std::min(said.taken, place.record->lastNumber));
+  }
+  if (said.mac) {
+    elsewhere.highestEpoch = std::max(elsewhere.highestEpoch, said.mac->epoch);
+    if (place.mac.peer != nullptr) {
+      contest(entry, from, *said.mac);
+    }
+  }
+  if (said.asks) {
+    tellStanding(entry, false);
+  }
+  if (said.mac && place.knowledge == Knowledge::unknown) {
+    reread(entry);
+  } else if (place.knowledge == Knowledge::known) {
+    catchUp(entry);
+  }
+  removeIfEmpty(entry);
+}
+
+/// Numbers that the Mac's relay before this one has given are not given again, although the store
+/// has none of their alerts. Whoever has them is asked for them: the Mac may repeat them.
+void Switchboard::skipNumbers(Entry& entry) {
+  Place& place = entry.second;
+  const std::uint64_t before = place.record->lastNumber;
+  for (const Neighbour& each : place.elsewhere->relays) {
+    if (mayBeGiven(each.at.last)) {
+      place.record->lastNumber = std::max(place.record->lastNumber, each.at.last);
+    }
+  }
+  if (place.record->lastNumber > before) {
+    tell(entry, {AlertsMissed{before}});
+  }
+}
+
+/// Two relays have a Mac. The later one stays, which each can tell by the ages, whatever their
+/// clocks say; when the ages are too close for that, the higher epoch does.
+void Switchboard::contest(Entry& entry, RelayID from, const Standing::Mac& other) {
+  constexpr std::uint64_t highest = (std::uint64_t{1} << 53) - 1;
+  Place& place = entry.second;
+  Elsewhere& elsewhere = *place.elsewhere;
+  if (std::pair(other.epoch, from) > std::pair(elsewhere.epoch, neighbours->self())) {
+    const std::uint64_t age = standing(place).mac->age;
+    if (age >= other.age || other.epoch == highest) {
+      // Those here have one, elsewhere.
+      std::exchange(place.mac, {}).peer->close(CloseReason::replaced);
+    } else {
+      elsewhere.epoch = ++elsewhere.highestEpoch;
+    }
+  }
+  // The other has not heard of this one.
+  tellStanding(entry, false);
+}
+
+template <typename Change>
+void Switchboard::changeElsewhere(Entry& entry, Change change) {
+  Place& place = entry.second;
+  Elsewhere& elsewhere = *place.elsewhere;
+  const bool hadMac = hasMac(place);
+  const auto before = std::pair(elsewhere.phones, elsewhere.active);
+  change();
+  elsewhere.phones = elsewhere.active = 0;
+  for (const Neighbour& each : elsewhere.relays) {
+    elsewhere.phones += each.at.phones;
+    elsewhere.active += each.at.active;
+  }
+  if (hasMac(place) != hadMac) {
+    tellPhones(place);
+  }
+  if (std::pair(elsewhere.phones, elsewhere.active) != before) {
+    tellViewers(place);
+  }
+}
+
+void Switchboard::heard(Entry& entry, RelayID from, const ToldEnvelope& said) {
+  const Place& place = entry.second;
+  if (place.phones.empty() || place.mac.peer != nullptr) {
+    return;
+  }
+  const Neighbour* const other = macElsewhere(place);
+  if (other == nullptr || other->relay != from) {
+    return;
+  }
+  const SharedText message = framedText(said.text);
+  for (const Phone& phone : place.phones) {
+    phone.peer->send(message);
+  }
+}
+
+void Switchboard::heard(Entry& entry, RelayID from, const ToldAlert& said) {
+  Place& place = entry.second;
+  const auto other = std::ranges::find(place.elsewhere->relays, from, &Neighbour::relay);
+  if (other == place.elsewhere->relays.end() || !(other->at.mac || place.mac.peer != nullptr) ||
+      !mayBeGiven(said.number) || said.envelope.size() > limits.keptAlertBytes) {
+    return;
+  }
+  other->at.last = std::max(other->at.last, said.number);
+  if (place.knowledge != Knowledge::known || place.revoked) {
+    return;
+  }
+  if (place.mac.peer == nullptr && said.after > place.record->lastNumber) {
+    // A phone that had this one would not ask for those before it.
+    catchUp(entry);
+    return;
+  }
+  takeElsewhere(entry, {{said.number, std::min(said.keptAt, unixNow()), framedText(said.envelope)},
+                        Alert::Fate::heard,
+                        0,
+                        said.mark});
+}
+
+void Switchboard::heard(Entry& entry, RelayID /*from*/, const AlertsMissed& said) {
+  Place& place = entry.second;
+  if (place.revoked) {
+    return;
+  }
+  forgetOldAlerts(place);
+  std::uint64_t after = said.after;
+  for (const Alert& alert : place.alerts) {
+    const bool isKnownHere = place.mac.peer != nullptr || alert.fate == Alert::Fate::heard;
+    if (isKnownHere && alert.kept.number > said.after) {
+      tellAlert(entry, alert, std::min(after, alert.kept.number - 1));
+      after = alert.kept.number;
+    }
+  }
+}
+
+void Switchboard::heard(Entry& entry, RelayID /*from*/, const RecordChanged& /*said*/) {
+  const Instant now = time();
+  if (entry.second.elsewhere->isReading || entry.second.knowledge == Knowledge::asked) {
+    rereads[entry.first] = now;
+  } else {
+    reread(entry);
+    rereads[entry.first] = now + limits.rereadTime;
+  }
+}
+
+bool Switchboard::isLookingElsewhere(const Place& place, const Subscription& subscription) {
+  if (!place.elsewhere || place.elsewhere->active == 0) {
+    return false;
+  }
+  const std::string key = endpointKey(subscription.endpoint);
+  return std::ranges::any_of(place.elsewhere->relays, [&key](const Neighbour& each) {
+    return std::ranges::find(each.at.looking, key) != each.at.looking.end();
+  });
+}
+
+/// Numbers that no relay's clock is far enough ahead for are made up.
+bool Switchboard::mayBeGiven(std::uint64_t number) const {
+  constexpr std::int64_t secondsAhead = 3600;
+  return number <= std::max(lastNumber, firstNumber(unixNow() + secondsAhead));
+}
+
+/// Asks for alerts that the Mac's relay has given a number and that are not here.
+void Switchboard::catchUp(Entry& entry) {
+  Place& place = entry.second;
+  const Neighbour* const other = macElsewhere(place);
+  if (other == nullptr || place.mac.peer != nullptr || place.revoked) {
+    return;
+  }
+  const std::uint64_t after = std::min(place.record->lastNumber, other->at.mac->safe);
+  if (other->at.last > after && mayBeGiven(other->at.last)) {
+    tell(entry, {AlertsMissed{after}});
+    missingPlaces.insert(entry.first);
+    place.elsewhere->askings = 0;
+  }
+}
+
+/// An alert that another relay has numbered, or the store has had from it.
+void Switchboard::takeElsewhere(Entry& entry, Alert alert) {
+  Place& place = entry.second;
+  Record& record = *place.record;
+  record.lastNumber = std::max(record.lastNumber, alert.kept.number);
+  const auto same = std::ranges::find_if(place.alerts, [&alert](const Alert& each) {
+    return each.kept.envelope->text() == alert.kept.envelope->text();
+  });
+  if (same != place.alerts.end()) {
+    if (same->fate == Alert::Fate::heard) {
+      same->fate = alert.fate;
+    }
+    return;
+  }
+  if (place.alerts.size() >= limits.keptAlertsPerMac &&
+      alert.kept.number < place.alerts.front().kept.number) {
+    // Newer ones have pushed it out, which the store has still to learn: phones have had it.
+    return;
+  }
+  const SharedText number = framedText(
+      JSONValue(JSONObject{{"alert", static_cast<std::int64_t>(alert.kept.number)}}).text());
+  const bool isTaken = alert.kept.number <= record.takenNumber;
+  for (const Phone& phone : place.phones) {
+    if (phone.counts) {
+      phone.peer->send(number);
+      phone.peer->send(alert.kept.envelope);
+    } else if (!isTaken) {
+      phone.peer->send(alert.kept.envelope);
+    }
+  }
+  if (!place.phones.empty()) {
+    record.takenNumber = std::max(record.takenNumber, alert.kept.number);
+  }
+  const auto behind = std::ranges::upper_bound(place.alerts, alert.kept.number, {},
+                                               [](const Alert& each) { return each.kept.number; });
+  place.alerts.insert(behind, std::move(alert));
+  forgetOldAlerts(place);
+}
+
+void Switchboard::reread(Entry& entry) {
+  Place& place = entry.second;
+  if (place.knowledge != Knowledge::known && place.knowledge != Knowledge::unknown) {
+    return;
+  }
+  if (std::exchange(place.elsewhere->isReading, true)) {
+    return;
+  }
+  store.find(entry.first, answering<Found>(entry, [](Switchboard& self, Entry& now, Found answer) {
+               self.reread(now, std::move(answer));
+             }));
+}
+
+void Switchboard::reread(Entry& entry, Found answer) {
+  Place& place = entry.second;
+  place.elsewhere->isReading = false;
+  auto* const record = std::get_if<Record>(&answer);
+  if (place.knowledge == Knowledge::unknown && record != nullptr) {
+    learn(entry, std::move(*record));
+    return;
+  }
+  if (std::holds_alternative<StoreUnavailable>(answer)) {
+    rereads[entry.first] = time() + limits.checkInterval;
+  }
+  if (place.knowledge != Knowledge::known) {
+    return;
+  }
+  if (std::exchange(place.elsewhere->readsAgain, false)) {
+    reread(entry);
+    return;
+  }
+  if (record != nullptr && !place.revoked) {
+    merge(entry, std::move(*record));
+  } else if (record == nullptr && !place.waiting.empty()) {
+    // None that another relay may have given since the record was read.
+    place.record->lastNumber = std::max(place.record->lastNumber, firstNumber(unixNow()) - 1);
+  }
+  if (!place.waiting.empty()) {
+    admit(entry, takeWaiting(entry));
+  } else {
+    catchUp(entry);
+    removeIfEmpty(entry);
+  }
+}
+
+void Switchboard::merge(Entry& entry, Record record) {
+  Place& place = entry.second;
+  if (record.owner != place.record->owner) {
+    changeOwner(entry, std::move(record));
+    return;
+  }
+  for (KeptAlert& alert : record.alerts) {
+    takeElsewhere(entry, {std::move(alert), Alert::Fate::safe, 0});
+  }
+  place.record->lastNumber = std::max(place.record->lastNumber, record.lastNumber);
+  place.record->takenNumber = std::max(place.record->takenNumber, record.takenNumber);
+  // What is on its way to the store is not in its answer.
+  for (Subscription& here : place.record->subscriptions) {
+    if (place.subscribing.contains(here.endpoint)) {
+      std::erase_if(record.subscriptions,
+                    [&](const Subscription& each) { return each.endpoint == here.endpoint; });
+      record.subscriptions.push_back(std::move(here));
+    }
+  }
+  place.record->subscriptions = std::move(record.subscriptions);
+}
+
+void Switchboard::changeOwner(Entry& entry, Record record) {
+  Place& place = entry.second;
+  for (const Phone& phone : std::exchange(place.phones, {})) {
+    phone.peer->close(CloseReason::pairingRejected);
+  }
+  if (Peer* const mac = std::exchange(place.mac, {}).peer) {
+    mac->close(CloseReason::pairingRejected);
+  }
+  place.alerts.clear();
+  for (KeptAlert& alert : record.alerts) {
+    place.alerts.push_back({std::move(alert), Alert::Fate::safe, 0});
+  }
+  record.alerts = {};
+  place.record = std::move(record);
+  tellStanding(entry, false);
+}
+
+void Switchboard::gone(RelayID relay) {
+  for (Entry& entry : places) {
+    Place& place = entry.second;
+    if (!place.elsewhere) {
+      continue;
+    }
+    std::vector<Neighbour>& relays = place.elsewhere->relays;
+    const auto left = std::ranges::find(relays, relay, &Neighbour::relay);
+    if (left == relays.end()) {
+      continue;
+    }
+    if (left->at.mac) {
+      // It may have kept what it could not tell any more.
+      rereads[entry.first] = time();
+    }
+    changeElsewhere(entry, [&] { relays.erase(left); });
+  }
+}
+
+void Switchboard::cutOff() {
+  for (Entry& entry : places) {
+    if (entry.second.elsewhere) {
+      changeElsewhere(entry, [&] { entry.second.elsewhere->relays.clear(); });
+    }
+  }
+}
+
+void Switchboard::back() {
+  if (neighbours != nullptr) {
+    isSayingAgain = true;
+    saidUpTo.reset();
+    sayAgain();
+  }
+}
+
+/// So that everything has been said within a second or two, and no turn is long.
+void Switchboard::sayAgain() {
+  constexpr std::size_t least = 1000;
+  auto next = saidUpTo ? places.upper_bound(*saidUpTo) : places.begin();
+  for (std::size_t left = std::max(least, places.size() / 2); left > 0 && next != places.end();
+       --left, ++next) {
+    tellStanding(*next, true);
+    if (next->second.knowledge == Knowledge::known ||
+        next->second.knowledge == Knowledge::unknown) {
+      rereads.try_emplace(next->first, time());
+    }
+    saidUpTo = next->first;
+  }
+  isSayingAgain = next != places.end();
+}
+
+void Switchboard::expireElsewhere(Instant now) {
+  constexpr int mostAskings = 5;
+  if (isSayingAgain) {
+    sayAgain();
+  }
+  for (const Identifier& identifier : std::exchange(missingPlaces, {})) {
+    Entry& entry = *places.find(identifier);
+    const Neighbour* const other = macElsewhere(entry.second);
+    if (entry.second.mac.peer != nullptr || !entry.second.record ||
+        (other != nullptr && other->at.last <= entry.second.record->lastNumber)) {
+      continue;
+    }
+    if (other == nullptr || ++entry.second.elsewhere->askings > mostAskings) {
+      rereads[identifier] = now;
+    } else {
+      tell(entry, {AlertsMissed{entry.second.record->lastNumber}});
+      missingPlaces.insert(identifier);
+    }
+  }
+  std::size_t left = limits.rereads;
+  for (auto next = rereads.begin(); next != rereads.end() && left > 0;) {
+    if (now < next->second) {
+      ++next;
+      continue;
+    }
+    // The answer may come before the call returns, and is posted then.
+    const Identifier identifier = next->first;
+    next = rereads.erase(next);
+    reread(*places.find(identifier));
+    --left;
+  }
+}
+
+void Switchboard::leaveNeighbours(const Entry& entry) {
+  missingPlaces.erase(entry.first);
+  rereads.erase(entry.first);
+  if (entry.second.elsewhere->isTold) {
+    tell(entry, {Standing()});
+  }
+  neighbours->leave(entry.first);
+}
+
+}  // namespace orvik::relay

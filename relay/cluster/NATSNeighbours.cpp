@@ -1,0 +1,162 @@
+#include "relay/cluster/NATSNeighbours.h"
+
+#include <algorithm>
+#include <charconv>
+#include <random>
+#include <utility>
+
+#include "core/values/Base64.h"
+#include "relay/cluster/RelayMessage.h"
+
+namespace orvik::relay {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// A relay that is heard of again after this is a new one.
+constexpr auto memory = 1h;
+/// Far more than anybody has; a stranger could name any number.
+constexpr std::size_t mostRelays = 4096;
+constexpr std::size_t signatureSize = 16;
+
+RelayID randomID() {
+  std::random_device random;
+  constexpr RelayID most = (RelayID{1} << 53U) - 1;
+  return ((RelayID{random()} << 32U) | random()) & most;
+}
+
+/// Sixteen hexadecimal digits.
+std::string signatureOf(RelayID relay) {
+  std::array<char, signatureSize> digits{};
+  char* const end = std::to_chars(digits.begin(), digits.end(), relay, 16).ptr;
+  const auto count = static_cast<std::size_t>(end - digits.begin());
+  return std::string(signatureSize - count, '0') + std::string(digits.begin(), end);
+}
+
+std::optional<RelayID> signatureIn(std::string_view data) {
+  RelayID relay = 0;
+  if (data.size() < signatureSize) {
+    return std::nullopt;
+  }
+  const char* const end = data.data() + signatureSize;
+  const auto read = std::from_chars(data.data(), end, relay, 16);
+  return read.ec == std::errc() && read.ptr == end ? std::optional(relay) : std::nullopt;
+}
+
+}  // namespace
+
+NATSNeighbours::NATSNeighbours(Settings settings, const Limits& limits,
+                               std::shared_ptr<Clock> clock, NeighbourListener& listener, Log log)
+    : settings(std::move(settings)),
+      limits(limits),
+      clock(std::move(clock)),
+      listener(listener),
+      log(std::move(log)),
+      id(randomID()),
+      signature(signatureOf(id)),
+      nextSign(this->clock->now()),
+      connection(this->settings.connection, limits.neighbourQueueBytes, *this) {
+  this->settings.connection.check();
+  connection.join(this->settings.name + ".relays");
+  connection.start();
+}
+
+void NATSNeighbours::join(const Identifier& identifier) { connection.join(subjectOf(identifier)); }
+
+void NATSNeighbours::leave(const Identifier& identifier) {
+  connection.leave(subjectOf(identifier));
+}
+
+void NATSNeighbours::tell(const Identifier& identifier, std::string_view message) {
+  std::string whole;
+  whole.reserve(signatureSize + message.size());
+  whole.append(signature).append(message);
+  // What is lost is said again once the connection is back.
+  static_cast<void>(connection.send({subjectOf(identifier), std::move(whole)}));
+}
+
+NATSNeighbours::State NATSNeighbours::state() const {
+  const std::lock_guard guard(mutex);
+  const auto live =
+      std::ranges::count_if(relays, [](const auto& each) { return !each.second.isGone; });
+  return {connection.state(), static_cast<std::size_t>(live)};
+}
+
+void NATSNeighbours::connected() {
+  const std::lock_guard guard(mutex);
+  isConnected = true;
+  nextSign = clock->now();
+  if (const std::size_t longest = connection.longestMessage();
+      longest < RelayMessage::longest + signatureSize && !std::exchange(wasLogged, true)) {
+    log("the cluster's servers take messages of " + std::to_string(longest) +
+        " bytes at most (max_payload): longer ones do not reach phones at other relays");
+  }
+  listener.back();
+}
+
+void NATSNeighbours::lost(const std::string& /*why*/) {
+  const std::lock_guard guard(mutex);
+  // The store says why, over a connection like this one.
+  if (std::exchange(isConnected, false)) {
+    relays.clear();
+    listener.cutOff();
+  }
+}
+
+void NATSNeighbours::received(std::string_view subject, std::string_view data, bool isUnheard) {
+  const auto relay = signatureIn(data);
+  if (isUnheard || !relay || *relay == id || data.size() > RelayMessage::longest + signatureSize) {
+    return;
+  }
+  std::optional<Identifier> identifier;
+  const std::string start = settings.name + ".at.";
+  if (subject.starts_with(start)) {
+    const auto bytes = bytesFromBase64URL(subject.substr(start.size()));
+    if (!bytes || bytes->size() != Identifier().size()) {
+      return;
+    }
+    identifier.emplace();
+    std::ranges::copy(*bytes, identifier->begin());
+  }
+  const std::lock_guard guard(mutex);
+  if (isConnected && noteLife(*relay) && identifier) {
+    listener.heard(*identifier, *relay, data.substr(signatureSize));
+  }
+}
+
+bool NATSNeighbours::noteLife(RelayID relay) {
+  const auto known = relays.find(relay);
+  if (known == relays.end()) {
+    return relays.size() < mostRelays && relays.emplace(relay, Relay{clock->now()}).second;
+  }
+  known->second.heard = clock->now();
+  if (std::exchange(known->second.isGone, false)) {
+    listener.back();
+  }
+  return true;
+}
+
+void NATSNeighbours::tick() {
+  const std::lock_guard guard(mutex);
+  const Instant now = clock->now();
+  if (now >= nextSign) {
+    static_cast<void>(connection.send({settings.name + ".relays", signature}));
+    nextSign = now + limits.heartbeatInterval;
+  }
+  for (auto& [relay, state] : relays) {
+    if (!state.isGone && state.heard <= now - limits.neighbourTime) {
+      state.isGone = true;
+      listener.gone(relay);
+    }
+  }
+  std::erase_if(relays, [now](const auto& each) {
+    return each.second.isGone && each.second.heard <= now - memory;
+  });
+}
+
+std::string NATSNeighbours::subjectOf(const Identifier& identifier) const {
+  return settings.name + ".at." + base64URL(identifier);
+}
+
+}  // namespace orvik::relay
