@@ -151,7 +151,7 @@ SecretText takeLinks(std::span<char*> arguments) {
       continue;
     }
     if (!first) {
-      first.emplace(std::initializer_list{text});
+      first = SecretText{text};
     }
     wipe(argument, text.size());
     *argument = '-';
