@@ -1,6 +1,8 @@
+#include <array>
 #include <cstdlib>
 #include <vector>
 
+#include "relay/ClientMessage.h"
 #include "relay/FrameReader.h"
 #include "relay/ProxyHeader.h"
 #include "relay/RequestReader.h"
@@ -73,6 +75,33 @@ std::string proxyHeader(const std::vector<std::string>& pieces) {
   return "incomplete";
 }
 
+/// What a phone or a computer says, which comes as a whole.
+std::string message(const std::vector<std::string>& pieces) {
+  std::string text;
+  for (const std::string& piece : pieces) {
+    text += piece;
+  }
+  constexpr std::size_t longestEndpoint = 1024;
+  std::string told;
+  if (const auto said = Subscribe::in(text, longestEndpoint)) {
+    told += "subscribe " + said->replaces;
+    if (said->subscription && said->subscription->endpoint.size() > longestEndpoint) {
+      std::abort();
+    }
+  }
+  if (const auto mark = AlertMark::in(text)) {
+    told += "next " + mark->topic;
+    // It goes into a header.
+    if (mark->topic.size() > 32 || mark->topic.find_first_of("\r\n :") != std::string::npos) {
+      std::abort();
+    }
+  }
+  told += unsubscribeIn(text).value_or("");
+  const bool isKnown =
+      Authentication::in(text) || activeIn(text) || isRevocation(text) || isAlert(text);
+  return told + (isKnown ? "known" : "");
+}
+
 }  // namespace
 
 /// What a client sends means the same however it is cut. The first byte says what is read and into
@@ -91,7 +120,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     rest.erase(0, length);
   }
   pieces.push_back(rest);
-  const auto read = (data[0] & 3U) == 0 ? frames : (data[0] & 3U) == 1 ? request : proxyHeader;
+  constexpr std::array readers{frames, request, proxyHeader, message};
+  const auto read = readers[data[0] & 3U];
   const std::string whole = read({bytes});
   const std::string cut = read(pieces);
   // A bad line may be noticed before the request ends, or only then.

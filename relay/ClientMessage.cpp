@@ -103,7 +103,7 @@ std::optional<std::string> unsubscribeIn(std::string_view message) {
 }
 
 std::optional<AlertMark> AlertMark::in(std::string_view message) {
-  // Envelopes, all of which are longer, are not read here.
+  // No envelope with something in it is as short, and none is read for this.
   constexpr std::size_t longest = 100;
   if (message.size() > longest) {
     return std::nullopt;

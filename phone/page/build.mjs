@@ -87,15 +87,18 @@ const firstView = ["/orvik/p", styleAddress, ...[...first].map(address).sort()];
 const isLoaded = (path) => path.startsWith("a/") && /\.(js|css)$/.test(path);
 const laterParts = [...[...files.keys()].filter(isLoaded).map((path) => `/orvik/${path}`)
   .filter((path) => !firstView.includes(path)), ...Object.values(icons), "/orvik/manifest.webmanifest"].sort();
-const worker = await esbuild.build({
-  ...options, entryPoints: ["worker/worker.ts"], outdir, format: "iife",
-  define: {
-    pageVersion: JSON.stringify(version),
-    workerVersion: JSON.stringify(hash(listed().join("")).slice(0, 12)),
-    firstView: JSON.stringify(firstView), laterParts: JSON.stringify(laterParts),
-  },
-});
-files.set("sw.js", worker.outputFiles[0].contents);
+async function worker(ownVersion) {
+  const define = {
+    pageVersion: version, workerVersion: ownVersion, firstView, laterParts, notificationIcon: icons["icon-192.png"],
+  };
+  const { outputFiles } = await esbuild.build({
+    ...options, entryPoints: ["worker/worker.ts"], outdir, format: "iife",
+    define: Object.fromEntries(Object.entries(define).map(([name, value]) => [name, JSON.stringify(value)])),
+  });
+  return outputFiles[0].contents;
+}
+// Its version is of its own code too.
+files.set("sw.js", await worker(hash(listed().join("") + hash(await worker(""))).slice(0, 12)));
 // Whoever hosts the page may change this one file, so nothing else depends on it.
 const hashes = listed().join("");
 files.set("config.json", text("config.json"));

@@ -17,15 +17,21 @@ const registerAtLatestMs = 5_000;
 
 const version = document.querySelector<HTMLMetaElement>("meta[name=version]")?.content ?? "";
 
+const storage = browserStorage();
 const state = createState({
   clock: browserClock,
-  storage: browserStorage(),
+  storage,
   openSocket,
   isOnline: () => navigator.onLine,
   persist: () => { navigator.storage?.persist?.().catch(() => undefined); },
   clearAddress,
   install: () => install(),
   update: () => { updates.switch(); },
+  push: async () => {
+    const { browserPush, watchTaps } = await import("./browser/push.js");
+    watchTaps(state.show);
+    return browserPush();
+  },
   version,
 });
 const install = watchInstall(opening.isInstalled, state.setInstallable);
@@ -47,6 +53,10 @@ window.addEventListener("online", state.networkChanged);
 window.addEventListener("offline", state.networkChanged);
 // Another link, opened in this very page: begins like any other.
 window.addEventListener("hashchange", () => { if (location.hash.length > 1) location.reload(); });
+// Notifications are made without the page, in its language.
+effect(() => {
+  if (state.view.push.value === "on") void words.then((own) => storage.putWords({ words: own ?? en, language }));
+});
 watchVisibility(state.setVisible);
 void state.start(opening);
 

@@ -6,16 +6,18 @@ import { readFileSync, writeFileSync } from "node:fs";
 import { test } from "node:test";
 import { fileURLToPath } from "node:url";
 import { makeNextVersion } from "./nextVersion.mjs";
+import { Phone, PushService } from "./push.mjs";
 import { pageFolder, patienceMs, phonePage, Stage } from "./stage.mjs";
 
 const sample = fileURLToPath(new URL("sample.json", import.meta.url));
 const readings = JSON.parse(readFileSync(sample, "utf8"));
 
 /** A test with a stage of its own, and a page that has said no error at its end. */
-function journey(name, play) {
+function journey(name, play, prepare = () => undefined) {
   test(name, { timeout: 3 * patienceMs }, async () => {
     const stage = Object.assign(new Stage(), { pages: [] });
     try {
+      await prepare(stage);
       await stage.startRelay();
       await play(stage).catch(async (error) => {
         for (const page of stage.pages) console.error(page.url(), await page.evaluate(() => document.body.innerText), page.faults);
@@ -348,4 +350,171 @@ journey("a new version: of two tabs the hidden one switches, the one that is loo
   await second.bringToFront();
   await isWhole(second, version, 1);
   for (const each of [page, second]) allow(each, /WebSocket connection|Failed to load resource/);
+});
+
+/** A journey with a relay that pushes. */
+function pushJourney(name, play) {
+  journey(`notifications: ${name}`, play, async (stage) => {
+    stage.service = stage.add(new PushService());
+    await stage.service.start();
+    stage.relayOptions = stage.service.relayOptions;
+  });
+}
+/** A phone whose page at `address` is open. */
+async function phoneWith(stage, { link }, options) {
+  const browser = await stage.startBrowser("chromium", options);
+  const phone = new Phone(browser, stage.service, new URL(link).origin);
+  await phone.start();
+  const page = await phoneOpens(stage, phone, link);
+  return { phone, page };
+}
+async function phoneOpens(stage, phone, address) {
+  const page = await phone.open(address);
+  stage.pages = [page];
+  await phase(page, "live");
+  return page;
+}
+/** Turns the switch at the end of the alerts, and waits for the relay to know. */
+async function switchTo(stage, page, isOn, subscriptions) {
+  await tap(page, ".bell");
+  await tap(page, `.push-switch[aria-checked="${!isOn}"]`);
+  await page.waitForSelector(`.push-switch[aria-checked="${isOn}"]`);
+  await stage.counts("subscriptions", subscriptions);
+  await page.goBack();
+}
+const close = async (stage, page) => {
+  stage.pages = [];
+  await page.close();
+};
+
+pushJourney("asked for after the first alert seen; raised on a closed page, cleared in its place, tapped", async (stage) => {
+  const studio = await stage.startAgent({ sample, options: ["--emit-alert", "disk_full"] });
+  const server = await stage.startAgent({ name: "Server", sample });
+  const { phone, page } = await phoneWith(stage, studio);
+  await page.goto("about:blank");
+  await page.goto(server.link);
+  await phase(page, "live");
+  await page.goto("about:blank");
+  await page.goto(studio.link);
+  await badge(page, 1);
+  assert.equal(await page.$(".sheet .allow"), null, "nobody is asked before an alert has been seen");
+  await tap(page, ".bell");
+  await tap(page, ".seen");
+  await page.goBack();
+  await tap(page, ".sheet .allow");
+  // Both computers' relays are told, not only that of the one that is shown.
+  await stage.counts("subscriptions", 2);
+  assert.equal(phone.subscription.endpoint, `https://localhost:${stage.service.port}/ok/1`);
+  await page.evaluate(() => navigator.serviceWorker.ready.then(() => undefined));
+  // The one that was looked at last is not the one that the alert is from.
+  await page.goto("about:blank");
+  await page.goto(server.link);
+  await phase(page, "live");
+  await close(stage, page);
+
+  const raisedAt = performance.now();
+  studio.process.kill("SIGUSR1");
+  const pushed = await phone.receive();
+  const [raised] = await phone.shows((shown) => shown.length === 1);
+  console.log(`# from the alert to the notification: ${Math.round(performance.now() - raisedAt)} ms`);
+  assert.match(raised.title, /^Disk nearly full: [\d.]+%$/);
+  assert.match(raised.body, /^Studio\n\d+\sGB free$/);
+  assert.equal(pushed.headers.Urgency, "high");
+  assert.doesNotMatch(JSON.stringify({ ...pushed.notification, data: undefined }), /[Dd]isk|Studio/, "nothing that the push service's browser shows tells of it");
+  // The same kind again takes its place.
+  studio.process.kill("SIGUSR1");
+  await phone.receive();
+  await phone.shows((shown) => shown.length === 1 && shown[0].data.number > raised.data.number);
+  // Another kind of another computer stands beside it, until it is over; that another phone looks on is no matter.
+  const another = await phonePage(await stage.startBrowser());
+  await another.goto(server.link);
+  await phase(another, "live");
+  const file = stage.path("sample-Server.json");
+  writeFileSync(file, JSON.stringify({ ...readings, on_ac: false, battery_state: "discharging" }));
+  assert.equal((await phone.receive()).headers.Urgency, "high");
+  const onBattery = "Running on battery: 84%";
+  const [{ tag, body }] = (await phone.shows((shown) => shown.some(({ title }) => title === onBattery))).filter(({ title }) => title === onBattery);
+  assert.match(body, /^Server/);
+  writeFileSync(file, JSON.stringify(readings));
+  assert.equal((await phone.receive()).headers.Urgency, "normal");
+  studio.process.kill("SIGUSR1");
+  await phone.receive();
+  const two = await phone.shows((shown) => shown.length === 2);
+  assert.equal(two.find(({ title }) => title === "Back on mains power")?.tag, tag);
+
+  await another.close();
+  assert.deepEqual(await phone.click("Disk nearly full"), [`open ${phone.origin}/orvik/p`]);
+  await phone.shows((shown) => shown.length === 1);
+  const again = await phoneOpens(stage, phone, `${phone.origin}/orvik/p`);
+  await says(again, "Studio");
+  await badge(again, 3);
+  // Into an open page, too.
+  assert.deepEqual(await phone.click("Back on mains power"), [`focus ${phone.origin}/orvik/p`]);
+  await says(again, "Server");
+});
+
+pushJourney("not for what is looked at; not when switched off; in the phone's language; what does not open is shown", async (stage) => {
+  const agent = await stage.startAgent({ name: "Zoë’s Studio", sample, options: ["--emit-alert", "temp_high"] });
+  const { phone, page } = await phoneWith(stage, agent, { extraOptions: ["--accept-lang=de-AT"] });
+  await badge(page, 1);
+  await switchTo(stage, page, true, 1);
+  await phase(page, "live");
+  agent.process.kill("SIGUSR1");
+  await badge(page, 2);
+  await close(stage, page);
+  agent.process.kill("SIGUSR1");
+  const pushed = await phone.receive();
+  assert.deepEqual(stage.service.waiting, [], "what was looked at is not pushed");
+  const [shown] = await phone.shows((all) => all.length === 1);
+  assert.match(shown.title, /^Zu heiß: [\d,]+\s°C$/);
+  assert.match(shown.body, /^Zoë’s Studio\n/);
+  assert.equal(shown.lang, "de");
+  // Overtaken on its way: the newer one stays.
+  const older = { ...pushed, notification: { ...pushed.notification, data: { ...pushed.notification.data, number: 1 } } };
+  await phone.deliver(JSON.stringify(older));
+  for (const data of ["", "{", JSON.stringify({ ...pushed, notification: { data: { ...pushed.notification.data, envelope: "{}" } } })]) {
+    await phone.deliver(data);
+  }
+  const all = await phone.shows((each) => each.length === 2);
+  assert.equal(all.find(({ tag }) => tag === shown.tag).data.number, shown.data.number);
+  assert.equal(all.find(({ tag }) => tag !== shown.tag).title, "Orvik", "nothing is said of what does not open");
+
+  const again = await phoneOpens(stage, phone, `${phone.origin}/orvik/p`);
+  // Seen in the page by now: not told a second time.
+  await badge(again, 3);
+  await phone.deliver(JSON.stringify({ ...pushed, notification: { ...pushed.notification, data: { ...pushed.notification.data, number: Number.MAX_SAFE_INTEGER } } }));
+  await switchTo(stage, again, false, 0);
+  assert.equal(phone.subscription, undefined);
+  await close(stage, again);
+  assert.ok((await phone.notifications()).every(({ data }) => data.number !== Number.MAX_SAFE_INTEGER));
+  agent.process.kill("SIGUSR1");
+  const last = await phoneOpens(stage, phone, `${phone.origin}/orvik/p`);
+  await badge(last, 4);
+  assert.deepEqual(stage.service.waiting, [], "nothing is pushed");
+});
+
+pushJourney("a subscription that has expired is replaced, and the relay's end does not matter", async (stage) => {
+  const agent = await stage.startAgent({ sample, options: ["--emit-alert", "disk_full"] });
+  const { phone, page } = await phoneWith(stage, agent);
+  phone.answer = "gone";
+  await badge(page, 1);
+  await switchTo(stage, page, true, 1);
+  await close(stage, page);
+  agent.process.kill("SIGUSR1");
+  await stage.service.next();
+  await stage.counts('push_failures_total{cause="gone"}', 1);
+  await stage.counts("subscriptions", 0);
+  // The browser has another one by now.
+  phone.subscription = undefined;
+  phone.answer = "ok";
+  await close(stage, await phoneOpens(stage, phone, `${phone.origin}/orvik/p`).then(async (again) => {
+    await stage.counts("subscriptions", 1);
+    return again;
+  }));
+  await stage.relay.end("SIGKILL");
+  await stage.startRelay();
+  await agent.after("online, ");
+  agent.process.kill("SIGUSR1");
+  await phone.receive();
+  await phone.shows((shown) => shown.length === 1 && shown[0].body.startsWith("Studio"));
 });

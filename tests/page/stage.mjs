@@ -69,6 +69,8 @@ export class Stage {
   folder = mkdtempSync(join(tmpdir(), "orvik-page-"));
   #programs = [];
   #browsers = [];
+  /** Beside those that every relay gets. */
+  relayOptions = [];
 
   path(name) {
     return join(this.folder, name);
@@ -78,11 +80,30 @@ export class Stage {
   async startRelay(page = pageFolder) {
     this.relay = new Program("relay/orvik-relay", [
       "--listen", `127.0.0.1:${this.port ?? 0}`, "--listen-plain", `127.0.0.1:${this.plainPort ?? 0}`,
-      "--page", page, "--state", this.path("state"),
+      "--page", page, "--state", this.path("state"), "--metrics", "127.0.0.1:0", ...this.relayOptions,
     ]);
     this.#programs.push(this.relay);
     this.port = (await this.relay.after("wss://127.0.0.1:"));
     this.plainPort = (await this.relay.after("page at http://127.0.0.1:")).split("/")[0];
+    this.metrics = await this.relay.after("metrics at ");
+  }
+
+  /** Waits for the relay to have counted so many. */
+  async counts(name, wanted) {
+    const end = Date.now() + patienceMs;
+    for (;;) {
+      const lines = (await (await fetch(this.metrics)).text()).split("\n");
+      const value = lines.find((line) => line.startsWith(`orvik_relay_${name} `))?.split(" ").at(-1);
+      if (Number(value) === wanted) return;
+      if (Date.now() > end) throw new Error(`${name} is ${value}`);
+      await new Promise((wake) => { setTimeout(wake, 50); });
+    }
+  }
+
+  /** Something else that ends with the stage, by its `end`. */
+  add(program) {
+    this.#programs.push(program);
+    return program;
   }
 
   /** A computer that sends the readings of a file; its link as a browser on this machine opens it. */

@@ -1,5 +1,6 @@
 import { BackOff } from "./backOff.js";
 import { ping, readMessage } from "./messages.js";
+import type { PushMessage } from "./push.js";
 import { activity, greet, type Socket } from "./socket.js";
 
 export interface ConnectionClock {
@@ -23,6 +24,8 @@ export interface ConnectionObserver {
   onMac(isConnected: boolean): void;
   /** `number` is that of the alert in it, from a relay that counts them. */
   onEnvelope(text: string, number: number | undefined): void;
+  /** The relay can push alerts, or has answered a subscription. */
+  onPush(message: PushMessage): void;
 }
 
 /** An attempt that has not opened after this time is given up. */
@@ -71,6 +74,13 @@ export class Connection {
       if (this.isOpen) this.socket?.send(activity(isActive));
     }
     if (this.state === "idle") this.connect("connecting");
+  }
+
+  /** Tells the relay something. False: it does not listen, as the phone is not accepted. */
+  say(text: string): boolean {
+    if (this.state !== "accepted") return false;
+    this.socket?.send(text);
+    return true;
   }
 
   /** Ends the connection and every timer until the next `look`. */
@@ -133,14 +143,17 @@ export class Connection {
     this.stopTimer("life");
     const message = readMessage(data);
     if (message.type === "pong" || message.type === "unreadable") return;
+    const isPush = message.type === "push" || message.type === "subscribed" || message.type === "notSubscribed";
     const number = this.nextNumber;
-    this.nextNumber = message.type === "number" ? message.number : undefined;
+    // An answer may come between a number and its envelope.
+    if (!isPush) this.nextNumber = message.type === "number" ? message.number : undefined;
     if (this.state !== "accepted") {
       this.stopTimer("held");
       this.backOff.accepted();
       this.turn("accepted");
     }
     if (message.type === "mac") this.tell((observer) => { observer.onMac(message.isConnected); });
+    else if (isPush) this.tell((observer) => { observer.onPush(message); });
     else if (message.type === "envelope") this.tell((observer) => { observer.onEnvelope(message.text, number); });
   }
 

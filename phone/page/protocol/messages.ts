@@ -1,3 +1,4 @@
+import { longestPushMessage, readPushMessage, type PushMessage } from "./push.js";
 import { alertNumber, boolean, fields, json } from "./readers.js";
 
 /** Longer messages are skipped unread. */
@@ -9,6 +10,7 @@ export type RelayMessage =
   | { readonly type: "mac"; readonly isConnected: boolean }
   /** The number of the alert whose envelope comes next. */
   | { readonly type: "number"; readonly number: number }
+  | PushMessage
   | { readonly type: "envelope"; readonly text: string }
   | { readonly type: "unreadable" };
 
@@ -23,7 +25,12 @@ export function readMessage(data: unknown): RelayMessage {
   if (isConnected !== undefined) return { type: "mac", isConnected };
   const number = alertNumber(field?.("alert"));
   if (number !== undefined) return { type: "number", number };
-  return { type: "envelope", text: data };
+  const push = isPushMessage(data) ? readPushMessage(data) : undefined;
+  return push ?? { type: "envelope", text: data };
+}
+
+function isPushMessage(data: string): boolean {
+  return data.length <= longestPushMessage && /^\s*\{\s*"(push|subscribed|notSubscribed)"/.test(data);
 }
 
 export const ping = "ping";

@@ -1,5 +1,6 @@
 import { batch, computed, signal } from "@preact/signals-core";
 import type { Connection, LinkState } from "../protocol/connection.js";
+import type { PushMessage } from "../protocol/push.js";
 import { openEnvelope } from "../protocol/envelope.js";
 import { readAlert } from "../protocol/readAlert.js";
 import { readHistory, readMacInfo, readSample } from "../protocol/readSample.js";
@@ -27,6 +28,8 @@ export interface ComputerSurroundings {
   readonly storage: Storage;
   /** A write has ended: what became of it. */
   wrote(written: Written): void;
+  /** A relay has said something of pushing; `say` answers. */
+  onPush(message: PushMessage, say: (text: string) => void): void;
 }
 
 /** One paired computer: takes what comes, and copies what follows from it to signals. */
@@ -89,10 +92,16 @@ export class Computer {
         onState: (link) => { this.linkTurned(link); },
         onMac: (isConnected) => { this.isMacConnected = isConnected; this.update(); },
         onEnvelope: (text, number) => { this.received(text, number); },
+        onPush: (message) => { this.around.onPush(message, (text) => { this.say(text); }); },
       });
     }
     if (this.link === "idle") this.freshness.returned();
     this.connection.look(isActive);
+  }
+
+  /** Says something to the relay, if it listens. */
+  say(text: string): void {
+    this.connection?.say(text);
   }
 
   /** Nobody looks any more. */

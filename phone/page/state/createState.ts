@@ -2,12 +2,15 @@ import { batch, computed, signal } from "@preact/signals-core";
 import { Connection, type ConnectionClock } from "../protocol/connection.js";
 import { authentication, deriveKeys, type Keys } from "../protocol/keys.js";
 import { readLink, type LinkFault, type PairingLink } from "../protocol/link.js";
+import type { PushMessage } from "../protocol/push.js";
 import { text } from "../protocol/readers.js";
 import { phoneAddress } from "../protocol/relayAddress.js";
 import type { Socket } from "../protocol/socket.js";
 import type { Settings, Storage, StoredComputer, Written } from "../storage/storage.js";
 import { Computer } from "./computer.js";
 import { isTimeToOfferInstall } from "./installRule.js";
+import type { PushBrowser, PushKeeper } from "./pushKeeper.js";
+import type { PushState } from "./pushRule.js";
 import type { AddResult, ComputerCard, InstallOffer, Problem, View } from "./view.js";
 
 export interface Clock extends ConnectionClock {
@@ -28,6 +31,8 @@ export interface Surroundings {
   install(): Promise<void>;
   /** Switches to the version that waits. */
   update(): void;
+  /** What the browser does for notifications; loaded once a relay pushes. */
+  push(): Promise<PushBrowser>;
   readonly version: string;
 }
 
@@ -56,6 +61,8 @@ const persistAfterMs = 20_000;
 const settledAfterMs = 1_000;
 /** Nobody watches more; every one of them costs a connection while the list is open. */
 const mostComputers = 32;
+/** For every computer's relay to be told something. */
+const tellAllMs = 10_000;
 
 /** The state of a page: what its screens see, and what its surroundings tell it. */
 export interface State {
@@ -64,6 +71,8 @@ export interface State {
   setVisible(isVisible: boolean): void;
   /** The network has come, gone or changed. */
   networkChanged(): void;
+  /** Shows a computer: its notification has been tapped. */
+  show(macId: string): void;
   /** How the browser would install, if it would. */
   setInstallable(offer: InstallOffer | undefined): void;
   setUpdateWaits(waits: boolean): void;
@@ -82,11 +91,17 @@ export function createState(around: Surroundings): State {
   const installable = signal<InstallOffer | undefined>(undefined);
   const updateWaits = signal(false);
   const isTimeToInstall = signal(false);
+  const push = signal<PushState>("unoffered");
+  const pushOffer = signal(false);
   let settings: Settings = { removed: [], visits: 0 };
   let isRead = false;
   let relay = "";
   let isVisible = false;
   let watchesAll = false;
+  let tellsAll = false;
+  let hasOpenedAlerts = false;
+  let pushing: Promise<PushKeeper | undefined> | undefined;
+  let pushKeeper: PushKeeper | undefined;
   let liveMs = 0;
   let wantsPersistence = false;
   let tickTimer: number | undefined;
@@ -96,7 +111,43 @@ export function createState(around: Surroundings): State {
   const wrote = (written: Written) => {
     if (written !== "written") report({ kind: written === "full" ? "storageFull" : "storageBlocked" });
   };
-  const surroundings = { now: clock.now, isOnline: around.isOnline, storage, wrote };
+  const surroundings = { now: clock.now, isOnline: around.isOnline, storage, wrote, onPush };
+
+  function onPush(message: PushMessage, say: (text: string) => void): void {
+    void (pushing ??= loadPush()).then((keeper) => keeper?.received(message, say));
+  }
+
+  async function loadPush(): Promise<PushKeeper | undefined> {
+    try {
+      const [{ PushKeeper }, browser] = await Promise.all([import("./pushKeeper.js"), around.push()]);
+      pushKeeper = new PushKeeper(browser, {
+        settings: () => settings,
+        change,
+        tellAll,
+        hasSeenAlert: () => hasOpenedAlerts || (chosen.peek()?.alerts.peek().some(({ isSeen }) => isSeen) ?? false),
+        now: clock.now,
+        show(state, isTime) {
+          push.value = state;
+          pushOffer.value = isTime;
+        },
+      });
+    } catch {
+      // Offline before it was kept: asked for again at the next connection.
+      pushing = undefined;
+    }
+    return pushKeeper;
+  }
+
+  function tellAll(): void {
+    for (const computer of computers.peek()) pushKeeper?.tell((said) => { computer.say(said); });
+    // Those that are not connected are told once they are.
+    tellsAll = true;
+    look();
+    clock.setTimeout(() => {
+      tellsAll = false;
+      look();
+    }, tellAllMs);
+  }
 
   function report(problem: Problem): void {
     if (problems.peek().every((each) => each.kind !== problem.kind)) problems.value = [...problems.peek(), problem];
@@ -119,7 +170,7 @@ export function createState(around: Surroundings): State {
   function look(): void {
     for (const computer of computers.peek()) {
       computer.isCurrent = computer === chosen.peek();
-      if (isVisible && relay !== "" && (computer.isCurrent || watchesAll)) {
+      if (isVisible && relay !== "" && (computer.isCurrent || watchesAll || tellsAll)) {
         computer.look(computer.isCurrent, connect);
       } else {
         computer.rest();
@@ -146,6 +197,7 @@ export function createState(around: Surroundings): State {
       isTimeToInstall.value = isTimeToOfferInstall({
         liveMs, visits: settings.visits, declinedMs: settings.installDeclinedMs, nowMs: present,
       });
+      pushKeeper?.look();
     });
     // At the turn of the second, so that ages step together and none is skipped.
     tickTimer = clock.setTimeout(tick, 1000 - (present % 1000));
@@ -210,6 +262,7 @@ export function createState(around: Surroundings): State {
   function remove(macId: string): void {
     const computer = computers.peek().find((each) => each.macId === macId);
     if (computer === undefined) return;
+    pushKeeper?.leave((said) => { computer.say(said); });
     computer.end();
     computers.value = computers.peek().filter((each) => each !== computer);
     void storage.removeComputer(macId).then(wrote);
@@ -325,6 +378,8 @@ export function createState(around: Surroundings): State {
       return [...problems.value, ...off].find(({ kind }) => !dismissed.value.includes(kind));
     }),
     installOffer: computed(() => isTimeToInstall.value ? installable.value : undefined),
+    push,
+    pushOffer,
     updateWaits,
     version: around.version,
     actions: {
@@ -337,6 +392,7 @@ export function createState(around: Surroundings): State {
         if (on) for (const computer of computers.peek()) void computer.restore();
         look();
       },
+      alertsOpened() { hasOpenedAlerts = true; },
       markSeen() { chosen.peek()?.markSeen(); },
       dismissProblem() {
         const kind = view.problem.peek()?.kind;
@@ -350,6 +406,8 @@ export function createState(around: Surroundings): State {
         change({ installDeclinedMs: clock.now() });
         isTimeToInstall.value = false;
       },
+      setPush(on) { void pushKeeper?.turn(on); },
+      declinePush() { pushKeeper?.decline(); },
       update() { around.update(); },
     },
   };
@@ -357,6 +415,7 @@ export function createState(around: Surroundings): State {
   return {
     view,
     start,
+    show: choose,
     setVisible,
     networkChanged() {
       for (const computer of computers.peek()) {

@@ -1,6 +1,7 @@
 import type { ReadonlySignal } from "@preact/signals-core";
 import type { Alert } from "../protocol/alert.js";
 import type { MacInfo, Sample } from "../protocol/sample.js";
+import type { PushState } from "./pushRule.js";
 
 /**
  * What is known about the connection to one computer.
@@ -160,11 +161,17 @@ export interface Actions {
   /** The list of computers is open: all of them are connected then. */
   watchAll(on: boolean): void;
   markSeen(): void;
+  /** The list of alerts has been opened. */
+  alertsOpened(): void;
   /** Hides a problem until the next opening. */
   dismissProblem(): void;
   install(): Promise<void>;
   /** "Not now", kept for 30 days. */
   declineInstall(): void;
+  /** Switches notifications on, which may ask the user, or off. */
+  setPush(on: boolean): void;
+  /** "Not now", kept for 30 days. */
+  declinePush(): void;
   /** Loads the version that is waiting. */
   update(): void;
 }
@@ -189,6 +196,10 @@ export interface View {
   readonly problem: ReadonlySignal<Problem | undefined>;
   /** Present when it is time to offer it. */
   readonly installOffer: ReadonlySignal<InstallOffer | undefined>;
+  /** Notifications while the page is closed. */
+  readonly push: ReadonlySignal<PushState>;
+  /** It is time to ask for them. */
+  readonly pushOffer: ReadonlySignal<boolean>;
   /** A new version waits; it also comes by itself while the page is hidden. */
   readonly updateWaits: ReadonlySignal<boolean>;
   /** Version of the page: the first 12 hexadecimal digits of the hash over all of its files. */

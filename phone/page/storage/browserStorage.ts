@@ -1,5 +1,6 @@
 import { bytesFromBase64 } from "../protocol/base64.js";
-import { alertNumber, fields, known, list, number, text } from "../protocol/readers.js";
+import { longestEndpoint } from "../protocol/push.js";
+import { alertNumber, boolean, fields, known, list, number, text } from "../protocol/readers.js";
 import { Database } from "./database.js";
 import { Seal } from "./seal.js";
 import { keptParts, type KeptPart, type Settings, type Storage, type StoredComputer, type Written } from "./storage.js";
@@ -39,10 +40,14 @@ export function browserStorage(): Storage {
       const sealed = await seal.close(place(macId, part), plain);
       return sealed === undefined ? "blocked" : database.put("kept", place(macId, part), sealed);
     },
+    putWords(words) {
+      return database.put("settings", "words", words);
+    },
   };
 }
 
-function readComputer(value: unknown): StoredComputer | undefined {
+/** Nothing when it is none. */
+export function readComputer(value: unknown): StoredComputer | undefined {
   const field = fields(value);
   const macId = text(field?.("macId"));
   const encKey = field?.("encKey");
@@ -67,6 +72,9 @@ function readSettings(value: unknown): Settings {
     ...known({
       chosen: text(field("chosen")),
       installDeclinedMs: number(field("installDeclinedMs"), 0, 1e15),
+      wantsPush: boolean(field("wantsPush")),
+      pushDeclinedMs: number(field("pushDeclinedMs"), 0, 1e15),
+      pushEndpoint: text(field("pushEndpoint"), longestEndpoint),
     }),
   };
 }

@@ -21,6 +21,12 @@ export interface Settings {
   readonly visits: number;
   /** Milliseconds since 1970. */
   readonly installDeclinedMs?: number;
+  /** The user has switched notifications on, or off. */
+  readonly wantsPush?: boolean;
+  /** Milliseconds since 1970. */
+  readonly pushDeclinedMs?: number;
+  /** What a relay was told last to push to. */
+  readonly pushEndpoint?: string;
 }
 
 /** How a write has ended. */
@@ -40,4 +46,6 @@ export interface Storage {
   putSettings(settings: Settings): Promise<Written>;
   kept(macId: string, part: KeptPart): Promise<string | undefined>;
   keep(macId: string, part: KeptPart, text: string): Promise<Written>;
+  /** The page's words and language, for notifications, which are made without it. */
+  putWords(words: object): Promise<Written>;
 }

@@ -6,6 +6,7 @@ import { dirname, join } from "node:path";
 import { fileURLToPath, pathToFileURL } from "node:url";
 import * as esbuild from "esbuild";
 import puppeteer from "puppeteer-core";
+import { deliveries, servePage } from "./delivered.mjs";
 
 const here = dirname(fileURLToPath(import.meta.url));
 const flags = [
@@ -27,6 +28,8 @@ export async function runInBrowser() {
     response.end("<!doctype html><title>tests</title>");
   });
   await new Promise((resolve) => { server.listen(0, "127.0.0.1", resolve); });
+  const pages = servePage(join(here, "../dist"));
+  await new Promise((resolve) => { pages.listen(0, "127.0.0.1", resolve); });
   const browser = await puppeteer.launch({
     executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium", headless: true, userDataDir: profile, args: flags,
   });
@@ -42,10 +45,13 @@ export async function runInBrowser() {
       console.log(`${name} in Chromium: ${cases} cases, ${failures.length} failures`);
       for (const failure of failures) console.error(`  ${failure}`);
     }
+    const steps = await deliveries(browser, `http://127.0.0.1:${pages.address().port}`, script);
+    console.log(`pushes in Chromium: ${steps} steps`);
     return Object.values(results).every(({ cases, failures }) => cases > 0 && failures.length === 0);
   } finally {
     await browser.close();
     server.close();
+    pages.close();
     rmSync(profile, { recursive: true, force: true });
   }
 }

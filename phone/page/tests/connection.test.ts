@@ -1,5 +1,6 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
+import { base64url } from "../protocol/base64.js";
 import { Connection } from "../protocol/connection.js";
 import { FakeClock, FakeRelay } from "./fakes.js";
 
@@ -13,6 +14,7 @@ function make() {
     onState: (state) => states.push(state),
     onMac: (isConnected) => told.push(`mac ${isConnected}`),
     onEnvelope: (text, number) => told.push(number === undefined ? text : `${number}: ${text}`),
+    onPush: (message) => told.push(message.type),
   });
   return { clock, relay, states, told, connection };
 }
@@ -20,18 +22,22 @@ function make() {
 test("authenticates, says whether somebody looks, and rests without connection or timer", () => {
   const { clock, relay, states, told, connection } = make();
   connection.look(true);
+  assert.ok(!connection.say("too early"));
   relay.last.accept();
   relay.last.say("pong");
   relay.last.say('{"v":1}');
+  relay.last.say({ push: base64url(Uint8Array.of(4, ...new Array<number>(64).fill(0))) });
+  assert.ok(connection.say("SUBSCRIBE"));
   relay.last.say({ alert: 7 });
+  relay.last.say({ subscribed: `https://push.example/${"x".repeat(1000)}` });
   relay.last.say('{"v":2}');
   relay.last.say({ alert: -7 });
   connection.lastAlert = 7;
   connection.look(true);
   connection.look(false);
   connection.look(true);
-  assert.deepEqual(relay.last.sent, ["AUTH 0", '{"active":true}', '{"active":false}', '{"active":true}']);
-  assert.deepEqual(told, ["mac true", '{"v":1}', '7: {"v":2}', '{"alert":-7}']);
+  assert.deepEqual(relay.last.sent, ["AUTH 0", '{"active":true}', "SUBSCRIBE", '{"active":false}', '{"active":true}']);
+  assert.deepEqual(told, ["mac true", '{"v":1}', "push", "subscribed", '7: {"v":2}', '{"alert":-7}']);
   const socket = relay.last;
   connection.rest();
   assert.equal(socket.sent.at(-1), '{"active":false}');
@@ -121,7 +127,7 @@ test("a socket that was opened ahead of time is taken as far as it has got", () 
     const socket = Object.assign(relay.open(), has, { early: [...("early" in has ? has.early : [])] });
     const taken = new Connection(() => socket, (last) => `AUTH ${last}`, clock);
     const seen: string[] = [];
-    taken.observe({ onState: (s) => seen.push(s), onMac: (m) => seen.push(String(m)), onEnvelope: (e) => seen.push(e) });
+    taken.observe({ onState: (s) => seen.push(s), onMac: (m) => seen.push(String(m)), onEnvelope: (e) => seen.push(e), onPush: (m) => seen.push(m.type) });
     taken.look(true);
     assert.deepEqual(socket.sent, sent);
     clock.advance(has.progress === "open" ? 3000 : 0);

@@ -1,5 +1,7 @@
 import type { Socket } from "../protocol/socket.js";
+import type { PushTarget } from "../protocol/push.js";
 import type { Clock } from "../state/createState.js";
+import type { PushBrowser } from "../state/pushKeeper.js";
 import type { Settings, Storage, StoredComputer, Written } from "../storage/storage.js";
 
 /** A clock that stands still until it is moved. */
@@ -85,8 +87,31 @@ export class FakeStorage implements Storage {
   kept = (macId: string, part: string) => Promise.resolve(this.texts.get(`${macId} ${part}`));
   keep = (macId: string, part: string, text: string) => this.write(() => this.texts.set(`${macId} ${part}`, text));
 
+  putWords = () => this.write(() => undefined);
+
   private write(change: () => void): Promise<Written> {
     if (this.answer === "written") change();
     return Promise.resolve(this.answer);
   }
+}
+
+/** A browser that gives a subscription, once its user has let it. */
+export class FakePushBrowser implements PushBrowser {
+  permission: NotificationPermission = "default";
+  /** What the user says when asked. */
+  answer: NotificationPermission = "granted";
+  target: PushTarget | undefined;
+  made = 0;
+
+  ability = () => ({ canPush: true, needsInstalling: false, permission: this.permission });
+  subscribe = () => {
+    if (this.permission === "default") this.permission = this.answer;
+    if (this.permission !== "granted") return Promise.resolve(undefined);
+    this.target ??= { endpoint: `https://push.example/${++this.made}`, p256dh: new Uint8Array(65), auth: new Uint8Array(16) };
+    return Promise.resolve(this.target);
+  };
+  forget = () => {
+    this.target = undefined;
+    return Promise.resolve();
+  };
 }

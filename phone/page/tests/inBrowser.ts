@@ -1,8 +1,12 @@
 /** Runs in a page of a real browser: the published vectors, and the storage on its own database. */
+import { base64url } from "../protocol/base64.js";
 import { deriveKeys } from "../protocol/keys.js";
 import { browserStorage } from "../storage/browserStorage.js";
 import type { StoredComputer } from "../storage/storage.js";
+import { de } from "../words/de.js";
+import { en } from "../words/en.js";
 import { cryptoFailures, type Vectors } from "./cryptoCases.js";
+import { pushed, sealed } from "./sealed.js";
 
 export interface Result { readonly cases: number; readonly failures: string[] }
 
@@ -46,6 +50,34 @@ export async function storage(): Promise<Result> {
   expect("blocked", [await blocked.computers(), await blocked.putComputer(computer), await blocked.keep(macId, "sample", "x")],
     [[], "blocked", "blocked"]);
   return { cases, failures };
+}
+
+const bytes = (seed: number, length: number) => new Uint8Array(length).fill(seed);
+const idOf = (seed: number) => base64url(bytes(seed, 16));
+
+/** What the worker says of what it cannot read. */
+export const unread = en.alertUnread;
+
+/** A phone with the computers 1 and 2, whose page has been used in this language. */
+export async function seed(tag: "en" | "de"): Promise<void> {
+  const kept = browserStorage();
+  for (const [seed, linkName] of [[1, "Studio"], [2, "Attic"]] as const) {
+    await kept.putComputer({ keys: await deriveKeys(idOf(seed), bytes(seed, 32)), linkName, addedAtMs: seed });
+  }
+  await kept.putSettings({ removed: [], visits: 1, wantsPush: true });
+  await kept.putWords({ words: tag === "en" ? en : de, language: { tag, locale: tag, rightToLeft: false } });
+}
+
+/** The page has taken this alert in. */
+export async function keepAlert(seed: number, payload: object): Promise<void> {
+  await browserStorage().keep(idOf(seed), "alerts", JSON.stringify({ alerts: [{ payload: JSON.stringify(payload), isSeen: true }] }));
+}
+
+/** What is pushed of an alert of computer `seed`; without an alert only that there is one. */
+export async function pushedAlert(
+  seed: number, count: number, payload?: object, keySeed = seed, kind: "s" | "a" = "a",
+): Promise<string> {
+  return pushed(idOf(seed), count, payload && await sealed(kind, payload, bytes(seed, 16), bytes(keySeed, 32)));
 }
 
 function database(): Promise<IDBDatabase> {

@@ -2,7 +2,9 @@ import assert from "node:assert/strict";
 import { test } from "node:test";
 import { BackOff } from "../protocol/backOff.js";
 import { readLink } from "../protocol/link.js";
+import { base64url } from "../protocol/base64.js";
 import { readMessage } from "../protocol/messages.js";
+import { readPushMessage, subscribe, unsubscribe } from "../protocol/push.js";
 import { readAlert } from "../protocol/readAlert.js";
 import { longestHistory, readSample } from "../protocol/readSample.js";
 import { text } from "../protocol/readers.js";
@@ -50,6 +52,24 @@ test("messages of the relay are told apart", () => {
     ["x".repeat(1024 * 1024 + 1), "unreadable"],
   ];
   for (const [data, wanted] of table) assert.equal(readMessage(data).type, wanted);
+});
+
+test("what a relay says of pushing is read, or nothing of it", () => {
+  const key = base64url(new Uint8Array(65).fill(4));
+  const endpoint = `https://push.example/${"a".repeat(900)}`;
+  const table: [object | string, object | undefined][] = [
+    [{ push: key }, { type: "push", key: new Uint8Array(65).fill(4) }], [{ subscribed: endpoint }, { type: "subscribed", endpoint }],
+    [{ notSubscribed: "full" }, { type: "notSubscribed", why: "full" }],
+    [{ push: key.slice(4) }, undefined], [{ push: base64url(new Uint8Array(65)) }, undefined], [{ push: 4 }, undefined], [{ push: "é" }, undefined],
+    [{ subscribed: endpoint.repeat(2) }, undefined], [{ subscribed: [endpoint] }, undefined], [{ notSubscribed: "because" }, undefined],
+    [{ mac: true }, undefined], [[{ push: key }], undefined], ["{", undefined], [{ push: key, rest: "x".repeat(2000) }, undefined],
+  ];
+  for (const [data, wanted] of table) assert.deepEqual(readPushMessage(typeof data === "string" ? data : JSON.stringify(data)), wanted);
+  const target = { endpoint: "https://push.example/1", p256dh: new Uint8Array(65).fill(4), auth: new Uint8Array(16) };
+  const said = { endpoint: target.endpoint, p256dh: key, auth: base64url(target.auth) };
+  assert.deepEqual(JSON.parse(subscribe(target)), { subscribe: said });
+  assert.deepEqual(JSON.parse(subscribe(target, "https://old")), { subscribe: { ...said, replaces: "https://old" } });
+  assert.deepEqual(JSON.parse(unsubscribe("https://old")), { unsubscribe: "https://old" });
 });
 
 test("attempts wait longer and longer, and begin anew after an acceptance", () => {

@@ -1,3 +1,4 @@
+import { isTimeToAskForPush, pushState, type PushAbility, type PushState } from "../state/pushRule.js";
 import assert from "node:assert/strict";
 import { test } from "node:test";
 import type { Alert, AlertKind } from "../protocol/alert.js";
@@ -192,4 +193,24 @@ test("the home screen is offered after 20 s of live view or 5 s at the second vi
   });
   assert.deepEqual([offer(19_999, 1), offer(20_000, 1), offer(4_999, 2), offer(5_000, 2), offer(1e6, 9, 29.9), offer(1e6, 9, 30)],
     [false, true, false, true, false, true]);
+});
+
+test("notifications are asked for once an alert has been seen, where they can be had", () => {
+  const able: PushAbility = { canPush: true, needsInstalling: false, permission: "granted", isSubscribed: true };
+  const states: [boolean, boolean, Partial<PushAbility>, PushState][] = [
+    [false, true, {}, "unoffered"], [true, true, {}, "on"], [true, false, {}, "off"], [true, true, { isSubscribed: false }, "off"],
+    [true, true, { permission: "default" }, "off"], [true, true, { permission: "denied" }, "blocked"],
+    [true, false, { canPush: false, permission: "denied" }, "unable"], [true, false, { canPush: false, needsInstalling: true }, "install"],
+  ];
+  for (const [isOffered, isWanted, ability, wanted] of states) assert.equal(pushState(isOffered, isWanted, { ...able, ...ability }), wanted);
+  const nowMs = 1_800_000_000_000;
+  const month = 30 * 86_400_000;
+  const asks: [PushState, boolean, number | undefined, boolean][] = [
+    ["off", true, undefined, true], ["install", true, undefined, true], ["off", false, undefined, false], ["on", true, undefined, false],
+    ["blocked", true, undefined, false], ["failed", true, undefined, false], ["unable", true, undefined, false], ["unoffered", true, undefined, false],
+    ["off", true, nowMs - month + 1, false], ["off", true, nowMs - month, true],
+  ];
+  for (const [state, hasSeenAlert, declinedMs, wanted] of asks) {
+    assert.equal(isTimeToAskForPush({ state, hasSeenAlert, declinedMs, nowMs }), wanted, `${state} ${String(declinedMs)}`);
+  }
 });

@@ -3,7 +3,8 @@ import { test } from "node:test";
 import { base64url } from "../protocol/base64.js";
 import { deriveKeys } from "../protocol/keys.js";
 import { createState, type Opening, type State } from "../state/createState.js";
-import { FakeClock, FakeRelay, FakeStorage } from "./fakes.js";
+import { FakeClock, FakePushBrowser, FakeRelay, FakeStorage } from "./fakes.js";
+import { sealed } from "./sealed.js";
 
 const day = 86_400_000;
 const secret = (seed: number) => new Uint8Array(32).fill(seed);
@@ -18,12 +19,13 @@ class Page {
   readonly state: State;
   isOnline = true;
   addressCleared = 0;
+  readonly browser = new FakePushBrowser();
 
   constructor(readonly storage = new FakeStorage(), startMs = 1_800_000_000_000) {
     this.clock = new FakeClock(startMs);
     this.state = createState({
       clock: this.clock, storage, openSocket: this.relay.open, isOnline: () => this.isOnline, persist: () => undefined,
-      clearAddress: () => { this.addressCleared++; }, install: () => Promise.resolve(), update: () => undefined, version: "v",
+      clearAddress: () => { this.addressCleared++; }, install: () => Promise.resolve(), update: () => undefined, push: () => Promise.resolve(this.browser), version: "v",
     });
   }
 
@@ -42,17 +44,8 @@ class Page {
   /** Seals and sends as the computer would. */
   async send(seed: number, kind: "s" | "a", payload: object, key = seed): Promise<void> {
     const macId = idOf(seed);
-    const salt = new Uint8Array(16).fill(seed);
-    const material = await crypto.subtle.importKey("raw", secret(key), "HKDF", false, ["deriveKey"]);
-    const encKey = await crypto.subtle.deriveKey(
-      { name: "HKDF", hash: "SHA-256", salt, info: new TextEncoder().encode("orvik enc v1") },
-      material, { name: "AES-GCM", length: 256 }, false, ["encrypt"]);
-    const nonce = crypto.getRandomValues(new Uint8Array(12));
-    const additionalData = new Uint8Array([kind.charCodeAt(0), ...salt]);
-    const sealed = await crypto.subtle.encrypt(
-      { name: "AES-GCM", iv: nonce, additionalData }, encKey, new TextEncoder().encode(JSON.stringify(payload)));
     const socket = this.relay.sockets.filter((each) => each.address.endsWith(macId)).at(-1);
-    socket?.say({ c: base64url(new Uint8Array(sealed)), n: base64url(nonce), t: kind, v: 1 });
+    socket?.say(await sealed(kind, payload, new Uint8Array(16).fill(seed), secret(key)));
     await settled();
   }
 
@@ -270,4 +263,79 @@ test("the home screen is offered after a while, and not again for 30 days", asyn
   page.clock.jump(31 * day);
   page.clock.advance(2000);
   assert.equal(page.view.installOffer.value, "prompt");
+});
+
+test("notifications: asked for once an alert was seen, told to every relay, withdrawn with a computer and with the switch", async () => {
+  const page = await new Page().open();
+  const { actions } = page.view;
+  const key = base64url(Uint8Array.of(4, ...new Array<number>(64).fill(0)));
+  const connected = async (seed: number) => {
+    page.relay.last.accept();
+    page.relay.last.say({ push: key });
+    await page.sample(seed);
+    return page.relay.last;
+  };
+  const shown = () => [page.view.push.value, page.view.pushOffer.value];
+  const said = (socket: { sent: string[] }) => socket.sent.splice(0).filter((text) => text.includes("subscribe"))
+    .map((text) => Object.entries(JSON.parse(text) as object)
+      .map(([what, of]) => `${what} ${typeof of === "string" ? of : Object.values(of as object).filter((each) => String(each).startsWith("https")).join(" for ")}`).join());
+  await actions.addByLink(linkOf(1));
+  page.relay.last.accept();
+  await page.sample(1);
+  assert.deepEqual(shown(), ["unoffered", false], "of a relay that does not push");
+  await actions.addByLink(linkOf(2));
+  const first = await connected(2);
+  assert.deepEqual(shown(), ["off", false]);
+  await page.send(2, "a", { kind: "disk_full", state: "raised", epoch_ms: page.clock.now() });
+  page.clock.advance(1000);
+  assert.deepEqual(shown(), ["off", false]);
+  actions.markSeen();
+  page.clock.advance(1000);
+  assert.deepEqual(shown(), ["off", true]);
+  actions.declinePush();
+  await settled();
+  assert.deepEqual(shown(), ["off", false]);
+  page.clock.jump(31 * day);
+  page.clock.advance(1000);
+  assert.deepEqual(shown(), ["off", true]);
+  // The other computer is connected for this alone.
+  actions.setPush(true);
+  await settled();
+  assert.deepEqual(shown(), ["on", false]);
+  assert.deepEqual(said(first), ["subscribe https://push.example/1"]);
+  const second = await connected(1);
+  assert.notEqual(second, first);
+  assert.deepEqual(said(second), ["subscribe https://push.example/1"]);
+  for (const socket of [first, second]) socket.say({ subscribed: "https://push.example/1" });
+  await settled();
+  page.clock.advance(10_000);
+  assert.ok(second.isClosed && !first.isClosed);
+  assert.equal(page.storage.written?.pushEndpoint, "https://push.example/1");
+  // The browser has another one by now.
+  page.browser.target = undefined;
+  const again = await new Page(page.storage).open();
+  again.browser.permission = "granted";
+  again.browser.made = 1;
+  const accepted = async () => {
+    const socket = again.relay.last;
+    socket.accept();
+    socket.say({ push: key });
+    await settled();
+    return socket;
+  };
+  const third = await accepted();
+  assert.deepEqual(said(third), ["subscribe https://push.example/2 for https://push.example/1"]);
+  for (const [answer, isOn] of [[{ notSubscribed: "full" }, false], [{ subscribed: "https://push.example/2" }, true]] as const) {
+    third.say(answer);
+    await settled();
+    assert.equal(again.view.push.value === "on", isOn);
+  }
+  again.view.actions.remove(again.current.macId.value ?? "");
+  assert.deepEqual(said(third), ["unsubscribe https://push.example/2"]);
+  const fourth = await accepted();
+  assert.deepEqual(said(fourth), ["subscribe https://push.example/2"]);
+  again.view.actions.setPush(false);
+  await settled();
+  assert.deepEqual(said(fourth), ["unsubscribe https://push.example/2"]);
+  assert.deepEqual([again.view.push.value, again.browser.target], ["off", undefined]);
 });

@@ -224,4 +224,15 @@ export const de: Words = {
   install: "Installieren",
   later: "Später",
   notNow: "Nicht jetzt",
+
+  // Notifications
+  pushTitle: "Von der nächsten erfahren?",
+  pushHelp:
+    "Dieses Telefon kann sich auch bei geschlossener Seite melden: zu heiß, Festplatte fast voll, Akkubetrieb, Akku schwach, kein Backup.",
+  pushAllow: "Benachrichtigungen erlauben",
+  pushSwitch: "Benachrichtigungen auf diesem Telefon",
+  pushInstall: "iPhone und iPad zeigen Benachrichtigungen nur von Seiten auf dem Home-Bildschirm.",
+  pushBlocked: "Der Browser erlaubt dieser Seite keine Benachrichtigungen. Bitte in den Einstellungen erlauben.",
+  pushFailed: "Die Benachrichtigungen ließen sich nicht einschalten. Bitte später noch einmal versuchen.",
+  alertUnread: "Es gibt eine Warnung, die dieses Telefon nicht lesen konnte. Sie steht in Orvik.",
 };

@@ -223,6 +223,17 @@ export const en = {
   install: "Install",
   later: "Later",
   notNow: "Not now",
+
+  // Notifications
+  pushTitle: "Hear about the next one?",
+  pushHelp:
+    "This phone can tell you even when the page is closed: too hot, disk nearly full, on battery, battery low, no backup.",
+  pushAllow: "Allow notifications",
+  pushSwitch: "Notifications on this phone",
+  pushInstall: "An iPhone or iPad shows notifications only of a page on the Home Screen.",
+  pushBlocked: "The browser does not let this page notify you. Allow it in the settings.",
+  pushFailed: "Notifications could not be turned on. Try again later.",
+  alertUnread: "There is an alert that this phone could not read. Open Orvik to see it.",
 };
 
 type Text<T> = T extends string ? string : { readonly other: string } & Readonly<Partial<Record<Intl.LDMLPluralRule, string>>>;

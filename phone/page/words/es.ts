@@ -227,4 +227,15 @@ export const es: Words = {
   install: "Instalar",
   later: "Más tarde",
   notNow: "Ahora no",
+
+  // Notifications
+  pushTitle: "¿Quieres enterarte de la próxima?",
+  pushHelp:
+    "Este teléfono puede avisarte aunque la página esté cerrada: demasiado calor, disco casi lleno, con batería, batería baja, sin copia de seguridad.",
+  pushAllow: "Permitir notificaciones",
+  pushSwitch: "Notificaciones en este teléfono",
+  pushInstall: "Un iPhone o iPad solo muestra notificaciones de páginas que están en la pantalla de inicio.",
+  pushBlocked: "El navegador no permite las notificaciones de esta página. Permítelas en los ajustes.",
+  pushFailed: "No se pudieron activar las notificaciones. Inténtalo más tarde.",
+  alertUnread: "Hay una alerta que este teléfono no pudo leer. Abre Orvik para verla.",
 };

@@ -222,4 +222,15 @@ export const fr: Words = {
   install: "Installer",
   later: "Plus tard",
   notNow: "Pas maintenant",
+
+  // Notifications
+  pushTitle: "Être prévenu de la prochaine\u202f?",
+  pushHelp:
+    "Ce téléphone peut vous prévenir même quand la page est fermée\u00a0: trop chaud, disque presque plein, sur batterie, batterie faible, pas de sauvegarde.",
+  pushAllow: "Autoriser les notifications",
+  pushSwitch: "Notifications sur ce téléphone",
+  pushInstall: "Un iPhone ou un iPad n’affiche que les notifications des pages ajoutées à l’écran d’accueil.",
+  pushBlocked: "Le navigateur n’autorise pas les notifications de cette page. Autorisez-les dans les paramètres.",
+  pushFailed: "Les notifications n’ont pas pu être activées. Réessayez plus tard.",
+  alertUnread: "Il y a une alerte que ce téléphone n’a pas pu lire. Ouvrez Orvik pour la voir.",
 };

@@ -221,4 +221,15 @@ export const it: Words = {
   install: "Installa",
   later: "Più tardi",
   notNow: "Non ora",
+
+  // Notifications
+  pushTitle: "Vuoi sapere del prossimo?",
+  pushHelp:
+    "Questo telefono può avvisarti anche a pagina chiusa: troppo caldo, disco quasi pieno, alimentazione a batteria, batteria scarica, nessun backup.",
+  pushAllow: "Consenti le notifiche",
+  pushSwitch: "Notifiche su questo telefono",
+  pushInstall: "Un iPhone o un iPad mostra solo le notifiche delle pagine nella schermata Home.",
+  pushBlocked: "Il browser non consente le notifiche di questa pagina. Consentile nelle impostazioni.",
+  pushFailed: "Non è stato possibile attivare le notifiche. Riprova più tardi.",
+  alertUnread: "C’è un avviso che questo telefono non ha potuto leggere. Apri Orvik per vederlo.",
 };

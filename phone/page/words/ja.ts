@@ -218,4 +218,14 @@ export const ja: Words = {
   install: "インストール",
   later: "あとで",
   notNow: "今はしない",
+
+  // Notifications
+  pushTitle: "次の警告を通知しますか？",
+  pushHelp: "ページを閉じていても、このスマートフォンでお知らせできます：高温、ディスク残量わずか、バッテリー駆動、バッテリー残量低下、バックアップなし。",
+  pushAllow: "通知を許可",
+  pushSwitch: "このスマートフォンの通知",
+  pushInstall: "iPhoneとiPadでは、ホーム画面に追加したページの通知だけが表示されます。",
+  pushBlocked: "このページの通知はブラウザーで許可されていません。設定で許可してください。",
+  pushFailed: "通知をオンにできませんでした。後でもう一度お試しください。",
+  alertUnread: "このスマートフォンで読めない警告があります。Orvikを開いて確認してください。",
 };

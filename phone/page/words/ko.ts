@@ -218,4 +218,14 @@ export const ko: Words = {
   install: "설치",
   later: "나중에",
   notNow: "지금 안 함",
+
+  // Notifications
+  pushTitle: "다음 경고를 알림으로 받으시겠어요?",
+  pushHelp: "페이지를 닫아도 이 휴대폰에서 알려 드립니다: 과열, 디스크 거의 가득 참, 배터리로 작동, 배터리 부족, 백업 없음.",
+  pushAllow: "알림 허용",
+  pushSwitch: "이 휴대폰의 알림",
+  pushInstall: "iPhone과 iPad에서는 홈 화면에 추가한 페이지의 알림만 표시됩니다.",
+  pushBlocked: "브라우저에서 이 페이지의 알림이 허용되지 않았습니다. 설정에서 허용하세요.",
+  pushFailed: "알림을 켤 수 없습니다. 나중에 다시 시도하세요.",
+  alertUnread: "이 휴대폰에서 읽을 수 없는 경고가 있습니다. Orvik을 열어 확인하세요.",
 };

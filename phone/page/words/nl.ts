@@ -220,4 +220,15 @@ export const nl: Words = {
   install: "Installeer",
   later: "Later",
   notNow: "Niet nu",
+
+  // Notifications
+  pushTitle: "De volgende keer bericht krijgen?",
+  pushHelp:
+    "Deze telefoon kan het ook melden als de pagina gesloten is: te heet, schijf bijna vol, op batterij, batterij bijna leeg, geen back-up.",
+  pushAllow: "Sta meldingen toe",
+  pushSwitch: "Meldingen op deze telefoon",
+  pushInstall: "Een iPhone of iPad toont alleen meldingen van een pagina op het beginscherm.",
+  pushBlocked: "De browser staat meldingen van deze pagina niet toe. Sta ze toe in de instellingen.",
+  pushFailed: "De meldingen konden niet worden ingeschakeld. Probeer het later opnieuw.",
+  alertUnread: "Er is een waarschuwing die deze telefoon niet kon lezen. Open Orvik om die te zien.",
 };

@@ -235,4 +235,15 @@ export const pl: Words = {
   install: "Zainstaluj",
   later: "Później",
   notNow: "Nie teraz",
+
+  // Notifications
+  pushTitle: "Dowiedzieć się o następnym?",
+  pushHelp:
+    "Ten telefon może powiadomić cię nawet wtedy, gdy strona jest zamknięta: za gorąco, dysk prawie pełny, praca na baterii, niski poziom baterii, brak kopii zapasowej.",
+  pushAllow: "Zezwól na powiadomienia",
+  pushSwitch: "Powiadomienia na tym telefonie",
+  pushInstall: "iPhone i iPad pokazują powiadomienia tylko ze strony dodanej do ekranu początkowego.",
+  pushBlocked: "Przeglądarka nie zezwala tej stronie na powiadomienia. Zezwól na nie w ustawieniach.",
+  pushFailed: "Nie udało się włączyć powiadomień. Spróbuj później.",
+  alertUnread: "Jest ostrzeżenie, którego ten telefon nie mógł odczytać. Otwórz Orvik, aby je zobaczyć.",
 };

@@ -220,4 +220,15 @@ export const ptBR: Words = {
   install: "Instalar",
   later: "Mais tarde",
   notNow: "Agora não",
+
+  // Notifications
+  pushTitle: "Quer saber do próximo?",
+  pushHelp:
+    "Este celular pode avisar você mesmo com a página fechada: quente demais, disco quase cheio, na bateria, bateria fraca, sem backup.",
+  pushAllow: "Permitir notificações",
+  pushSwitch: "Notificações neste celular",
+  pushInstall: "Um iPhone ou iPad só mostra notificações de páginas que estão na Tela de Início.",
+  pushBlocked: "O navegador não permite notificações desta página. Permita nas configurações.",
+  pushFailed: "Não foi possível ativar as notificações. Tente mais tarde.",
+  alertUnread: "Há um alerta que este celular não conseguiu ler. Abra o Orvik para ver.",
 };

@@ -220,4 +220,15 @@ export const tr: Words = {
   install: "Yükle",
   later: "Daha sonra",
   notNow: "Şimdi değil",
+
+  // Notifications
+  pushTitle: "Bir sonrakinden haberiniz olsun mu?",
+  pushHelp:
+    "Bu telefon, sayfa kapalıyken de haber verebilir: çok sıcak, disk neredeyse dolu, pille çalışıyor, pil zayıf, yedek yok.",
+  pushAllow: "Bildirimlere izin ver",
+  pushSwitch: "Bu telefonda bildirimler",
+  pushInstall: "iPhone ve iPad yalnızca Ana Ekran’daki bir sayfanın bildirimlerini gösterir.",
+  pushBlocked: "Tarayıcı bu sayfanın bildirimlerine izin vermiyor. Ayarlardan izin verin.",
+  pushFailed: "Bildirimler açılamadı. Daha sonra yeniden deneyin.",
+  alertUnread: "Bu telefonun okuyamadığı bir uyarı var. Görmek için Orvik’i açın.",
 };

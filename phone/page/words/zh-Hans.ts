@@ -218,4 +218,14 @@ export const zhHans: Words = {
   install: "安装",
   later: "稍后",
   notNow: "以后再说",
+
+  // Notifications
+  pushTitle: "想收到下一次警报吗？",
+  pushHelp: "即使页面已关闭，这部手机也能通知你：过热、磁盘将满、使用电池、电池电量低、没有备份。",
+  pushAllow: "允许通知",
+  pushSwitch: "这部手机上的通知",
+  pushInstall: "iPhone 和 iPad 只显示已添加到主屏幕的页面的通知。",
+  pushBlocked: "浏览器不允许此页面发送通知。请在设置中允许。",
+  pushFailed: "无法开启通知。请稍后再试。",
+  alertUnread: "有一条警报，这部手机无法读取。打开 Orvik 查看。",
 };

@@ -1,3 +1,5 @@
+import { pushed, subscriptionChanged, tapped } from "./notifications.js";
+
 /**
  * Keeps the page for opening without a network. A version is one cache, named by the hash over all
  * that it holds; a page is always answered out of one version. It takes over only when told.
@@ -38,6 +40,20 @@ worker.addEventListener("fetch", (event) => {
   if (address.pathname === pageAddress) event.respondWith(page(request));
   else if (address.pathname === configAddress) event.respondWith(configuration(event));
   else if (isOurs(address.pathname)) event.respondWith(part(request));
+});
+
+worker.addEventListener("push", (event) => {
+  event.waitUntil(pushed(event.data?.text() ?? ""));
+});
+
+worker.addEventListener("notificationclick", (event) => {
+  event.waitUntil(tapped(event.notification));
+});
+
+worker.addEventListener("pushsubscriptionchange", (event) => {
+  const { oldSubscription = null, newSubscription = null } = event as Partial<PushSubscriptionChangeEvent>;
+  event.waitUntil(subscriptionChanged(oldSubscription, newSubscription, async () =>
+    await caches.match(configAddress) ?? fetch(configAddress)));
 });
 
 function isOurs(path: string): boolean {
@@ -127,5 +143,3 @@ async function takeNewHeaders(cache: Cache): Promise<void> {
     await cache.put(pageAddress, fresh);
   }
 }
-
-export {};

@@ -50,6 +50,7 @@ TEST(ProtocolDocument, VectorsAreWhatTheProgramDoes) {
   EXPECT_EQ(bytesOfKey(pairing.encKey()), binary("encKey"));
   EXPECT_EQ(bytesOfKey(pairing.authKey()), binary("authKey"));
   EXPECT_EQ(pairing.authMessage().text(), vectors.at("auth"));
+  EXPECT_EQ(pairing.topic("disk_full"), vectors.at("topic"));
 
   const std::string& plaintext = vectors.at("plaintext");
   Bytes sealed(plaintext.size() + Envelope::tagSize);

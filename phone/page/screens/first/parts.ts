@@ -8,6 +8,7 @@ export const later = {
   computers: async () => (await import("../later/computers/Computers.js")).Computers,
   add: async () => (await import("../later/add/Add.js")).Add,
   install: async () => (await import("../later/install/Install.js")).Install,
+  push: async () => (await import("../later/push/PushOffer.js")).PushOffer,
   problem: async () => (await import("../later/problem/Problem.js")).ProblemPage,
   replaced: async () => (await import("../later/problem/Replaced.js")).Replaced,
 } as const;

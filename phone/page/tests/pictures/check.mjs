@@ -11,7 +11,8 @@ const screens = [
   { scene: "alert", screen: "alerts" }, { scene: "computers", screen: "computers" }, { scene: "connecting" },
   { scene: "connectingOffline" }, { scene: "replaced" }, { scene: "foreign" }, { scene: "unpaired" }, { scene: "damaged" },
   { scene: "newer" }, { scene: "tooOld" }, { scene: "insecure" }, { scene: "blocked" }, { scene: "install" },
-  { scene: "installPrompt" }, { scene: "server" }, { scene: "hostile" },
+  { scene: "installPrompt" }, { scene: "push" }, { scene: "pushInstall" },
+  { scene: "pushInstall", screen: "alerts" }, { scene: "pushBlocked", screen: "alerts" }, { scene: "pushFailed", screen: "alerts" }, { scene: "server" }, { scene: "hostile" },
 ];
 const axe = await readFile(createRequire(import.meta.url).resolve("axe-core/axe.min.js"), "utf8");
 const wanted = process.argv.slice(2);

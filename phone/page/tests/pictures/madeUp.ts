@@ -4,6 +4,7 @@ import { type Signal, signal } from "@preact/signals-core";
 import type { Sample } from "../../protocol/sample.js";
 import { landBins } from "../../state/day.js";
 import type { AlertEntry, ComputerCard, Day, InstallOffer, Phase, Problem, Verdict, View } from "../../state/view.js";
+import type { PushState } from "../../state/pushRule.js";
 
 const minuteMs = 60_000;
 const hourMs = 60 * minuteMs;
@@ -117,6 +118,8 @@ interface Scene {
   readonly computers?: "none" | "one" | "four";
   readonly problem?: Problem;
   readonly install?: InstallOffer;
+  readonly push?: PushState;
+  readonly asksForPush?: boolean;
   readonly name?: string;
   readonly isServer?: boolean;
 }
@@ -160,6 +163,7 @@ export const scenes = {
   unreachable: { phase: "unreachable", verdict: { sky: "fog", first: { key: "noConnection" } }, ageMs: 3 * dayMs },
   alert: {
     alerts: true,
+    push: "on",
     unseen: 2,
     sample: { cpuPercent: 93, cpuCelsius: 97, diskPercent: 92, diskFreeGb: 43 },
     verdict: { sky: "red", first: { key: "tooHot", celsius: 97 } },
@@ -181,6 +185,17 @@ export const scenes = {
   first: { noHistory: true, verdict: { second: { key: "busy" } } },
   install: { install: "steps" },
   installPrompt: { install: "prompt" },
+  push: {
+    alerts: true,
+    unseen: 1,
+    push: "off",
+    asksForPush: true,
+    sample: { batteryPercent: 64, batteryState: "discharging", onMains: false, batteryMinutes: 190 },
+    verdict: { sky: "amber", first: { key: "onBattery", percent: 64 } },
+  },
+  pushInstall: { push: "install", asksForPush: true },
+  pushBlocked: { push: "blocked" },
+  pushFailed: { push: "failed" },
   computers: { computers: "four" },
   replaced: {
     phase: "replaced",
@@ -297,11 +312,13 @@ export function madeUpView(sceneName: string, nowMs: number): { readonly view: V
     },
     problem: signal(scene.problem),
     installOffer: signal(scene.install),
+    push: signal(scene.push ?? "unoffered"),
+    pushOffer: signal(scene.asksForPush === true),
     updateWaits: signal(false),
     version: "4f1c09ab72de",
     actions: {
-      choose: nothing, rename: nothing, remove: nothing, watchAll: nothing, markSeen: nothing, dismissProblem: nothing,
-      declineInstall: nothing, update: nothing,
+      choose: nothing, rename: nothing, remove: nothing, watchAll: nothing, markSeen: nothing, alertsOpened: nothing, dismissProblem: nothing,
+      declineInstall: nothing, setPush: nothing, declinePush: nothing, update: nothing,
       addByLink: async () => "linkDamaged",
       install: async () => undefined,
     },

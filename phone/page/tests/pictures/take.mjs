@@ -24,7 +24,9 @@ export const pictures = {
   "06a-connecting-light": { scene: "connecting" },
   "06a2-first-reading-light": { scene: "first" },
   "06b-ask-install-light": { scene: "install" },
-  "06c-on-battery-light": { scene: "onBattery" },
+  "06c-ask-notifications-light": { scene: "push" },
+  "06d-notifications-install-light": { scene: "pushInstall" },
+  "06e-on-battery-light": { scene: "onBattery" },
   "07-computers-light": { scene: "computers", screen: "computers" },
   "08a-link-replaced-light": { scene: "replaced" },
   "08b-not-paired-scan-light": { scene: "unpaired" },
@@ -43,7 +45,10 @@ export const pictures = {
   "20-large-text-light": { rootSize: "200%" },
   "21-arabic-full-dark": { lang: "ar", dark: true, full: true },
   "22-computers-dark": { scene: "computers", screen: "computers", dark: true },
-  "23-alerts-dark": { scene: "alert", screen: "alerts", dark: true },
+  "23-alerts-dark": { scene: "alert", screen: "alerts", dark: true, full: true },
+  "23b-notifications-install-light": { scene: "pushInstall", screen: "alerts" },
+  "23c-notifications-blocked-dark": { scene: "pushBlocked", screen: "alerts", dark: true },
+  "23d-notifications-failed-light": { scene: "pushFailed", screen: "alerts" },
   "24-not-paired-dark": { scene: "unpaired", dark: true },
 };
 

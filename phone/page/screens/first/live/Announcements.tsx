@@ -1,6 +1,6 @@
 import { useMemo, useRef } from "preact/hooks";
 import { useScreen } from "../context.js";
-import { alertTitle } from "../parts/alertTitle.js";
+import { alertTitle } from "../../../words/alertTitle.js";
 import { firstSentence } from "./sentences.js";
 
 /** What a screen reader says by itself: a new sentence, a new alert. Never a value that only moved. */

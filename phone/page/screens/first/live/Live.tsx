@@ -35,7 +35,7 @@ export function Live() {
         <LastKnownNote />
         <Columns />
       </main>
-      {view.installOffer.value !== undefined && <Later load={later.install} />}
+      {view.installOffer.value !== undefined ? <Later load={later.install} /> : view.pushOffer.value && <Later load={later.push} />}
     </div>
   );
 }

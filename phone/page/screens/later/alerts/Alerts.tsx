@@ -1,11 +1,14 @@
+import { useEffect } from "preact/hooks";
 import type { AlertEntry } from "../../../state/view.js";
+import { alertDetail } from "../../../words/alertDetail.js";
+import { alertTitle } from "../../../words/alertTitle.js";
 import type { Texts } from "../../../words/texts.js";
 import { useScreen } from "../../first/context.js";
 import { useLand } from "../../first/live/Live.js";
-import { alertTitle } from "../../first/parts/alertTitle.js";
 import { firstIcons, Icon } from "../../first/parts/Icon.js";
 import { Title } from "../../first/parts/Title.js";
 import { Sky } from "../../first/sky/Sky.js";
+import { PushSwitch } from "../push/PushSwitch.js";
 import { alertSeverity } from "./severity.js";
 
 const dayMs = 86_400_000;
@@ -17,6 +20,7 @@ export function Alerts() {
   const { w } = texts;
   const land = useLand(12);
   const entries = alerts.value;
+  useEffect(() => view.actions.alertsOpened(), [view]);
   return (
     <div class="page alerts" data-phase={phase.value}>
       <header>
@@ -50,6 +54,7 @@ export function Alerts() {
             {w.seen}
           </button>
         )}
+        <PushSwitch />
       </main>
     </div>
   );
@@ -59,7 +64,7 @@ function Entry({ entry, texts }: { entry: AlertEntry; texts: Texts }) {
   const { alert, atMs, isStillSo } = entry;
   const isOver = alert.state === "cleared";
   const severity = alertSeverity(alert);
-  const detail = alertDetail(entry, texts);
+  const detail = alertDetail(alert, entry.lastedMs, texts);
   return (
     <li class="alert" data-severity={isOver ? "over" : severity}>
       <span class="alert-sign">
@@ -75,25 +80,6 @@ function Entry({ entry, texts }: { entry: AlertEntry; texts: Texts }) {
       </p>
     </li>
   );
-}
-
-function alertDetail({ alert, lastedMs }: AlertEntry, texts: Texts): string | undefined {
-  const { w, fill, celsius, bytes, duration } = texts;
-  if (alert.state === "cleared") {
-    return alert.kind === "on_battery" && lastedMs !== undefined ? fill(w.alertMainsHelp, duration(lastedMs / 1000)) : undefined;
-  }
-  switch (alert.kind) {
-    case "temp_high":
-      return fill(w.alertTooHotHelp, celsius(alert.threshold ?? 95));
-    case "disk_full":
-      return alert.diskFreeGb === undefined ? undefined : fill(w.free, bytes(alert.diskFreeGb * 1e9));
-    case "on_battery":
-    case "battery_low":
-      return alert.batteryMinutes === undefined ? undefined : fill(w.left, duration(alert.batteryMinutes * 60));
-    case "time_machine":
-      if (alert.backupDiskName === undefined || alert.backupDiskConnected === undefined) return undefined;
-      return fill(alert.backupDiskConnected ? w.wasConnected : w.wasNotConnected, alert.backupDiskName);
-  }
 }
 
 // Marks stand on stakes on the land, where the alerts of the last day were raised.

@@ -1,7 +1,6 @@
 import { useScreen } from "../../first/context.js";
-import { Icon } from "../../first/parts/Icon.js";
-import { laterIcons } from "../laterIcons.js";
 import { Sheet } from "../sheet/Sheet.js";
+import { InstallSteps } from "./InstallSteps.js";
 
 /** Offers the home screen: one button where the browser asks when told to, otherwise the two steps. */
 export function Install() {
@@ -18,20 +17,7 @@ export function Install() {
           {w.install}
         </button>
       ) : (
-        <ol class="sheet-steps">
-          <li>
-            <span class="icon-box">
-              <Icon path={laterIcons.share} />
-            </span>
-            {w.installShare}
-          </li>
-          <li>
-            <span class="icon-box">
-              <Icon path={laterIcons.plus} />
-            </span>
-            {w.installAdd}
-          </li>
-        </ol>
+        <InstallSteps />
       )}
       <button type="button" class="button plain" onClick={decline}>
         {isPrompt ? w.notNow : w.later}

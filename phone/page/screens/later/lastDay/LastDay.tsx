@@ -5,7 +5,7 @@ import { hourMarks } from "../../first/live/Hours.js";
 import { daySummary } from "../../first/live/Live.js";
 import { isStill } from "../../first/live/sentences.js";
 import { useMedia } from "../../first/live/useMedia.js";
-import { alertTitle } from "../../first/parts/alertTitle.js";
+import { alertTitle } from "../../../words/alertTitle.js";
 import { firstIcons, Icon } from "../../first/parts/Icon.js";
 import { alertSeverity } from "../alerts/severity.js";
 import { createPlot, heightOf, type Curve } from "./plot.js";

@@ -1,0 +1,63 @@
+import type { PushTarget } from "../protocol/push.js";
+import type { PushBrowser } from "../state/pushKeeper.js";
+
+const scope = "/orvik/";
+
+/** The browser's own subscription, which its maker's push service knows. */
+export function browserPush(): PushBrowser {
+  const canPush = "serviceWorker" in navigator && "PushManager" in window && "Notification" in window;
+  return {
+    ability: () => ({
+      canPush,
+      needsInstalling: !canPush && "standalone" in navigator && navigator.standalone !== true,
+      permission: canPush ? Notification.permission : "denied",
+    }),
+    async subscribe(key) {
+      try {
+        if (!canPush || (Notification.permission !== "granted" && await Notification.requestPermission() !== "granted")) {
+          return undefined;
+        }
+        const { pushManager } = await navigator.serviceWorker.ready;
+        const present = await pushManager.getSubscription();
+        if (present !== null && isFor(present, key)) return targetOf(present);
+        // A browser has one subscription of a worker, for one key.
+        await present?.unsubscribe();
+        return targetOf(await pushManager.subscribe({ userVisibleOnly: true, applicationServerKey: key }));
+      } catch {
+        // No push service is reached, or a private window has none.
+        return undefined;
+      }
+    },
+    async forget() {
+      try {
+        const registration = await navigator.serviceWorker.getRegistration(scope);
+        await (await registration?.pushManager.getSubscription())?.unsubscribe();
+      } catch {
+        // The relay has been told, and pushes no more.
+      }
+    },
+  };
+}
+
+/** Tells of notifications that have been tapped while the page was open. */
+export function watchTaps(show: (macId: string) => void): void {
+  const container = navigator.serviceWorker as ServiceWorkerContainer | undefined;
+  container?.addEventListener("message", (event) => {
+    const data: unknown = event.data;
+    if (typeof data === "object" && data !== null && "type" in data && data.type === "show" &&
+        "macId" in data && typeof data.macId === "string") {
+      show(data.macId);
+    }
+  });
+}
+
+function isFor({ options }: PushSubscription, key: Uint8Array): boolean {
+  const own = options.applicationServerKey;
+  return own !== null && new Uint8Array(own).join() === key.join();
+}
+
+function targetOf(subscription: PushSubscription): PushTarget | undefined {
+  const [p256dh, auth] = [subscription.getKey("p256dh"), subscription.getKey("auth")];
+  if (p256dh === null || auth === null) return undefined;
+  return { endpoint: subscription.endpoint, p256dh: new Uint8Array(p256dh), auth: new Uint8Array(auth) };
+}

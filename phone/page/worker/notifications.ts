@@ -1,0 +1,128 @@
+/** Shows pushed alerts while the page is closed, and opens it when one is tapped. */
+import { authentication } from "../protocol/keys.js";
+import { readMessage } from "../protocol/messages.js";
+import { subscribe } from "../protocol/push.js";
+import { fields, text } from "../protocol/readers.js";
+import { configuredRelay, ownRelay, phoneAddress } from "../protocol/relayAddress.js";
+import { browserStorage } from "../storage/browserStorage.js";
+import { Database } from "../storage/database.js";
+import type { StoredComputer } from "../storage/storage.js";
+import { isNewer, type Notice, noticeOf } from "./notice.js";
+
+const worker = self as unknown as ServiceWorkerGlobalScope;
+
+/** Set by the build. */
+declare const notificationIcon: string;
+
+/** Chromium's; without it the newest takes the place of the others silently. */
+interface Options extends NotificationOptions {
+  readonly renotify?: boolean;
+  readonly timestamp?: number;
+}
+
+let before: Promise<void> = Promise.resolve();
+
+/** One after the other, in the order in which they came: the later of two is what stays. */
+export function pushed(data: string): Promise<void> {
+  const shown = before.then(() => show(data));
+  before = shown.catch(() => undefined);
+  return shown;
+}
+
+/** Whatever it says, something is shown: browsers take the permission away from pages that stay silent. */
+async function show(data: string): Promise<void> {
+  const { registration } = worker;
+  const known = { ...browserStorage(), words: () => new Database().get("settings", "words") };
+  const notice = await noticeOf(data, known, Date.now());
+  const [shown] = await registration.getNotifications({ tag: notice.tag });
+  if (shown !== undefined && isNewer(shown.data, notice.about)) {
+    const { title, body, tag, lang, dir } = shown;
+    await registration.showNotification(title, { body, tag, lang, dir, data: shown.data as unknown, icon: shown.icon, silent: true });
+    return;
+  }
+  await registration.showNotification(notice.title, options(notice, shown));
+  // It is on the page that somebody looks at.
+  if (notice.isHad && (await pages()).some((page) => page.visibilityState === "visible")) {
+    for (const each of await registration.getNotifications({ tag: notice.tag })) each.close();
+  }
+}
+
+function options({ body, tag, lang, dir, about, isNews, isHad }: Notice, shown: Notification | undefined): Options {
+  const isSame = about.epochMs !== undefined && fields(shown?.data)?.("epochMs") === about.epochMs;
+  return {
+    body, tag, lang, dir, icon: notificationIcon, data: about,
+    silent: isHad || isSame || (about.epochMs !== undefined && !isNews),
+    renotify: isNews && !isSame,
+    ...(about.epochMs === undefined ? {} : { timestamp: about.epochMs }),
+  };
+}
+
+/** Shows the page, and the notification's computer on it. */
+export async function tapped(notification: Notification): Promise<void> {
+  notification.close();
+  const macId = text(fields(notification.data)?.("macId"));
+  const [page] = await pages();
+  // The page reads it when it begins, now or after the browser had thrown it away.
+  if (macId !== undefined) await choose(macId);
+  if (page === undefined) {
+    await worker.clients.openWindow("/orvik/p");
+    return;
+  }
+  if (macId !== undefined) page.postMessage({ type: "show", macId });
+  await page.focus();
+}
+
+async function choose(macId: string): Promise<void> {
+  const storage = browserStorage();
+  await storage.putSettings({ ...await storage.settings(), chosen: macId });
+}
+
+async function pages(): Promise<readonly WindowClient[]> {
+  const all = await worker.clients.matchAll({ type: "window", includeUncontrolled: true });
+  return all.filter(({ url }) => new URL(url).pathname === "/orvik/p");
+}
+
+/** The browser has given up the subscription, or has another one already: the relays must not push into the void. */
+export async function subscriptionChanged(
+  old: PushSubscription | null, fresh: PushSubscription | null, configuration: () => Promise<Response>,
+): Promise<void> {
+  const storage = browserStorage();
+  const settings = await storage.settings();
+  if (settings.wantsPush !== true) return;
+  const key = old?.options.applicationServerKey;
+  const target = fresh ?? (key === null || key === undefined ? null
+    : await worker.registration.pushManager.subscribe({ userVisibleOnly: true, applicationServerKey: key }));
+  const p256dh = target?.getKey("p256dh");
+  const auth = target?.getKey("auth");
+  // The page does it when it is opened next.
+  if (target === null || !p256dh || !auth) return;
+  const message = subscribe(
+    { endpoint: target.endpoint, p256dh: new Uint8Array(p256dh), auth: new Uint8Array(auth) },
+    old?.endpoint ?? settings.pushEndpoint);
+  const relay = configuredRelay(await (await configuration()).text()) ?? ownRelay(self.location.origin);
+  await Promise.all((await storage.computers()).map((computer) => tell(relay, computer, message)));
+}
+
+/** Longer than any relay takes that is there. */
+const tellLimitMs = 10_000;
+
+/** A connection for one sentence. It takes no alert: the page asks for all after its last one. */
+function tell(relay: string, { keys, lastAlert }: StoredComputer, message: string): Promise<void> {
+  return new Promise((resolve) => {
+    const socket = new WebSocket(phoneAddress(relay, keys.macId));
+    const timer = setTimeout(() => { socket.close(); }, tellLimitMs);
+    let isSaid = false;
+    socket.onopen = () => { socket.send(authentication(keys.token, lastAlert ?? 0)); };
+    socket.onmessage = ({ data }) => {
+      const { type } = readMessage(data);
+      if (type === "subscribed" || type === "notSubscribed") socket.close(1000);
+      // Whatever it says first says that it has accepted the phone.
+      if (!isSaid) socket.send(message);
+      isSaid = true;
+    };
+    socket.onclose = () => {
+      clearTimeout(timer);
+      resolve();
+    };
+  });
+}
