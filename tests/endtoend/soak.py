@@ -83,7 +83,9 @@ class Measured:
 
     def growth(self):
         """What it has more of at the end."""
-        first, last = self.rows[SETTLED - 1], self.rows[-1]
+        # A pairing that has just been replaced has not everything yet.
+        first = {key: max(row[key] for row in self.rows[:SETTLED]) for key in self.rows[0]}
+        last = self.rows[-1]
         factor, more = MEMORY
         allowed = {"resident KiB": first["resident KiB"] * factor + more,
                    "descriptors": first["descriptors"], "threads": first["threads"],
