@@ -334,8 +334,20 @@ test("notifications: asked for once an alert was seen, told to every relay, with
   assert.deepEqual(said(third), ["unsubscribe https://push.example/2"]);
   const fourth = await accepted();
   assert.deepEqual(said(fourth), ["subscribe https://push.example/2"]);
+  // Another page of the same phone, which is in the background meanwhile.
+  const other = await new Page(page.storage).open();
+  other.browser.permission = "granted";
+  other.state.setVisible(false);
   again.view.actions.setPush(false);
   await settled();
   assert.deepEqual(said(fourth), ["unsubscribe https://push.example/2"]);
+  other.state.setVisible(true);
+  await settled();
+  other.relay.last.accept();
+  other.relay.last.say({ push: key });
+  other.view.actions.declineInstall();
+  await settled();
+  assert.deepEqual([other.view.push.value, page.storage.written?.wantsPush, said(other.relay.last)],
+    ["off", false, ["unsubscribe https://push.example/2"]]);
   assert.deepEqual([again.view.push.value, again.browser.target], ["off", undefined]);
 });
