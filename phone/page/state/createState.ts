@@ -95,6 +95,7 @@ export function createState(around: Surroundings): State {
   const pushOffer = signal(false);
   const pushRefused = signal<readonly Computer[]>([]);
   let settings: Settings = { removed: [], visits: 0 };
+  let unwritten: Partial<Settings> = {};
   let isRead = false;
   let tellRead: () => void = () => undefined;
   const whenRead = new Promise<void>((resolve) => { tellRead = resolve; });
@@ -213,6 +214,7 @@ export function createState(around: Surroundings): State {
   function setVisible(visible: boolean): void {
     if (visible === isVisible) return;
     isVisible = visible;
+    if (visible && isRead) void readAgain();
     if (tickTimer !== undefined) clock.clearTimeout(tickTimer);
     tickTimer = undefined;
     look();
@@ -224,9 +226,24 @@ export function createState(around: Surroundings): State {
 
   function change(changes: Partial<Settings>): void {
     settings = { ...settings, ...changes };
+    unwritten = { ...unwritten, ...changes };
     // What has not been read yet must not be written over.
-    if (!isRead) return;
-    void storage.putSettings(settings).then(wrote);
+    if (isRead) void write(unwritten);
+  }
+
+  async function write(changes: Partial<Settings>): Promise<void> {
+    const written = await storage.changeSettings(changes);
+    if (written === "written" && unwritten === changes) unwritten = {};
+    wrote(written);
+  }
+
+  /** The worker, or another page of this phone, may have changed them while nobody looked at this one. */
+  async function readAgain(): Promise<void> {
+    const read = await storage.settings();
+    // This page has counted its own visit: nothing could be read.
+    if (read.visits === 0) return;
+    settings = { ...settings, ...read, ...unwritten };
+    pushKeeper?.look();
   }
 
   function choose(macId: string): void {
@@ -311,7 +328,7 @@ export function createState(around: Surroundings): State {
     if (again !== undefined) for (const each of computers.peek()) keepPlace(each, again);
     computers.value = [...computers.peek(), ...known.map((each) => new Computer(each, surroundings))].sort(
       (a, b) => a.stored.peek().addedAtMs - b.stored.peek().addedAtMs);
-    change({ removed: settings.removed.filter((macId) => macId !== scanned) });
+    change({ removed: settings.removed.filter((macId) => macId !== scanned), visits: settings.visits });
     if (opening.isInstalled) await showInstalled(opening);
     const first = chosen.peek()?.macId ?? settings.chosen;
     choose(computers.peek().some((each) => each.macId === first) ? first ?? "" : computers.peek()[0]?.macId ?? "");

@@ -28,8 +28,10 @@ export function browserStorage(): Storage {
       return database.remove(
         [["computers", macId], ...keptParts.map((part) => ["kept", place(macId, part)] as const)]);
     },
-    putSettings(settings) {
-      return database.put("settings", "settings", settings);
+    changeSettings(changes) {
+      // Those of another version stay as well, so they are not read first.
+      return database.change("settings", "settings", (present) =>
+        ({ ...(typeof present === "object" ? present : undefined), ...changes }));
     },
     async kept(macId, part) {
       const sealed = await database.get("kept", place(macId, part));
