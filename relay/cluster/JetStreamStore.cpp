@@ -172,7 +172,8 @@ JetStreamStore::~JetStreamStore() {
     std::unique_lock guard(mutex);
     changed.wait_for(guard, requestTime, [this] { return works.empty() || !isOpen(); });
   }
-  connection.reset();
+  // It stays until nothing is told any more: what is told asks by it.
+  connection->stop();
   {
     const std::lock_guard guard(mutex);
     told.health = Health::failing;
