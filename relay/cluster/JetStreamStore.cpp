@@ -58,6 +58,9 @@ template <typename... Cases>
 struct Overloaded : Cases... {
   using Cases::operator()...;
 };
+// Clang 16 finds it no other way.
+template <typename... Cases>
+Overloaded(Cases...) -> Overloaded<Cases...>;
 
 std::string randomName() {
   std::random_device random;
@@ -226,7 +229,7 @@ void JetStreamStore::unsubscribe(const Identifier& identifier, const std::string
 }
 
 void JetStreamStore::copy(const Identifier& identifier, StoredRecord record,
-                          std::function<void(Copied)> then) {
+                          const std::function<void(Copied)>& then) {
   if (!ask(identifier, Copying{std::move(record), then})) {
     then(Copied::failed);
   }

@@ -97,6 +97,7 @@ LibraryOptions optionsFor(const NATSConnection::Settings& settings) {
   require(natsOptions_Create(&made));
   LibraryOptions options(made);
   std::vector<const char*> urls;
+  urls.reserve(addresses.urls.size());
   for (const std::string& url : addresses.urls) {
     urls.push_back(url.c_str());
   }
