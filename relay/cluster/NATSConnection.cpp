@@ -11,7 +11,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "relay/Loop.h"
+#include "relay/Signals.h"
 
 namespace orvik::relay {
 
