@@ -123,8 +123,9 @@ def end_all():
     # The children of those that end become ours.
     while pids := children():
         for pid in pids:
-            os.kill(pid, signal.SIGKILL)
-            with contextlib.suppress(ChildProcessError):  # somebody has waited for it
+            # Some thread may have waited for it.
+            with contextlib.suppress(ProcessLookupError, ChildProcessError):
+                os.kill(pid, signal.SIGKILL)
                 os.waitpid(pid, 0)
 
 
