@@ -77,6 +77,8 @@ function readSettings(value: unknown): Settings {
       wantsPush: boolean(field("wantsPush")),
       pushDeclinedMs: number(field("pushDeclinedMs"), 0, 1e15),
       pushEndpoint: text(field("pushEndpoint"), longestEndpoint),
+      pushToldMs: number(field("pushToldMs"), 0, 1e15),
+      isPushStale: boolean(field("isPushStale")),
     }),
   };
 }

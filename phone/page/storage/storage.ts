@@ -27,6 +27,10 @@ export interface Settings {
   readonly pushDeclinedMs?: number;
   /** What a relay was told last to push to. */
   readonly pushEndpoint?: string;
+  /** When all relays were told of it last, milliseconds since 1970. */
+  readonly pushToldMs?: number;
+  /** A relay that could not be told otherwise still pushes to it: the browser is to give it up. */
+  readonly isPushStale?: boolean;
 }
 
 /** How a write has ended. */
