@@ -5,7 +5,7 @@
  */
 import { openSocket } from "./browser/openSocket.js";
 import { authentication, deriveKeys } from "./protocol/keys.js";
-import { readFragment, type PairingLink } from "./protocol/link.js";
+import { readComputerFragment, readFragment, type PairingLink } from "./protocol/link.js";
 import { configuredRelay, ownRelay, phoneAddress } from "./protocol/relayAddress.js";
 import { greet } from "./protocol/socket.js";
 import type { EarlyLink, Opening } from "./state/createState.js";
@@ -23,7 +23,8 @@ async function findRelay(): Promise<string> {
 
 const relay = findRelay();
 const fragment = location.hash.slice(1);
-const link = fragment === "" ? undefined : readFragment(fragment);
+const computer = readComputerFragment(fragment);
+const link = fragment === "" || computer !== undefined ? undefined : readFragment(fragment);
 /** Only Safari on iOS has the member. */
 const isIos = "standalone" in navigator;
 const isInstalled = "standalone" in navigator && navigator.standalone === true;
@@ -68,7 +69,7 @@ async function connectEarly(paired: PairingLink): Promise<EarlyLink> {
 const found = fault();
 const early = typeof link === "object" && found === undefined ? connectEarly(link) : Promise.resolve(undefined);
 
-export const opening: Opening = { relay, early, fault: found, isInstalled };
+export const opening: Opening = { relay, early, fault: found, isInstalled, computer };
 export const language = chooseLanguage(navigator.languages);
 /** Nothing for English, which main has. */
 export const words = loadWords(language.tag);

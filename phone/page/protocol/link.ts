@@ -15,6 +15,16 @@ export type LinkFault = "damaged" | "newer";
 /** Longer links are refused unread. */
 const longestLink = 4096;
 
+/** The page's address for one of its computers. In the fragment, so that no server gets the identifier. */
+export function computerAddress(macId: string): string {
+  return `/orvik/p#c=${macId}`;
+}
+
+/** The computer that the page's fragment asks for, without its "#"; perhaps none of the page's. */
+export function readComputerFragment(fragment: string): string | undefined {
+  return /^c=([\w-]{22})$/.exec(fragment)?.[1];
+}
+
 /** Reads the fragment of a link, without its "#". */
 export function readFragment(fragment: string): PairingLink | LinkFault {
   if (fragment.length > longestLink) return "damaged";

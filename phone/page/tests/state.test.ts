@@ -326,10 +326,10 @@ test("notifications: asked for once an alert was seen, told to every relay, with
   const third = await accepted();
   assert.deepEqual(said(third), ["subscribe https://push.example/2 for https://push.example/1"]);
   // The other computer's relay has to know of it too.
-  const other = await accepted();
-  assert.notEqual(other, third);
-  assert.deepEqual(said(other), ["subscribe https://push.example/2 for https://push.example/1"]);
-  other.say({ notSubscribed: "full" });
+  const besides = await accepted();
+  assert.notEqual(besides, third);
+  assert.deepEqual(said(besides), ["subscribe https://push.example/2 for https://push.example/1"]);
+  besides.say({ notSubscribed: "full" });
   await settled();
   assert.deepEqual([again.view.push.value, again.view.pushRefused.value.map(({ name }) => name.value)], ["on", ["computer 1"]]);
   again.clock.advance(10_000);
