@@ -43,7 +43,8 @@ async function show(data: string): Promise<void> {
   const { registration } = worker;
   const known = { ...browserStorage(), words: () => new Database().get("settings", "words") };
   let notice = await noticeOf(data, known, Date.now());
-  for (let waited = 0; !notice.isHad && waited < livePatienceMs && await isLookedAt(); waited += liveStepMs) {
+  const mayBeHad = notice.about.epochMs !== undefined;
+  for (let waited = 0; mayBeHad && !notice.isHad && waited < livePatienceMs && await isLookedAt(); waited += liveStepMs) {
     await wait(liveStepMs);
     notice = await noticeOf(data, known, Date.now());
   }
