@@ -365,7 +365,10 @@ void Switchboard::merge(Entry& entry, Record record) {
   for (KeptAlert& alert : record.alerts) {
     takeElsewhere(entry, {std::move(alert), Alert::Fate::safe, 0});
   }
-  place.record->lastNumber = std::max(place.record->lastNumber, record.lastNumber);
+  if (place.mac.peer != nullptr || !place.waiting.empty()) {
+    // Elsewhere a number that no alert has yet would hide the ones that are missed.
+    place.record->lastNumber = std::max(place.record->lastNumber, record.lastNumber);
+  }
   place.record->takenNumber = std::max(place.record->takenNumber, record.takenNumber);
   // What is on its way to the store is not in its answer.
   for (Subscription& here : place.record->subscriptions) {
