@@ -47,6 +47,8 @@ enum Code : std::int64_t {
   noStream = 10059,
   wrongSequence = 10071,
   notStored = 10077,
+  /// Not of the engine.
+  notAcknowledged = -2,
 };
 
 bool isFull(std::int64_t code) {
@@ -430,6 +432,13 @@ void JetStreamStore::answerUnavailable(const Question& question, const Work& wor
   std::visit(answer, question.asks);
 }
 
+bool JetStreamStore::isAcknowledged(const UntypedValue& answer, std::uint64_t after) const {
+  const auto* const stream = answer.get<std::string>("stream");
+  const std::int64_t place = integer(answer, "seq", 0);
+  return stream != nullptr && *stream == settings.name && place > 0 &&
+         static_cast<std::uint64_t>(place) > after;
+}
+
 Found JetStreamStore::asFound(const std::optional<StoredRecord>& stored) const {
   if (!stored) {
     return NoRecord();
@@ -527,7 +536,8 @@ bool JetStreamStore::apply(Question& question, std::optional<StoredRecord>& stor
 void JetStreamStore::request(Request::Kind kind, const Identifier& identifier,
                              NATSConnection::Message message) {
   const std::uint64_t number = ++lastRequest;
-  requests.emplace(number, Request{kind, identifier, clock->now() + requestTime});
+  requests.emplace(
+      number, Request{kind, identifier, clock->now() + requestTime, message.after.value_or(0)});
   message.reply = inbox + std::to_string(number);
   // One that is not sent is one that is not answered.
   static_cast<void>(connection->send(std::move(message)));
@@ -556,7 +566,7 @@ void JetStreamStore::received(std::string_view subject, std::string_view data, b
     return;
   }
   const UntypedValue answer = readJSONOrNull(data);
-  const Failure failure = Failure::in(answer, isUnheard);
+  Failure failure = Failure::in(answer, isUnheard);
   {
     const std::lock_guard guard(mutex);
     const auto asked = requests.find(number);
@@ -569,6 +579,11 @@ void JetStreamStore::received(std::string_view subject, std::string_view data, b
     const bool isWork = request.kind == Request::Kind::read || request.kind == Request::Kind::write;
     if (isWork && work == works.end()) {
       return;
+    }
+    const bool isWriting =
+        request.kind == Request::Kind::write || request.kind == Request::Kind::probe;
+    if (isWriting && failure.code == 0 && !isAcknowledged(answer, request.after)) {
+      failure = {notAcknowledged, "another program answers for its stream"};
     }
     switch (request.kind) {
       case Request::Kind::read:

@@ -127,6 +127,8 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
     Kind kind;
     Identifier identifier;
     Instant until;
+    /// The place in the stream that a write has to come after.
+    std::uint64_t after = 0;
   };
   /// The error of an answer of the engine; a code of 0 where there is none.
   struct Failure {
@@ -170,6 +172,8 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
   bool apply(Question& question, std::optional<StoredRecord>& stored);
   /// Whether the record is this owner's, or now is since nobody has owned it.
   bool isOwned(std::optional<StoredRecord>& stored, const TokenHash& owner, bool& isChanged) const;
+  /// Whether the stream itself says that it has what was written.
+  [[nodiscard]] bool isAcknowledged(const UntypedValue& answer, std::uint64_t after) const;
   [[nodiscard]] Found asFound(const std::optional<StoredRecord>& stored) const;
   void answerUnavailable(const Question& question, const Work& work);
 
