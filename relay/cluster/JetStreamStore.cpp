@@ -33,6 +33,9 @@ constexpr auto day = 24h;
 constexpr std::uint64_t numberGap = 100'000;
 /// What has to fit for a full stream to be called able to grow.
 constexpr std::size_t probeBytes = 65'536;
+/// A message that holds every record, and what of it goes to the headers.
+constexpr std::size_t recordBytes = 262'144;
+constexpr std::size_t headerBytes = 1024;
 /// Servers of the engine that have said nothing for so long do not count.
 constexpr std::chrono::nanoseconds silence = 4s;
 
@@ -321,8 +324,14 @@ void JetStreamStore::found(Works::iterator work, const UntypedValue& answer,
 }
 
 void JetStreamStore::write(Works::iterator work, const StoredRecord& record, std::uint64_t after) {
+  std::string text = record.text();
+  if (text.size() + headerBytes > longest) {
+    // It would never be answered, which is not to look like an engine that does not.
+    fail(work);
+    return;
+  }
   request(Request::Kind::write, work->first,
-          {.subject = subjectOf(work->first), .data = record.text(), .after = after});
+          {.subject = subjectOf(work->first), .data = std::move(text), .after = after});
 }
 
 void JetStreamStore::written(Works::iterator work, const Failure& failure) {
@@ -545,6 +554,7 @@ void JetStreamStore::request(Request::Kind kind, const Identifier& identifier,
 
 void JetStreamStore::connected() {
   const std::lock_guard guard(mutex);
+  longest = connection->longestMessage();
   look();
 }
 
@@ -677,6 +687,12 @@ void JetStreamStore::looked(const UntypedValue& answer, const Failure& failure) 
       integer(config, "max_msgs_per_subject", 0) != 1) {
     unavailable(Health::unknownFormat,
                 "its stream \"" + settings.name + "\" is another program's, or it is too old");
+    return;
+  }
+  if (longest < recordBytes) {
+    unavailable(Health::unknownFormat, "it takes messages of " + std::to_string(longest) +
+                                           " bytes at most (max_payload), and needs " +
+                                           std::to_string(recordBytes));
     return;
   }
   const std::int64_t most = integer(config, "max_bytes", 0);

@@ -203,6 +203,8 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
   std::vector<Identifier> pausing;
   bool isLooking = false;
   bool isRoomForMore = true;
+  /// Bytes of a message that the engine takes.
+  std::size_t longest = 0;
   Instant nextLook;
   std::vector<std::function<void()>> due;
   bool isDelivering = false;

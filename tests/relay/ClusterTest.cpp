@@ -76,6 +76,7 @@ TEST_F(JetStreamStoreTest, SaysWhatItCannotDoAndRecovers) {
   const std::string secret = "authorization { user: u, password: secret }\n";
   for (const auto& [configuration, words] :
        {std::pair(std::string("max_payload: 1MB\n"), "JetStream"),
+        std::pair("max_payload: 128KB\n" + NATSServer::jetStream(), "max_payload"),
         std::pair(secret + NATSServer::jetStream(), "Authorization")}) {
     server->kill();
     server->start(configuration);
