@@ -150,9 +150,12 @@ void Switchboard::expire(Instant now) {
   }
   if (now >= nextUse) {
     nextUse = now + limits.useInterval;
-    for (const auto& [identifier, place] : places) {
-      store.find(identifier, [](const Found&) {});
-    }
+    noting = {true};
+  }
+  if (noting.isUnderWay) {
+    // The store has a queue for questions of clients, which does not hold one for each place.
+    walk(noting, limits.rereads,
+         [this](const Entry& entry) { store.find(entry.first, [](const Found&) {}); });
   }
   if (unsafePlaces.empty() || now < nextKeeping || !store.state().isAvailable()) {
     return;

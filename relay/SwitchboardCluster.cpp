@@ -427,8 +427,7 @@ void Switchboard::cutOff() {
 
 void Switchboard::back() {
   if (neighbours != nullptr) {
-    isSayingAgain = true;
-    saidUpTo.reset();
+    saying = {true};
     sayAgain();
   }
 }
@@ -436,22 +435,18 @@ void Switchboard::back() {
 /// So that everything has been said within a second or two, and no turn is long.
 void Switchboard::sayAgain() {
   constexpr std::size_t least = 1000;
-  auto next = saidUpTo ? places.upper_bound(*saidUpTo) : places.begin();
-  for (std::size_t left = std::max(least, places.size() / 2); left > 0 && next != places.end();
-       --left, ++next) {
-    tellStanding(*next, true);
-    if (next->second.knowledge == Knowledge::known ||
-        next->second.knowledge == Knowledge::unknown) {
-      rereads.try_emplace(next->first, time());
+  walk(saying, std::max(least, places.size() / 2), [this](const Entry& entry) {
+    tellStanding(entry, true);
+    const Knowledge knowledge = entry.second.knowledge;
+    if (knowledge == Knowledge::known || knowledge == Knowledge::unknown) {
+      rereads.try_emplace(entry.first, time());
     }
-    saidUpTo = next->first;
-  }
-  isSayingAgain = next != places.end();
+  });
 }
 
 void Switchboard::expireElsewhere(Instant now) {
   constexpr int mostAskings = 5;
-  if (isSayingAgain) {
+  if (saying.isUnderWay) {
     sayAgain();
   }
   for (const Identifier& identifier : std::exchange(missingPlaces, {})) {
