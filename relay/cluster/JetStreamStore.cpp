@@ -682,11 +682,9 @@ void JetStreamStore::looked(const UntypedValue& answer, const Failure& failure) 
     return;
   }
   const UntypedValue& config = part(answer, "config");
-  const auto* const subjects = config.get<UntypedValue::List>("subjects");
-  if (subjects == nullptr || *subjects != UntypedValue::List{settings.name + ".record.*"} ||
-      integer(config, "max_msgs_per_subject", 0) != 1) {
-    unavailable(Health::unknownFormat,
-                "its stream \"" + settings.name + "\" is another program's, or it is too old");
+  if (const std::string member = unfit(config); !member.empty()) {
+    unavailable(Health::unknownFormat, "its stream \"" + settings.name +
+                                           "\" is another program's, or it is too old: " + member);
     return;
   }
   if (longest < recordBytes) {
@@ -706,6 +704,32 @@ void JetStreamStore::looked(const UntypedValue& answer, const Failure& failure) 
   } else {
     available();
   }
+}
+
+std::string JetStreamStore::unfit(const UntypedValue& config) const {
+  const auto is = [&config](std::string_view key, std::string_view value) {
+    const auto* const text = config.get<std::string>(key);
+    return text != nullptr && *text == value;
+  };
+  const auto* const subjects = config.get<UntypedValue::List>("subjects");
+  const auto* const isSilent = config.get<bool>("no_ack");
+  const std::int64_t age = integer(config, "max_age", 0);
+  const std::vector<std::pair<const char*, bool>> members = {
+      {"subjects",
+       subjects != nullptr && *subjects == UntypedValue::List{settings.name + ".record.*"}},
+      {"max_msgs_per_subject", integer(config, "max_msgs_per_subject", 0) == 1},
+      {"storage", is("storage", "file")},
+      {"discard", is("discard", "new")},
+      {"no_ack", isSilent == nullptr || !*isSilent},
+      {"max_age", age == 0 || age >= std::chrono::nanoseconds(limits.recordTime).count()},
+      {"num_replicas", integer(config, "num_replicas", 0) >= settings.replicas},
+      {"duplicate_window", integer(config, "duplicate_window", 0) == duplicateWindow.count()}};
+  for (const auto& [name, isFit] : members) {
+    if (!isFit) {
+      return name;
+    }
+  }
+  return {};
 }
 
 void JetStreamStore::made(const Failure& failure) {

@@ -157,6 +157,8 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
   void settle(Work& work);
   void finish(Works::iterator work);
   void looked(const UntypedValue& answer, const Failure& failure);
+  /// Which of the stream's settings has another value than records need; empty when none has.
+  [[nodiscard]] std::string unfit(const UntypedValue& config) const;
   void made(const Failure& failure);
   void probed(const Failure& failure);
   void request(Request::Kind kind, const Identifier& identifier, NATSConnection::Message message);
