@@ -217,6 +217,10 @@ void Switchboard::found(Entry& entry, Found answer) {
   } else if (std::holds_alternative<NoRecord>(answer)) {
     entry.second.knowledge = Knowledge::unknown;
     hold(entry);
+    if (macElsewhere(entry.second) != nullptr) {
+      // Its claim was committed after the store had been read.
+      rereads[entry.first] = time() + limits.checkInterval;
+    }
     claim(entry);
     removeIfEmpty(entry);
   } else {

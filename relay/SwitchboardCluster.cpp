@@ -332,7 +332,8 @@ void Switchboard::reread(Entry& entry, Found answer) {
     learn(entry, std::move(*record));
     return;
   }
-  if (std::holds_alternative<StoreUnavailable>(answer)) {
+  const bool isExpected = place.knowledge == Knowledge::unknown && macElsewhere(place) != nullptr;
+  if (isExpected || std::holds_alternative<StoreUnavailable>(answer)) {
     rereads[entry.first] = time() + limits.checkInterval;
   }
   if (place.knowledge != Knowledge::known) {
