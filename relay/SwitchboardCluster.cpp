@@ -92,6 +92,10 @@ void Switchboard::heard(Entry& entry, RelayID from, const Standing& said) {
   Elsewhere& elsewhere = *place.elsewhere;
   changeElsewhere(entry, [&] {
     const auto known = std::ranges::find(elsewhere.relays, from, &Neighbour::relay);
+    if (known != elsewhere.relays.end() && known->at.mac && !said.mac) {
+      // It may have left because the pairing is revoked.
+      rereads[entry.first] = time();
+    }
     if (said.isEmpty() && known != elsewhere.relays.end()) {
       elsewhere.relays.erase(known);
     } else if (known != elsewhere.relays.end()) {
