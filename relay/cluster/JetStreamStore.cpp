@@ -336,9 +336,7 @@ void JetStreamStore::write(Works::iterator work, const StoredRecord& record, std
 
 void JetStreamStore::written(Works::iterator work, const Failure& failure) {
   if (failure.code == 0) {
-    if (told.health == Health::full) {
-      changeHealth(Health::available, "");
-    }
+    // A full stream may still take a small one: `probed` says when it is not full any more.
     finish(work);
   } else if (failure.code == wrongSequence) {
     conflicted(work);
