@@ -598,7 +598,12 @@ void JetStreamStore::received(std::string_view subject, std::string_view data, b
         found(work, answer, failure);
         break;
       case Request::Kind::write:
-        written(work, failure);
+        if (clock->now() >= request.until) {
+          // The engine may have forgotten by now that it took another change of this version.
+          again(work, "it answers late");
+        } else {
+          written(work, failure);
+        }
         break;
       case Request::Kind::look:
         looked(answer, failure);
