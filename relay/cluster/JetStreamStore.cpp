@@ -106,12 +106,16 @@ Item* itemWith(std::vector<Item>& items, const Key& key, Projection projection) 
 }
 
 /// Whether it was not there yet. A Mac that has not heard that an alert is safe says it again, to
-/// another relay too, which gives it another number.
+/// another relay too, which gives it another number. Two relays that do not hear each other may
+/// give one number to two alerts: the later gets another.
 bool insert(Record& record, KeptAlert alert) {
   const bool isNew = std::ranges::none_of(record.alerts, [&alert](const KeptAlert& each) {
-    return each.number == alert.number || each.envelope->text() == alert.envelope->text();
+    return each.envelope->text() == alert.envelope->text();
   });
   if (isNew) {
+    if (itemWith(record.alerts, alert.number, &KeptAlert::number) != nullptr) {
+      alert.number = std::max(record.lastNumber, alert.number) + 1;
+    }
     record.lastNumber = std::max(record.lastNumber, alert.number);
     const auto place =
         std::ranges::lower_bound(record.alerts, alert.number, {}, &KeptAlert::number);

@@ -126,6 +126,10 @@ TEST_F(JetStreamStoreTest, SharesRecordsWithOtherRelays) {
     EXPECT_TRUE(each.get());
   }
   EXPECT_EQ(numbers('0').size(), 5U);
+  // Two that do not hear each other give one number twice.
+  claim('1', 't');
+  EXPECT_TRUE(keep('1', 't', 7) && keep('1', 't', 7, 1) && keep('1', 't', 7));
+  EXPECT_THAT(numbers('1'), ElementsAre(7, 8));
   EXPECT_FALSE(keep('0', 'u', 9));
 }
 
