@@ -210,11 +210,10 @@ class Impostor {
     auto& own = *static_cast<Impostor*>(self);
     const std::string subject = natsMsg_GetSubject(message);
     const std::lock_guard guard(own.mutex);
-    const std::string text = subject.find("INFO") != std::string::npos
-                                 ? "{\"config\":{" + own.settings + "}}"
-                             : subject.find("GET") != std::string::npos
-                                 ? R"({"error":{"code":404,"err_code":10037}})"
-                                 : own.written;
+    const std::string text =
+        subject.find("INFO") != std::string::npos  ? "{\"config\":{" + own.settings + "}}"
+        : subject.find("GET") != std::string::npos ? R"({"error":{"code":404,"err_code":10037}})"
+                                                   : own.written;
     natsConnection_PublishString(on, natsMsg_GetReply(message), text.c_str());
     natsMsg_Destroy(message);
   }
@@ -237,9 +236,9 @@ TEST_F(JetStreamStoreTest, BelievesOnlyAStreamThatKeepsRecords) {
   Impostor impostor(server->url());
   impostor.set(fit, word);
   EXPECT_TRUE(claimOnceItWorks('a', 't'));
-  for (const char* const other : {"", "no", "{}", R"({"stream":"orvik"})", R"({"seq":1})",
-                                  R"({"stream":"other","seq":1})",
-                                  R"({"stream":"orvik","seq":0})"}) {
+  for (const char* const other :
+       {"", "no", "{}", R"({"stream":"orvik"})", R"({"seq":1})", R"({"stream":"other","seq":1})",
+        R"({"stream":"orvik","seq":0})"}) {
     impostor.set(fit, other);
     EXPECT_FALSE(keep('a', 't', 1)) << other;
   }
