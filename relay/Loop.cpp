@@ -1,15 +1,13 @@
 #include "relay/Loop.h"
 
-#include <pthread.h>
-
 #include <algorithm>
-#include <csignal>
 #include <cstring>
 #include <functional>
 #include <string_view>
 
 #include "relay/Connection.h"
 #include "relay/Log.h"
+#include "relay/Signals.h"
 
 namespace orvik::relay {
 
@@ -182,12 +180,6 @@ void Loop::endHandshake() {
 
 Clock::Duration Loop::delay() const {
   return 4 * Clock::Duration(std::chrono::nanoseconds(counters.value(Metric::loopLag)));
-}
-
-void blockSignals() {
-  sigset_t all;
-  sigfillset(&all);
-  pthread_sigmask(SIG_BLOCK, &all, nullptr);
 }
 
 }  // namespace orvik::relay

@@ -64,6 +64,7 @@ SQLiteStore::SQLiteStore(fs::path file, const Limits& limits, std::shared_ptr<Cl
       nextOpening(this->clock->now()),
       retry(limits.storeRetry),
       nextCleaning(nextOpening) {
+  told.subscriptions = 0;
   FileOperations operations;
   const fs::path folder = fs::absolute(path).parent_path();
   if (!makeFolders(folder, operations)) {

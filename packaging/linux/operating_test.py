@@ -44,7 +44,7 @@ def check_configuration(scratch):
     """All that is commented out is taken when it is not."""
     files = {"page": source / "phone/page/dist", "store": scratch / "relay.sqlite"}
     text = re.sub(r"^#([a-z-]+ = )", r"\1", configuration, flags=re.M)
-    text = re.sub(r"^(certificate|key|push-trust) = .*\n", "", text, flags=re.M)
+    text = re.sub(r"^(certificate|key|push-trust|cluster-credentials|cluster-trust) = .*\n", "", text, flags=re.M)
     for name, path in files.items():
         text = re.sub(rf"^{name} = .*$", f'{name} = "{path}"', text, flags=re.M)
     (scratch / "relay.conf").write_text(text)
@@ -52,9 +52,10 @@ def check_configuration(scratch):
                    stdout=subprocess.DEVNULL)
 
 
-def metrics(scratch):
-    process = subprocess.Popen([relay, "--listen", "127.0.0.1:0", "--metrics", "127.0.0.1:0", "--state", scratch],
-                               stdout=subprocess.PIPE, text=True)
+def metrics(scratch, *options):
+    process = subprocess.Popen(
+        [relay, "--listen", "127.0.0.1:0", "--metrics", "127.0.0.1:0", "--state", scratch, *options],
+        stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
     try:
         address = next(line.split(" at ")[1].strip() for line in process.stdout if "metrics at" in line)
         return urllib.request.urlopen(address, timeout=10).read().decode()
@@ -69,12 +70,14 @@ def main():
     with tempfile.TemporaryDirectory() as scratch:
         check_configuration(pathlib.Path(scratch))
         text = metrics(scratch)
-    served = set(re.findall(r"^# TYPE orvik_relay_(\w+)", text, re.M))
+        # Nobody has to be there.
+        clustered = metrics(scratch, "--cluster", "nats://127.0.0.1:1")
+    alone, served = (set(re.findall(r"^# TYPE orvik_relay_(\w+)", each, re.M)) for each in (text, text + clustered))
     differ("metrics", named("Metrics"), served)
     differ("causes", named("Why pushes fail"), set(re.findall(r'cause="(\w+)"', text)))
     differ("reasons", named("How connections end"), set(re.findall(r'reason="(\w+)"', text)))
     shown = {name.removesuffix("_bucket") for name in re.findall(r"orvik_relay_(\w+)", dashboard)}
-    differ("dashboard", shown, served)
+    differ("dashboard", shown, alone)
     # It says the one that holds.
     states = re.findall(r'store_health{state="(\w+)"', text)
     assert states and f"`{states[0]}`" in document, states

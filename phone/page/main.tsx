@@ -4,6 +4,7 @@ import { watchInstall } from "./browser/install.js";
 import { watchUpdates } from "./browser/serviceWorker.js";
 import { openSocket } from "./browser/openSocket.js";
 import { browserClock } from "./browser/surroundings.js";
+import { watchTaps } from "./browser/taps.js";
 import { watchVisibility } from "./browser/visibility.js";
 import { App } from "./screens/first/App.js";
 import { clearAddress, language, opening, words } from "./start.js";
@@ -27,11 +28,7 @@ const state = createState({
   clearAddress,
   install: () => install(),
   update: () => { updates.switch(); },
-  push: async () => {
-    const { browserPush, watchTaps } = await import("./browser/push.js");
-    watchTaps(state.show);
-    return browserPush();
-  },
+  push: async () => (await import("./browser/push.js")).browserPush(),
   version,
 });
 const install = watchInstall(opening.isInstalled, state.setInstallable);
@@ -57,6 +54,7 @@ window.addEventListener("hashchange", () => { if (location.hash.length > 1) loca
 effect(() => {
   if (state.view.push.value === "on") void words.then((own) => storage.putWords({ words: own ?? en, language }));
 });
+watchTaps(state.show);
 watchVisibility(state.setVisible);
 void state.start(opening);
 

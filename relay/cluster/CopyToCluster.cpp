@@ -32,6 +32,7 @@ std::vector<Copied> copied(const std::vector<Identifier>& identifiers, RecordFil
                [&answer = answers[i]](Copied what) { answer.set_value(what); });
   }
   std::vector<Copied> all;
+  all.reserve(answers.size());
   for (std::promise<Copied>& answer : answers) {
     all.push_back(answer.get_future().get());
   }

@@ -63,6 +63,9 @@ template <typename... Cases>
 struct Overloaded : Cases... {
   using Cases::operator()...;
 };
+// Clang 16 finds it no other way.
+template <typename... Cases>
+Overloaded(Cases...) -> Overloaded<Cases...>;
 
 std::string randomName() {
   std::random_device random;
@@ -181,7 +184,8 @@ JetStreamStore::~JetStreamStore() {
     std::unique_lock guard(mutex);
     changed.wait_for(guard, requestTime, [this] { return works.empty() || !isOpen(); });
   }
-  connection.reset();
+  // It stays until nothing is told any more: what is told asks by it.
+  connection->stop();
   {
     const std::lock_guard guard(mutex);
     told.health = Health::failing;
@@ -234,7 +238,7 @@ void JetStreamStore::unsubscribe(const Identifier& identifier, const std::string
 }
 
 void JetStreamStore::copy(const Identifier& identifier, StoredRecord record,
-                          std::function<void(Copied)> then) {
+                          const std::function<void(Copied)>& then) {
   if (!ask(identifier, Copying{std::move(record), then})) {
     then(Copied::failed);
   }

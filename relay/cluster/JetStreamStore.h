@@ -63,7 +63,8 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
 
   enum class Copied { isThere, hasOtherOwner, failed };
   /// Adds what another store knows of an identifier; nothing where somebody else owns it.
-  void copy(const Identifier& identifier, StoredRecord record, std::function<void(Copied)> then);
+  void copy(const Identifier& identifier, StoredRecord record,
+            const std::function<void(Copied)>& then);
 
   [[nodiscard]] NATSConnection::State connectionState() const { return connection->state(); }
 

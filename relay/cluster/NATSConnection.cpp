@@ -11,7 +11,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "relay/Loop.h"
+#include "relay/Signals.h"
 
 namespace orvik::relay {
 
@@ -27,7 +27,7 @@ constexpr auto retryInterval = 1s;
 constexpr std::int64_t milliseconds = 1000;
 constexpr int unansweredPings = 2;
 
-using Options = CHandle<natsOptions, natsOptions_Destroy>;
+using LibraryOptions = CHandle<natsOptions, natsOptions_Destroy>;
 using NATSMessage = CHandle<natsMsg, natsMsg_Destroy>;
 
 bool isPort(const boost::urls::url_view& url) {
@@ -91,12 +91,13 @@ void require(natsStatus status) {
   throw std::runtime_error(words.empty() ? natsStatus_GetText(status) : words);
 }
 
-Options optionsFor(const NATSConnection::Settings& settings) {
+LibraryOptions optionsFor(const NATSConnection::Settings& settings) {
   const Addresses addresses(settings.addresses);
   natsOptions* made = nullptr;
   require(natsOptions_Create(&made));
-  Options options(made);
+  LibraryOptions options(made);
   std::vector<const char*> urls;
+  urls.reserve(addresses.urls.size());
   for (const std::string& url : addresses.urls) {
     urls.push_back(url.c_str());
   }
@@ -152,7 +153,9 @@ void NATSConnection::Settings::check() const {
 NATSConnection::NATSConnection(Settings settings, std::size_t mostBytes, Receiver& receiver)
     : settings(std::move(settings)), mostBytes(mostBytes), receiver(receiver) {}
 
-NATSConnection::~NATSConnection() {
+NATSConnection::~NATSConnection() { stop(); }
+
+void NATSConnection::stop() {
   {
     const std::lock_guard guard(mutex);
     isEnding = true;
@@ -251,7 +254,7 @@ void NATSConnection::run() {
 
 void NATSConnection::connect() {
   try {
-    const Options options = optionsFor(settings);
+    const LibraryOptions options = optionsFor(settings);
     natsConnection* made = nullptr;
     require(natsConnection_Connect(&made, options.get()));
     connection.reset(made);

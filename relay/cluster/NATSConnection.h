@@ -76,11 +76,12 @@ class NATSConnection {
   NATSConnection(Settings settings, std::size_t mostBytes, Receiver& receiver);
   NATSConnection(const NATSConnection&) = delete;
   NATSConnection& operator=(const NATSConnection&) = delete;
-  /// The receiver is told nothing any more.
   ~NATSConnection();
 
   /// Begins to connect. The receiver is complete by then.
   void start();
+  /// The receiver is told nothing any more once this has returned. Harmless when repeated.
+  void stop();
 
   /// Sends soon, in order with all else; false when there is no room or no connection. From any
   /// thread, like what follows.

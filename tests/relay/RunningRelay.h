@@ -14,6 +14,7 @@
 
 #include "relay/MemoryStore.h"
 #include "relay/Server.h"
+#include "relay/Signals.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace orvik::relay {

@@ -39,18 +39,6 @@ export function browserPush(): PushBrowser {
   };
 }
 
-/** Tells of notifications that have been tapped while the page was open. */
-export function watchTaps(show: (macId: string) => void): void {
-  const container = navigator.serviceWorker as ServiceWorkerContainer | undefined;
-  container?.addEventListener("message", (event) => {
-    const data: unknown = event.data;
-    if (typeof data === "object" && data !== null && "type" in data && data.type === "show" &&
-        "macId" in data && typeof data.macId === "string") {
-      show(data.macId);
-    }
-  });
-}
-
 function isFor({ options }: PushSubscription, key: Uint8Array): boolean {
   const own = options.applicationServerKey;
   return own !== null && new Uint8Array(own).join() === key.join();

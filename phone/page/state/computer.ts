@@ -29,7 +29,7 @@ export interface ComputerSurroundings {
   /** A write has ended: what became of it. */
   wrote(written: Written): void;
   /** A relay has said something of pushing; `say` answers. */
-  onPush(message: PushMessage, say: (text: string) => void): void;
+  onPush(message: PushMessage, macId: string, say: (text: string) => boolean): Promise<void>;
 }
 
 /** One paired computer: takes what comes, and copies what follows from it to signals. */
@@ -92,7 +92,7 @@ export class Computer {
         onState: (link) => { this.linkTurned(link); },
         onMac: (isConnected) => { this.isMacConnected = isConnected; this.update(); },
         onEnvelope: (text, number) => { this.received(text, number); },
-        onPush: (message) => { this.around.onPush(message, (text) => { this.say(text); }); },
+        onPush: (message) => { void this.around.onPush(message, this.macId, (text) => this.say(text)); },
       });
     }
     if (this.link === "idle") this.freshness.returned();
@@ -100,8 +100,8 @@ export class Computer {
   }
 
   /** Says something to the relay, if it listens. */
-  say(text: string): void {
-    this.connection?.say(text);
+  say(text: string): boolean {
+    return this.connection?.say(text) ?? false;
   }
 
   /** Nobody looks any more. */

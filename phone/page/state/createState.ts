@@ -93,8 +93,12 @@ export function createState(around: Surroundings): State {
   const isTimeToInstall = signal(false);
   const push = signal<PushState>("unoffered");
   const pushOffer = signal(false);
+  const pushRefused = signal<readonly Computer[]>([]);
   let settings: Settings = { removed: [], visits: 0 };
+  let unwritten: Partial<Settings> = {};
   let isRead = false;
+  let tellRead: () => void = () => undefined;
+  const whenRead = new Promise<void>((resolve) => { tellRead = resolve; });
   let relay = "";
   let isVisible = false;
   let watchesAll = false;
@@ -113,8 +117,10 @@ export function createState(around: Surroundings): State {
   };
   const surroundings = { now: clock.now, isOnline: around.isOnline, storage, wrote, onPush };
 
-  function onPush(message: PushMessage, say: (text: string) => void): void {
-    void (pushing ??= loadPush()).then((keeper) => keeper?.received(message, say));
+  async function onPush(message: PushMessage, macId: string, say: (text: string) => boolean): Promise<void> {
+    // A scanned link connects before it is known what the user wants.
+    await whenRead;
+    await (await (pushing ??= loadPush()))?.received(message, macId, say);
   }
 
   async function loadPush(): Promise<PushKeeper | undefined> {
@@ -124,11 +130,13 @@ export function createState(around: Surroundings): State {
         settings: () => settings,
         change,
         tellAll,
+        computers: () => computers.peek().length,
         hasSeenAlert: () => hasOpenedAlerts || (chosen.peek()?.alerts.peek().some(({ isSeen }) => isSeen) ?? false),
         now: clock.now,
-        show(state, isTime) {
+        show(state, isTime, refusedBy) {
           push.value = state;
           pushOffer.value = isTime;
+          pushRefused.value = computers.peek().filter(({ macId }) => refusedBy.has(macId));
         },
       });
     } catch {
@@ -139,7 +147,7 @@ export function createState(around: Surroundings): State {
   }
 
   function tellAll(): void {
-    for (const computer of computers.peek()) pushKeeper?.tell((said) => { computer.say(said); });
+    for (const computer of computers.peek()) pushKeeper?.tell((said) => computer.say(said));
     // Those that are not connected are told once they are.
     tellsAll = true;
     look();
@@ -206,6 +214,7 @@ export function createState(around: Surroundings): State {
   function setVisible(visible: boolean): void {
     if (visible === isVisible) return;
     isVisible = visible;
+    if (visible && isRead) void readAgain();
     if (tickTimer !== undefined) clock.clearTimeout(tickTimer);
     tickTimer = undefined;
     look();
@@ -217,9 +226,24 @@ export function createState(around: Surroundings): State {
 
   function change(changes: Partial<Settings>): void {
     settings = { ...settings, ...changes };
+    unwritten = { ...unwritten, ...changes };
     // What has not been read yet must not be written over.
-    if (!isRead) return;
-    void storage.putSettings(settings).then(wrote);
+    if (isRead) void write(unwritten);
+  }
+
+  async function write(changes: Partial<Settings>): Promise<void> {
+    const written = await storage.changeSettings(changes);
+    if (written === "written" && unwritten === changes) unwritten = {};
+    wrote(written);
+  }
+
+  /** The worker, or another page of this phone, may have changed them while nobody looked at this one. */
+  async function readAgain(): Promise<void> {
+    const read = await storage.settings();
+    // This page has counted its own visit: nothing could be read.
+    if (read.visits === 0) return;
+    settings = { ...settings, ...read, ...unwritten };
+    pushKeeper?.look();
   }
 
   function choose(macId: string): void {
@@ -262,7 +286,8 @@ export function createState(around: Surroundings): State {
   function remove(macId: string): void {
     const computer = computers.peek().find((each) => each.macId === macId);
     if (computer === undefined) return;
-    pushKeeper?.leave((said) => { computer.say(said); });
+    const leaving = pushKeeper?.leave(macId, (said) => computer.say(said));
+    if (leaving === undefined && settings.pushEndpoint !== undefined) change({ isPushStale: true });
     computer.end();
     computers.value = computers.peek().filter((each) => each !== computer);
     void storage.removeComputer(macId).then(wrote);
@@ -295,6 +320,7 @@ export function createState(around: Surroundings): State {
     const [stored, read] = await Promise.all([storage.computers(), storage.settings()]);
     settings = { ...read, ...settings, removed: read.removed, visits: read.visits + 1 };
     isRead = true;
+    tellRead();
     wantsPersistence ||= opening.isInstalled && stored.length > 0;
     const present = new Set(computers.peek().map((each) => each.macId));
     const known = stored.filter(({ keys }) => !present.has(keys.macId));
@@ -302,7 +328,7 @@ export function createState(around: Surroundings): State {
     if (again !== undefined) for (const each of computers.peek()) keepPlace(each, again);
     computers.value = [...computers.peek(), ...known.map((each) => new Computer(each, surroundings))].sort(
       (a, b) => a.stored.peek().addedAtMs - b.stored.peek().addedAtMs);
-    change({ removed: settings.removed.filter((macId) => macId !== scanned) });
+    change({ removed: settings.removed.filter((macId) => macId !== scanned), visits: settings.visits });
     if (opening.isInstalled) await showInstalled(opening);
     const first = chosen.peek()?.macId ?? settings.chosen;
     choose(computers.peek().some((each) => each.macId === first) ? first ?? "" : computers.peek()[0]?.macId ?? "");
@@ -380,6 +406,7 @@ export function createState(around: Surroundings): State {
     installOffer: computed(() => isTimeToInstall.value ? installable.value : undefined),
     push,
     pushOffer,
+    pushRefused,
     updateWaits,
     version: around.version,
     actions: {

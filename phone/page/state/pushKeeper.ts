@@ -1,4 +1,3 @@
-import { base64url } from "../protocol/base64.js";
 import { subscribe, unsubscribe, type PushMessage, type PushTarget } from "../protocol/push.js";
 import type { Settings } from "../storage/storage.js";
 import { isTimeToAskForPush, pushState, type PushAbility, type PushState } from "./pushRule.js";
@@ -15,54 +14,77 @@ export interface PushBrowser {
   forget(): Promise<void>;
 }
 
-/** Says something to the relay on one connection. */
-export type Say = (text: string) => void;
+/** Says something to the relay on one connection. False where the relay does not listen. */
+export type Say = (text: string) => boolean;
 
 export interface PushHost {
   settings(): Settings;
   change(changes: Partial<Settings>): void;
   /** Says it to every computer's relay: now, or once it is connected, which is seen to. */
   tellAll(): void;
+  /** How many computers this phone has. */
+  computers(): number;
   hasSeenAlert(): boolean;
   now(): number;
-  show(state: PushState, isTimeToAsk: boolean): void;
+  /** `refusedBy`: the computers whose relay does not take a subscription that others have taken. */
+  show(state: PushState, isTimeToAsk: boolean, refusedBy: ReadonlySet<string>): void;
 }
+
+/** How often all relays are told, whether they are looked at or not: they forget what is said to them no more. */
+const tellAllMs = 7 * 86_400_000;
 
 /** Keeps what browser and relay know of this phone's subscription the same. Loaded once a relay pushes. */
 export class PushKeeper {
   private key: Uint8Array<ArrayBuffer> | undefined;
   private target: PushTarget | undefined;
-  private isRefused = false;
+  /** The browser has given no subscription. */
+  private hasFailed = false;
+  private readonly refusedBy = new Set<string>();
+  /** The endpoint that all relays have been told of, or are being told. */
+  private announced: string | undefined;
+  private isAsking = false;
+  /** It has been asked and answered, and what came of it is not closed yet. */
+  private isAnswered = false;
+  private forgetting: Promise<void> = Promise.resolve();
 
   constructor(private readonly browser: PushBrowser, private readonly host: PushHost) {}
 
-  /** A relay has said something on a connection. */
-  async received(message: PushMessage, say: Say): Promise<void> {
+  /** A computer's relay has said something. */
+  async received(message: PushMessage, macId: string, say: Say): Promise<void> {
     if (message.type === "push") {
+      this.key = message.key;
       await this.offered(message.key);
-      this.tell(say);
+      if (!this.announce()) this.tell(say);
+    } else if (message.type === "subscribed") {
+      this.refusedBy.delete(macId);
+      this.change({ pushEndpoint: message.endpoint });
     } else {
-      this.isRefused = message.type === "notSubscribed";
-      if (message.type === "subscribed") this.change({ pushEndpoint: message.endpoint });
+      this.refusedBy.add(macId);
     }
     this.look();
   }
 
   /** The user's wish; by a tap. */
   async turn(isOn: boolean): Promise<void> {
-    this.isRefused = false;
+    this.isAnswered = this.isAsking;
+    this.hasFailed = false;
+    this.refusedBy.clear();
     this.change({ wantsPush: isOn });
-    if (!isOn) this.target = undefined;
-    const target = isOn && this.key !== undefined ? await this.browser.subscribe(this.key) : undefined;
-    if (isOn && target === undefined) this.isRefused = this.browser.ability().permission === "granted";
-    this.target = target;
-    this.host.tellAll();
-    // The push service then refuses what a relay that is not reached now would still push.
-    if (!isOn) await this.browser.forget();
+    if (isOn) {
+      await this.turnOn();
+    } else {
+      this.target = this.announced = undefined;
+      this.host.tellAll();
+      // The push service then refuses what a relay that is not reached now would still push.
+      this.forgetting = this.browser.forget();
+      this.look();
+      await this.forgetting;
+    }
     this.look();
   }
 
   decline(): void {
+    this.isAnswered = false;
     this.change({ pushDeclinedMs: this.host.now() });
     this.look();
   }
@@ -77,29 +99,73 @@ export class PushKeeper {
     }
   }
 
-  /** A computer leaves this phone: its relay is to push no more, while the others go on. */
-  leave(say: Say): void {
+  /**
+   * A computer leaves this phone: its relay is to push no more, while the others go on. One that
+   * cannot be told pushes to an endpoint that the phone then gives up.
+   */
+  async leave(macId: string, say: Say): Promise<void> {
+    this.refusedBy.delete(macId);
     const { pushEndpoint } = this.host.settings();
-    if (pushEndpoint !== undefined) say(unsubscribe(pushEndpoint));
+    if (pushEndpoint === undefined || say(unsubscribe(pushEndpoint))) return;
+    this.change({ isPushStale: true });
+    if (this.key !== undefined) await this.offered(this.key);
+    this.announce();
+    this.look();
   }
 
   /** Shows what is so at this moment. */
   look(): void {
-    const ability = { ...this.browser.ability(), isSubscribed: this.target !== undefined };
+    const browser = this.browser.ability();
+    if (browser.permission !== "granted") this.target = this.announced = undefined;
     const { wantsPush, pushDeclinedMs } = this.host.settings();
-    const allowed = pushState(this.key !== undefined, wantsPush === true, ability);
-    const state = this.isRefused && (allowed === "on" || allowed === "off") ? "failed" : allowed;
-    this.host.show(state, wantsPush !== false && isTimeToAskForPush({
+    const allowed = pushState(
+      this.key !== undefined, wantsPush === true, { ...browser, isSubscribed: this.target !== undefined });
+    const isRefused = this.refusedBy.size > 0 && this.refusedBy.size >= this.host.computers();
+    const state = (this.hasFailed || isRefused) && (allowed === "on" || allowed === "off") ? "failed" : allowed;
+    this.isAsking = wantsPush !== false && isTimeToAskForPush({
       state, hasSeenAlert: this.host.hasSeenAlert(), declinedMs: pushDeclinedMs, nowMs: this.host.now(),
-    }));
+    });
+    const hasToSay = this.isAnswered && (state === "failed" || state === "blocked");
+    this.host.show(state, this.isAsking || hasToSay, state === "on" ? this.refusedBy : new Set());
   }
 
+  private async turnOn(): Promise<void> {
+    // One that is being given up is no subscription. Nothing is waited for where the user has to be asked: by the tap.
+    if (this.browser.ability().permission === "granted") await this.forgetting;
+    const target = this.key === undefined ? undefined : await this.browser.subscribe(this.key);
+    if (this.host.settings().wantsPush !== true) return;
+    this.target = target;
+    this.hasFailed = target === undefined && this.browser.ability().permission === "granted";
+    this.announced = target?.endpoint;
+    this.host.tellAll();
+  }
+
+  /** Asks the browser each time: it may have another subscription by now, or none. */
   private async offered(key: Uint8Array<ArrayBuffer>): Promise<void> {
-    const isKnown = this.key !== undefined && base64url(this.key) === base64url(key);
-    this.key = key;
-    if (isKnown && this.target !== undefined) return;
-    const mayBe = this.host.settings().wantsPush === true && this.browser.ability().permission === "granted";
-    this.target = mayBe ? await this.browser.subscribe(key) : undefined;
+    const isWanted = (): boolean =>
+      this.host.settings().wantsPush === true && this.browser.ability().permission === "granted";
+    await this.forgetting;
+    if (isWanted() && this.host.settings().isPushStale === true) {
+      await this.browser.forget();
+      this.change({ isPushStale: false });
+    }
+    const target = isWanted() ? await this.browser.subscribe(key) : undefined;
+    this.target = isWanted() ? target : undefined;
+    this.hasFailed = isWanted() && target === undefined;
+  }
+
+  /** Tells all relays what only one would hear otherwise: a new endpoint, or from time to time the old one. */
+  private announce(): boolean {
+    const { pushEndpoint, pushToldMs } = this.host.settings();
+    const { target } = this;
+    if (target === undefined || target.endpoint === this.announced) return false;
+    const now = this.host.now();
+    const isLate = pushToldMs === undefined || pushToldMs > now || now - pushToldMs >= tellAllMs;
+    if (target.endpoint === pushEndpoint && !isLate) return false;
+    this.announced = target.endpoint;
+    this.change({ pushToldMs: now });
+    this.host.tellAll();
+    return true;
   }
 
   private change(changes: Partial<Settings>): void {

@@ -198,8 +198,10 @@ export interface View {
   readonly installOffer: ReadonlySignal<InstallOffer | undefined>;
   /** Notifications while the page is closed. */
   readonly push: ReadonlySignal<PushState>;
-  /** It is time to ask for them. */
+  /** It is time to ask for them, or to say why they cannot be. */
   readonly pushOffer: ReadonlySignal<boolean>;
+  /** Computers whose relay has refused them, while others have not. */
+  readonly pushRefused: ReadonlySignal<readonly { readonly name: ReadonlySignal<string> }[]>;
   /** A new version waits; it also comes by itself while the page is hidden. */
   readonly updateWaits: ReadonlySignal<boolean>;
   /** Version of the page: the first 12 hexadecimal digits of the hash over all of its files. */

@@ -28,8 +28,10 @@ export function browserStorage(): Storage {
       return database.remove(
         [["computers", macId], ...keptParts.map((part) => ["kept", place(macId, part)] as const)]);
     },
-    putSettings(settings) {
-      return database.put("settings", "settings", settings);
+    changeSettings(changes) {
+      // Those of another version stay as well, so they are not read first.
+      return database.change("settings", "settings", (present) =>
+        ({ ...(typeof present === "object" ? present : undefined), ...changes }));
     },
     async kept(macId, part) {
       const sealed = await database.get("kept", place(macId, part));
@@ -75,6 +77,8 @@ function readSettings(value: unknown): Settings {
       wantsPush: boolean(field("wantsPush")),
       pushDeclinedMs: number(field("pushDeclinedMs"), 0, 1e15),
       pushEndpoint: text(field("pushEndpoint"), longestEndpoint),
+      pushToldMs: number(field("pushToldMs"), 0, 1e15),
+      isPushStale: boolean(field("isPushStale")),
     }),
   };
 }

@@ -38,6 +38,14 @@ export class Database {
     return this.get(store, key);
   }
 
+  /** Puts what `change` makes of the present value; nobody else changes it meanwhile. */
+  async change(store: Store, key: string, change: (present: unknown) => unknown): Promise<Written> {
+    return this.write([store], (objects) => {
+      const present = objects(store).get(key);
+      present.onsuccess = () => { objects(store).put(change(present.result), key); };
+    });
+  }
+
   private async read<Result>(
     store: Store, ask: (objects: IDBObjectStore) => IDBRequest<Result>,
   ): Promise<Result | undefined> {

@@ -27,6 +27,10 @@ export interface Settings {
   readonly pushDeclinedMs?: number;
   /** What a relay was told last to push to. */
   readonly pushEndpoint?: string;
+  /** When all relays were told of it last, milliseconds since 1970. */
+  readonly pushToldMs?: number;
+  /** A relay that could not be told otherwise still pushes to it: the browser is to give it up. */
+  readonly isPushStale?: boolean;
 }
 
 /** How a write has ended. */
@@ -43,7 +47,8 @@ export interface Storage {
   putComputer(computer: StoredComputer): Promise<Written>;
   /** Removes the pairing and all that is kept of the computer. */
   removeComputer(macId: string): Promise<Written>;
-  putSettings(settings: Settings): Promise<Written>;
+  /** Changes these and leaves all others, at once: the worker and other pages of this phone change them too. */
+  changeSettings(changes: Partial<Settings>): Promise<Written>;
   kept(macId: string, part: KeptPart): Promise<string | undefined>;
   keep(macId: string, part: KeptPart, text: string): Promise<Written>;
   /** The page's words and language, for notifications, which are made without it. */

@@ -13,7 +13,7 @@ test("the first view and each later part stay within their budgets", () => {
   const firstView = ["index.html", ...addresses(readFileSync("dist/index.html", "utf8"))];
   assert.ok(firstView.length >= 5);
   const bytes = firstView.reduce((sum, path) => sum + gzipped(path), 0);
-  assert.ok(bytes <= 43_000, `${bytes} bytes in ${firstView.join(", ")}`);
+  assert.ok(bytes <= 43_500, `${bytes} bytes in ${firstView.join(", ")}`);
   for (const [name, budget] of [["LastDay", 30], ["Add", 55], ["Details", 8], ["Alerts", 5], ["Computers", 5], ["de", 6], ["ar", 6], ["later", 5]] as const) {
     const parts = readdirSync("dist/a").filter((file) => new RegExp(`^${name}-[\\w-]{8}\\.(js|css)$`).test(file));
     assert.equal(parts.length, 1, `one part ${name}`);

@@ -83,7 +83,9 @@ export class FakeStorage implements Storage {
     this.paired.delete(macId);
     for (const key of [...this.texts.keys()]) if (key.startsWith(macId)) this.texts.delete(key);
   });
-  putSettings = (settings: Settings) => this.write(() => { this.written = settings; });
+  changeSettings = (changes: Partial<Settings>) => this.write(() => {
+    this.written = { removed: [], visits: 0, ...this.written, ...changes };
+  });
   kept = (macId: string, part: string) => Promise.resolve(this.texts.get(`${macId} ${part}`));
   keep = (macId: string, part: string, text: string) => this.write(() => this.texts.set(`${macId} ${part}`, text));
 

@@ -28,12 +28,14 @@ export async function storage(): Promise<Result> {
     [[], { removed: [], visits: 0 }, undefined]);
   expect("writes", await Promise.all([
     first.putComputer(computer), first.keep(macId, "sample", "secret reading"),
-    first.putSettings({ removed: ["x"], visits: 3, chosen: macId }),
-  ]), ["written", "written", "written"]);
+    first.changeSettings({ removed: ["x"], wantsPush: true, chosen: macId }),
+    // Another page of the same phone, at the same time.
+    browserStorage().changeSettings({ visits: 3, wantsPush: false }),
+  ]), ["written", "written", "written", "written"]);
   const second = browserStorage();
   const [read] = await second.computers();
   expect("pairing", [read?.keys.macId, read?.keys.encKey.extractable, read?.keys.token.length, read?.linkName], [macId, false, 32, "one"]);
-  expect("settings", await second.settings(), { removed: ["x"], visits: 3, chosen: macId });
+  expect("settings", await second.settings(), { removed: ["x"], visits: 3, chosen: macId, wantsPush: false });
   expect("kept", await second.kept(macId, "sample"), "secret reading");
   const raw = await rawKept();
   expect("sealed", raw.length === 1 && !new TextDecoder().decode(raw[0]).includes("secret"), true);
@@ -64,7 +66,7 @@ export async function seed(tag: "en" | "de"): Promise<void> {
   for (const [seed, linkName] of [[1, "Studio"], [2, "Attic"]] as const) {
     await kept.putComputer({ keys: await deriveKeys(idOf(seed), bytes(seed, 32)), linkName, addedAtMs: seed });
   }
-  await kept.putSettings({ removed: [], visits: 1, wantsPush: true });
+  await kept.changeSettings({ removed: [], visits: 1, wantsPush: true });
   await kept.putWords({ words: tag === "en" ? en : de, language: { tag, locale: tag, rightToLeft: false } });
 }
 

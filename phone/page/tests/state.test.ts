@@ -325,17 +325,46 @@ test("notifications: asked for once an alert was seen, told to every relay, with
   };
   const third = await accepted();
   assert.deepEqual(said(third), ["subscribe https://push.example/2 for https://push.example/1"]);
-  for (const [answer, isOn] of [[{ notSubscribed: "full" }, false], [{ subscribed: "https://push.example/2" }, true]] as const) {
+  // The other computer's relay has to know of it too.
+  const besides = await accepted();
+  assert.notEqual(besides, third);
+  assert.deepEqual(said(besides), ["subscribe https://push.example/2 for https://push.example/1"]);
+  besides.say({ notSubscribed: "full" });
+  await settled();
+  assert.deepEqual([again.view.push.value, again.view.pushRefused.value.map(({ name }) => name.value)], ["on", ["computer 1"]]);
+  again.clock.advance(10_000);
+  for (const [answer, state] of [[{ notSubscribed: "full" }, "failed"], [{ subscribed: "https://push.example/2" }, "on"]] as const) {
     third.say(answer);
     await settled();
-    assert.equal(again.view.push.value === "on", isOn);
+    assert.equal(again.view.push.value, state);
   }
   again.view.actions.remove(again.current.macId.value ?? "");
   assert.deepEqual(said(third), ["unsubscribe https://push.example/2"]);
   const fourth = await accepted();
   assert.deepEqual(said(fourth), ["subscribe https://push.example/2"]);
+  // Another page of the same phone, which is in the background meanwhile.
+  const other = await new Page(page.storage).open();
+  other.browser.permission = "granted";
+  other.state.setVisible(false);
   again.view.actions.setPush(false);
   await settled();
   assert.deepEqual(said(fourth), ["unsubscribe https://push.example/2"]);
+  other.state.setVisible(true);
+  await settled();
+  other.relay.last.accept();
+  other.relay.last.say({ push: key });
+  other.view.actions.declineInstall();
+  await settled();
+  assert.deepEqual([other.view.push.value, page.storage.written?.wantsPush, said(other.relay.last)],
+    ["off", false, ["unsubscribe https://push.example/2"]]);
   assert.deepEqual([again.view.push.value, again.browser.target], ["off", undefined]);
+  // A relay that is not there when its computer leaves pushes to an endpoint that is given up.
+  again.view.actions.setPush(true);
+  await settled();
+  assert.deepEqual(said(fourth), ["subscribe https://push.example/3 for https://push.example/2"]);
+  fourth.say({ subscribed: "https://push.example/3" });
+  await again.view.actions.addByLink(linkOf(3));
+  again.view.actions.remove(again.current.macId.value ?? "");
+  await settled();
+  assert.equal(again.browser.target?.endpoint, "https://push.example/4");
 });

@@ -73,8 +73,7 @@ export async function tapped(notification: Notification): Promise<void> {
 }
 
 async function choose(macId: string): Promise<void> {
-  const storage = browserStorage();
-  await storage.putSettings({ ...await storage.settings(), chosen: macId });
+  await browserStorage().changeSettings({ chosen: macId });
 }
 
 async function pages(): Promise<readonly WindowClient[]> {

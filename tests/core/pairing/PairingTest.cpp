@@ -116,7 +116,8 @@ std::array<std::uint8_t, sizeof(Secret)> remains(const Content& content) {
 TEST(Secrets, AreWipedWhenTheyDie) {
   const Bytes bytes(48, 0xAB);
   const auto isLeft = [](const auto& memory) {
-    return std::ranges::find(memory, 0xAB) != memory.end();
+    // Several: one may stand in the address of the object itself.
+    return !std::ranges::search_n(memory, 4, 0xAB).empty();
   };
   EXPECT_FALSE(isLeft(remains<SymmetricKey>(ByteView(bytes).first<32>())));
   // Short enough to stand in the object itself.

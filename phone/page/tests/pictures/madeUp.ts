@@ -314,6 +314,7 @@ export function madeUpView(sceneName: string, nowMs: number): { readonly view: V
     installOffer: signal(scene.install),
     push: signal(scene.push ?? "unoffered"),
     pushOffer: signal(scene.asksForPush === true),
+    pushRefused: signal([]),
     updateWaits: signal(false),
     version: "4f1c09ab72de",
     actions: {

@@ -8,7 +8,18 @@ export function PushOffer() {
   const { view, texts } = useScreen();
   const { w } = texts;
   const decline = (): void => view.actions.declinePush();
-  const isInstallNeeded = view.push.value === "install";
+  const state = view.push.value;
+  const isInstallNeeded = state === "install";
+  if (state === "blocked" || state === "failed") {
+    return (
+      <Sheet title={w.pushSwitch} close={decline}>
+        <p class="sheet-text">{state === "blocked" ? w.pushBlocked : w.pushFailed}</p>
+        <button type="button" class="button plain" onClick={decline}>
+          {w.back}
+        </button>
+      </Sheet>
+    );
+  }
   return (
     <Sheet title={w.pushTitle} close={decline}>
       <p class="sheet-text">{isInstallNeeded ? w.pushInstall : w.pushHelp}</p>

@@ -24,6 +24,9 @@ export function PushSwitch() {
         <span class="push-knob" />
       </button>
       {state === "failed" && <p class="second" role="status">{w.pushFailed}</p>}
+      {view.pushRefused.value.map(({ name }) => (
+        <p class="second" role="status">{`${name.value || w.thisComputer}: ${w.pushFailed}`}</p>
+      ))}
     </>
   );
 }
