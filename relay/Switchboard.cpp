@@ -383,7 +383,7 @@ bool Switchboard::take(Entry& entry, Peer& mac, const TokenHash& token, Instant 
     tellPhones(place);
   }
   if (Elsewhere* const elsewhere = place.elsewhere.get()) {
-    elsewhere->epoch = ++elsewhere->highestEpoch;
+    elsewhere->rise();
     elsewhere->since = arrived;
     skipNumbers(entry);
   }

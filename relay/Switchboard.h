@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <memory>
@@ -147,6 +148,11 @@ class Switchboard final : public NeighbourListener {
     bool readsAgain = false;
     /// How often alerts that have been missed were asked for.
     int askings = 0;
+
+    /// Above all that has been heard of, or as high as others take it.
+    void rise() {
+      epoch = highestEpoch = std::min(highestEpoch + 1, Standing::Mac::highestEpoch);
+    }
   };
   /// asked: the store has been asked for the record. unknown: it has none, and phones are held.
   /// claiming: a Mac's claim is being committed. known: the record is here.

@@ -146,16 +146,15 @@ void Switchboard::skipNumbers(Entry& entry) {
 /// Two relays have a Mac. The later one stays, which each can tell by the ages, whatever their
 /// clocks say; when the ages are too close for that, the higher epoch does.
 void Switchboard::contest(Entry& entry, RelayID from, const Standing::Mac& other) {
-  constexpr std::uint64_t highest = (std::uint64_t{1} << 53) - 1;
   Place& place = entry.second;
   Elsewhere& elsewhere = *place.elsewhere;
   if (std::pair(other.epoch, from) > std::pair(elsewhere.epoch, neighbours->self())) {
     const std::uint64_t age = standing(place).mac->age;
-    if (age >= other.age || other.epoch == highest) {
+    if (age >= other.age || other.epoch == Standing::Mac::highestEpoch) {
       // Those here have one, elsewhere.
       std::exchange(place.mac, {}).peer->close(CloseReason::replaced);
     } else {
-      elsewhere.epoch = ++elsewhere.highestEpoch;
+      elsewhere.rise();
     }
   }
   // The other has not heard of this one.

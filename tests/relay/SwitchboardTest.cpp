@@ -230,6 +230,12 @@ class Stage {
       relayOf(name).node.isCut = true;
     } else if (verb == "hearing") {
       relayOf(name).node.isCut = false;
+    } else if (verb == "hears") {
+      Identifier identifier{};
+      identifier.fill('a');
+      std::string text;
+      std::getline(words, text);
+      relayOf(name).switchboard.heard(identifier, 99, text);
     } else if (verb == "loses") {
       bus.losing = name;
     } else if (verb == "kill") {
