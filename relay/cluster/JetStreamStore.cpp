@@ -47,6 +47,7 @@ enum Code : std::int64_t {
   memoryExceeded = 10028,
   noMessage = 10037,
   storageExceeded = 10047,
+  nameInUse = 10058,
   noStream = 10059,
   wrongSequence = 10071,
   notStored = 10077,
@@ -746,8 +747,9 @@ std::string JetStreamStore::unfit(const UntypedValue& config) const {
 void JetStreamStore::made(const Failure& failure) {
   isLooking = false;
   // Another relay may have made it at the same time.
-  nextLook = failure.code == 0 ? clock->now() : nextLook;
-  if (failure.code != 0) {
+  if (failure.code == 0 || failure.code == nameInUse) {
+    nextLook = clock->now();
+  } else {
     unavailable(Health::failing, "no stream on " + std::to_string(settings.replicas) +
                                      " of its servers (--cluster-replicas): " + failure.words);
   }

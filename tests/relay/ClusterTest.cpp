@@ -107,7 +107,7 @@ TEST_F(JetStreamStoreTest, SharesRecordsWithOtherRelays) {
                  [&theirs](Claimed given) { theirs.set_value(std::move(given)); });
     const Claimed mine = claim(name, 't');
     const Claimed of = theirs.get_future().get();
-    ASSERT_TRUE(mine && of);
+    ASSERT_TRUE(mine && of) << takeLog() << other->state().why;
     EXPECT_TRUE(mine->owner == of->owner);
   }
   // Both keep alerts of one Mac; none is lost, and one that both have is there once.
