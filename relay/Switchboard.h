@@ -150,9 +150,7 @@ class Switchboard final : public NeighbourListener {
     int askings = 0;
 
     /// Above all that has been heard of, or as high as others take it.
-    void rise() {
-      epoch = highestEpoch = std::min(highestEpoch + 1, Standing::Mac::highestEpoch);
-    }
+    void rise() { epoch = highestEpoch = std::min(highestEpoch + 1, Standing::Mac::highestEpoch); }
   };
   /// asked: the store has been asked for the record. unknown: it has none, and phones are held.
   /// claiming: a Mac's claim is being committed. known: the record is here.
