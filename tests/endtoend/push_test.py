@@ -65,7 +65,8 @@ def check_push(push, subscription, key, envelope, service, **fields):
     message = subscription.opened(push["body"])
     shown = message["notification"]
     check(message["web_push"] == 8030 and shown["data"]["envelope"] == envelope, "the envelope")
-    check("x" not in shown["title"] + shown["navigate"], "nothing of the content is shown")
+    address = f"/orvik/p?c={shown['data']['mac']}"
+    check((shown["title"], shown["navigate"]) == ("Orvik", address), "nothing of the content is shown")
     for name, value in {"TTL": "86400", "Content-Encoding": "aes128gcm", **fields}.items():
         check(push["headers"].get(name) == value, f"{name} is {push['headers'].get(name)}")
     claims = claims_of(push["headers"]["Authorization"], key)
