@@ -155,7 +155,8 @@ void Switchboard::forget(Entry& entry, const std::string& endpoint) {
   }
 }
 
-void Switchboard::silent(const Identifier& identifier, const Peer& phone) {
+void Switchboard::silent(const Identifier& identifier, const Peer& phone,
+                         Clock::Duration unheard) {
   const auto entry = places.find(identifier);
   if (entry == places.end()) {
     return;
@@ -172,8 +173,7 @@ void Switchboard::silent(const Identifier& identifier, const Peer& phone) {
       isLooking(place, *subscription)) {
     return;
   }
-  const std::int64_t heard =
-      unixNow() - std::chrono::duration_cast<std::chrono::seconds>(limits.idleTime).count();
+  const std::int64_t heard = unixNow() - std::chrono::ceil<std::chrono::seconds>(unheard).count();
   for (const Alert& alert : place.alerts) {
     if (alert.kept.keptAt >= heard) {
       push(*entry, alert, {*subscription});
