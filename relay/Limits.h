@@ -143,7 +143,8 @@ struct Limits {
   /// A record that another relay has changed is read once more after this time: a leader that does
   /// not know yet that it is none may have given an old one.
   Clock::Duration rereadTime = std::chrono::seconds(6);
-  /// Records that are read again between two looks at the deadlines.
+  /// Records that are read again between two looks at the deadlines, and as many that are noted as
+  /// used.
   std::size_t rereads = 500;
   /// Before it is asked again to keep what it could not.
   Clock::Duration keepRetry = std::chrono::seconds(10);

@@ -51,14 +51,21 @@ class LoopsListener final : public NeighbourListener {
   void heard(const Identifier& identifier, RelayID from, std::string_view message) override {
     // A loop that is behind misses something, as over a network that is.
     const std::size_t bytes = message.size();
-    if (waitingBytes + bytes > shared.limits.neighbourQueueBytes) {
+    const std::size_t most = shared.limits.neighbourQueueBytes;
+    if (waitingBytes + bytes > most) {
+      isAnythingLost = true;
       return;
     }
     waitingBytes += bytes;
     Loop& home = shared.home(identifier);
-    home.post([this, &home, identifier, from, bytes, text = std::string(message)] {
+    home.post([this, &home, identifier, from, bytes, most, text = std::string(message)] {
       waitingBytes -= bytes;
       home.switchboard.heard(identifier, from, text);
+      if (waitingBytes <= most / 2 && isAnythingLost.exchange(false)) {
+        // Whoever has been missed may have left: all are asked anew.
+        cutOff();
+        back();
+      }
     });
   }
   void gone(RelayID relay) override {
@@ -81,6 +88,7 @@ class LoopsListener final : public NeighbourListener {
 
   SharedState& shared;
   std::atomic<std::size_t> waitingBytes = 0;
+  std::atomic<bool> isAnythingLost = false;
 };
 
 }  // namespace

@@ -150,9 +150,12 @@ void Switchboard::expire(Instant now) {
   }
   if (now >= nextUse) {
     nextUse = now + limits.useInterval;
-    for (const auto& [identifier, place] : places) {
-      store.find(identifier, [](const Found&) {});
-    }
+    noting = {true};
+  }
+  if (noting.isUnderWay) {
+    // The store has a queue for questions of clients, which does not hold one for each place.
+    walk(noting, limits.rereads,
+         [this](const Entry& entry) { store.find(entry.first, [](const Found&) {}); });
   }
   if (unsafePlaces.empty() || now < nextKeeping || !store.state().isAvailable()) {
     return;
@@ -214,6 +217,10 @@ void Switchboard::found(Entry& entry, Found answer) {
   } else if (std::holds_alternative<NoRecord>(answer)) {
     entry.second.knowledge = Knowledge::unknown;
     hold(entry);
+    if (macElsewhere(entry.second) != nullptr) {
+      // Its claim was committed after the store had been read.
+      rereads[entry.first] = time() + limits.checkInterval;
+    }
     claim(entry);
     removeIfEmpty(entry);
   } else {
@@ -376,7 +383,7 @@ bool Switchboard::take(Entry& entry, Peer& mac, const TokenHash& token, Instant 
     tellPhones(place);
   }
   if (Elsewhere* const elsewhere = place.elsewhere.get()) {
-    elsewhere->epoch = ++elsewhere->highestEpoch;
+    elsewhere->rise();
     elsewhere->since = arrived;
     skipNumbers(entry);
   }

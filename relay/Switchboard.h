@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <memory>
@@ -147,6 +148,9 @@ class Switchboard final : public NeighbourListener {
     bool readsAgain = false;
     /// How often alerts that have been missed were asked for.
     int askings = 0;
+
+    /// Above all that has been heard of, or as high as others take it.
+    void rise() { epoch = highestEpoch = std::min(highestEpoch + 1, Standing::Mac::highestEpoch); }
   };
   /// asked: the store has been asked for the record. unknown: it has none, and phones are held.
   /// claiming: a Mac's claim is being committed. known: the record is here.
@@ -169,6 +173,11 @@ class Switchboard final : public NeighbourListener {
   };
   using Places = std::map<Identifier, Place>;
   using Entry = Places::value_type;
+  /// Through all places, some of them at a time.
+  struct Walk {
+    bool isUnderWay = false;
+    std::optional<Identifier> upTo{};
+  };
 
   /// The place, which the store is asked about when it is new.
   Entry& enter(const Identifier& identifier);
@@ -222,6 +231,9 @@ class Switchboard final : public NeighbourListener {
   void tell(const Entry& entry, const RelayMessage& message) const;
   void tellAlert(const Entry& entry, const Alert& alert, std::uint64_t after) const;
   void tellStanding(const Entry& entry, bool asks);
+  /// Calls `call` with the next places of a walk, which it leaves where they are.
+  template <typename Call>
+  void walk(Walk& over, std::size_t most, Call call);
   [[nodiscard]] Standing standing(const Place& place) const;
   void heard(Entry& entry, RelayID from, const Standing& said);
   void heard(Entry& entry, RelayID from, const ToldEnvelope& said);
@@ -271,9 +283,9 @@ class Switchboard final : public NeighbourListener {
   /// Where alerts are known to be missed, and whose records are read again, from when on.
   std::set<Identifier> missingPlaces;
   std::map<Identifier, Instant> rereads;
-  /// Everything is being said again, and has been up to here.
-  bool isSayingAgain = false;
-  std::optional<Identifier> saidUpTo;
+  /// Everything is being said again, and all places are being noted as used.
+  Walk saying;
+  Walk noting;
   /// Of those whose alerts have been pushed, until they may have as many pushed as at first:
   /// leaving and coming back gains nothing.
   std::map<Identifier, RateLimit> pushRates;
@@ -287,6 +299,16 @@ class Switchboard final : public NeighbourListener {
   /// Answers that come after the switchboard's end find this gone.
   const std::shared_ptr<const bool> isAlive = std::make_shared<const bool>(true);
 };
+
+template <typename Call>
+void Switchboard::walk(Walk& over, std::size_t most, Call call) {
+  auto next = over.upTo ? places.upper_bound(*over.upTo) : places.begin();
+  for (; most > 0 && next != places.end(); --most, ++next) {
+    call(*next);
+    over.upTo = next->first;
+  }
+  over.isUnderWay = next != places.end();
+}
 
 template <typename Answer, typename Then>
 std::function<void(Answer)> Switchboard::answering(const Entry& entry, Then then) {

@@ -92,6 +92,10 @@ void Switchboard::heard(Entry& entry, RelayID from, const Standing& said) {
   Elsewhere& elsewhere = *place.elsewhere;
   changeElsewhere(entry, [&] {
     const auto known = std::ranges::find(elsewhere.relays, from, &Neighbour::relay);
+    if (known != elsewhere.relays.end() && known->at.mac && !said.mac) {
+      // It may have left because the pairing is revoked.
+      rereads[entry.first] = time();
+    }
     if (said.isEmpty() && known != elsewhere.relays.end()) {
       elsewhere.relays.erase(known);
     } else if (known != elsewhere.relays.end()) {
@@ -142,16 +146,15 @@ void Switchboard::skipNumbers(Entry& entry) {
 /// Two relays have a Mac. The later one stays, which each can tell by the ages, whatever their
 /// clocks say; when the ages are too close for that, the higher epoch does.
 void Switchboard::contest(Entry& entry, RelayID from, const Standing::Mac& other) {
-  constexpr std::uint64_t highest = (std::uint64_t{1} << 53) - 1;
   Place& place = entry.second;
   Elsewhere& elsewhere = *place.elsewhere;
   if (std::pair(other.epoch, from) > std::pair(elsewhere.epoch, neighbours->self())) {
     const std::uint64_t age = standing(place).mac->age;
-    if (age >= other.age || other.epoch == highest) {
+    if (age >= other.age || other.epoch == Standing::Mac::highestEpoch) {
       // Those here have one, elsewhere.
       std::exchange(place.mac, {}).peer->close(CloseReason::replaced);
     } else {
-      elsewhere.epoch = ++elsewhere.highestEpoch;
+      elsewhere.rise();
     }
   }
   // The other has not heard of this one.
@@ -332,7 +335,8 @@ void Switchboard::reread(Entry& entry, Found answer) {
     learn(entry, std::move(*record));
     return;
   }
-  if (std::holds_alternative<StoreUnavailable>(answer)) {
+  const bool isExpected = place.knowledge == Knowledge::unknown && macElsewhere(place) != nullptr;
+  if (isExpected || std::holds_alternative<StoreUnavailable>(answer)) {
     rereads[entry.first] = time() + limits.checkInterval;
   }
   if (place.knowledge != Knowledge::known) {
@@ -365,7 +369,10 @@ void Switchboard::merge(Entry& entry, Record record) {
   for (KeptAlert& alert : record.alerts) {
     takeElsewhere(entry, {std::move(alert), Alert::Fate::safe, 0});
   }
-  place.record->lastNumber = std::max(place.record->lastNumber, record.lastNumber);
+  if (place.mac.peer != nullptr || !place.waiting.empty()) {
+    // Elsewhere a number that no alert has yet would hide the ones that are missed.
+    place.record->lastNumber = std::max(place.record->lastNumber, record.lastNumber);
+  }
   place.record->takenNumber = std::max(place.record->takenNumber, record.takenNumber);
   // What is on its way to the store is not in its answer.
   for (Subscription& here : place.record->subscriptions) {
@@ -424,8 +431,7 @@ void Switchboard::cutOff() {
 
 void Switchboard::back() {
   if (neighbours != nullptr) {
-    isSayingAgain = true;
-    saidUpTo.reset();
+    saying = {true};
     sayAgain();
   }
 }
@@ -433,22 +439,18 @@ void Switchboard::back() {
 /// So that everything has been said within a second or two, and no turn is long.
 void Switchboard::sayAgain() {
   constexpr std::size_t least = 1000;
-  auto next = saidUpTo ? places.upper_bound(*saidUpTo) : places.begin();
-  for (std::size_t left = std::max(least, places.size() / 2); left > 0 && next != places.end();
-       --left, ++next) {
-    tellStanding(*next, true);
-    if (next->second.knowledge == Knowledge::known ||
-        next->second.knowledge == Knowledge::unknown) {
-      rereads.try_emplace(next->first, time());
+  walk(saying, std::max(least, places.size() / 2), [this](const Entry& entry) {
+    tellStanding(entry, true);
+    const Knowledge knowledge = entry.second.knowledge;
+    if (knowledge == Knowledge::known || knowledge == Knowledge::unknown) {
+      rereads.try_emplace(entry.first, time());
     }
-    saidUpTo = next->first;
-  }
-  isSayingAgain = next != places.end();
+  });
 }
 
 void Switchboard::expireElsewhere(Instant now) {
   constexpr int mostAskings = 5;
-  if (isSayingAgain) {
+  if (saying.isUnderWay) {
     sayAgain();
   }
   for (const Identifier& identifier : std::exchange(missingPlaces, {})) {

@@ -33,6 +33,9 @@ constexpr auto day = 24h;
 constexpr std::uint64_t numberGap = 100'000;
 /// What has to fit for a full stream to be called able to grow.
 constexpr std::size_t probeBytes = 65'536;
+/// A message that holds every record, and what of it goes to the headers.
+constexpr std::size_t recordBytes = 262'144;
+constexpr std::size_t headerBytes = 1024;
 /// Servers of the engine that have said nothing for so long do not count.
 constexpr std::chrono::nanoseconds silence = 4s;
 
@@ -44,9 +47,12 @@ enum Code : std::int64_t {
   memoryExceeded = 10028,
   noMessage = 10037,
   storageExceeded = 10047,
+  nameInUse = 10058,
   noStream = 10059,
   wrongSequence = 10071,
   notStored = 10077,
+  /// Not of the engine.
+  notAcknowledged = -2,
 };
 
 bool isFull(std::int64_t code) {
@@ -104,12 +110,16 @@ Item* itemWith(std::vector<Item>& items, const Key& key, Projection projection) 
 }
 
 /// Whether it was not there yet. A Mac that has not heard that an alert is safe says it again, to
-/// another relay too, which gives it another number.
+/// another relay too, which gives it another number. Two relays that do not hear each other may
+/// give one number to two alerts: the later gets another.
 bool insert(Record& record, KeptAlert alert) {
   const bool isNew = std::ranges::none_of(record.alerts, [&alert](const KeptAlert& each) {
-    return each.number == alert.number || each.envelope->text() == alert.envelope->text();
+    return each.envelope->text() == alert.envelope->text();
   });
   if (isNew) {
+    if (itemWith(record.alerts, alert.number, &KeptAlert::number) != nullptr) {
+      alert.number = std::max(record.lastNumber, alert.number) + 1;
+    }
     record.lastNumber = std::max(record.lastNumber, alert.number);
     const auto place =
         std::ranges::lower_bound(record.alerts, alert.number, {}, &KeptAlert::number);
@@ -323,15 +333,19 @@ void JetStreamStore::found(Works::iterator work, const UntypedValue& answer,
 }
 
 void JetStreamStore::write(Works::iterator work, const StoredRecord& record, std::uint64_t after) {
+  std::string text = record.text();
+  if (text.size() + headerBytes > longest) {
+    // It would never be answered, which is not to look like an engine that does not.
+    fail(work);
+    return;
+  }
   request(Request::Kind::write, work->first,
-          {.subject = subjectOf(work->first), .data = record.text(), .after = after});
+          {.subject = subjectOf(work->first), .data = std::move(text), .after = after});
 }
 
 void JetStreamStore::written(Works::iterator work, const Failure& failure) {
   if (failure.code == 0) {
-    if (told.health == Health::full) {
-      changeHealth(Health::available, "");
-    }
+    // A full stream may still take a small one: `probed` says when it is not full any more.
     finish(work);
   } else if (failure.code == wrongSequence) {
     conflicted(work);
@@ -434,6 +448,13 @@ void JetStreamStore::answerUnavailable(const Question& question, const Work& wor
   std::visit(answer, question.asks);
 }
 
+bool JetStreamStore::isAcknowledged(const UntypedValue& answer, std::uint64_t after) const {
+  const auto* const stream = answer.get<std::string>("stream");
+  const std::int64_t place = integer(answer, "seq", 0);
+  return stream != nullptr && *stream == settings.name && place > 0 &&
+         static_cast<std::uint64_t>(place) > after;
+}
+
 Found JetStreamStore::asFound(const std::optional<StoredRecord>& stored) const {
   if (!stored) {
     return NoRecord();
@@ -531,7 +552,8 @@ bool JetStreamStore::apply(Question& question, std::optional<StoredRecord>& stor
 void JetStreamStore::request(Request::Kind kind, const Identifier& identifier,
                              NATSConnection::Message message) {
   const std::uint64_t number = ++lastRequest;
-  requests.emplace(number, Request{kind, identifier, clock->now() + requestTime});
+  requests.emplace(
+      number, Request{kind, identifier, clock->now() + requestTime, message.after.value_or(0)});
   message.reply = inbox + std::to_string(number);
   // One that is not sent is one that is not answered.
   static_cast<void>(connection->send(std::move(message)));
@@ -539,6 +561,7 @@ void JetStreamStore::request(Request::Kind kind, const Identifier& identifier,
 
 void JetStreamStore::connected() {
   const std::lock_guard guard(mutex);
+  longest = connection->longestMessage();
   look();
 }
 
@@ -560,7 +583,7 @@ void JetStreamStore::received(std::string_view subject, std::string_view data, b
     return;
   }
   const UntypedValue answer = readJSONOrNull(data);
-  const Failure failure = Failure::in(answer, isUnheard);
+  Failure failure = Failure::in(answer, isUnheard);
   {
     const std::lock_guard guard(mutex);
     const auto asked = requests.find(number);
@@ -574,12 +597,22 @@ void JetStreamStore::received(std::string_view subject, std::string_view data, b
     if (isWork && work == works.end()) {
       return;
     }
+    const bool isWriting =
+        request.kind == Request::Kind::write || request.kind == Request::Kind::probe;
+    if (isWriting && failure.code == 0 && !isAcknowledged(answer, request.after)) {
+      failure = {notAcknowledged, "another program answers for its stream"};
+    }
     switch (request.kind) {
       case Request::Kind::read:
         found(work, answer, failure);
         break;
       case Request::Kind::write:
-        written(work, failure);
+        if (clock->now() >= request.until) {
+          // The engine may have forgotten by now that it took another change of this version.
+          again(work, "it answers late");
+        } else {
+          written(work, failure);
+        }
         break;
       case Request::Kind::look:
         looked(answer, failure);
@@ -661,11 +694,15 @@ void JetStreamStore::looked(const UntypedValue& answer, const Failure& failure) 
     return;
   }
   const UntypedValue& config = part(answer, "config");
-  const auto* const subjects = config.get<UntypedValue::List>("subjects");
-  if (subjects == nullptr || *subjects != UntypedValue::List{settings.name + ".record.*"} ||
-      integer(config, "max_msgs_per_subject", 0) != 1) {
-    unavailable(Health::unknownFormat,
-                "its stream \"" + settings.name + "\" is another program's, or it is too old");
+  if (const std::string member = unfit(config); !member.empty()) {
+    unavailable(Health::unknownFormat, "its stream \"" + settings.name +
+                                           "\" is another program's, or it is too old: " + member);
+    return;
+  }
+  if (longest < recordBytes) {
+    unavailable(Health::unknownFormat, "it takes messages of " + std::to_string(longest) +
+                                           " bytes at most (max_payload), and needs " +
+                                           std::to_string(recordBytes));
     return;
   }
   const std::int64_t most = integer(config, "max_bytes", 0);
@@ -681,11 +718,38 @@ void JetStreamStore::looked(const UntypedValue& answer, const Failure& failure) 
   }
 }
 
+std::string JetStreamStore::unfit(const UntypedValue& config) const {
+  const auto is = [&config](std::string_view key, std::string_view value) {
+    const auto* const text = config.get<std::string>(key);
+    return text != nullptr && *text == value;
+  };
+  const auto* const subjects = config.get<UntypedValue::List>("subjects");
+  const auto* const isSilent = config.get<bool>("no_ack");
+  const std::int64_t age = integer(config, "max_age", 0);
+  const std::vector<std::pair<const char*, bool>> members = {
+      {"subjects",
+       subjects != nullptr && *subjects == UntypedValue::List{settings.name + ".record.*"}},
+      {"max_msgs_per_subject", integer(config, "max_msgs_per_subject", 0) == 1},
+      {"storage", is("storage", "file")},
+      {"discard", is("discard", "new")},
+      {"no_ack", isSilent == nullptr || !*isSilent},
+      {"max_age", age == 0 || age >= std::chrono::nanoseconds(limits.recordTime).count()},
+      {"num_replicas", integer(config, "num_replicas", 0) >= settings.replicas},
+      {"duplicate_window", integer(config, "duplicate_window", 0) == duplicateWindow.count()}};
+  for (const auto& [name, isFit] : members) {
+    if (!isFit) {
+      return name;
+    }
+  }
+  return {};
+}
+
 void JetStreamStore::made(const Failure& failure) {
   isLooking = false;
   // Another relay may have made it at the same time.
-  nextLook = failure.code == 0 ? clock->now() : nextLook;
-  if (failure.code != 0) {
+  if (failure.code == 0 || failure.code == nameInUse) {
+    nextLook = clock->now();
+  } else {
     unavailable(Health::failing, "no stream on " + std::to_string(settings.replicas) +
                                      " of its servers (--cluster-replicas): " + failure.words);
   }

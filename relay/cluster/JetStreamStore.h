@@ -128,6 +128,8 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
     Kind kind;
     Identifier identifier;
     Instant until;
+    /// The place in the stream that a write has to come after.
+    std::uint64_t after = 0;
   };
   /// The error of an answer of the engine; a code of 0 where there is none.
   struct Failure {
@@ -156,6 +158,8 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
   void settle(Work& work);
   void finish(Works::iterator work);
   void looked(const UntypedValue& answer, const Failure& failure);
+  /// Which of the stream's settings has another value than records need; empty when none has.
+  [[nodiscard]] std::string unfit(const UntypedValue& config) const;
   void made(const Failure& failure);
   void probed(const Failure& failure);
   void request(Request::Kind kind, const Identifier& identifier, NATSConnection::Message message);
@@ -171,6 +175,8 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
   bool apply(Question& question, std::optional<StoredRecord>& stored);
   /// Whether the record is this owner's, or now is since nobody has owned it.
   bool isOwned(std::optional<StoredRecord>& stored, const TokenHash& owner, bool& isChanged) const;
+  /// Whether the stream itself says that it has what was written.
+  [[nodiscard]] bool isAcknowledged(const UntypedValue& answer, std::uint64_t after) const;
   [[nodiscard]] Found asFound(const std::optional<StoredRecord>& stored) const;
   void answerUnavailable(const Question& question, const Work& work);
 
@@ -200,6 +206,8 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
   std::vector<Identifier> pausing;
   bool isLooking = false;
   bool isRoomForMore = true;
+  /// Bytes of a message that the engine takes.
+  std::size_t longest = 0;
   Instant nextLook;
   std::vector<std::function<void()>> due;
   bool isDelivering = false;

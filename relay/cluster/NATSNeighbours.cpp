@@ -44,6 +44,13 @@ std::optional<RelayID> signatureIn(std::string_view data) {
   return read.ec == std::errc() && read.ptr == end ? std::optional(relay) : std::nullopt;
 }
 
+std::optional<std::uint64_t> signIn(std::string_view digits) {
+  std::uint64_t sign = 0;
+  const char* const end = digits.data() + digits.size();
+  const auto read = std::from_chars(digits.data(), end, sign);
+  return read.ec == std::errc() && read.ptr == end ? std::optional(sign) : std::nullopt;
+}
+
 }  // namespace
 
 NATSNeighbours::NATSNeighbours(Settings settings, const Limits& limits,
@@ -72,8 +79,10 @@ void NATSNeighbours::tell(const Identifier& identifier, std::string_view message
   std::string whole;
   whole.reserve(signatureSize + message.size());
   whole.append(signature).append(message);
-  // What is lost is said again once the connection is back.
-  static_cast<void>(connection.send({subjectOf(identifier), std::move(whole)}));
+  // The others notice by the signs of life, and ask for everything.
+  if (!connection.send({subjectOf(identifier), std::move(whole)})) {
+    isAnythingLost = true;
+  }
 }
 
 NATSNeighbours::State NATSNeighbours::state() const {
@@ -86,7 +95,10 @@ NATSNeighbours::State NATSNeighbours::state() const {
 void NATSNeighbours::connected() {
   const std::lock_guard guard(mutex);
   isConnected = true;
-  nextSign = clock->now();
+  // Before anything that is said again, so that it counts as said after what was lost.
+  signs = 0;
+  isAnythingLost = false;
+  sign();
   if (const std::size_t longest = connection.longestMessage();
       longest < RelayMessage::longest + signatureSize && !std::exchange(wasLogged, true)) {
     log("the cluster's servers take messages of " + std::to_string(longest) +
@@ -110,6 +122,7 @@ void NATSNeighbours::received(std::string_view subject, std::string_view data, b
     return;
   }
   std::optional<Identifier> identifier;
+  std::optional<std::uint64_t> sign;
   const std::string start = settings.name + ".at.";
   if (subject.starts_with(start)) {
     const auto bytes = bytesFromBase64URL(subject.substr(start.size()));
@@ -118,20 +131,41 @@ void NATSNeighbours::received(std::string_view subject, std::string_view data, b
     }
     identifier.emplace();
     std::ranges::copy(*bytes, identifier->begin());
+  } else if (sign = signIn(data.substr(signatureSize)); !sign) {
+    return;
   }
   const std::lock_guard guard(mutex);
-  if (isConnected && noteLife(*relay) && identifier) {
+  if (isConnected && noteLife(*relay, sign) && identifier) {
     listener.heard(*identifier, *relay, data.substr(signatureSize));
   }
 }
 
-bool NATSNeighbours::noteLife(RelayID relay) {
+void NATSNeighbours::sign() {
+  // A number that is left out tells the others that they miss something.
+  if (isAnythingLost.exchange(false)) {
+    ++signs;
+  }
+  static_cast<void>(
+      connection.send({settings.name + ".relays", signature + std::to_string(signs++)}));
+  nextSign = clock->now() + limits.heartbeatInterval;
+}
+
+bool NATSNeighbours::noteLife(RelayID relay, std::optional<std::uint64_t> sign) {
   const auto known = relays.find(relay);
   if (known == relays.end()) {
-    return relays.size() < mostRelays && relays.emplace(relay, Relay{clock->now()}).second;
+    return relays.size() < mostRelays && relays.emplace(relay, Relay{clock->now(), sign}).second;
   }
-  known->second.heard = clock->now();
-  if (std::exchange(known->second.isGone, false)) {
+  Relay& state = known->second;
+  state.heard = clock->now();
+  const bool wasGone = std::exchange(state.isGone, false);
+  const bool isAnyMissing = sign && state.sign && *sign != *state.sign + 1;
+  if (sign) {
+    state.sign = sign;
+  }
+  if (isAnyMissing) {
+    listener.gone(relay);
+  }
+  if (wasGone || isAnyMissing) {
     listener.back();
   }
   return true;
@@ -141,12 +175,12 @@ void NATSNeighbours::tick() {
   const std::lock_guard guard(mutex);
   const Instant now = clock->now();
   if (now >= nextSign) {
-    static_cast<void>(connection.send({settings.name + ".relays", signature}));
-    nextSign = now + limits.heartbeatInterval;
+    sign();
   }
   for (auto& [relay, state] : relays) {
     if (!state.isGone && state.heard <= now - limits.neighbourTime) {
       state.isGone = true;
+      state.sign.reset();
       listener.gone(relay);
     }
   }

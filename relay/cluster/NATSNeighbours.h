@@ -1,9 +1,11 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "core/async/Clock.h"
@@ -15,7 +17,8 @@ namespace orvik::relay {
 
 /// The other relays that use the same engine of NATS: what is told about an identifier goes over a
 /// subject of its own, which only those hear who have joined it. Each relay gives a sign of life
-/// every second.
+/// every second, with a number that rises by 1: where one is missing, other words may be, too, and
+/// the relay counts as gone and heard again.
 class NATSNeighbours final : public Neighbours, private NATSConnection::Receiver {
  public:
   /// Told what an operator has to know, in one line.
@@ -48,6 +51,8 @@ class NATSNeighbours final : public Neighbours, private NATSConnection::Receiver
  private:
   struct Relay {
     Instant heard;
+    /// The number of its last sign of life since it was gone.
+    std::optional<std::uint64_t> sign{};
     bool isGone = false;
   };
 
@@ -57,8 +62,9 @@ class NATSNeighbours final : public Neighbours, private NATSConnection::Receiver
   void tick() override;
 
   [[nodiscard]] std::string subjectOf(const Identifier& identifier) const;
+  void sign();
   /// Whether the relay is one to be listened to.
-  bool noteLife(RelayID relay);
+  bool noteLife(RelayID relay, std::optional<std::uint64_t> sign);
 
   const Settings settings;
   const Limits& limits;
@@ -74,6 +80,9 @@ class NATSNeighbours final : public Neighbours, private NATSConnection::Receiver
   bool isConnected = false;
   bool wasLogged = false;
   Instant nextSign;
+  std::uint64_t signs = 0;
+  /// Something could not be sent since the last sign of life.
+  std::atomic<bool> isAnythingLost = false;
 
   NATSConnection connection;
 };

@@ -38,7 +38,7 @@ class NeighbourListener {
   /// a stranger may have sent it, and no longer than `RelayMessage::longest`.
   virtual void heard(const Identifier& identifier, RelayID from, std::string_view message) = 0;
   /// Nothing has been heard of a relay, not even its sign of life, for as long as
-  /// `neighbourTime` says.
+  /// `neighbourTime` says, or some of what it has said: `back` follows then.
   virtual void gone(RelayID relay) = 0;
   /// This relay hears nobody any more, or has to take it that nobody hears it.
   virtual void cutOff() = 0;

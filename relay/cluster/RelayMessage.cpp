@@ -38,7 +38,7 @@ JSONValue number(std::uint64_t value) { return static_cast<std::int64_t>(value);
 std::optional<Standing::Mac> macIn(const UntypedValue& value) {
   Standing::Mac mac;
   if (!read(value, "epoch", mac.epoch) || !read(value, "age", mac.age) ||
-      !read(value, "safe", mac.safe) || mac.epoch == 0) {
+      !read(value, "safe", mac.safe) || mac.epoch == 0 || mac.epoch > Standing::Mac::highestEpoch) {
     return std::nullopt;
   }
   return mac;

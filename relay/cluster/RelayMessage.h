@@ -16,6 +16,9 @@ namespace orvik::relay {
 /// earlier one, and an empty one says that it serves nobody any more.
 struct Standing {
   struct Mac {
+    /// One more for each arrival of a Mac, and never more than this.
+    static constexpr std::uint64_t highestEpoch = std::uint64_t{1} << 32U;
+
     /// The highest stays. Above 0.
     std::uint64_t epoch = 0;
     /// Since its arrival, milliseconds.

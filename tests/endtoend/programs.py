@@ -1,5 +1,7 @@
 """The built programs, started for a test on loopback and ended with it."""
 
+import contextlib
+import ctypes
 import json
 import os
 import queue
@@ -11,8 +13,15 @@ import threading
 
 TIMEOUT = 30  # seconds after which something that has to happen is held not to happen
 build = sys.argv[1]
+root = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 scratch = tempfile.TemporaryDirectory()
+# A browser's profile, say, whose browser had no time to remove it.
+os.environ["TMPDIR"] = scratch.name
 running = []
+tidying = []  # of these those that leave something outside the folder unless they are asked to end
+starting = threading.Lock()
+ENDING = signal.SIGTERM, signal.SIGINT, signal.SIGHUP
+BECOME_SUBREAPER = 36  # PR_SET_CHILD_SUBREAPER in <sys/prctl.h>
 
 
 def path(name):
@@ -26,12 +35,13 @@ class Program:
         folder = folder or name.removeprefix("orvik-")
         self.name = name
         self.lines = queue.Queue()
-        self.process = subprocess.Popen(
-            [os.path.join(build, folder, name), *arguments],
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=stderr, text=True,
-            env={**os.environ, "XDG_CONFIG_HOME": path("config"), "XDG_DATA_HOME": path("data"),
-                 "DBUS_SESSION_BUS_ADDRESS": "unix:path=/nonexistent", **(environment or {})})
-        running.append(self.process)
+        with starting:
+            self.process = subprocess.Popen(
+                [os.path.join(build, folder, name), *arguments],
+                stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=stderr, text=True,
+                env={**os.environ, "XDG_CONFIG_HOME": path("config"), "XDG_DATA_HOME": path("data"),
+                     "DBUS_SESSION_BUS_ADDRESS": "unix:path=/nonexistent", **(environment or {})})
+            running.append(self.process)
         self.process.stdin.write(stdin)
         self.process.stdin.close()
         threading.Thread(target=self._read, daemon=True).start()
@@ -91,13 +101,45 @@ def start_phone(link, options):
     return Program("orvik-phone", "-", "--json", *options, stdin=link, folder="phone/terminal")
 
 
+def children():
+    """Those of this process; on Linux also what programs started that have ended since."""
+    if sys.platform != "linux":
+        return [process.pid for process in running if process.poll() is None]
+    found = []
+    for task in os.listdir("/proc/self/task"):
+        with contextlib.suppress(FileNotFoundError):  # the thread has ended: ask again
+            with open(f"/proc/self/task/{task}/children", encoding="ascii") as file:
+                found += [int(pid) for pid in file.read().split()]
+    return found
+
+
+def end_all():
+    starting.acquire(timeout=TIMEOUT)  # for good: threads start nothing any more
+    for process in tidying:
+        process.terminate()
+    for process in tidying:
+        with contextlib.suppress(subprocess.TimeoutExpired):
+            process.wait(TIMEOUT)
+    # The children of those that end become ours.
+    while pids := children():
+        for pid in pids:
+            # Some thread may have waited for it.
+            with contextlib.suppress(ProcessLookupError, ChildProcessError):
+                os.kill(pid, signal.SIGKILL)
+                os.waitpid(pid, 0)
+
+
 def run(test):
-    """Runs a test; whatever it has started ends with it."""
+    """Runs a test; whatever it has started ends with it, also when it is told to end itself."""
+    if sys.platform == "linux":
+        ctypes.CDLL(None).prctl(BECOME_SUBREAPER, 1, 0, 0, 0)
+    for signum in ENDING:
+        signal.signal(signum, lambda number, _: sys.exit(128 + number))
     try:
         test()
         print("passed")
     finally:
-        for process in running:
-            if process.poll() is None:
-                process.kill()
+        for signum in ENDING:
+            signal.signal(signum, signal.SIG_IGN)
+        end_all()
         scratch.cleanup()

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <array>
 #include <numeric>
 #include <thread>
 
@@ -76,6 +77,7 @@ TEST_F(JetStreamStoreTest, SaysWhatItCannotDoAndRecovers) {
   const std::string secret = "authorization { user: u, password: secret }\n";
   for (const auto& [configuration, words] :
        {std::pair(std::string("max_payload: 1MB\n"), "JetStream"),
+        std::pair("max_payload: 128KB\n" + NATSServer::jetStream(), "max_payload"),
         std::pair(secret + NATSServer::jetStream(), "Authorization")}) {
     server->kill();
     server->start(configuration);
@@ -105,7 +107,7 @@ TEST_F(JetStreamStoreTest, SharesRecordsWithOtherRelays) {
                  [&theirs](Claimed given) { theirs.set_value(std::move(given)); });
     const Claimed mine = claim(name, 't');
     const Claimed of = theirs.get_future().get();
-    ASSERT_TRUE(mine && of);
+    ASSERT_TRUE(mine && of) << takeLog() << other->state().why;
     EXPECT_TRUE(mine->owner == of->owner);
   }
   // Both keep alerts of one Mac; none is lost, and one that both have is there once.
@@ -124,6 +126,10 @@ TEST_F(JetStreamStoreTest, SharesRecordsWithOtherRelays) {
     EXPECT_TRUE(each.get());
   }
   EXPECT_EQ(numbers('0').size(), 5U);
+  // Two that do not hear each other give one number twice.
+  claim('1', 't');
+  EXPECT_TRUE(keep('1', 't', 7) && keep('1', 't', 7, 1) && keep('1', 't', 7));
+  EXPECT_THAT(numbers('1'), ElementsAre(7, 8));
   EXPECT_FALSE(keep('0', 'u', 9));
 }
 
@@ -169,6 +175,88 @@ TEST_F(JetStreamStoreTest, CopiesAFile) {
   }
   EXPECT_THROW(copyToCluster(folder.path / "absent", settings, limits, clock, {}),
                std::runtime_error);
+}
+
+/// Answers in place of an engine with JetStream: a stream that is as its settings say and has no
+/// record, and what is said to all that is written.
+class Impostor {
+ public:
+  explicit Impostor(const std::string& url) {
+    natsConnection* made = nullptr;
+    EXPECT_EQ(natsConnection_ConnectTo(&made, url.c_str()), NATS_OK);
+    connection.reset(made);
+    for (std::size_t i = 0; i < subscriptions.size(); ++i) {
+      natsSubscription* to = nullptr;
+      const char* const subject = i == 0 ? "$JS.API.>" : "orvik.record.*";
+      EXPECT_EQ(natsConnection_Subscribe(&to, made, subject, answer, this), NATS_OK);
+      subscriptions[i].reset(to);
+    }
+    EXPECT_EQ(natsConnection_Flush(made), NATS_OK);
+  }
+  ~Impostor() {
+    for (const auto& each : subscriptions) {
+      natsSubscription_Drain(each.get());
+      natsSubscription_WaitForDrainCompletion(each.get(), 5000);
+    }
+  }
+  void set(const std::string& config, const std::string& word) {
+    const std::lock_guard guard(mutex);
+    settings = config;
+    written = word;
+  }
+
+ private:
+  static void answer(natsConnection* on, natsSubscription*, natsMsg* message, void* self) {
+    auto& own = *static_cast<Impostor*>(self);
+    const std::string subject = natsMsg_GetSubject(message);
+    const std::lock_guard guard(own.mutex);
+    const std::string text =
+        subject.find("INFO") != std::string::npos  ? "{\"config\":{" + own.settings + "}}"
+        : subject.find("GET") != std::string::npos ? R"({"error":{"code":404,"err_code":10037}})"
+                                                   : own.written;
+    natsConnection_PublishString(on, natsMsg_GetReply(message), text.c_str());
+    natsMsg_Destroy(message);
+  }
+
+  std::mutex mutex;
+  std::string settings;
+  std::string written;
+  CHandle<natsConnection, natsConnection_Destroy> connection;
+  std::array<CHandle<natsSubscription, natsSubscription_Destroy>, 2> subscriptions;
+};
+
+TEST_F(JetStreamStoreTest, BelievesOnlyAStreamThatKeepsRecords) {
+  server->kill();
+  server->start("max_payload: 1MB\n");
+  const std::string fit =
+      R"("subjects":["orvik.record.*"],"max_msgs_per_subject":1,"storage":"file",)"
+      R"("discard":"new","max_age":15552000000000000,"num_replicas":1,)"
+      R"("duplicate_window":3000000000)";
+  const std::string word = R"({"stream":"orvik","seq":1})";
+  Impostor impostor(server->url());
+  impostor.set(fit, word);
+  EXPECT_TRUE(claimOnceItWorks('a', 't'));
+  for (const char* const other :
+       {"", "no", "{}", R"({"stream":"orvik"})", R"({"seq":1})", R"({"stream":"other","seq":1})",
+        R"({"stream":"orvik","seq":0})"}) {
+    impostor.set(fit, other);
+    EXPECT_FALSE(keep('a', 't', 1)) << other;
+  }
+  for (const auto& [setting, unfit] :
+       {std::pair("storage", R"("storage":"memory")"), std::pair("discard", R"("discard":"old")"),
+        std::pair("max_age", R"("max_age":1000000000)"),
+        std::pair("num_replicas", R"("num_replicas":0)"),
+        std::pair("duplicate_window", R"("duplicate_window":120000000000)"),
+        std::pair("no_ack", R"("duplicate_window":3000000000,"no_ack":true)")}) {
+    const std::string member = std::string(unfit).substr(0, std::string(unfit).find(':'));
+    const std::size_t start = fit.find(member);
+    const std::size_t end = std::min(fit.find(',', start), fit.size());
+    impostor.set(std::string(fit).replace(start, end - start, unfit), word);
+    EXPECT_TRUE(healthBecomes(StoreState::Health::unknownFormat)) << setting;
+    EXPECT_THAT(store->state().why, testing::EndsWith(std::string(": ") + setting));
+    impostor.set(fit, word);
+    EXPECT_TRUE(healthBecomes(StoreState::Health::available));
+  }
 }
 
 /// Writes down what it hears.
@@ -249,6 +337,12 @@ TEST(NATSNeighboursTest, HearEachOther) {
     stranger.connection.send({"orvik.at." + std::string(22, 'Y'), text});
     stranger.connection.send({"orvik.relays", text});
   }
+  // A sign of life that is missing, and the first of another connection: others' words may be, too.
+  const std::string third = "00000000000000c3";
+  for (const char* const sign : {"7", "8", "10", "11", "0", "1", "x"}) {
+    stranger.connection.send({"orvik.relays", third + sign});
+  }
+  EXPECT_TRUE(first.hears("gone back gone back") && second.hears("gone back gone back"));
   two->tell(a, "last");
   EXPECT_TRUE(first.hears("a:last"));
   EXPECT_THAT(first.take(), testing::Not(HasSubstr("none")));

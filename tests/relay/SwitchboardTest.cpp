@@ -22,8 +22,12 @@ class ShakyStore final : public RecordStore {
   ShakyStore(const Limits& limits, const std::shared_ptr<Clock>& clock) : inner(limits, clock) {}
 
   void find(const Identifier& identifier, std::function<void(Found)> then) override {
-    fails() ? answer(then, Found(StoreUnavailable()))
-            : inner.find(identifier, [&](Found found) { answer(then, std::move(found)); });
+    fails() ? answer(then, Found(StoreUnavailable())) : inner.find(identifier, [&](Found found) {
+      if (auto* const record = std::get_if<Record>(&found)) {
+        record->lastNumber += isAhead ? 1000U : 0U;
+      }
+      answer(then, std::move(found));
+    });
   }
   void claim(const Identifier& identifier, const TokenHash& token,
              std::function<void(Claimed)> then) override {
@@ -75,6 +79,9 @@ class ShakyStore final : public RecordStore {
   bool isCalledDurable = true;
   bool isDown = false;
   bool isHolding = false;
+  bool isHoldingOne = false;
+  /// Leaves out numbers, as a store does whose last ones may have been lost.
+  bool isAhead = false;
   /// The call that fails, counted from 0.
   std::size_t failing = std::numeric_limits<std::size_t>::max();
   std::size_t calls = 0;
@@ -83,7 +90,7 @@ class ShakyStore final : public RecordStore {
   bool fails() { return calls++ == failing || isDown; }
   template <typename Answer>
   void answer(const std::function<void(Answer)>& then, Answer given) {
-    if (isHolding) {
+    if (std::exchange(isHoldingOne, false) || isHolding) {
       held.push_back([then, given] { then(given); });
     } else {
       then(std::move(given));
@@ -126,7 +133,7 @@ class Bus {
     }
     void leave(const Identifier& identifier) override { EXPECT_EQ(joined.erase(identifier), 1); }
     void tell(const Identifier& identifier, std::string_view message) override {
-      if (!isCut) {
+      if (!isCut && (bus.losing.empty() || message.find(bus.losing) == std::string_view::npos)) {
         bus.queue.push_back({number, identifier, std::string(message)});
         ++bus.told;
       }
@@ -153,6 +160,8 @@ class Bus {
 
   std::vector<Node*> nodes;
   std::size_t told = 0;
+  /// What no message arrives with.
+  std::string losing;
 
  private:
   struct Message {
@@ -196,6 +205,8 @@ class Stage {
     if (verb == "store") {
       store.isDown = name == "fails";
       store.isHolding = name == "holds" || name == "answers";
+      store.isHoldingOne = name == "holds-one";
+      store.isAhead = name == "ahead";
       store.giveAnswers();
     } else if (verb == "wait") {
       clock->advance(std::chrono::seconds(std::stoi(name)));
@@ -219,6 +230,14 @@ class Stage {
       relayOf(name).node.isCut = true;
     } else if (verb == "hearing") {
       relayOf(name).node.isCut = false;
+    } else if (verb == "hears") {
+      Identifier identifier{};
+      identifier.fill('a');
+      std::string text;
+      std::getline(words, text);
+      relayOf(name).switchboard.heard(identifier, 99, text);
+    } else if (verb == "loses") {
+      bus.losing = name;
     } else if (verb == "kill") {
       std::erase_if(actors,
                     [&](const auto& actor) { return &actor.second->relay == &relayOf(name); });
@@ -503,7 +522,8 @@ TEST(Switchboard, PushesToPhonesThatAreNotLooking) {
 TEST(Switchboard, ServesAMacWithOtherRelays) {
   for (const bool isBusFirst : {false, true}) {
     for (const char* heading :
-         {"relays lose each other", "both sides of a cut have a Mac", "one relay pushes for all"}) {
+         {"relays lose each other", "both sides of a cut have a Mac", "one relay pushes for all",
+          "what the store says of other relays"}) {
       Stage({}, true, {3, 0, isBusFirst}).plays(heading);
     }
   }
