@@ -166,7 +166,6 @@ void Switchboard::silent(const Identifier& identifier, const Peer& phone,
   if (accepted == place.phones.end() || !std::exchange(accepted->active, false)) {
     return;
   }
-  tellMac(*entry);
   const auto subscription =
       std::ranges::find(place.record->subscriptions, accepted->endpoint, &Subscription::endpoint);
   if (pusher == nullptr || subscription == place.record->subscriptions.end() ||
