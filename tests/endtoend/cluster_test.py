@@ -17,7 +17,7 @@ import urllib.error
 import urllib.request
 
 from engine import Engine, Link, Network, Stranger, address, free_port, old, single, store
-from programs import TIMEOUT, Program, build, check, path, read, run
+from programs import TIMEOUT, Program, await_that, build, check, path, read, run
 from push_service import PushService, Subscription
 from websocket_client import Client, connect
 
@@ -56,8 +56,7 @@ class Relay:
         self.program = Program("orvik-relay", *self.arguments)
 
     def kill(self):
-        self.program.process.send_signal(signal.SIGKILL)
-        self.program.process.wait()
+        self.program.kill()
 
     def readiness(self):
         return asked(f"http://127.0.0.1:{self.metrics}/readyz")
@@ -266,11 +265,11 @@ class World:
                                    os.path.join(fixtures, "localhost.key.pem"))
         self.network = Network()
         self.engine = Engine(self.network)
-        self.wait("the engine is ready", self.engine.is_ready, pause=0.1)
+        await_that(self.engine.is_ready, "the engine is ready")
         self.relays = []
         for number in range(RELAYS):
             self.relays.append(Relay(number, self.engine, self.service))
-        self.wait("the relays are ready", lambda: all(relay.is_ready() for relay in self.relays), pause=0.1)
+        await_that(lambda: all(relay.is_ready() for relay in self.relays), "the relays are ready")
         self.pairings = [Pairing(self, number, [(number + each) % RELAYS for each in range(3)])
                          for number in range(PAIRINGS - 1)]
         # One that meets on a relay: it needs nobody else.
@@ -282,13 +281,6 @@ class World:
         self.pushed = collections.Counter()
         self.may_be_unpushed = set()
         self.is_raising, self.next_alert = False, 0.0
-
-    @staticmethod
-    def wait(what, condition, pause):
-        deadline = time.monotonic() + TIMEOUT
-        while not condition():
-            check(time.monotonic() < deadline, what)
-            time.sleep(pause)
 
     def step(self):
         """Lets everybody do what is due, for 20 ms at most."""
@@ -596,7 +588,7 @@ def bad_addresses():
     for why, relay in relays.items():
         relay.line()
         at = relay.line().split(" at ")[1].replace("/metrics", "/readyz")
-        World.wait(f"/readyz says '{why}'", lambda at=at, why=why: asked(at)[0] == 503 and why in asked(at)[1], 0.1)
+        await_that(lambda at=at, why=why: asked(at)[0] == 503 and why in asked(at)[1], f"/readyz says '{why}'")
         check(why in read(f"{why}.log") and "\n" not in read(f"{why}.log"), f"one line: {read(f'{why}.log')}")
         relay.ends()
 

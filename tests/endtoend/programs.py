@@ -5,11 +5,14 @@ import ctypes
 import json
 import os
 import queue
+import re
+import shutil
 import signal
 import subprocess
 import sys
 import tempfile
 import threading
+import time
 
 TIMEOUT = 30  # seconds after which something that has to happen is held not to happen
 build = sys.argv[1]
@@ -72,6 +75,18 @@ class Program:
             payloads.append(self.payload())
         return payloads
 
+    def kill(self):
+        self.process.kill()
+        self.process.wait()
+
+    def usage(self):
+        """Resident KiB, descriptors and threads."""
+        with open(f"/proc/{self.process.pid}/status", encoding="utf-8") as file:
+            status = dict(line.split(":", 1) for line in file)
+        return {"KiB resident": int(status["VmRSS"].split()[0]),
+                "descriptors": len(os.listdir(f"/proc/{self.process.pid}/fd")),
+                "threads": int(status["Threads"])}
+
     def ends(self, signum=signal.SIGTERM, status=0):
         if signum is not None:
             self.process.send_signal(signum)
@@ -84,12 +99,32 @@ def check(condition, message):
         raise AssertionError(message)
 
 
+def await_that(condition, message):
+    """The message may be one that the moment makes."""
+    deadline = time.monotonic() + TIMEOUT
+    while not condition():
+        check(time.monotonic() < deadline, message() if callable(message) else message)
+        time.sleep(0.02)
+
+
+class Relay(Program):
+    """With its ports with and without TLS, free ones unless they are given."""
+
+    def __init__(self, *options, port=0, plain=0, **more):
+        super().__init__("orvik-relay", "--listen", f"127.0.0.1:{port}", "--listen-plain", f"127.0.0.1:{plain}",
+                         "--state", path("state"), *options, **more)
+        self.port, self.plain = (int(re.search(r":(\d+)", self.line()).group(1)) for _ in range(2))
+
+
+def found_at(port):
+    """The options with which an agent or a phone finds a relay."""
+    return ["--relay", f"wss://localhost:{port}", "--trust", path("state/certificate.pem")]
+
+
 def start_relay(port=0):
-    """The relay, its port, and the options with which an agent or a phone finds it."""
-    relay = Program("orvik-relay", "--listen", f"127.0.0.1:{port}", "--state", path("state"))
-    port = relay.line().rsplit(":", 1)[1]
-    return relay, port, ["--relay", f"wss://localhost:{port}",
-                         "--trust", path("state/certificate.pem")]
+    """The relay, its port, and the options that find it."""
+    relay = Relay(port=port)
+    return relay, relay.port, found_at(relay.port)
 
 
 def read(name):
@@ -97,8 +132,14 @@ def read(name):
         return file.read().strip()
 
 
-def start_phone(link, options):
-    return Program("orvik-phone", "-", "--json", *options, stdin=link, folder="phone/terminal")
+def start_phone(link, options, **more):
+    return Program("orvik-phone", "-", "--json", *options, stdin=link, folder="phone/terminal", **more)
+
+
+def start_page(link, port, *options, **more):
+    """A browser that looks at the page of a relay at this port, without TLS."""
+    return Program(shutil.which("node"), os.path.join(root, "tests/page/watch.mjs"),
+                   f"http://localhost:{port}/orvik/p#{link.split('#')[1]}", *options, **more)
 
 
 def children():
