@@ -155,8 +155,7 @@ void Switchboard::forget(Entry& entry, const std::string& endpoint) {
   }
 }
 
-void Switchboard::silent(const Identifier& identifier, const Peer& phone,
-                         Clock::Duration unheard) {
+void Switchboard::silent(const Identifier& identifier, const Peer& phone, Clock::Duration unheard) {
   const auto entry = places.find(identifier);
   if (entry == places.end()) {
     return;
