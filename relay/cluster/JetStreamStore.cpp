@@ -31,7 +31,7 @@ constexpr std::chrono::nanoseconds duplicateWindow = 3s;
 constexpr auto day = 24h;
 /// Above what has been given to alerts that have not been kept.
 constexpr std::uint64_t numberGap = 100'000;
-/// What has to fit for a full stream to be called able to grow.
+/// What has to fit for a stream to be called available.
 constexpr std::size_t probeBytes = 65'536;
 /// A message that holds every record, and what of it goes to the headers.
 constexpr std::size_t recordBytes = 262'144;
@@ -345,7 +345,7 @@ void JetStreamStore::write(Works::iterator work, const StoredRecord& record, std
 
 void JetStreamStore::written(Works::iterator work, const Failure& failure) {
   if (failure.code == 0) {
-    // A full stream may still take a small one: `probed` says when it is not full any more.
+    // A full stream may still take a small one: a probe says when it is not full any more.
     finish(work);
   } else if (failure.code == wrongSequence) {
     conflicted(work);
@@ -710,11 +710,11 @@ void JetStreamStore::looked(const UntypedValue& answer, const Failure& failure) 
   isRoomForMore = most <= 0 || integer(part(answer, "state"), "bytes", 0) < most / 4 * 3;
   if (!hasQuorum(part(answer, "cluster"))) {
     unavailable(Health::failing, "most of its servers are away");
-  } else if (told.health == Health::full) {
+  } else if (told.health != Health::available) {
+    // A leader that is cut off from the others says that all is well until it has to write.
+    isLooking = true;
     request(Request::Kind::probe, {},
             {.subject = settings.name + ".record.room", .data = std::string(probeBytes, ' ')});
-  } else {
-    available();
   }
 }
 
@@ -756,16 +756,18 @@ void JetStreamStore::made(const Failure& failure) {
 }
 
 void JetStreamStore::probed(const Failure& failure) {
+  isLooking = false;
   if (failure.code == 0) {
-    available();
+    open(Health::available, "");
+  } else if (isFull(failure.code)) {
+    open(Health::full, failure.words);
+  } else {
+    unavailable(Health::failing, failure.words);
   }
 }
 
-void JetStreamStore::available() {
-  if (told.health == Health::available) {
-    return;
-  }
-  changeHealth(Health::available, "");
+void JetStreamStore::open(Health health, const std::string& why) {
+  changeHealth(health, why);
   std::vector<Identifier> all;
   for (const auto& [identifier, work] : works) {
     if (work.underWay.empty()) {

@@ -164,7 +164,7 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
   void probed(const Failure& failure);
   void request(Request::Kind kind, const Identifier& identifier, NATSConnection::Message message);
   void look();
-  void available();
+  void open(Health health, const std::string& why);
   void unavailable(Health health, const std::string& why);
   void changeHealth(Health health, const std::string& why);
   [[nodiscard]] bool isOpen() const {
