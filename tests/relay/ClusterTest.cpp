@@ -312,7 +312,7 @@ TEST(NATSNeighboursTest, HearEachOther) {
   b.fill('b');
   Hearer first;
   Hearer second;
-  const auto log = [](const std::string& line) { ADD_FAILURE() << line; };
+  const auto log = [&first](const std::string& line) { first.add(line); };
   const NATSNeighbours::Settings settings{{server.url()}};
   NATSNeighbours one(settings, limits, clock, first, log);
   auto two = std::make_unique<NATSNeighbours>(settings, limits, clock, second, log);
@@ -339,10 +339,11 @@ TEST(NATSNeighboursTest, HearEachOther) {
   }
   // A sign of life that is missing, and the first of another connection: others' words may be, too.
   const std::string third = "00000000000000c3";
-  for (const char* const sign : {"7", "8", "10", "11", "0", "1", "x"}) {
+  for (const char* const sign : {"7", "8", "10", "11", "0", "x", "1 K"}) {
     stranger.connection.send({"orvik.relays", third + sign});
   }
   EXPECT_TRUE(first.hears("gone back gone back") && second.hears("gone back gone back"));
+  EXPECT_TRUE(first.hears("pushes with another key"));
   two->tell(a, "last");
   EXPECT_TRUE(first.hears("a:last"));
   EXPECT_THAT(first.take(), testing::Not(HasSubstr("none")));
