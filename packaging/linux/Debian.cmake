@@ -1,7 +1,7 @@
 # The Debian packages, by CPack: the application, what runs without a desktop, and the relay.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_VENDOR "The Orvik authors")
-set(CPACK_PACKAGE_CONTACT "The Orvik authors <maintainers@${ORVIK_PAIRING_HOST}>")
+set(CPACK_PACKAGE_CONTACT "${ORVIK_CONTACT}")
 set(CPACK_PACKAGE_HOMEPAGE_URL "https://${ORVIK_PAIRING_HOST}/")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)

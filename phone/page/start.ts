@@ -5,7 +5,7 @@
  */
 import { openSocket } from "./browser/openSocket.js";
 import { authentication, deriveKeys } from "./protocol/keys.js";
-import { readFragment, type PairingLink } from "./protocol/link.js";
+import { readFragment, readQuery, type PairingLink } from "./protocol/link.js";
 import { configuredRelay, ownRelay, phoneAddress } from "./protocol/relayAddress.js";
 import { greet } from "./protocol/socket.js";
 import type { EarlyLink, Opening } from "./state/createState.js";
@@ -28,9 +28,9 @@ const link = fragment === "" ? undefined : readFragment(fragment);
 const isIos = "standalone" in navigator;
 const isInstalled = "standalone" in navigator && navigator.standalone === true;
 
-/** Takes the link, secret included, out of the address. */
+/** Takes the link, secret included, and the computer that a notification has named out of the address. */
 export function clearAddress(): void {
-  if (location.hash !== "") history.replaceState(null, "", location.pathname);
+  if (location.hash + location.search !== "") history.replaceState(null, "", location.pathname);
 }
 
 /**
@@ -68,7 +68,7 @@ async function connectEarly(paired: PairingLink): Promise<EarlyLink> {
 const found = fault();
 const early = typeof link === "object" && found === undefined ? connectEarly(link) : Promise.resolve(undefined);
 
-export const opening: Opening = { relay, early, fault: found, isInstalled };
+export const opening: Opening = { relay, early, fault: found, isInstalled, computer: readQuery(location.search) };
 export const language = chooseLanguage(navigator.languages);
 /** Nothing for English, which main has. */
 export const words = loadWords(language.tag);

@@ -22,7 +22,7 @@ std::string pushMessage(const PushedAlert& alert) {
                                 {"mutable", true},
                                 {"notification",
                                  JSONObject{{"title", "Orvik"},
-                                            {"navigate", "/orvik/p"},
+                                            {"navigate", "/orvik/p?c=" + mac},
                                             {"tag", alert.topic.empty() ? mac + "." + number
                                                                         : alert.topic},
                                             {"data", std::move(data)}}}})

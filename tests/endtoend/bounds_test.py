@@ -12,7 +12,8 @@ import struct
 import termios
 import time
 
-from programs import TIMEOUT, Program, check, path, run
+import programs
+from programs import TIMEOUT, await_that, check, path, run
 from websocket_client import Client, connect, frame
 
 SILENT = 10_000
@@ -24,24 +25,20 @@ addresses = (f"127.{a}.{b}.{c}" for a in range(1, 255) for b in range(255) for c
 identifiers = (number.to_bytes(16, "big") for number in itertools.count(1))
 
 
-class Relay(Program):
-    """A relay with its ports with and without TLS, whose memory is what it uses."""
+class Relay(programs.Relay):
+    """A relay whose memory is what it uses."""
 
     def __init__(self, *options):
-        super().__init__("orvik-relay", "--listen", "127.0.0.1:0", "--listen-plain", "127.0.0.1:0", "--state",
-                         path("state"), "--store", "none", *options, environment={
-                             # What a sanitizer keeps of freed memory is no growth.
-                             "ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "") + ":quarantine_size_mb=1"})
-        self.tls = int(self.line().rsplit(":", 1)[1])
-        self.plain = int(self.line().split(",")[0].rsplit(":", 1)[1])
+        super().__init__("--store", "none", *options, environment={
+            # What a sanitizer keeps of freed memory is no growth.
+            "ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "") + ":quarantine_size_mb=1"})
 
     def resident(self):
-        with open(f"/proc/{self.process.pid}/statm", encoding="ascii") as file:
-            return int(file.read().split()[1]) * resource.getpagesize()
+        return self.usage()["KiB resident"] * 1024
 
     def over_tls(self, **options):
         context = ssl.create_default_context(cafile=path("state/certificate.pem"))
-        return context.wrap_socket(connect(self.tls, **options), server_hostname="localhost")
+        return context.wrap_socket(connect(self.port, **options), server_hostname="localhost")
 
     def mac(self, connection=None, before=b""):
         identifier = next(identifiers)
@@ -61,7 +58,7 @@ def silent(relay, count):
         one = socket.socket()
         one.setblocking(False)
         one.bind((next(addresses), 0))
-        code = one.connect_ex(("127.0.0.1", relay.tls))
+        code = one.connect_ex(("127.0.0.1", relay.port))
         check(code in (0, errno.EINPROGRESS), f"connecting: {os.strerror(code)}")
         if number % 2:
             try:
@@ -102,10 +99,7 @@ def pings_whose_answers_nobody_reads(relay):
     mac.socket.sendall(frame(0x89, b"x" * 125) * (5 * MIB // 2 // 131))
     mac.socket.sendall(frame(0x89, b"") * (MIB // 6))
     unread = lambda: struct.unpack("i", fcntl.ioctl(mac.socket, termios.TIOCOUTQ, b"1234"))[0]
-    deadline = time.monotonic() + TIMEOUT
-    while unread():
-        check(time.monotonic() < deadline, "the relay reads")
-        time.sleep(0.01)
+    await_that(lambda: not unread(), "the relay reads")
     answers(relay.mac())
     grown = relay.resident() - before
     print(f"{MIB // 6} pings unread: {grown / MIB:.1f} MiB more")
@@ -140,7 +134,7 @@ def connections_that_break(relay):
 
 
 def no_descriptor_left(relay):
-    used = len(os.listdir(f"/proc/{relay.process.pid}/fd"))
+    used = relay.usage()["descriptors"]
     resource.prlimit(relay.process.pid, resource.RLIMIT_NOFILE, (used + 4, most))
     inside = [relay.mac() for _ in range(4)]
     outside = [connect(relay.plain, next(addresses)) for _ in range(3)]
@@ -174,16 +168,14 @@ def a_new_certificate(relay):
     old = before.socket.getpeercert(binary_form=True)
     os.remove(path("state/certificate.pem"))
     relay.process.send_signal(signal.SIGHUP)
-    deadline = time.monotonic() + TIMEOUT
-    while not os.path.exists(path("state/certificate.pem")) or presented(relay) == old:
-        check(time.monotonic() < deadline, "a new certificate is made")
-        time.sleep(0.05)
+    await_that(lambda: os.path.exists(path("state/certificate.pem")) and presented(relay) != old,
+               "a new certificate is made")
     answers(relay.mac(relay.over_tls(source=next(addresses))))
     answers(before)
 
 
 def presented(relay):
-    return ssl.PEM_cert_to_DER_cert(ssl.get_server_certificate(("127.0.0.1", relay.tls)))
+    return ssl.PEM_cert_to_DER_cert(ssl.get_server_certificate(("127.0.0.1", relay.port)))
 
 
 def test():

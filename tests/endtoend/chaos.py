@@ -10,9 +10,7 @@ import mmap
 import os
 import queue
 import random
-import re
 import resource
-import shutil
 import signal
 import struct
 import subprocess
@@ -22,7 +20,7 @@ import time
 
 import programs
 from fault_proxy import FaultProxy
-from programs import Program, path
+from programs import Program, found_at, path, read, root, start_page, start_phone
 
 LOOKUPS, THREADS, DISK = range(3)  # as faults.c has them
 SLACK = 5           # seconds that everything may take beside the waits that are meant
@@ -33,7 +31,6 @@ SLEEP_SLACK = 3
 # the last answer just got through, and the time that the next has.
 NOTICED = {"agent": 80 + 20, "phone 1": 30 + 20, "phone 2": 30 + 20, "page": 30 + 20}
 SILENT = 180        # after which the relay gives up a phone that says nothing
-root = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 is_sanitized = b"__asan_init" in subprocess.run(
     ["nm", "-D", os.path.join(programs.build, "relay/orvik-relay")], stdout=subprocess.PIPE,
     check=True).stdout
@@ -100,17 +97,9 @@ class Actor:
                      for line in file if line.startswith(("ShdPnd", "SigCgt"))}
         return masks["SigCgt:"] and not masks["ShdPnd:"]
 
-    def usage(self):
-        """Resident KiB, descriptors and threads."""
-        with open(f"/proc/{self.pid}/status", encoding="utf-8") as file:
-            status = dict(line.split(":", 1) for line in file)
-        return {"KiB resident": int(status["VmRSS"].split()[0]),
-                "descriptors": len(os.listdir(f"/proc/{self.pid}/fd")),
-                "threads": int(status["Threads"])}
-
     def grown(self):
         """What it has more of than when it was at rest first."""
-        now = self.usage()
+        now = self.program.usage()
         if self.settled is None:
             self.settled = now
         allowed = {"KiB resident": GROWTH, "descriptors": 0, "threads": 0}
@@ -121,26 +110,22 @@ class Actor:
 class Relay(Actor):
     def __init__(self, stage):
         super().__init__(stage, "relay")
-        self.port = self.plain_port = 0
+        self.ports = {}
 
     def launch(self, errors):
-        relay = Program("orvik-relay", "--listen", f"127.0.0.1:{self.port}", "--listen-plain",
-                        f"127.0.0.1:{self.plain_port}", "--page", os.path.join(root, "phone/page/dist"),
-                        "--state", path("state"), "--drain", "0", stderr=errors,
-                        environment=self.environment())
-        self.port, self.plain_port = (int(re.search(r":(\d+)", relay.line()).group(1))
-                                      for _ in range(2))
+        relay = programs.Relay("--page", os.path.join(root, "phone/page/dist"), "--drain", "0", **self.ports,
+                               stderr=errors, environment=self.environment())
+        self.ports = {"port": relay.port, "plain": relay.plain}
         return relay
 
 
 class Watched(Actor):
     """A program whose lines are looked at as they come, behind a network of its own."""
 
-    def __init__(self, stage, name, port=None):
+    def __init__(self, stage, name, kind="port"):
         super().__init__(stage, name)
-        self.proxy = FaultProxy(port or stage.relay.port)
-        self.options = ["--relay", f"wss://localhost:{self.proxy.port}",
-                        "--trust", path("state/certificate.pem")]
+        self.proxy = FaultProxy(stage.relay.ports[kind])
+        self.options = found_at(self.proxy.port)
 
     def start(self):
         super().start()
@@ -174,9 +159,7 @@ class Phone(Watched):
 
     def launch(self, errors):
         self.shown = []
-        with open(path("link"), encoding="utf-8") as link:
-            return Program("orvik-phone", "-", "--json", *self.options, stdin=link.read(),
-                           folder="phone/terminal", stderr=errors, environment=self.environment())
+        return start_phone(read("link"), self.options, stderr=errors, environment=self.environment())
 
     def take(self, line):
         payload = json.loads(line)
@@ -193,15 +176,12 @@ class Page(Watched):
     """Seen by what it shows, alerts as their number."""
 
     def __init__(self, stage):
-        super().__init__(stage, "page", stage.relay.plain_port)
+        super().__init__(stage, "page", "plain")
         self.marker, self.heard = None, 0.0
         self.new = self.old = 0  # alerts
 
     def launch(self, errors):
-        with open(path("link"), encoding="utf-8") as link:
-            pairing = link.read().strip().split("#")[1]
-        return Program(shutil.which("node"), os.path.join(root, "tests/page/watch.mjs"),
-                       f"http://localhost:{self.proxy.port}/orvik/p#{pairing}", stderr=errors)
+        return start_page(read("link"), self.proxy.port, stderr=errors)
 
     def take(self, line):
         shown = json.loads(line)
@@ -335,7 +315,7 @@ def scarcity_fault(chance, actor):
 
     def steps():
         if kind == "descriptors":
-            limit(resource.RLIMIT_NOFILE, lambda most: actor.usage()["descriptors"])
+            limit(resource.RLIMIT_NOFILE, lambda most: actor.program.usage()["descriptors"])
         elif kind == "threads":
             actor.set_fault(THREADS, 1)
         else:
@@ -588,7 +568,7 @@ def test():
         else:
             rounds(stage, minutes, told)
         told["fault"] = "the end"
-        more = ", ".join(f"{actor.name} {actor.usage()['KiB resident'] - actor.settled['KiB resident']}"
+        more = ", ".join(f"{actor.name} {actor.program.usage()['KiB resident'] - actor.settled['KiB resident']}"
                          for actor in stage.ours)
         stage.end()
     except Breach as breach:

@@ -1,7 +1,11 @@
 """A desktop for a test: an X display, a session bus, and a panel that shows tray icons."""
 
+import contextlib
 import os
+import random
 import select
+import socket
+import struct
 import subprocess
 import tempfile
 
@@ -10,7 +14,7 @@ import dbus.mainloop.glib
 import dbus.service
 from gi.repository import GLib
 
-from programs import TIMEOUT, Program, check, path, running
+from programs import TIMEOUT, Program, check, path, running, tidying
 
 dbus.mainloop.glib.DBusGMainLoop(set_as_default=True)
 WATCHER = "org.kde.StatusNotifierWatcher"
@@ -54,13 +58,31 @@ def start_bus(kind, services=""):
     return bus.stdout.readline().strip()
 
 
+def answers(number, server):
+    """Whether this server alone is who a program reaches by the display's number."""
+    pids = set()
+    for address in (f"/tmp/.X11-unix/X{number}", f"\0/tmp/.X11-unix/X{number}"):
+        with socket.socket(socket.AF_UNIX) as client, contextlib.suppress(OSError):
+            client.connect(address)
+            peer = client.getsockopt(socket.SOL_SOCKET, socket.SO_PEERCRED, struct.calcsize("3i"))
+            pids.add(struct.unpack("3i", peer)[0])
+    return pids == {server.pid}
+
+
 def start_display():
-    """An X display with a window manager; gives its name."""
-    server = start("Xvfb", "-displayfd", "1", "-screen", "0", "800x700x24", "-nolisten", "tcp",
-                   stderr=subprocess.DEVNULL)
-    name = ":" + server.stdout.readline().strip()
-    start("openbox", env={**os.environ, "DISPLAY": name}, stderr=subprocess.DEVNULL)
-    return name
+    """An X display with a window manager; gives its name. Its number is a random one: the first that
+    is free may be the first for others as well, and what servers have left behind stands there."""
+    while True:
+        number = random.randint(100, 50_000)
+        server = start("Xvfb", f":{number}", "-displayfd", "1", "-screen", "0", "800x700x24",
+                       "-noreset", "-nolisten", "tcp", stderr=subprocess.DEVNULL)
+        tidying.append(server)
+        # It ends when somebody has the number.
+        if server.stdout.readline() and answers(number, server):
+            break
+        server.terminate()
+    start("openbox", env={**os.environ, "DISPLAY": f":{number}"}, stderr=subprocess.DEVNULL)
+    return f":{number}"
 
 
 def start_application(bus, display, relay, trust, *arguments, **more):

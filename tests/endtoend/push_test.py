@@ -3,13 +3,12 @@ browser opens them, whatever else that service does, and after the relay was kil
 
 import json
 import os
-import queue
-import signal
 import sys
 import time
 import urllib.request
 
-from programs import TIMEOUT, Program, check, path, run
+import programs
+from programs import TIMEOUT, await_that, check, run
 from push_service import PushService, Subscription, claims_of
 from websocket_client import Client, connect
 
@@ -17,24 +16,21 @@ MAC, TOKEN = os.urandom(16), os.urandom(32)
 fixtures = sys.argv[2]
 
 
-class Relay:
+class Relay(programs.Relay):
     def __init__(self, service):
-        self.program = Program(
-            "orvik-relay", "--listen", "127.0.0.1:0", "--listen-plain", "127.0.0.1:0", "--state",
-            path("state"), "--drain", "0", "--metrics", "127.0.0.1:0", "--push-subject", "mailto:a@orvik.example",
+        super().__init__(
+            "--drain", "0", "--metrics", "127.0.0.1:0", "--push-subject", "mailto:a@orvik.example",
             "--push-service", f"localhost:{service.server_port}", "--push-service", "*.localhost",
             "--push-trust", os.path.join(fixtures, "localhost.pem"))
-        self.program.line()
-        self.port = int(self.program.line().split(",")[0].rsplit(":", 1)[1])
-        self.metrics_at = self.program.line().split(" at ")[1]
+        self.metrics_at = self.line().split(" at ")[1]
 
     def mac(self):
-        mac = Client(connect(self.port), "mac", MAC, TOKEN)
+        mac = Client(connect(self.plain), "mac", MAC, TOKEN)
         check('{"push":true}' in mac.until('{"active":0,"viewers":0}'), "the computer is told")
         return mac
 
     def phone(self):
-        phone = Client(connect(self.port), "phone", MAC, TOKEN, last=0)
+        phone = Client(connect(self.plain), "phone", MAC, TOKEN, last=0)
         phone.until('{"mac":true}')
         return phone
 
@@ -45,10 +41,7 @@ class Relay:
                     if line.startswith(f"orvik_relay_{name} "))
 
     def await_metric(self, name, value):
-        deadline = time.monotonic() + TIMEOUT
-        while self.metric(name) != value:
-            check(time.monotonic() < deadline, f"{name} is {self.metric(name)}, and not {value}")
-            time.sleep(0.02)
+        await_that(lambda: self.metric(name) == value, lambda: f"{name} is {self.metric(name)}, and not {value}")
 
 
 def told(phone, start):
@@ -72,7 +65,8 @@ def check_push(push, subscription, key, envelope, service, **fields):
     message = subscription.opened(push["body"])
     shown = message["notification"]
     check(message["web_push"] == 8030 and shown["data"]["envelope"] == envelope, "the envelope")
-    check("x" not in shown["title"] + shown["navigate"], "nothing of the content is shown")
+    address = f"/orvik/p?c={shown['data']['mac']}"
+    check((shown["title"], shown["navigate"]) == ("Orvik", address), "nothing of the content is shown")
     for name, value in {"TTL": "86400", "Content-Encoding": "aes128gcm", **fields}.items():
         check(push["headers"].get(name) == value, f"{name} is {push['headers'].get(name)}")
     claims = claims_of(push["headers"]["Authorization"], key)
@@ -139,8 +133,7 @@ def test():
     relay.await_metric("subscriptions", 6)
     mac.send("live")
     phone.until("live")
-    relay.program.process.send_signal(signal.SIGKILL)
-    relay.program.process.wait()
+    relay.kill()
     relay = Relay(service)
     mac = relay.mac()
     fifth = alert(mac, 5)
@@ -150,7 +143,7 @@ def test():
         if push["path"] == "/ok/1":
             break
     check_push(push, subscription, key, fifth, service)
-    relay.program.ends()
+    relay.ends()
 
 
 run(test)

@@ -11,9 +11,8 @@ import os
 import resource
 import signal
 import subprocess
-import time
 
-from programs import TIMEOUT, Program, build, check, path, read, run, running, start_phone, start_relay
+from programs import Program, await_that, build, check, path, read, run, running, start_phone, start_relay
 
 PAGE = resource.getpagesize()
 # A sanitizer's notes about memory, which are none of the program's, are the only larger ones.
@@ -115,13 +114,6 @@ def await_memory(program, secrets, *kept):
                lambda: f"{program.name} has {sorted(found())} in its memory, not {list(kept)}")
 
 
-def await_that(condition, message):
-    end = time.monotonic() + TIMEOUT
-    while not condition():
-        check(time.monotonic() < end, message())
-        time.sleep(0.1)
-
-
 def leaves_core(pid):
     """Whether a process that crashes leaves an image of its memory."""
     os.kill(pid, signal.SIGABRT)
@@ -142,7 +134,7 @@ def check_traced():
                              **nobody)
     running.append(phone)
     await_that(lambda: os.stat(f"/proc/{phone.pid}/mem").st_uid == 0,
-               lambda: "a program's memory can be read by others of its user")
+               "a program's memory can be read by others of its user")
 
 
 class Terminal:
@@ -158,7 +150,7 @@ class Terminal:
     def disconnect_phones(self):
         former = read("link")
         other = Program("orvik-agent", *self.options, "--new-pairing", "--no-link")
-        await_that(lambda: read("link") != former, lambda: "there is a new link")
+        await_that(lambda: read("link") != former, "there is a new link")
         other.ends()
 
     def close_window(self):
@@ -191,7 +183,7 @@ class Desk:
     def disconnect_phones(self):
         former, others = read("link"), self.screen.windows()
         self.panel.click("Disconnect all phones…")
-        await_that(lambda: self.screen.front() not in ["", *others], lambda: "the question is asked")
+        await_that(lambda: self.screen.front() not in ["", *others], "the question is asked")
         self.screen.press("Return", lambda: read("link") != former, "there is a new link")
         self.panel.await_status("● Online")
 

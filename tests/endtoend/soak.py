@@ -5,10 +5,7 @@ Relay, agent, application and the page in a browser run at 48 times their pace, 
 time, while the agent's pairing is replaced 50 times and 200 phones come and go. Prints what each
 program holds after each eighth of the time; ends with status 1 where that has grown."""
 
-import json
 import os
-import re
-import shutil
 import signal
 import subprocess
 import sys
@@ -18,9 +15,9 @@ import time
 from gi.repository import GLib
 
 import programs
-from chaos import preload, root
+from chaos import preload
 from desktop import Panel, start_application, start_bus, start_display
-from programs import Program, check, path, read, start_phone
+from programs import Program, await_that, check, found_at, path, read, root, start_page, start_phone
 
 SPEED = 48
 PAIRINGS, PHONES = 50, 200
@@ -45,8 +42,8 @@ def fast():
 class Measured:
     """A program whose resources are looked at."""
 
-    def __init__(self, name, pid):
-        self.name, self.pid = name, pid
+    def __init__(self, name, program):
+        self.name, self.program, self.pid = name, program, program.process.pid
         self.woken = self.wakeups()
         self.rows = []
 
@@ -62,20 +59,13 @@ class Measured:
                 pass
         return sum_of_all
 
-    def now(self):
-        with open(f"/proc/{self.pid}/status", encoding="utf-8") as file:
-            status = dict(line.split(":", 1) for line in file)
-        return {"resident KiB": int(status["VmRSS"].split()[0]),
-                "descriptors": len(os.listdir(f"/proc/{self.pid}/fd")),
-                "threads": int(status["Threads"])}
-
     def measure(self, seconds):
         woken = self.wakeups()
         # The least of some moments: timers come and go with descriptors, visitors with sockets.
-        looks = [self.now()]
+        looks = [self.program.usage()]
         while len(looks) < 40:
             time.sleep(0.05)
-            looks.append(self.now())
+            looks.append(self.program.usage())
         row = {key: min(look[key] for look in looks) for key in looks[0]}
         row["wake-ups a minute"] = round((woken - self.woken) / (seconds * SPEED / 60))
         self.rows.append(row)
@@ -87,7 +77,7 @@ class Measured:
         first = {key: max(row[key] for row in self.rows[:SETTLED]) for key in self.rows[0]}
         last = self.rows[-1]
         factor, more = MEMORY
-        allowed = {"resident KiB": first["resident KiB"] * factor + more,
+        allowed = {"KiB resident": first["KiB resident"] * factor + more,
                    "descriptors": first["descriptors"], "threads": first["threads"],
                    "wake-ups a minute": first["wake-ups a minute"] * 1.5 + 10}
         return [f"{self.name}: {key} {first[key]} -> {last[key]}" for key in last
@@ -126,9 +116,8 @@ class Looking:
     def _run(self):
         while True:
             self.starts += 1
-            phone = Program("orvik-phone", "-", "--json", *self.options, stdin=read(self.link_file),
-                            folder="phone/terminal", environment=fast(),
-                            stderr=subprocess.DEVNULL)
+            phone = start_phone(read(self.link_file), self.options, environment=fast(),
+                                stderr=subprocess.DEVNULL)
             for line in iter(lambda: self._next(phone), None):
                 self.samples += 1
                 self.histories += '"history"' in line
@@ -145,11 +134,9 @@ class Looking:
 
 
 def start():
-    relay = Program("orvik-relay", "--listen", "127.0.0.1:0", "--listen-plain", "127.0.0.1:0",
-                    "--page", os.path.join(root, "phone/page/dist"), "--state", path("state"),
-                    "--max-phones", "100", environment=fast())
-    port, plain_port = (re.search(r":(\d+)", relay.line()).group(1) for _ in range(2))
-    options = ["--relay", f"wss://localhost:{port}", "--trust", path("state/certificate.pem")]
+    relay = programs.Relay("--page", os.path.join(root, "phone/page/dist"), "--max-phones", "100",
+                           environment=fast())
+    options = found_at(relay.port)
     agent = Program("orvik-agent", *options, "--link-file", path("link"), environment=fast())
     agent.await_line("online")
     bus = start_bus("session")
@@ -158,16 +145,12 @@ def start():
     application = start_application(
         bus, start_display(), options[1], options[3], ORVIK_LINK_FILE=path("application-link"),
         XDG_CONFIG_HOME=path("application"), XDG_DATA_HOME=path("application"), **fast())
-    while not os.path.exists(path("application-link")):
-        time.sleep(0.1)
-    pairing = read("application-link").split("#")[1]
-    page = Program(shutil.which("node"), os.path.join(root, "tests/page/watch.mjs"),
-                   f"http://localhost:{plain_port}/orvik/p#{pairing}", str(SPEED), str(BEGUN))
+    await_that(lambda: os.path.exists(path("application-link")), "the application has a pairing")
+    page = start_page(read("application-link"), relay.plain, str(SPEED), str(BEGUN))
     page.await_line('{"phase":"live"')
     looking = [Looking(name, options) for name in ("link", "application-link")]
     return panel, options, looking, [
-        Measured("agent", agent.process.pid), Measured("application", application.process.pid),
-        Measured("relay", relay.process.pid), Page(page)]
+        Measured("agent", agent), Measured("application", application), Measured("relay", relay), Page(page)]
 
 
 def replace_pairing(options):
@@ -175,16 +158,12 @@ def replace_pairing(options):
     before = read("link")
     other = Program("orvik-agent", *options, "--new-pairing", "--no-link", environment=fast(),
                     stderr=subprocess.DEVNULL)
-    deadline = time.monotonic() + programs.TIMEOUT
-    while read("link") == before:
-        check(time.monotonic() < deadline, "the agent takes the new pairing")
-        time.sleep(0.05)
+    await_that(lambda: read("link") != before, "the agent takes the new pairing")
     other.ends()
 
 
 def visit(options):
-    phone = Program("orvik-phone", "-", "--json", *options, stdin=read("link"), stderr=subprocess.DEVNULL,
-                    folder="phone/terminal", environment=fast())
+    phone = start_phone(read("link"), options, environment=fast(), stderr=subprocess.DEVNULL)
     time.sleep(STAYS)
     phone.process.terminate()
     phone.process.wait()

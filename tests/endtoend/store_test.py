@@ -4,10 +4,9 @@ import json
 import os
 import random
 import select
-import signal
 import time
 
-from programs import TIMEOUT, Program, check, path, run
+from programs import TIMEOUT, Relay, check, path, run
 from websocket_client import Client, connect
 
 KILLS = 50
@@ -57,13 +56,6 @@ class Mac:
         self.last_number = numbers[-1]
 
 
-def start():
-    relay = Program("orvik-relay", "--listen", "127.0.0.1:0", "--listen-plain", "127.0.0.1:0",
-                    "--state", path("state"))
-    relay.line()
-    return relay, int(relay.line().split(",")[0].rsplit(":", 1)[1])
-
-
 def load(macs, relay, chance):
     """All Macs send; somewhere on the way the relay is killed."""
     by_socket = {mac.client.socket: mac for mac in macs}
@@ -81,8 +73,7 @@ def load(macs, relay, chance):
         for ready in select.select(list(by_socket), [], [], pause)[0]:
             check(by_socket[ready].client.receive(), "the relay goes on")
             by_socket[ready].take()
-    relay.process.send_signal(signal.SIGKILL)
-    relay.process.wait()
+    relay.kill()
     for mac in macs:
         while mac.client.receive():
             pass
@@ -93,14 +84,14 @@ def test():
     chance = random.Random(1)
     macs = [Mac() for _ in range(MACS)]
     began = time.monotonic()
-    relay, port = start()
+    relay = Relay()
     for _ in range(KILLS):
         for mac in macs:
-            mac.connect(port)
+            mac.connect(relay.plain)
         load(macs, relay, chance)
-        relay, port = start()
+        relay = Relay()
         for mac in macs:
-            mac.check(port)
+            mac.check(relay.plain)
     safe, said = (sum(map(count, macs)) for count in (lambda mac: len(mac.safe),
                                                       lambda mac: mac.said))
     check(safe > KILLS and not [name for name in os.listdir(path("state")) if "damaged" in name],

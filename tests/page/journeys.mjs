@@ -451,6 +451,10 @@ pushJourney("asked for after the first alert seen; raised on a closed page, clea
   // Into an open page, too.
   assert.deepEqual(await phone.click("Back on mains power"), [`focus ${phone.origin}/orvik/p`]);
   await says(again, "Server");
+  // Where the browser itself opens the address that the notification names.
+  await again.goto(`${phone.origin}/orvik/p?c=${two.find(({ title }) => title.startsWith("Disk")).data.macId}`);
+  await says(again, "Studio");
+  assert.equal(again.url(), `${phone.origin}/orvik/p`);
 });
 
 pushJourney("not for what is looked at; not when switched off; in the phone's language; what does not open is shown", async (stage) => {
@@ -483,10 +487,12 @@ pushJourney("not for what is looked at; not when switched off; in the phone's la
   // Seen in the page by now: not told a second time.
   await badge(again, 3);
   await phone.deliver(JSON.stringify({ ...pushed, notification: { ...pushed.notification, data: { ...pushed.notification.data, number: Number.MAX_SAFE_INTEGER } } }));
+  // What is shown in its turn says that the worker is done with the one before, too.
+  await phone.deliver("");
+  await phone.shows(([first, ...others]) => others.length === 0 && first?.title === "Orvik" && first.data.macId === undefined);
   await switchTo(stage, again, false, 0);
   assert.equal(phone.subscription, undefined);
   await close(stage, again);
-  assert.ok((await phone.notifications()).every(({ data }) => data.number !== Number.MAX_SAFE_INTEGER));
   agent.process.kill("SIGUSR1");
   const last = await phoneOpens(stage, phone, `${phone.origin}/orvik/p`);
   await badge(last, 4);

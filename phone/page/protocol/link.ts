@@ -15,6 +15,16 @@ export type LinkFault = "damaged" | "newer";
 /** Longer links are refused unread. */
 const longestLink = 4096;
 
+/** The page's address for one of its computers. Not in the fragment, which is a link's. */
+export function computerAddress(macId: string): string {
+  return `/orvik/p?c=${macId}`;
+}
+
+/** The identifier that the page's address names, of its query with "?"; perhaps none of the page's. */
+export function readQuery(query: string): string | undefined {
+  return /^\?c=([\w-]{22})$/.exec(query)?.[1];
+}
+
 /** Reads the fragment of a link, without its "#". */
 export function readFragment(fragment: string): PairingLink | LinkFault {
   if (fragment.length > longestLink) return "damaged";

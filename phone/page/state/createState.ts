@@ -51,6 +51,8 @@ export interface Opening {
   readonly fault: LinkFault | "insecure" | "browserTooOld" | undefined;
   /** iOS opens an installed page with its first address again and again; that is no new scan. */
   readonly isInstalled: boolean;
+  /** The identifier that the page's address names, where a notification has opened it. */
+  readonly computer?: string | undefined;
 }
 
 /** A page that has been still for longer has slept, or its clock was set. */
@@ -330,8 +332,8 @@ export function createState(around: Surroundings): State {
       (a, b) => a.stored.peek().addedAtMs - b.stored.peek().addedAtMs);
     change({ removed: settings.removed.filter((macId) => macId !== scanned), visits: settings.visits });
     if (opening.isInstalled) await showInstalled(opening);
-    const first = chosen.peek()?.macId ?? settings.chosen;
-    choose(computers.peek().some((each) => each.macId === first) ? first ?? "" : computers.peek()[0]?.macId ?? "");
+    const ids = computers.peek().map(({ macId }) => macId);
+    choose([chosen.peek()?.macId, opening.computer, settings.chosen].find((macId) => ids.includes(macId ?? "")) ?? ids[0] ?? "");
     // The last known values are there at once; the connection is made meanwhile.
     void opening.relay.then((address) => {
       relay = address;

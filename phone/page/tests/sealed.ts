@@ -18,7 +18,7 @@ export async function sealed(
 /** What a relay pushes of it. */
 export function pushed(mac: string, number: number, envelope?: string): string {
   return JSON.stringify({
-    mutable: true, notification: { data: { envelope, mac, number }, navigate: "/orvik/p", tag: `${mac}.${number}`, title: "Orvik" },
+    mutable: true, notification: { data: { envelope, mac, number }, navigate: `/orvik/p?c=${mac}`, tag: `${mac}.${number}`, title: "Orvik" },
     web_push: 8030,
   });
 }

@@ -189,6 +189,9 @@ test("several computers: only the shown one is connected, all while the list is 
   await settled();
   assert.deepEqual([page.current.name.value, page.storage.paired.size, page.addressCleared], ["computer 2", 2, 1]);
   assert.ok([...page.storage.texts.keys()].every((key) => !key.startsWith(idOf(1))));
+  for (const [computer, shown] of [[idOf(3), "computer 3"], [idOf(1), "computer 3"]] as const) {
+    assert.equal((await new Page(page.storage).open({ computer })).current.name.value, shown);
+  }
 });
 
 test("an installed page's first address adds its computer once, and never brings a removed one back", async () => {

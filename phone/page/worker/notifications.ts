@@ -1,5 +1,6 @@
 /** Shows pushed alerts while the page is closed, and opens it when one is tapped. */
 import { authentication } from "../protocol/keys.js";
+import { computerAddress } from "../protocol/link.js";
 import { readMessage } from "../protocol/messages.js";
 import { subscribe } from "../protocol/push.js";
 import { fields, text } from "../protocol/readers.js";
@@ -18,13 +19,21 @@ declare const notificationIcon: string;
 interface Options extends NotificationOptions {
   readonly renotify?: boolean;
   readonly timestamp?: number;
+  /** Safari's, which shows nothing without it where the message was a declarative one; absolute. */
+  readonly navigate: string;
 }
+
+/** Safari has been seen never to say that a notification is shown; a worker is given some 10 s. */
+const showLimitMs = 5_000;
+/** How long a page that is looked at has for taking in the same alert from its connection. */
+const livePatienceMs = 2_000;
+const liveStepMs = 200;
 
 let before: Promise<void> = Promise.resolve();
 
 /** One after the other, in the order in which they came: the later of two is what stays. */
 export function pushed(data: string): Promise<void> {
-  const shown = before.then(() => show(data));
+  const shown = before.then(() => Promise.race([show(data), wait(showLimitMs)]));
   before = shown.catch(() => undefined);
   return shown;
 }
@@ -33,25 +42,57 @@ export function pushed(data: string): Promise<void> {
 async function show(data: string): Promise<void> {
   const { registration } = worker;
   const known = { ...browserStorage(), words: () => new Database().get("settings", "words") };
-  const notice = await noticeOf(data, known, Date.now());
-  const [shown] = await registration.getNotifications({ tag: notice.tag });
+  let notice = await noticeOf(data, known, Date.now());
+  const mayBeHad = notice.about.epochMs !== undefined;
+  for (let waited = 0; mayBeHad && !notice.isHad && waited < livePatienceMs && await isLookedAt(); waited += liveStepMs) {
+    await wait(liveStepMs);
+    notice = await noticeOf(data, known, Date.now());
+  }
+  const present = await registration.getNotifications({ tag: notice.tag });
+  const shown = present.find((each) => isNewer(each.data, notice.about)) ?? present[0];
+  // Where equal tags are stacked, or take each other's place without a sound.
+  if (!isRenotifying()) for (const each of present) each.close();
   if (shown !== undefined && isNewer(shown.data, notice.about)) {
     const { title, body, tag, lang, dir } = shown;
-    await registration.showNotification(title, { body, tag, lang, dir, data: shown.data as unknown, icon: shown.icon, silent: true });
+    const again: Options = {
+      body, tag, lang, dir, data: shown.data as unknown, icon: notificationIcon, silent: true, navigate: addressOf(shown.data),
+    };
+    await registration.showNotification(title, again);
     return;
   }
   await registration.showNotification(notice.title, options(notice, shown));
-  // It is on the page that somebody looks at.
-  if (notice.isHad && (await pages()).some((page) => page.visibilityState === "visible")) {
+  if (notice.isHad && await isLookedAt()) {
     for (const each of await registration.getNotifications({ tag: notice.tag })) each.close();
   }
+}
+
+/** Somebody sees the page. */
+async function isLookedAt(): Promise<boolean> {
+  return (await pages()).some((page) => page.visibilityState === "visible");
+}
+
+function isRenotifying(): boolean {
+  return "renotify" in Notification.prototype;
+}
+
+function wait(durationMs: number): Promise<void> {
+  return new Promise((resolve) => { setTimeout(resolve, durationMs); });
+}
+
+function macIdOf(about: unknown): string | undefined {
+  return text(fields(about)?.("macId"));
+}
+
+function addressOf(about: unknown): string {
+  const macId = macIdOf(about);
+  return new URL(macId === undefined ? "/orvik/p" : computerAddress(macId), self.location.origin).href;
 }
 
 function options({ body, tag, lang, dir, about, isNews, isHad }: Notice, shown: Notification | undefined): Options {
   const isSame = about.epochMs !== undefined && fields(shown?.data)?.("epochMs") === about.epochMs;
   return {
-    body, tag, lang, dir, icon: notificationIcon, data: about,
-    silent: isHad || isSame || (about.epochMs !== undefined && !isNews),
+    body, tag, lang, dir, icon: notificationIcon, data: about, navigate: addressOf(about),
+    silent: isHad || isSame || (about.epochMs === undefined ? shown !== undefined && !isRenotifying() : !isNews),
     renotify: isNews && !isSame,
     ...(about.epochMs === undefined ? {} : { timestamp: about.epochMs }),
   };
@@ -60,7 +101,7 @@ function options({ body, tag, lang, dir, about, isNews, isHad }: Notice, shown: 
 /** Shows the page, and the notification's computer on it. */
 export async function tapped(notification: Notification): Promise<void> {
   notification.close();
-  const macId = text(fields(notification.data)?.("macId"));
+  const macId = macIdOf(notification.data);
   const [page] = await pages();
   // The page reads it when it begins, now or after the browser had thrown it away.
   if (macId !== undefined) await choose(macId);

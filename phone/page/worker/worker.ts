@@ -43,7 +43,9 @@ worker.addEventListener("fetch", (event) => {
 });
 
 worker.addEventListener("push", (event) => {
-  event.waitUntil(pushed(event.data?.text() ?? ""));
+  const { data, notification } = event as PushEvent & { readonly notification?: Notification | null };
+  // Of a declarative message Safari gives no text, but the notification that it would show by itself.
+  event.waitUntil(pushed(data?.text() ?? JSON.stringify({ notification: { data: notification?.data as unknown } })));
 });
 
 worker.addEventListener("notificationclick", (event) => {

@@ -11,9 +11,9 @@ namespace orvik {
 namespace {
 
 /// A computer that has replaced its pairing, and a relay that does what a scenario says.
-class World {
+class Revoker {
  public:
-  World() {
+  Revoker() {
     session->onNew = [this](test::ScriptedSocket& socket) {
       EXPECT_EQ(socket.url, "wss://relay.example/v1/mac/AAAAAAAAAAAAAAAAAAAAAA");
       socket.onClose = [this](std::uint16_t code) { note("closes " + std::to_string(code)); };
@@ -58,7 +58,7 @@ class World {
 };
 
 TEST(Revocation, DoesWhatTheScenariosSay) {
-  EXPECT_EQ(test::expectScenarios<World>("client/revocation.txt"), 25);
+  EXPECT_EQ(test::expectScenarios<Revoker>("client/revocation.txt"), 25);
 }
 
 }  // namespace

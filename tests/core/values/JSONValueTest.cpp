@@ -19,7 +19,7 @@ namespace {
 using Array = JSONValue::Array;
 using Object = JSONValue::Object;
 
-const test::Parsers parsers{
+const test::Parsers valueParsers{
     {"JSON",
      [](auto text) -> JSONValue {
        try {
@@ -50,7 +50,7 @@ const test::Parsers parsers{
      }}};
 
 TEST(JSONValue, ReadsAndWritesWhatTheTableSays) {
-  test::expectTable("values/texts.txt", parsers);
+  test::expectTable("values/texts.txt", valueParsers);
   EXPECT_TRUE(std::isnan(pyRound(std::nan(""), 1)));
   EXPECT_EQ(JSONValue(std::nan("")).text(), "null");
   EXPECT_EQ(pyText(std::numeric_limits<std::uint64_t>::max()), "18446744073709551615");

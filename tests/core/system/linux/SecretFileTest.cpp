@@ -14,8 +14,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const SecretStore::Key key{.service = "example.Test", .account = "pairing"};
-const Bytes secret{0, '\n', 0xFF, 'a'};
+const SecretStore::Key fileKey{.service = "example.Test", .account = "pairing"};
+const Bytes fileSecret{0, '\n', 0xFF, 'a'};
 
 struct SecretFileTest : testing::Test {
   test::TemporaryFolder home;
@@ -25,22 +25,22 @@ struct SecretFileTest : testing::Test {
 };
 
 TEST_F(SecretFileTest, AnItemIsAFileOfItsOwnerAlone) {
-  EXPECT_EQ(store.find(key), std::nullopt);
-  EXPECT_TRUE(store.remove(key));
+  EXPECT_EQ(store.find(fileKey), std::nullopt);
+  EXPECT_TRUE(store.remove(fileKey));
   fs::create_directories(folder);
   fs::permissions(folder, fs::perms(0755));
-  ASSERT_TRUE(store.add(key, "Label", Bytes{1, 2}));
-  ASSERT_TRUE(store.add(key, "Label", secret));
-  EXPECT_EQ(store.find(key), secret);
-  EXPECT_EQ(store.find({.service = key.service, .account = "other"}), std::nullopt);
+  ASSERT_TRUE(store.add(fileKey, "Label", Bytes{1, 2}));
+  ASSERT_TRUE(store.add(fileKey, "Label", fileSecret));
+  EXPECT_EQ(store.find(fileKey), fileSecret);
+  EXPECT_EQ(store.find({.service = fileKey.service, .account = "other"}), std::nullopt);
   EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
   EXPECT_EQ(fs::status(folder).permissions(), fs::perms(0700));
   EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1);
   // Left by a program that was ended in the midst of it; the second is somebody else's.
   home.write("share/orvik/example.Test.pairing.a1B2c3", "secret");
   home.write("share/orvik/example.Test.pairing.mine", "secret");
-  EXPECT_TRUE(store.remove(key));
-  EXPECT_EQ(store.find(key), std::nullopt);
+  EXPECT_TRUE(store.remove(fileKey));
+  EXPECT_EQ(store.find(fileKey), std::nullopt);
   EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1);
   fs::remove(folder / "example.Test.pairing.mine");
 }
@@ -58,36 +58,37 @@ TEST_F(SecretFileTest, WhatOthersCouldHaveSeenOrMadeIsNotRead) {
       [&] { geteuid() == 0 ? chown(file.c_str(), 1, 1) : unlink(file.c_str()); },
   };
   for (const auto& spoil : spoilers) {
-    ASSERT_TRUE(store.add(key, "Label", secret));
-    ASSERT_EQ(store.find(key), secret);
+    ASSERT_TRUE(store.add(fileKey, "Label", fileSecret));
+    ASSERT_EQ(store.find(fileKey), fileSecret);
     spoil();
     if (&spoil - spoilers < 3) {
-      EXPECT_THROW((void)store.find(key), SecretStore::Unreadable) << "this user's, and no other";
+      EXPECT_THROW((void)store.find(fileKey), SecretStore::Unreadable)
+          << "this user's, and no other";
     } else {
-      EXPECT_EQ(store.find(key), std::nullopt) << &spoil - spoilers;
+      EXPECT_EQ(store.find(fileKey), std::nullopt) << &spoil - spoilers;
     }
     fs::remove_all(file);
   }
 }
 
 TEST_F(SecretFileTest, WhatCannotBeOpenedIsNoReasonForAnother) {
-  ASSERT_TRUE(store.add(key, "Label", secret));
+  ASSERT_TRUE(store.add(fileKey, "Label", fileSecret));
   rlimit limit{};
   getrlimit(RLIMIT_NOFILE, &limit);
   const rlim_t former = std::exchange(limit.rlim_cur, 0);
   setrlimit(RLIMIT_NOFILE, &limit);
-  EXPECT_THROW((void)store.find(key), SecretStore::Unreadable);
+  EXPECT_THROW((void)store.find(fileKey), SecretStore::Unreadable);
   limit.rlim_cur = former;
   setrlimit(RLIMIT_NOFILE, &limit);
-  EXPECT_EQ(store.find(key), secret);
+  EXPECT_EQ(store.find(fileKey), fileSecret);
   // Without a place nothing is stored.
   home.write("file", "");
   for (const fs::path& nowhere : {fs::path(), home.path / "file" / "orvik", home.path / "file"}) {
     SecretFile without(nowhere);
-    EXPECT_FALSE(without.add(key, "Label", secret)) << nowhere;
-    EXPECT_EQ(without.find(key), std::nullopt);
+    EXPECT_FALSE(without.add(fileKey, "Label", fileSecret)) << nowhere;
+    EXPECT_EQ(without.find(fileKey), std::nullopt);
   }
-  EXPECT_FALSE(store.add({.service = "a", .account = "/../b"}, "Label", secret));
+  EXPECT_FALSE(store.add({.service = "a", .account = "/../b"}, "Label", fileSecret));
 }
 
 }  // namespace
