@@ -166,10 +166,14 @@ const std::array rows{
         .words =
             "The authorities that push services are checked by, as PEM; otherwise the system's",
         .needs = "--push-subject"},
-    Row{"--cluster", "URL", &Options::cluster,
-        "NATS servers with JetStream that several relays share, in place of --store: "
-        "nats://HOST:PORT or tls://HOST:PORT, more of them behind commas, with USER:PASSWORD@ "
-        "before the first host"},
+    Row{.name = "--cluster",
+        .value = "URL",
+        .field = &Options::cluster,
+        .words =
+            "NATS servers with JetStream that several relays share, in place of --store: "
+            "nats://HOST:PORT or tls://HOST:PORT, more of them behind commas, with USER:PASSWORD@ "
+            "before the first host",
+        .excludes = "--store"},
     Row{.name = "--cluster-credentials",
         .value = "FILE",
         .field = &Options::clusterCredentials,
@@ -181,19 +185,24 @@ const std::array rows{
         .words = "The authorities that they are checked by over TLS, as PEM; otherwise the "
                  "system's",
         .needs = "--cluster"},
-    Row{"--cluster-name", "NAME", &Options::clusterName,
-        "What the stream there is called, and what all subjects begin with: the same for all "
-        "relays that belong together"},
-    Row{"--cluster-replicas",
-        "NUMBER",
-        &Options::clusterReplicas,
-        "On how many of the servers everything is kept, when the stream is made",
-        {1, 5}},
-    Row{"--cluster-storage",
-        "MIB",
-        &Options::clusterStorage,
-        "What the stream may take, when it is made; 0 stands for what the servers give",
-        {0, 1e7}},
+    Row{.name = "--cluster-name",
+        .value = "NAME",
+        .field = &Options::clusterName,
+        .words = "What the stream there is called, and what all subjects begin with: the same for "
+                 "all relays that belong together",
+        .needs = "--cluster"},
+    Row{.name = "--cluster-replicas",
+        .value = "NUMBER",
+        .field = &Options::clusterReplicas,
+        .words = "On how many of the servers everything is kept, when the stream is made",
+        .bounds = {1, 5},
+        .needs = "--cluster"},
+    Row{.name = "--cluster-storage",
+        .value = "MIB",
+        .field = &Options::clusterStorage,
+        .words = "What the stream may take, when it is made; 0 stands for what the servers give",
+        .bounds = {0, 1e7},
+        .needs = "--cluster"},
     Row{.name = "--copy-to-cluster",
         .value = "FILE",
         .field = &Options::copyToCluster,

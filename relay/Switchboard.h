@@ -284,8 +284,9 @@ class Switchboard final : public NeighbourListener {
   /// Where alerts are known to be missed, and whose records are read again, from when on.
   std::set<Identifier> missingPlaces;
   std::map<Identifier, Instant> rereads;
-  /// Everything is being said again, and all places are being noted as used.
+  /// Everything is being said again, and is to be once more; all places are being noted as used.
   Walk saying;
+  bool saysAgain = false;
   Walk noting;
   /// Of those whose alerts have been pushed, until they may have as many pushed as at first:
   /// leaving and coming back gains nothing.

@@ -430,16 +430,14 @@ void Switchboard::cutOff() {
 }
 
 void Switchboard::back() {
-  if (neighbours != nullptr) {
-    saying = {true};
-    sayAgain();
-  }
+  // Several may come back one after the other: what is being said to one ends first.
+  saysAgain = neighbours != nullptr;
 }
 
-/// So that everything has been said within a second or two, and no turn is long.
+/// So that everything has been said within some seconds, and no turn is long.
 void Switchboard::sayAgain() {
-  constexpr std::size_t least = 1000;
-  walk(saying, std::max(least, places.size() / 2), [this](const Entry& entry) {
+  constexpr std::size_t least = 5000;
+  walk(saying, std::max(least, places.size() / 3), [this](const Entry& entry) {
     tellStanding(entry, true);
     const Knowledge knowledge = entry.second.knowledge;
     if (knowledge == Knowledge::known || knowledge == Knowledge::unknown) {
@@ -450,6 +448,9 @@ void Switchboard::sayAgain() {
 
 void Switchboard::expireElsewhere(Instant now) {
   constexpr int mostAskings = 5;
+  if (!saying.isUnderWay && std::exchange(saysAgain, false)) {
+    saying = {true};
+  }
   if (saying.isUnderWay) {
     sayAgain();
   }
@@ -469,7 +470,10 @@ void Switchboard::expireElsewhere(Instant now) {
   }
   std::size_t left = limits.rereads;
   for (auto next = rereads.begin(); next != rereads.end() && left > 0;) {
-    if (now < next->second) {
+    const Place& place = places.find(next->first)->second;
+    const bool isAsking = place.elsewhere->isReading || place.knowledge == Knowledge::asked ||
+                          place.knowledge == Knowledge::claiming;
+    if (now < next->second || isAsking) {
       ++next;
       continue;
     }

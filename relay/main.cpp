@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "core/values/Base64.h"
 #include "relay/CertificateSource.h"
 #include "relay/Log.h"
 #include "relay/MemoryStore.h"
@@ -59,18 +60,21 @@ class Program {
     if (!options.page.empty()) {
       server.serve(relay::Page::read(options.page));
     }
-    if (!options.cluster.empty()) {
-      const relay::JetStreamStore::Settings cluster = options.clusterSettings();
-      server.join({cluster.connection, cluster.name});
-    }
+    std::string pushKey;
     if (!options.pushSubject.empty()) {
       const auto settings = pushSettings(options);
-      server.pushBy(settings, relay::VAPID::keptIn(options.stateFolder()));
+      relay::P256Key key = relay::VAPID::keptIn(options.stateFolder());
+      pushKey = base64URL(key.publicKey());
+      server.pushBy(settings, std::move(key));
       if (!settings.haveAuthorities()) {
         relay::log(Priority::warning,
                    "no push service can be checked, and none is pushed to: install the package "
                    "ca-certificates, or say --push-trust");
       }
+    }
+    if (!options.cluster.empty()) {
+      const relay::JetStreamStore::Settings cluster = options.clusterSettings();
+      server.join({cluster.connection, cluster.name, pushKey});
     }
   }
 

@@ -25,41 +25,14 @@ constexpr auto lookInterval = 1s;
 constexpr int quickAttempts = 3;
 /// Of those that the engine refuses at once.
 constexpr int mostAttempts = 20;
-/// For how long the engine takes no second change of one version of a record: longer than one may
-/// be under way, and no longer, since a leader that could not pass one on goes on refusing it.
-constexpr std::chrono::nanoseconds duplicateWindow = 3s;
 constexpr auto day = 24h;
 /// Above what has been given to alerts that have not been kept.
 constexpr std::uint64_t numberGap = 100'000;
-/// What has to fit for a full stream to be called able to grow.
+/// What has to fit for a stream to be called available.
 constexpr std::size_t probeBytes = 65'536;
 /// A message that holds every record, and what of it goes to the headers.
 constexpr std::size_t recordBytes = 262'144;
 constexpr std::size_t headerBytes = 1024;
-/// Servers of the engine that have said nothing for so long do not count.
-constexpr std::chrono::nanoseconds silence = 4s;
-
-/// Errors by the numbers of the engine.
-enum Code : std::int64_t {
-  unheard = 503,
-  resourcesExceeded = 10002,
-  insufficientResources = 10023,
-  memoryExceeded = 10028,
-  noMessage = 10037,
-  storageExceeded = 10047,
-  nameInUse = 10058,
-  noStream = 10059,
-  wrongSequence = 10071,
-  notStored = 10077,
-  /// Not of the engine.
-  notAcknowledged = -2,
-};
-
-bool isFull(std::int64_t code) {
-  return code == resourcesExceeded || code == insufficientResources || code == memoryExceeded ||
-         code == storageExceeded || code == notStored;
-}
-
 template <typename... Cases>
 struct Overloaded : Cases... {
   using Cases::operator()...;
@@ -77,30 +50,6 @@ std::string randomName() {
 
 std::int64_t secondsOf(Clock::Duration duration) {
   return std::chrono::duration_cast<std::chrono::seconds>(duration).count();
-}
-
-std::int64_t integer(const UntypedValue& object, std::string_view key, std::int64_t otherwise) {
-  const auto* const found = object.get<std::int64_t>(key);
-  return found == nullptr ? otherwise : *found;
-}
-
-const UntypedValue& part(const UntypedValue& object, std::string_view key) {
-  static const UntypedValue none;
-  const UntypedValue* const found = object.find(key);
-  return found == nullptr ? none : *found;
-}
-
-/// Whether so many of the servers with the stream are there that it can be written to.
-bool hasQuorum(const UntypedValue& cluster) {
-  const auto* const others = cluster.get<UntypedValue::List>("replicas");
-  if (others == nullptr) {
-    return true;
-  }
-  const auto present = std::ranges::count_if(*others, [](const UntypedValue& each) {
-    const auto* const isOffline = each.get<bool>("offline");
-    return (isOffline == nullptr || !*isOffline) && integer(each, "active", 0) < silence.count();
-  });
-  return static_cast<std::size_t>(present + 1) > (others->size() + 1) / 2;
 }
 
 template <typename Item, typename Key, typename Projection>
@@ -142,24 +91,6 @@ void insert(Record& record, Subscription subscription, const Limits& limits) {
 }
 
 }  // namespace
-
-JetStreamStore::Failure JetStreamStore::Failure::in(const UntypedValue& answer, bool isUnheard) {
-  if (isUnheard) {
-    return {unheard, "it has no JetStream, or none for this user"};
-  }
-  const UntypedValue* const error = answer.find("error");
-  const auto* const isDuplicate = answer.get<bool>("duplicate");
-  if (isDuplicate != nullptr && *isDuplicate) {
-    return {wrongSequence, "another relay was first"};
-  }
-  if (error == nullptr) {
-    return {};
-  }
-  const auto* const words = error->get<std::string>("description");
-  // Only older engines give none of their own.
-  return {integer(*error, "err_code", integer(*error, "code", -1)),
-          words == nullptr ? "it refuses" : *words};
-}
 
 JetStreamStore::JetStreamStore(Settings settings, const Limits& limits,
                                std::shared_ptr<Clock> clock, Log log)
@@ -287,7 +218,7 @@ void JetStreamStore::read(Works::iterator work) {
 }
 
 void JetStreamStore::found(Works::iterator work, const UntypedValue& answer,
-                           const Failure& failure) {
+                           const StreamFailure& failure) {
   std::uint64_t place = 0;
   std::optional<StoredRecord> stored;
   if (failure.code == 0) {
@@ -298,6 +229,10 @@ void JetStreamStore::found(Works::iterator work, const UntypedValue& answer,
     stored = bytes ? StoredRecord::in(textOf(*bytes), limits) : std::nullopt;
     if (!stored || place == 0) {
       // A later version's, or a stranger's: nobody is to write over it.
+      if (!std::exchange(wasUnreadableLogged, true)) {
+        log("the cluster's store has a record that no relay of this version has written, and " +
+            subjectOf(work->first) + " is refused until it is purged; more go without a line");
+      }
       fail(work);
       return;
     }
@@ -305,7 +240,7 @@ void JetStreamStore::found(Works::iterator work, const UntypedValue& answer,
     if (stored->usedAt <= unixNow() - secondsOf(limits.recordTime)) {
       stored.reset();
     }
-  } else if (failure.code != noMessage) {
+  } else if (failure.code != StreamFailure::noMessage) {
     again(work, failure.words);
     return;
   }
@@ -343,14 +278,14 @@ void JetStreamStore::write(Works::iterator work, const StoredRecord& record, std
           {.subject = subjectOf(work->first), .data = std::move(text), .after = after});
 }
 
-void JetStreamStore::written(Works::iterator work, const Failure& failure) {
+void JetStreamStore::written(Works::iterator work, const StreamFailure& failure) {
   if (failure.code == 0) {
-    // A full stream may still take a small one: `probed` says when it is not full any more.
+    // A full stream may still take a small one: a probe says when it is not full any more.
     finish(work);
-  } else if (failure.code == wrongSequence) {
+  } else if (failure.code == StreamFailure::wrongSequence) {
     conflicted(work);
   } else {
-    if (isFull(failure.code)) {
+    if (failure.isFull()) {
       changeHealth(Health::full, failure.words);
     }
     fail(work);
@@ -446,13 +381,6 @@ void JetStreamStore::answerUnavailable(const Question& question, const Work& wor
       [&](const Copying& asks) { due.push_back([then = asks.then] { then(Copied::failed); }); },
       [](const auto&) {}};
   std::visit(answer, question.asks);
-}
-
-bool JetStreamStore::isAcknowledged(const UntypedValue& answer, std::uint64_t after) const {
-  const auto* const stream = answer.get<std::string>("stream");
-  const std::int64_t place = integer(answer, "seq", 0);
-  return stream != nullptr && *stream == settings.name && place > 0 &&
-         static_cast<std::uint64_t>(place) > after;
 }
 
 Found JetStreamStore::asFound(const std::optional<StoredRecord>& stored) const {
@@ -583,7 +511,7 @@ void JetStreamStore::received(std::string_view subject, std::string_view data, b
     return;
   }
   const UntypedValue answer = readJSONOrNull(data);
-  Failure failure = Failure::in(answer, isUnheard);
+  StreamFailure failure = StreamFailure::in(answer, isUnheard);
   {
     const std::lock_guard guard(mutex);
     const auto asked = requests.find(number);
@@ -599,8 +527,8 @@ void JetStreamStore::received(std::string_view subject, std::string_view data, b
     }
     const bool isWriting =
         request.kind == Request::Kind::write || request.kind == Request::Kind::probe;
-    if (isWriting && failure.code == 0 && !isAcknowledged(answer, request.after)) {
-      failure = {notAcknowledged, "another program answers for its stream"};
+    if (isWriting && failure.code == 0 && !stream().hasTaken(answer, request.after)) {
+      failure = {StreamFailure::notAcknowledged, "another program answers for its stream"};
     }
     switch (request.kind) {
       case Request::Kind::read:
@@ -669,24 +597,12 @@ void JetStreamStore::look() {
   request(Request::Kind::look, {}, {"$JS.API.STREAM.INFO." + settings.name});
 }
 
-void JetStreamStore::looked(const UntypedValue& answer, const Failure& failure) {
+void JetStreamStore::looked(const UntypedValue& answer, const StreamFailure& failure) {
   isLooking = false;
-  if (failure.code == noStream) {
+  if (failure.code == StreamFailure::noStream) {
     isLooking = true;
-    JSONObject config{{"name", settings.name},
-                      {"subjects", JSONValue::Array{settings.name + ".record.*"}},
-                      {"retention", "limits"},
-                      {"discard", "new"},
-                      {"storage", "file"},
-                      {"max_msgs_per_subject", 1},
-                      {"duplicate_window", duplicateWindow.count()},
-                      {"max_age", std::chrono::nanoseconds(limits.recordTime).count()},
-                      {"num_replicas", settings.replicas}};
-    if (settings.bytes > 0) {
-      config.set("max_bytes", settings.bytes);
-    }
-    const JSONValue what = std::move(config);
-    request(Request::Kind::make, {}, {"$JS.API.STREAM.CREATE." + settings.name, what.text()});
+    request(Request::Kind::make, {},
+            {"$JS.API.STREAM.CREATE." + settings.name, stream().config().text()});
     return;
   }
   if (failure.code != 0) {
@@ -694,7 +610,7 @@ void JetStreamStore::looked(const UntypedValue& answer, const Failure& failure) 
     return;
   }
   const UntypedValue& config = part(answer, "config");
-  if (const std::string member = unfit(config); !member.empty()) {
+  if (const std::string member = stream().unfit(config); !member.empty()) {
     unavailable(Health::unknownFormat, "its stream \"" + settings.name +
                                            "\" is another program's, or it is too old: " + member);
     return;
@@ -710,44 +626,18 @@ void JetStreamStore::looked(const UntypedValue& answer, const Failure& failure) 
   isRoomForMore = most <= 0 || integer(part(answer, "state"), "bytes", 0) < most / 4 * 3;
   if (!hasQuorum(part(answer, "cluster"))) {
     unavailable(Health::failing, "most of its servers are away");
-  } else if (told.health == Health::full) {
+  } else if (told.health != Health::available) {
+    // A leader that is cut off from the others says that all is well until it has to write.
+    isLooking = true;
     request(Request::Kind::probe, {},
             {.subject = settings.name + ".record.room", .data = std::string(probeBytes, ' ')});
-  } else {
-    available();
   }
 }
 
-std::string JetStreamStore::unfit(const UntypedValue& config) const {
-  const auto is = [&config](std::string_view key, std::string_view value) {
-    const auto* const text = config.get<std::string>(key);
-    return text != nullptr && *text == value;
-  };
-  const auto* const subjects = config.get<UntypedValue::List>("subjects");
-  const auto* const isSilent = config.get<bool>("no_ack");
-  const std::int64_t age = integer(config, "max_age", 0);
-  const std::vector<std::pair<const char*, bool>> members = {
-      {"subjects",
-       subjects != nullptr && *subjects == UntypedValue::List{settings.name + ".record.*"}},
-      {"max_msgs_per_subject", integer(config, "max_msgs_per_subject", 0) == 1},
-      {"storage", is("storage", "file")},
-      {"discard", is("discard", "new")},
-      {"no_ack", isSilent == nullptr || !*isSilent},
-      {"max_age", age == 0 || age >= std::chrono::nanoseconds(limits.recordTime).count()},
-      {"num_replicas", integer(config, "num_replicas", 0) >= settings.replicas},
-      {"duplicate_window", integer(config, "duplicate_window", 0) == duplicateWindow.count()}};
-  for (const auto& [name, isFit] : members) {
-    if (!isFit) {
-      return name;
-    }
-  }
-  return {};
-}
-
-void JetStreamStore::made(const Failure& failure) {
+void JetStreamStore::made(const StreamFailure& failure) {
   isLooking = false;
   // Another relay may have made it at the same time.
-  if (failure.code == 0 || failure.code == nameInUse) {
+  if (failure.code == 0 || failure.code == StreamFailure::nameInUse) {
     nextLook = clock->now();
   } else {
     unavailable(Health::failing, "no stream on " + std::to_string(settings.replicas) +
@@ -755,17 +645,19 @@ void JetStreamStore::made(const Failure& failure) {
   }
 }
 
-void JetStreamStore::probed(const Failure& failure) {
+void JetStreamStore::probed(const StreamFailure& failure) {
+  isLooking = false;
   if (failure.code == 0) {
-    available();
+    open(Health::available, "");
+  } else if (failure.isFull()) {
+    open(Health::full, failure.words);
+  } else {
+    unavailable(Health::failing, failure.words);
   }
 }
 
-void JetStreamStore::available() {
-  if (told.health == Health::available) {
-    return;
-  }
-  changeHealth(Health::available, "");
+void JetStreamStore::open(Health health, const std::string& why) {
+  changeHealth(health, why);
   std::vector<Identifier> all;
   for (const auto& [identifier, work] : works) {
     if (work.underWay.empty()) {
@@ -810,6 +702,10 @@ void JetStreamStore::deliver() {
     guard.lock();
   }
   isDelivering = false;
+}
+
+RecordStream JetStreamStore::stream() const {
+  return {settings.name, settings.replicas, settings.bytes, limits.recordTime};
 }
 
 std::string JetStreamStore::subjectOf(const Identifier& identifier) const {

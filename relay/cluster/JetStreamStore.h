@@ -13,6 +13,7 @@
 #include "relay/Limits.h"
 #include "relay/RecordStore.h"
 #include "relay/cluster/NATSConnection.h"
+#include "relay/cluster/RecordStream.h"
 #include "relay/cluster/StoredRecord.h"
 
 namespace orvik {
@@ -131,14 +132,6 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
     /// The place in the stream that a write has to come after.
     std::uint64_t after = 0;
   };
-  /// The error of an answer of the engine; a code of 0 where there is none.
-  struct Failure {
-    std::int64_t code = 0;
-    std::string words{};
-
-    [[nodiscard]] static Failure in(const UntypedValue& answer, bool isUnheard);
-  };
-
   void connected() override;
   void lost(const std::string& why) override;
   void received(std::string_view subject, std::string_view data, bool isUnheard) override;
@@ -147,9 +140,9 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
   // All of these are called while `mutex` is held.
   void begin(Works::iterator work);
   void read(Works::iterator work);
-  void found(Works::iterator work, const UntypedValue& answer, const Failure& failure);
+  void found(Works::iterator work, const UntypedValue& answer, const StreamFailure& failure);
   void write(Works::iterator work, const StoredRecord& record, std::uint64_t after);
-  void written(Works::iterator work, const Failure& failure);
+  void written(Works::iterator work, const StreamFailure& failure);
   void again(Works::iterator work, const std::string& why);
   /// Another relay has changed the record, or is about to.
   void conflicted(Works::iterator work);
@@ -157,14 +150,12 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
   void failAll();
   void settle(Work& work);
   void finish(Works::iterator work);
-  void looked(const UntypedValue& answer, const Failure& failure);
-  /// Which of the stream's settings has another value than records need; empty when none has.
-  [[nodiscard]] std::string unfit(const UntypedValue& config) const;
-  void made(const Failure& failure);
-  void probed(const Failure& failure);
+  void looked(const UntypedValue& answer, const StreamFailure& failure);
+  void made(const StreamFailure& failure);
+  void probed(const StreamFailure& failure);
   void request(Request::Kind kind, const Identifier& identifier, NATSConnection::Message message);
   void look();
-  void available();
+  void open(Health health, const std::string& why);
   void unavailable(Health health, const std::string& why);
   void changeHealth(Health health, const std::string& why);
   [[nodiscard]] bool isOpen() const {
@@ -175,8 +166,6 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
   bool apply(Question& question, std::optional<StoredRecord>& stored);
   /// Whether the record is this owner's, or now is since nobody has owned it.
   bool isOwned(std::optional<StoredRecord>& stored, const TokenHash& owner, bool& isChanged) const;
-  /// Whether the stream itself says that it has what was written.
-  [[nodiscard]] bool isAcknowledged(const UntypedValue& answer, std::uint64_t after) const;
   [[nodiscard]] Found asFound(const std::optional<StoredRecord>& stored) const;
   void answerUnavailable(const Question& question, const Work& work);
 
@@ -185,6 +174,7 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
   /// Calls what answers, in order.
   void deliver();
   [[nodiscard]] std::int64_t unixNow() const { return epochSeconds(clock->unixNow()); }
+  [[nodiscard]] RecordStream stream() const;
   [[nodiscard]] std::string subjectOf(const Identifier& identifier) const;
 
   const Settings settings;
@@ -206,6 +196,7 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
   std::vector<Identifier> pausing;
   bool isLooking = false;
   bool isRoomForMore = true;
+  bool wasUnreadableLogged = false;
   /// Bytes of a message that the engine takes.
   std::size_t longest = 0;
   Instant nextLook;

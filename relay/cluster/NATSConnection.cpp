@@ -47,10 +47,11 @@ struct Addresses {
 
   /// Throws std::runtime_error with one line that holds no password.
   explicit Addresses(std::string_view text) {
-    for (bool isFirst = true; isFirst || !text.empty(); isFirst = false) {
-      const std::size_t comma = text.find(',');
-      add(text.substr(0, comma), isFirst);
-      text = comma == std::string_view::npos ? std::string_view() : text.substr(comma + 1);
+    std::size_t comma = text.find(',');
+    for (add(text.substr(0, comma), true); comma != std::string_view::npos;) {
+      text.remove_prefix(comma + 1);
+      comma = text.find(',');
+      add(text.substr(0, comma), false);
     }
   }
 
@@ -219,17 +220,19 @@ void NATSConnection::run() {
   auto next = std::chrono::steady_clock::now();
   for (;;) {
     std::vector<Command> commands;
+    bool isLast = false;
     {
       std::unique_lock guard(mutex);
       changed.wait_until(guard, next, [this] { return isEnding || !waiting.empty(); });
-      if (isEnding) {
-        break;
-      }
+      isLast = isEnding;
       commands.swap(waiting);
       waitingBytes = 0;
     }
     for (const Command& command : commands) {
       execute(command);
+    }
+    if (isLast) {
+      break;
     }
     if (const auto now = std::chrono::steady_clock::now(); now >= next) {
       if (connection && isLost()) {

@@ -19,6 +19,8 @@ constexpr auto memory = 1h;
 /// Far more than anybody has; a stranger could name any number.
 constexpr std::size_t mostRelays = 4096;
 constexpr std::size_t signatureSize = 16;
+/// Between the number of a sign of life and the key that its relay pushes with.
+constexpr char keyMark = ' ';
 
 RelayID randomID() {
   std::random_device random;
@@ -44,8 +46,9 @@ std::optional<RelayID> signatureIn(std::string_view data) {
   return read.ec == std::errc() && read.ptr == end ? std::optional(relay) : std::nullopt;
 }
 
-std::optional<std::uint64_t> signIn(std::string_view digits) {
+std::optional<std::uint64_t> signIn(std::string_view data) {
   std::uint64_t sign = 0;
+  const std::string_view digits = data.substr(0, data.find(keyMark));
   const char* const end = digits.data() + digits.size();
   const auto read = std::from_chars(digits.data(), end, sign);
   return read.ec == std::errc() && read.ptr == end ? std::optional(sign) : std::nullopt;
@@ -135,6 +138,9 @@ void NATSNeighbours::received(std::string_view subject, std::string_view data, b
     return;
   }
   const std::lock_guard guard(mutex);
+  if (sign) {
+    comparePushKey(data);
+  }
   if (isConnected && noteLife(*relay, sign) && identifier) {
     listener.heard(*identifier, *relay, data.substr(signatureSize));
   }
@@ -146,14 +152,15 @@ void NATSNeighbours::sign() {
     ++signs;
   }
   static_cast<void>(
-      connection.send({settings.name + ".relays", signature + std::to_string(signs++)}));
+      connection.send({settings.name + ".relays",
+                       signature + std::to_string(signs++) + keyMark + settings.pushKey}));
   nextSign = clock->now() + limits.heartbeatInterval;
 }
 
 bool NATSNeighbours::noteLife(RelayID relay, std::optional<std::uint64_t> sign) {
   const auto known = relays.find(relay);
   if (known == relays.end()) {
-    return relays.size() < mostRelays && relays.emplace(relay, Relay{clock->now(), sign}).second;
+    return makeRoom() && relays.emplace(relay, Relay{clock->now(), sign}).second;
   }
   Relay& state = known->second;
   state.heard = clock->now();
@@ -169,6 +176,30 @@ bool NATSNeighbours::noteLife(RelayID relay, std::optional<std::uint64_t> sign) 
     listener.back();
   }
   return true;
+}
+
+void NATSNeighbours::comparePushKey(std::string_view sign) {
+  const std::size_t mark = sign.find(keyMark);
+  const std::string_view key = mark == std::string_view::npos ? "" : sign.substr(mark + 1);
+  if (key != settings.pushKey && !std::exchange(wasKeyLogged, true)) {
+    log("another relay of the cluster pushes with another key, or one of the two does not push: "
+        "phones miss pushes until all have the same push-key.pem and --push-subject");
+  }
+}
+
+bool NATSNeighbours::makeRoom() {
+  if (relays.size() < mostRelays) {
+    return true;
+  }
+  // Nearly all must be made up. Those that live stay, whatever else is named.
+  const auto oldest = std::ranges::min_element(relays, {}, [](const auto& each) {
+    return std::pair(!each.second.isGone, each.second.heard);
+  });
+  const bool isRoom = oldest->second.isGone;
+  if (isRoom) {
+    relays.erase(oldest);
+  }
+  return isRoom;
 }
 
 void NATSNeighbours::tick() {

@@ -28,6 +28,9 @@ class NATSNeighbours final : public Neighbours, private NATSConnection::Receiver
     NATSConnection::Settings connection;
     /// What all subjects begin with.
     std::string name = "orvik";
+    /// The public key that this relay pushes with, which phones have subscribed for; empty where it
+    /// pushes nothing.
+    std::string pushKey{};
   };
   struct State {
     NATSConnection::State connection;
@@ -65,6 +68,9 @@ class NATSNeighbours final : public Neighbours, private NATSConnection::Receiver
   void sign();
   /// Whether the relay is one to be listened to.
   bool noteLife(RelayID relay, std::optional<std::uint64_t> sign);
+  void comparePushKey(std::string_view sign);
+  /// Forgets a relay that has gone, where there are too many.
+  [[nodiscard]] bool makeRoom();
 
   const Settings settings;
   const Limits& limits;
@@ -79,6 +85,7 @@ class NATSNeighbours final : public Neighbours, private NATSConnection::Receiver
   std::map<RelayID, Relay> relays;
   bool isConnected = false;
   bool wasLogged = false;
+  bool wasKeyLogged = false;
   Instant nextSign;
   std::uint64_t signs = 0;
   /// Something could not be sent since the last sign of life.

@@ -4,6 +4,7 @@
 #include <numeric>
 #include <thread>
 
+#include "core/values/Base64.h"
 #include "relay/SQLiteStore.h"
 #include "relay/cluster/CopyToCluster.h"
 #include "relay/cluster/NATSNeighbours.h"
@@ -29,6 +30,18 @@ bool comesTrue(Condition condition) {
   }
   return false;
 }
+
+/// Says what no relay would.
+struct Stranger final : NATSConnection::Receiver {
+  explicit Stranger(const std::string& url) : connection({url}, 1 << 20, *this) {
+    connection.start();
+  }
+  void connected() override {}
+  void lost(const std::string&) override {}
+  void received(std::string_view, std::string_view, bool) override {}
+  void tick() override {}
+  NATSConnection connection;
+};
 
 /// A relay's store on an engine of one server that comes and goes.
 class JetStreamStoreTest : public StoreTest {
@@ -131,6 +144,12 @@ TEST_F(JetStreamStoreTest, SharesRecordsWithOtherRelays) {
   EXPECT_TRUE(keep('1', 't', 7) && keep('1', 't', 7, 1) && keep('1', 't', 7));
   EXPECT_THAT(numbers('1'), ElementsAre(7, 8));
   EXPECT_FALSE(keep('0', 'u', 9));
+  // What none of them has written is left as it is.
+  Stranger stranger(server->url());
+  const std::string subject = "orvik.record." + base64URL(identifier('0'));
+  EXPECT_TRUE(comesTrue([&] { return stranger.connection.send({subject, "none"}); }));
+  EXPECT_TRUE(comesTrue([&] { return !keep('0', 't', 10); }));
+  EXPECT_THAT(takeLog(), HasSubstr(subject + " is refused"));
 }
 
 TEST_F(JetStreamStoreTest, IsFullBeforeItForgets) {
@@ -285,18 +304,6 @@ struct Hearer final : NeighbourListener {
   std::string all;
 };
 
-/// Says what no relay would.
-struct Stranger final : NATSConnection::Receiver {
-  explicit Stranger(const std::string& url) : connection({url}, 1 << 20, *this) {
-    connection.start();
-  }
-  void connected() override {}
-  void lost(const std::string&) override {}
-  void received(std::string_view, std::string_view, bool) override {}
-  void tick() override {}
-  NATSConnection connection;
-};
-
 TEST(NATSNeighboursTest, HearEachOther) {
   if (NATSServer::program().empty()) {
     GTEST_SKIP() << "there is no nats-server";
@@ -312,7 +319,7 @@ TEST(NATSNeighboursTest, HearEachOther) {
   b.fill('b');
   Hearer first;
   Hearer second;
-  const auto log = [](const std::string& line) { ADD_FAILURE() << line; };
+  const auto log = [&first](const std::string& line) { first.add(line); };
   const NATSNeighbours::Settings settings{{server.url()}};
   NATSNeighbours one(settings, limits, clock, first, log);
   auto two = std::make_unique<NATSNeighbours>(settings, limits, clock, second, log);
@@ -339,10 +346,11 @@ TEST(NATSNeighboursTest, HearEachOther) {
   }
   // A sign of life that is missing, and the first of another connection: others' words may be, too.
   const std::string third = "00000000000000c3";
-  for (const char* const sign : {"7", "8", "10", "11", "0", "1", "x"}) {
+  for (const char* const sign : {"7", "8", "10", "11", "0", "x", "1 K"}) {
     stranger.connection.send({"orvik.relays", third + sign});
   }
   EXPECT_TRUE(first.hears("gone back gone back") && second.hears("gone back gone back"));
+  EXPECT_TRUE(first.hears("pushes with another key"));
   two->tell(a, "last");
   EXPECT_TRUE(first.hears("a:last"));
   EXPECT_THAT(first.take(), testing::Not(HasSubstr("none")));

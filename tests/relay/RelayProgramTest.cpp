@@ -49,6 +49,8 @@ TEST(RelayProgram, FailsWithOneLine) {
         "--listen 192.0.2.1:1 " + state,
         std::string("--certificate /dev/zero --key /dev/zero"),
         "--proxy-protocol " + state,
+        "--cluster nats://127.0.0.1:1 --store none " + state,
+        "--cluster-name a " + state,
         "--max-connections 1000000 " + state,
         "--max-connections x " + state,
         "--max-unauthenticated 20 --max-connections 10 " + state,

@@ -223,8 +223,10 @@ class Stage {
       relayOf(name).switchboard.cutOff();
     } else if (verb == "heal") {
       relayOf(name).node.isCut = false;
-      relayOf(name).switchboard.back();
-      eachOther(name, [](Switchboard& other) { other.back(); });
+      for (const auto& relay : relays) {
+        relay->switchboard.back();
+        relay->switchboard.expire(clock->now());
+      }
     } else if (verb == "deaf") {
       // Not noticed.
       relayOf(name).node.isCut = true;
