@@ -1,5 +1,7 @@
 #include "OrvikApp/Launcher.h"
 
+#include <openssl/crypto.h>
+
 #include <QApplication>
 #include <QIcon>
 #include <algorithm>
@@ -103,6 +105,8 @@ bool rememberRelay(const std::optional<std::string>& url) {
 /// Runs the menu-bar application until it is quit.
 int runApplication(int argc, char** argv) try {
   forbidCoreDumps();
+  // A thread that is left behind may use the library to the very end.
+  OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
   std::signal(SIGPIPE, SIG_IGN);
   if (const auto problem = missingDisplay()) {
     return report(*problem);

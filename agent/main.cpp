@@ -4,6 +4,7 @@
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
+#include <openssl/crypto.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -309,6 +310,8 @@ int run(const AgentCommandLine& line) {
 
 int main(int argc, char** argv) {
   forbidCoreDumps();
+  // A thread that is left behind may use the library to the very end.
+  OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr);
   std::signal(SIGPIPE, SIG_IGN);
   try {
     const auto line = AgentCommandLine::parse(argc, argv);
