@@ -567,7 +567,9 @@ void Connection::note(CloseReason why) {
 
 void Connection::leave() {
   if (session) {
-    session->ended();
+    const bool isLost = reason == CloseReason::connectionLost || reason == CloseReason::tooSlow ||
+                        reason == CloseReason::shortOfMemory;
+    session->ended(now(), isLost);
   }
 }
 

@@ -67,13 +67,16 @@ void Session::check(Instant now) const {
     peer.close(CloseReason::tokenLate);
   } else if (now >= lastReceived + limits.idleTime) {
     if (authenticated) {
-      switchboard.silent(target.identifier, peer);
+      switchboard.silent(target.identifier, peer, now - lastReceived);
     }
     peer.close(CloseReason::silent);
   }
 }
 
-void Session::ended() {
+void Session::ended(Instant now, bool isLost) {
+  if (authenticated && isLost) {
+    switchboard.silent(target.identifier, peer, now - lastReceived);
+  }
   if (authenticated) {
     switchboard.left(target.identifier, peer);
   }

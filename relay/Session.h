@@ -19,8 +19,9 @@ class Session {
   void receivedControlFrame(Instant now) { lastReceived = now; }
   /// Closes the peer when it has let a deadline pass.
   void check(Instant now) const;
-  /// The connection has ended, or is being closed. Harmless when repeated.
-  void ended();
+  /// The connection has ended, or is being closed; lost when nobody knows what the peer took in
+  /// since it was last heard. Harmless when repeated.
+  void ended(Instant now, bool isLost);
 
   /// Whether a token was presented that was not refused.
   [[nodiscard]] bool isAuthenticated() const noexcept { return authenticated; }

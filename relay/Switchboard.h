@@ -75,9 +75,10 @@ class Switchboard final : public NeighbourListener {
   void unsubscribe(const Identifier& identifier, const Peer& phone, const std::string& endpoint);
   /// A push service does not know the subscription any more.
   void endpointGone(const Identifier& identifier, const std::string& endpoint);
-  /// A phone has not been heard for so long that it is closed. If it was being looked at, the
-  /// alerts of this time are pushed to it: nobody can have seen them.
-  void silent(const Identifier& identifier, const Peer& phone);
+  /// A phone is being closed for its silence, or has gone without a word, and was last heard so
+  /// long ago. If it was being looked at, the alerts of this time are pushed to it: nobody may have
+  /// seen them.
+  void silent(const Identifier& identifier, const Peer& phone, Clock::Duration unheard);
   /// A phone is being looked at, or not any more.
   void setActive(const Identifier& identifier, const Peer& phone, bool active);
   /// A peer is gone. Harmless when it is not in here.

@@ -155,7 +155,7 @@ void Switchboard::forget(Entry& entry, const std::string& endpoint) {
   }
 }
 
-void Switchboard::silent(const Identifier& identifier, const Peer& phone) {
+void Switchboard::silent(const Identifier& identifier, const Peer& phone, Clock::Duration unheard) {
   const auto entry = places.find(identifier);
   if (entry == places.end()) {
     return;
@@ -165,15 +165,13 @@ void Switchboard::silent(const Identifier& identifier, const Peer& phone) {
   if (accepted == place.phones.end() || !std::exchange(accepted->active, false)) {
     return;
   }
-  tellMac(*entry);
   const auto subscription =
       std::ranges::find(place.record->subscriptions, accepted->endpoint, &Subscription::endpoint);
   if (pusher == nullptr || subscription == place.record->subscriptions.end() ||
       isLooking(place, *subscription)) {
     return;
   }
-  const std::int64_t heard =
-      unixNow() - std::chrono::duration_cast<std::chrono::seconds>(limits.idleTime).count();
+  const std::int64_t heard = unixNow() - std::chrono::ceil<std::chrono::seconds>(unheard).count();
   for (const Alert& alert : place.alerts) {
     if (alert.kept.keptAt >= heard) {
       push(*entry, alert, {*subscription});

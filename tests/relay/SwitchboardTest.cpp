@@ -248,8 +248,9 @@ class Stage {
       std::erase(bus.nodes, &relays[place]->node);
       relays[place] = std::make_unique<Relay>(*this, killed + 10);
       eachOther(name, [&](Switchboard& other) { other.gone(killed); });
-    } else if (verb == "gone") {
+    } else if (verb == "gone" || verb == "lost") {
       actors.at(name)->isClosed = true;
+      actors.at(name)->isLost = verb == "lost";
     } else if (verb == "pushing") {
       for (const auto& relay : relays) {
         relay->switchboard.pushBy(pusher);
@@ -279,7 +280,7 @@ class Stage {
       Target target{verb == "mac" ? Target::Role::mac : Target::Role::phone, {}};
       target.identifier.fill(static_cast<std::uint8_t>(identifier));
       if (actors.contains(name)) {
-        actors.at(name)->session.ended();
+        actors.at(name)->session.ended(clock->now(), false);
       }
       Actor& actor = *(actors[name] = std::make_unique<Actor>(*this, name, target));
       if (token != 0) {
@@ -362,6 +363,7 @@ class Stage {
     Relay& relay;
     Session session;
     bool isClosed = false;
+    bool isLost = false;
   };
 
   [[nodiscard]] std::size_t placeOf(const std::string& name) const {
@@ -427,9 +429,9 @@ class Stage {
   }
 
   void removeClosed() {
-    std::erase_if(actors, [](const auto& entry) {
+    std::erase_if(actors, [this](const auto& entry) {
       if (entry.second->isClosed) {
-        entry.second->session.ended();
+        entry.second->session.ended(clock->now(), entry.second->isLost);
       }
       return entry.second->isClosed;
     });
