@@ -28,7 +28,7 @@ constexpr int mostAttempts = 20;
 constexpr auto day = 24h;
 /// Above what has been given to alerts that have not been kept.
 constexpr std::uint64_t numberGap = 100'000;
-/// What has to fit for a stream to be called available.
+/// What has to fit for a full stream to be called able to grow.
 constexpr std::size_t probeBytes = 65'536;
 /// A message that holds every record, and what of it goes to the headers.
 constexpr std::size_t recordBytes = 262'144;
@@ -629,8 +629,8 @@ void JetStreamStore::looked(const UntypedValue& answer, const StreamFailure& fai
   } else if (told.health != Health::available) {
     // A leader that is cut off from the others says that all is well until it has to write.
     isLooking = true;
-    request(Request::Kind::probe, {},
-            {.subject = settings.name + ".record.room", .data = std::string(probeBytes, ' ')});
+    const std::size_t bytes = told.health == Health::full ? probeBytes : 0;
+    request(Request::Kind::probe, {}, {.subject = trialSubject(), .data = std::string(bytes, ' ')});
   }
 }
 
@@ -648,6 +648,10 @@ void JetStreamStore::made(const StreamFailure& failure) {
 void JetStreamStore::probed(const StreamFailure& failure) {
   isLooking = false;
   if (failure.code == 0) {
+    if (told.health == Health::full) {
+      // What has been tried out takes no room, and the next one does not take its place.
+      static_cast<void>(connection->send({trialSubject()}));
+    }
     open(Health::available, "");
   } else if (failure.isFull()) {
     open(Health::full, failure.words);
@@ -707,6 +711,8 @@ void JetStreamStore::deliver() {
 RecordStream JetStreamStore::stream() const {
   return {settings.name, settings.replicas, settings.bytes, limits.recordTime};
 }
+
+std::string JetStreamStore::trialSubject() const { return settings.name + ".record.room"; }
 
 std::string JetStreamStore::subjectOf(const Identifier& identifier) const {
   return settings.name + ".record." + base64URL(identifier);

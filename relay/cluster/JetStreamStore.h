@@ -175,6 +175,7 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
   void deliver();
   [[nodiscard]] std::int64_t unixNow() const { return epochSeconds(clock->unixNow()); }
   [[nodiscard]] RecordStream stream() const;
+  [[nodiscard]] std::string trialSubject() const;
   [[nodiscard]] std::string subjectOf(const Identifier& identifier) const;
 
   const Settings settings;

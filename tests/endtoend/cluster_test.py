@@ -495,9 +495,9 @@ def live_everywhere(world):
 def strangers(world):
     """Whatever somebody else says on the subjects of relays, bounded and unbounded."""
     stranger = Stranger(world.engine.nodes[0].port)
-    stranger.socket.sendall(b"SUB orvik.> 1\r\n")
-    # Whoever may write records owns them: those are the engine's to guard.
-    heard = [each for each in (stranger.message() for _ in range(40)) if not each[0].startswith("orvik.record.")]
+    # Not of records: whoever may write those owns them.
+    stranger.socket.sendall(b"SUB orvik.at.* 1\r\nSUB orvik.relays 2\r\nSUB orvik.answer.> 3\r\n")
+    heard = [stranger.message() for _ in range(40)]
     subjects = sorted({subject for subject, _ in heard})
     print(f"a stranger repeats and spoils what {len(subjects)} subjects carry")
     for subject, data in heard:
