@@ -103,6 +103,7 @@ void Switchboard::setActive(const Identifier& identifier, const Peer& phone, boo
   const auto accepted = std::ranges::find(place.phones, &phone, &Phone::peer);
   const auto waiting = std::ranges::find(place.waiting, &phone, &Waiting::peer);
   if (accepted != place.phones.end() && std::exchange(accepted->active, active) != active) {
+    accepted->pushed = place.record->lastNumber;
     tellMac(*entry);
   } else if (waiting != place.waiting.end()) {
     waiting->active = active;

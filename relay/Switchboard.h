@@ -95,6 +95,8 @@ class Switchboard final : public NeighbourListener {
     bool counts;
     /// Of its subscription, once it has said it.
     std::string endpoint{};
+    /// The last alert before it was known to look, which has been pushed to it.
+    std::uint64_t pushed = 0;
   };
   struct Mac {
     Peer* peer = nullptr;

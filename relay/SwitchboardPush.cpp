@@ -53,9 +53,11 @@ void Switchboard::keepSubscription(Entry& entry, Phone& phone, Subscription subs
     phone.peer->send(answer("notSubscribed", "full"));
     return;
   }
-  if (std::exchange(phone.endpoint, subscription.endpoint) != subscription.endpoint &&
-      neighbours != nullptr) {
-    tellStanding(entry, false);
+  if (std::exchange(phone.endpoint, subscription.endpoint) != subscription.endpoint) {
+    phone.pushed = place.record->lastNumber;
+    if (neighbours != nullptr) {
+      tellStanding(entry, false);
+    }
   }
   const auto same = std::ranges::find_if(all, isSame);
   if (same != all.end() && same->isSameAs(subscription) && same->usedAt > renewal) {
@@ -173,7 +175,7 @@ void Switchboard::silent(const Identifier& identifier, const Peer& phone, Clock:
   }
   const std::int64_t heard = unixNow() - std::chrono::ceil<std::chrono::seconds>(unheard).count();
   for (const Alert& alert : place.alerts) {
-    if (alert.kept.keptAt >= heard) {
+    if (alert.kept.keptAt >= heard && alert.kept.number > accepted->pushed) {
       push(*entry, alert, {*subscription});
     }
   }
