@@ -234,5 +234,5 @@ export const de: Words = {
   pushInstall: "iPhone und iPad zeigen Benachrichtigungen nur von Seiten auf dem Home-Bildschirm.",
   pushBlocked: "Der Browser erlaubt dieser Seite keine Benachrichtigungen. Bitte in den Einstellungen erlauben.",
   pushFailed: "Die Benachrichtigungen ließen sich nicht einschalten. Bitte später noch einmal versuchen.",
-  alertUnread: "Es gibt eine Warnung, die dieses Telefon nicht lesen konnte. Sie steht in Orvik.",
+  alertUnread: "Es gibt eine Warnung. Entsperre das Telefon und öffne Orvik, um sie zu sehen.",
 };

@@ -233,7 +233,7 @@ export const en = {
   pushInstall: "An iPhone or iPad shows notifications only of a page on the Home Screen.",
   pushBlocked: "The browser does not let this page notify you. Allow it in the settings.",
   pushFailed: "Notifications could not be turned on. Try again later.",
-  alertUnread: "There is an alert that this phone could not read. Open Orvik to see it.",
+  alertUnread: "There is an alert. Unlock the phone and open Orvik to see it.",
 };
 
 type Text<T> = T extends string ? string : { readonly other: string } & Readonly<Partial<Record<Intl.LDMLPluralRule, string>>>;

@@ -237,5 +237,5 @@ export const es: Words = {
   pushInstall: "Un iPhone o iPad solo muestra notificaciones de páginas que están en la pantalla de inicio.",
   pushBlocked: "El navegador no permite las notificaciones de esta página. Permítelas en los ajustes.",
   pushFailed: "No se pudieron activar las notificaciones. Inténtalo más tarde.",
-  alertUnread: "Hay una alerta que este teléfono no pudo leer. Abre Orvik para verla.",
+  alertUnread: "Hay una alerta. Desbloquea el teléfono y abre Orvik para verla.",
 };

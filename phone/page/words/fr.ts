@@ -232,5 +232,5 @@ export const fr: Words = {
   pushInstall: "Un iPhone ou un iPad n’affiche que les notifications des pages ajoutées à l’écran d’accueil.",
   pushBlocked: "Le navigateur n’autorise pas les notifications de cette page. Autorisez-les dans les paramètres.",
   pushFailed: "Les notifications n’ont pas pu être activées. Réessayez plus tard.",
-  alertUnread: "Il y a une alerte que ce téléphone n’a pas pu lire. Ouvrez Orvik pour la voir.",
+  alertUnread: "Il y a une alerte. Déverrouillez le téléphone et ouvrez Orvik pour la voir.",
 };

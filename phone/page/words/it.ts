@@ -231,5 +231,5 @@ export const it: Words = {
   pushInstall: "Un iPhone o un iPad mostra solo le notifiche delle pagine nella schermata Home.",
   pushBlocked: "Il browser non consente le notifiche di questa pagina. Consentile nelle impostazioni.",
   pushFailed: "Non è stato possibile attivare le notifiche. Riprova più tardi.",
-  alertUnread: "C’è un avviso che questo telefono non ha potuto leggere. Apri Orvik per vederlo.",
+  alertUnread: "C’è un avviso. Sblocca il telefono e apri Orvik per vederlo.",
 };

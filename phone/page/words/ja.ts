@@ -227,5 +227,5 @@ export const ja: Words = {
   pushInstall: "iPhoneとiPadでは、ホーム画面に追加したページの通知だけが表示されます。",
   pushBlocked: "このページの通知はブラウザーで許可されていません。設定で許可してください。",
   pushFailed: "通知をオンにできませんでした。後でもう一度お試しください。",
-  alertUnread: "このスマートフォンで読めない警告があります。Orvikを開いて確認してください。",
+  alertUnread: "警告があります。スマートフォンのロックを解除し、Orvikを開いて確認してください。",
 };

@@ -227,5 +227,5 @@ export const ko: Words = {
   pushInstall: "iPhone과 iPad에서는 홈 화면에 추가한 페이지의 알림만 표시됩니다.",
   pushBlocked: "브라우저에서 이 페이지의 알림이 허용되지 않았습니다. 설정에서 허용하세요.",
   pushFailed: "알림을 켤 수 없습니다. 나중에 다시 시도하세요.",
-  alertUnread: "이 휴대폰에서 읽을 수 없는 경고가 있습니다. Orvik을 열어 확인하세요.",
+  alertUnread: "경고가 있습니다. 휴대폰의 잠금을 해제하고 Orvik을 열어 확인하세요.",
 };

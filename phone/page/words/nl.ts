@@ -230,5 +230,5 @@ export const nl: Words = {
   pushInstall: "Een iPhone of iPad toont alleen meldingen van een pagina op het beginscherm.",
   pushBlocked: "De browser staat meldingen van deze pagina niet toe. Sta ze toe in de instellingen.",
   pushFailed: "De meldingen konden niet worden ingeschakeld. Probeer het later opnieuw.",
-  alertUnread: "Er is een waarschuwing die deze telefoon niet kon lezen. Open Orvik om die te zien.",
+  alertUnread: "Er is een waarschuwing. Ontgrendel de telefoon en open Orvik om die te zien.",
 };

@@ -245,5 +245,5 @@ export const pl: Words = {
   pushInstall: "iPhone i iPad pokazują powiadomienia tylko ze strony dodanej do ekranu początkowego.",
   pushBlocked: "Przeglądarka nie zezwala tej stronie na powiadomienia. Zezwól na nie w ustawieniach.",
   pushFailed: "Nie udało się włączyć powiadomień. Spróbuj później.",
-  alertUnread: "Jest ostrzeżenie, którego ten telefon nie mógł odczytać. Otwórz Orvik, aby je zobaczyć.",
+  alertUnread: "Jest ostrzeżenie. Odblokuj telefon i otwórz Orvik, aby je zobaczyć.",
 };

@@ -230,5 +230,5 @@ export const ptBR: Words = {
   pushInstall: "Um iPhone ou iPad só mostra notificações de páginas que estão na Tela de Início.",
   pushBlocked: "O navegador não permite notificações desta página. Permita nas configurações.",
   pushFailed: "Não foi possível ativar as notificações. Tente mais tarde.",
-  alertUnread: "Há um alerta que este celular não conseguiu ler. Abra o Orvik para ver.",
+  alertUnread: "Há um alerta. Desbloqueie o celular e abra o Orvik para ver.",
 };

@@ -230,5 +230,5 @@ export const tr: Words = {
   pushInstall: "iPhone ve iPad yalnızca Ana Ekran’daki bir sayfanın bildirimlerini gösterir.",
   pushBlocked: "Tarayıcı bu sayfanın bildirimlerine izin vermiyor. Ayarlardan izin verin.",
   pushFailed: "Bildirimler açılamadı. Daha sonra yeniden deneyin.",
-  alertUnread: "Bu telefonun okuyamadığı bir uyarı var. Görmek için Orvik’i açın.",
+  alertUnread: "Bir uyarı var. Görmek için telefonun kilidini açıp Orvik’i açın.",
 };

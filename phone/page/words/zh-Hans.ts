@@ -227,5 +227,5 @@ export const zhHans: Words = {
   pushInstall: "iPhone 和 iPad 只显示已添加到主屏幕的页面的通知。",
   pushBlocked: "浏览器不允许此页面发送通知。请在设置中允许。",
   pushFailed: "无法开启通知。请稍后再试。",
-  alertUnread: "有一条警报，这部手机无法读取。打开 Orvik 查看。",
+  alertUnread: "有一条警报。请解锁手机并打开 Orvik 查看。",
 };
