@@ -9,8 +9,7 @@ import { keptParts, type KeptPart, type Settings, type Storage, type StoredCompu
 const longestKept = 512 * 1024;
 
 /** Keeps in IndexedDB. What comes out of it is read like a stranger's. */
-export function browserStorage(): Storage {
-  const database = new Database();
+export function browserStorage(database = new Database()): Storage {
   const seal = new Seal(database);
   const place = (macId: string, part: KeptPart) => `${macId} ${part}`;
   return {
@@ -77,8 +76,13 @@ function readSettings(value: unknown): Settings {
       wantsPush: boolean(field("wantsPush")),
       pushDeclinedMs: number(field("pushDeclinedMs"), 0, 1e15),
       pushEndpoint: text(field("pushEndpoint"), longestEndpoint),
+      pushKey: readKey(field("pushKey")),
       pushToldMs: number(field("pushToldMs"), 0, 1e15),
       isPushStale: boolean(field("isPushStale")),
     }),
   };
+}
+
+function readKey(value: unknown): Uint8Array<ArrayBuffer> | undefined {
+  return value instanceof Uint8Array && value.length === 65 ? new Uint8Array(value) : undefined;
 }

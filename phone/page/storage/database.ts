@@ -3,12 +3,16 @@ import type { Written } from "./storage.js";
 const stores = ["computers", "kept", "settings"] as const;
 export type Store = (typeof stores)[number];
 
+/** Longer than a disk takes while somebody waits for it; Safari has been seen never to answer. */
+const openLimitMs = 3_000;
+
 /** The page's database. Opened once; where that fails, every answer says so. */
 export class Database {
   private readonly opened: Promise<IDBDatabase | undefined>;
 
-  constructor(name = "orvik") {
-    this.opened = open(name);
+  /** `limitMs`: after which it counts as one that cannot be opened. */
+  constructor(limitMs = openLimitMs) {
+    this.opened = open("orvik", limitMs);
   }
 
   async get(store: Store, key: string): Promise<unknown> {
@@ -83,12 +87,9 @@ export class Database {
   }
 }
 
-/** Longer than any disk takes; Safari has been seen never to answer. */
-const openLimitMs = 3_000;
-
-function open(name: string): Promise<IDBDatabase | undefined> {
+function open(name: string, limitMs: number): Promise<IDBDatabase | undefined> {
   return new Promise((resolve) => {
-    const timer = setTimeout(() => { resolve(undefined); }, openLimitMs);
+    const timer = setTimeout(() => { resolve(undefined); }, limitMs);
     const answer = (database: IDBDatabase | undefined) => {
       clearTimeout(timer);
       resolve(database);

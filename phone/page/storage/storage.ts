@@ -27,7 +27,9 @@ export interface Settings {
   readonly pushDeclinedMs?: number;
   /** What a relay was told last to push to. */
   readonly pushEndpoint?: string;
-  /** When all relays were told of it last, milliseconds since 1970. */
+  /** The public key of the relay that pushes to it, 65 bytes. */
+  readonly pushKey?: Uint8Array<ArrayBuffer>;
+  /** When all relays were told of it last, milliseconds since 1970; 0 while they are being told. */
   readonly pushToldMs?: number;
   /** A relay that could not be told otherwise still pushes to it: the browser is to give it up. */
   readonly isPushStale?: boolean;

@@ -66,7 +66,7 @@ export async function seed(tag: "en" | "de"): Promise<void> {
   for (const [seed, linkName] of [[1, "Studio"], [2, "Attic"]] as const) {
     await kept.putComputer({ keys: await deriveKeys(idOf(seed), bytes(seed, 32)), linkName, addedAtMs: seed });
   }
-  await kept.changeSettings({ removed: [], visits: 1, wantsPush: true });
+  await kept.changeSettings({ removed: [], visits: 1, wantsPush: true, pushEndpoint: "https://push.example/old", pushKey: bytes(4, 65) });
   await kept.putWords({ words: tag === "en" ? en : de, language: { tag, locale: tag, rightToLeft: false } });
 }
 

@@ -8,7 +8,7 @@ import { configuredRelay, ownRelay, phoneAddress } from "../protocol/relayAddres
 import { browserStorage } from "../storage/browserStorage.js";
 import { Database } from "../storage/database.js";
 import type { StoredComputer } from "../storage/storage.js";
-import { isNewer, type Notice, noticeOf } from "./notice.js";
+import { isNewer, type Known, type Notice, noticeOf } from "./notice.js";
 
 const worker = self as unknown as ServiceWorkerGlobalScope;
 
@@ -23,7 +23,9 @@ interface Options extends NotificationOptions {
   readonly navigate: string;
 }
 
-/** Safari has been seen never to say that a notification is shown; a worker is given some 10 s. */
+/** A worker is given some 10 s. Nobody waits, so a busy phone may take most of them: what cannot be read says nothing. */
+const readLimitMs = 8_000;
+/** Safari has been seen never to say that a notification is shown. */
 const showLimitMs = 5_000;
 /** How long a page that is looked at has for taking in the same alert from its connection. */
 const livePatienceMs = 2_000;
@@ -33,16 +35,21 @@ let before: Promise<void> = Promise.resolve();
 
 /** One after the other, in the order in which they came: the later of two is what stays. */
 export function pushed(data: string): Promise<void> {
-  const shown = before.then(() => Promise.race([show(data), wait(showLimitMs)]));
+  // Those that wait for others wait for the storage at the same time.
+  const database = new Database(readLimitMs);
+  const known = { ...browserStorage(database), words: () => database.get("settings", "words") };
+  const shown = before.then(async () => {
+    const notice = await noticeOf(data, known, Date.now());
+    await Promise.race([show(data, notice, known), wait(showLimitMs)]);
+  });
   before = shown.catch(() => undefined);
   return shown;
 }
 
 /** Whatever it says, something is shown: browsers take the permission away from pages that stay silent. */
-async function show(data: string): Promise<void> {
+async function show(data: string, first: Notice, known: Known): Promise<void> {
   const { registration } = worker;
-  const known = { ...browserStorage(), words: () => new Database().get("settings", "words") };
-  let notice = await noticeOf(data, known, Date.now());
+  let notice = first;
   const mayBeHad = notice.about.epochMs !== undefined;
   for (let waited = 0; mayBeHad && !notice.isHad && waited < livePatienceMs && await isLookedAt(); waited += liveStepMs) {
     await wait(liveStepMs);
@@ -102,19 +109,16 @@ function options({ body, tag, lang, dir, about, isNews, isHad }: Notice, shown: 
 export async function tapped(notification: Notification): Promise<void> {
   notification.close();
   const macId = macIdOf(notification.data);
+  // A page that the browser has thrown away reads it when it begins anew. Not waited for: a tap opens for a second only.
+  const chosen = macId === undefined ? undefined : browserStorage().changeSettings({ chosen: macId });
   const [page] = await pages();
-  // The page reads it when it begins, now or after the browser had thrown it away.
-  if (macId !== undefined) await choose(macId);
   if (page === undefined) {
-    await worker.clients.openWindow("/orvik/p");
-    return;
+    await worker.clients.openWindow(addressOf(notification.data));
+  } else {
+    if (macId !== undefined) page.postMessage({ type: "show", macId });
+    await page.focus();
   }
-  if (macId !== undefined) page.postMessage({ type: "show", macId });
-  await page.focus();
-}
-
-async function choose(macId: string): Promise<void> {
-  await browserStorage().changeSettings({ chosen: macId });
+  await chosen;
 }
 
 async function pages(): Promise<readonly WindowClient[]> {
@@ -129,8 +133,9 @@ export async function subscriptionChanged(
   const storage = browserStorage();
   const settings = await storage.settings();
   if (settings.wantsPush !== true) return;
-  const key = old?.options.applicationServerKey;
-  const target = fresh ?? (key === null || key === undefined ? null
+  // Not every browser says which one is gone.
+  const key = old?.options.applicationServerKey ?? settings.pushKey;
+  const target = fresh ?? (key === undefined ? null
     : await worker.registration.pushManager.subscribe({ userVisibleOnly: true, applicationServerKey: key }));
   const p256dh = target?.getKey("p256dh");
   const auth = target?.getKey("auth");
