@@ -2,6 +2,8 @@ import type { PushTarget } from "../protocol/push.js";
 import type { PushBrowser } from "../state/pushKeeper.js";
 
 const scope = "/orvik/";
+/** For the worker of a first visit to fetch the page. Where one of its files does not come, none is ever ready. */
+const readyLimitMs = 10_000;
 
 /** The browser's own subscription, which its maker's push service knows. */
 export function browserPush(): PushBrowser {
@@ -17,7 +19,9 @@ export function browserPush(): PushBrowser {
         if (!canPush || (Notification.permission !== "granted" && await Notification.requestPermission() !== "granted")) {
           return undefined;
         }
-        const { pushManager } = await navigator.serviceWorker.ready;
+        const registration = await Promise.race([navigator.serviceWorker.ready, nothingAfter(readyLimitMs)]);
+        if (registration === undefined) return undefined;
+        const { pushManager } = registration;
         const present = await pushManager.getSubscription();
         if (present !== null && isFor(present, key)) return targetOf(present);
         // A browser has one subscription of a worker, for one key.
@@ -37,6 +41,10 @@ export function browserPush(): PushBrowser {
       }
     },
   };
+}
+
+function nothingAfter(durationMs: number): Promise<undefined> {
+  return new Promise((resolve) => { setTimeout(() => { resolve(undefined); }, durationMs); });
 }
 
 function isFor({ options }: PushSubscription, key: Uint8Array): boolean {

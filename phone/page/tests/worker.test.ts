@@ -4,6 +4,7 @@ import { test } from "node:test";
 import { base64url } from "../protocol/base64.js";
 import { deriveKeys } from "../protocol/keys.js";
 import { readQuery } from "../protocol/link.js";
+import { browserPush } from "../browser/push.js";
 import { Database } from "../storage/database.js";
 import { Seal } from "../storage/seal.js";
 import { en } from "../words/en.js";
@@ -105,4 +106,14 @@ test("a declarative message: what its notification holds is shown, opens its com
     await delivered;
     assert.equal(titles().find((title) => title.startsWith("Too hot")), wanted);
   }
+});
+
+test("a browser whose worker never comes up gives no subscription, in the end", async () => {
+  const { timers } = new Browser();
+  const Notification = { permission: "granted" };
+  Object.assign(globalThis, { Notification, window: { Notification, PushManager: class {} } });
+  Object.defineProperty(globalThis, "navigator", { value: { serviceWorker: { ready: new Promise(() => undefined) } } });
+  const given = browserPush().subscribe(new Uint8Array(65));
+  for (const { run } of timers) run();
+  assert.equal(await given, undefined);
 });
