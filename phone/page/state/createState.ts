@@ -104,7 +104,7 @@ export function createState(around: Surroundings): State {
   let relay = "";
   let isVisible = false;
   let watchesAll = false;
-  let tellsAll = false;
+  let telling: { readonly done: () => void; timer?: number | undefined } | undefined;
   let hasOpenedAlerts = false;
   let pushing: Promise<PushKeeper | undefined> | undefined;
   let pushKeeper: PushKeeper | undefined;
@@ -138,7 +138,10 @@ export function createState(around: Surroundings): State {
         show(state, isTime, refusedBy) {
           push.value = state;
           pushOffer.value = isTime;
-          pushRefused.value = computers.peek().filter(({ macId }) => refusedBy.has(macId));
+          const refused = computers.peek().filter(({ macId }) => refusedBy.has(macId));
+          // Every second: what is the same is not drawn again.
+          const before = pushRefused.peek();
+          if (refused.length !== before.length || refused.some((each, at) => each !== before[at])) pushRefused.value = refused;
         },
       });
     } catch {
@@ -148,13 +151,21 @@ export function createState(around: Surroundings): State {
     return pushKeeper;
   }
 
-  function tellAll(): void {
+  function tellAll(done: () => void): void {
     for (const computer of computers.peek()) pushKeeper?.tell((said) => computer.say(said));
-    // Those that are not connected are told once they are.
-    tellsAll = true;
+    if (telling?.timer !== undefined) clock.clearTimeout(telling.timer);
+    telling = { done };
     look();
-    clock.setTimeout(() => {
-      tellsAll = false;
+    timeTelling();
+  }
+
+  /** Those that are not connected are told once they are, so it takes time during which the page is looked at. */
+  function timeTelling(): void {
+    if (telling === undefined) return;
+    if (telling.timer !== undefined) clock.clearTimeout(telling.timer);
+    telling.timer = !isVisible ? undefined : clock.setTimeout(() => {
+      telling?.done();
+      telling = undefined;
       look();
     }, tellAllMs);
   }
@@ -180,7 +191,7 @@ export function createState(around: Surroundings): State {
   function look(): void {
     for (const computer of computers.peek()) {
       computer.isCurrent = computer === chosen.peek();
-      if (isVisible && relay !== "" && (computer.isCurrent || watchesAll || tellsAll)) {
+      if (isVisible && relay !== "" && (computer.isCurrent || watchesAll || telling !== undefined)) {
         computer.look(computer.isCurrent, connect);
       } else {
         computer.rest();
@@ -220,6 +231,7 @@ export function createState(around: Surroundings): State {
     if (tickTimer !== undefined) clock.clearTimeout(tickTimer);
     tickTimer = undefined;
     look();
+    timeTelling();
     if (visible) {
       now.value = clock.now();
       tick();

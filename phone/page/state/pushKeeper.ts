@@ -1,4 +1,5 @@
 import { subscribe, unsubscribe, type PushMessage, type PushTarget } from "../protocol/push.js";
+import { known } from "../protocol/readers.js";
 import type { Settings } from "../storage/storage.js";
 import { isTimeToAskForPush, pushState, type PushAbility, type PushState } from "./pushRule.js";
 
@@ -20,8 +21,11 @@ export type Say = (text: string) => boolean;
 export interface PushHost {
   settings(): Settings;
   change(changes: Partial<Settings>): void;
-  /** Says it to every computer's relay: now, or once it is connected, which is seen to. */
-  tellAll(): void;
+  /**
+   * Says it to every computer's relay: now, or once it is connected, which is seen to. `done` when
+   * each has had its time for it; never where the page ends before.
+   */
+  tellAll(done: () => void): void;
   /** How many computers this phone has. */
   computers(): number;
   hasSeenAlert(): boolean;
@@ -57,7 +61,8 @@ export class PushKeeper {
       if (!this.announce()) this.tell(say);
     } else if (message.type === "subscribed") {
       this.refusedBy.delete(macId);
-      this.change({ pushEndpoint: message.endpoint });
+      this.isAnswered = false;
+      this.change({ pushEndpoint: message.endpoint, ...known({ pushKey: this.key }) });
     } else {
       this.refusedBy.add(macId);
     }
@@ -74,7 +79,7 @@ export class PushKeeper {
       await this.turnOn();
     } else {
       this.target = this.announced = undefined;
-      this.host.tellAll();
+      this.tellAll();
       // The push service then refuses what a relay that is not reached now would still push.
       this.forgetting = this.browser.forget();
       this.look();
@@ -137,7 +142,7 @@ export class PushKeeper {
     this.target = target;
     this.hasFailed = target === undefined && this.browser.ability().permission === "granted";
     this.announced = target?.endpoint;
-    this.host.tellAll();
+    this.tellAll();
   }
 
   /** Asks the browser each time: it may have another subscription by now, or none. */
@@ -163,9 +168,14 @@ export class PushKeeper {
     const isLate = pushToldMs === undefined || pushToldMs > now || now - pushToldMs >= tellAllMs;
     if (target.endpoint === pushEndpoint && !isLate) return false;
     this.announced = target.endpoint;
-    this.change({ pushToldMs: now });
-    this.host.tellAll();
+    this.tellAll();
     return true;
+  }
+
+  /** A page that is closed meanwhile does it anew when it is opened. */
+  private tellAll(): void {
+    this.change({ pushToldMs: 0 });
+    this.host.tellAll(() => { this.change({ pushToldMs: this.host.now() }); });
   }
 
   private change(changes: Partial<Settings>): void {

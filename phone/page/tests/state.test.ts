@@ -313,7 +313,11 @@ test("notifications: asked for once an alert was seen, told to every relay, with
   await settled();
   page.clock.advance(10_000);
   assert.ok(second.isClosed && !first.isClosed);
-  assert.equal(page.storage.written?.pushEndpoint, "https://push.example/1");
+  const { pushEndpoint, pushKey, pushToldMs } = page.storage.written ?? {};
+  assert.deepEqual([pushEndpoint, pushKey?.length, pushToldMs], ["https://push.example/1", 65, page.clock.now()]);
+  page.browser.permission = "denied";
+  page.clock.advance(1000);
+  assert.deepEqual(shown(), ["blocked", false], "nobody has just asked for it");
   // The browser has another one by now.
   page.browser.target = undefined;
   const again = await new Page(page.storage).open();
@@ -370,4 +374,10 @@ test("notifications: asked for once an alert was seen, told to every relay, with
   again.view.actions.remove(again.current.macId.value ?? "");
   await settled();
   assert.equal(again.browser.target?.endpoint, "https://push.example/4");
+  // A look that is too short for telling all of them does not count as one.
+  for (const isVisible of [false, true]) {
+    again.state.setVisible(isVisible);
+    again.clock.advance(10_000);
+    assert.equal(page.storage.written?.pushToldMs, isVisible ? again.clock.now() : 0);
+  }
 });
