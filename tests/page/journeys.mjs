@@ -443,18 +443,16 @@ pushJourney("asked for after the first alert seen; raised on a closed page, clea
   assert.equal(two.find(({ title }) => title === "Back on mains power")?.tag, tag);
 
   await another.close();
-  assert.deepEqual(await phone.click("Disk nearly full"), [`open ${phone.origin}/orvik/p`]);
+  const address = `${phone.origin}/orvik/p?c=${two.find(({ title }) => title.startsWith("Disk")).data.macId}`;
+  assert.deepEqual(await phone.click("Disk nearly full"), [`open ${address}`]);
   await phone.shows((shown) => shown.length === 1);
-  const again = await phoneOpens(stage, phone, `${phone.origin}/orvik/p`);
-  await says(again, "Studio");
-  await badge(again, 3);
-  // Into an open page, too.
-  assert.deepEqual(await phone.click("Back on mains power"), [`focus ${phone.origin}/orvik/p`]);
-  await says(again, "Server");
-  // Where the browser itself opens the address that the notification names.
-  await again.goto(`${phone.origin}/orvik/p?c=${two.find(({ title }) => title.startsWith("Disk")).data.macId}`);
+  const again = await phoneOpens(stage, phone, address);
   await says(again, "Studio");
   assert.equal(again.url(), `${phone.origin}/orvik/p`);
+  await badge(again, 3);
+  // Into an open page, too.
+  assert.deepEqual(await phone.click("Back on mains power"), [`focus ${address}`]);
+  await says(again, "Server");
 });
 
 pushJourney("not for what is looked at; not when switched off; in the phone's language; what does not open is shown", async (stage) => {
