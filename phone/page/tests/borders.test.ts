@@ -22,9 +22,9 @@ const odd = fc.oneof(
     "\u202eevil", "\ud800", "<img src=x onerror=alert(1)>", "\u0000\u001b[31m", "raised", "temp_high", 1_800_000_000_000));
 const names = [
   "epoch", "epoch_ms", "procs", "connections", "volumes", "usb", "displays", "bluetooth", "network", "mac_info",
-  "history", "name", "temp_cpu", "cpu_pct", "battery_min", "load", "error", "kind", "state", "value", "s", "icon",
-  "model", "chip", "mem", "cpu", "t", "interval", "start", "__proto__", "constructor",
-  "icon_png", "t0", "dm", "temp", "w", "battery_pct", "size_bytes", "toString",
+  "history", "name", "temp_cpu", "cpu_pct", "battery_min", "load", "error", "kind", "state", "value", "t0", "dm", "cpu", "temp",
+  "w", "product_name", "model_id", "chip", "macos", "icon_png", "battery_pct", "battery_condition", "size_bytes", "protocol",
+  "maker", "speed", "volume", "link", "gateway", "router", "tm_disk_name", "width", "refresh_hz", "__proto__", "toString",
 ];
 const { nested } = fc.letrec<{ nested: unknown }>((tie) => ({
   nested: fc.oneof(
@@ -51,6 +51,13 @@ test("any sample, with any history in it, is read within bounds or not at all", 
     const object = typeof value === "object" && value !== null && !Array.isArray(value) ? value : { history: value };
     bounded(readSample({ ...object, ...when }));
     bounded(readSample({ ...when, history: object, connections: object, mac_info: object, procs: [object] }));
+  }), runs);
+  fc.assert(fc.property(odd, time, (value, when) => {
+    const all = Object.fromEntries(names.map((name) => [name, value]));
+    // Without a name, what is connected is left out.
+    const each = [all, { ...all, name: "x" }];
+    const connections = { volumes: each, usb: each, displays: each, bluetooth: each, network: all };
+    bounded(readSample({ ...all, procs: [[value, "x"], [1, value]], mac_info: all, connections, ...when }));
   }), runs);
 });
 
