@@ -37,6 +37,15 @@ async function opened(stage, browser, address) {
   return page;
 }
 
+/** A computer, and a page that shows it. */
+async function live(stage, options) {
+  const agent = await stage.startAgent({ sample, options });
+  const browser = await stage.startBrowser();
+  const page = await opened(stage, browser, agent.link);
+  await phase(page, "live");
+  return { agent, browser, page };
+}
+
 const says = (page, ...texts) => page.waitForFunction(
   (wanted) => wanted.every((text) => document.body.innerText.replaceAll("\u00a0", " ").includes(text)), {}, texts);
 const phase = (page, name) => page.waitForSelector(`.page[data-phase="${name}"]`);
@@ -109,10 +118,7 @@ for (const name of ["chromium", "firefox"]) {
 }
 
 journey("away and back: hidden, the relay killed, the computer gone", async (stage) => {
-  const agent = await stage.startAgent({ sample });
-  const browser = await stage.startBrowser();
-  const page = await opened(stage, browser, agent.link);
-  await phase(page, "live");
+  const { agent, page } = await live(stage);
 
   const comeBack = await hide(page);
   await comeBack();
@@ -135,10 +141,7 @@ journey("away and back: hidden, the relay killed, the computer gone", async (sta
 });
 
 journey("a replaced pairing stops, and scanning again goes on", async (stage) => {
-  const agent = await stage.startAgent({ sample });
-  const browser = await stage.startBrowser();
-  const page = await opened(stage, browser, agent.link);
-  await phase(page, "live");
+  const { agent, browser, page } = await live(stage);
   await agent.end();
   // The same identifier with another secret, as after a pairing that was put back: refused for good.
   const changed = agent.link.replace(/(#1\.[^.]+\.)(.)/, (_, head, first) => head + (first === "A" ? "B" : "A"));
@@ -153,10 +156,7 @@ journey("a replaced pairing stops, and scanning again goes on", async (stage) =>
 });
 
 journey("alerts that were raised while nobody looked", async (stage) => {
-  const agent = await stage.startAgent({ sample, options: ["--emit-alert", "disk_full"] });
-  const browser = await stage.startBrowser();
-  const page = await opened(stage, browser, agent.link);
-  await phase(page, "live");
+  const { agent, page } = await live(stage, ["--emit-alert", "disk_full"]);
   await badge(page, 1);
   const comeBack = await hide(page);
   agent.process.kill("SIGUSR1");
@@ -171,10 +171,7 @@ journey("alerts that were raised while nobody looked", async (stage) => {
 });
 
 journey("installable, and opened without a network", async (stage) => {
-  const agent = await stage.startAgent({ sample });
-  const browser = await stage.startBrowser();
-  const page = await opened(stage, browser, agent.link);
-  await phase(page, "live");
+  const { agent, page } = await live(stage);
   await page.evaluate(() => navigator.serviceWorker.ready.then(() => undefined));
   await isKept(page);
   const protocol = await page.createCDPSession();
@@ -246,10 +243,7 @@ journey("several computers: pasted, chosen, renamed, removed", async (stage) => 
 
 /** A page under the old version's worker, of which a new version has come to be since. */
 async function outdated(stage) {
-  const agent = await stage.startAgent({ sample });
-  const browser = await stage.startBrowser();
-  const page = await opened(stage, browser, agent.link);
-  await phase(page, "live");
+  const { agent, browser, page } = await live(stage);
   await page.waitForSelector(".computer");
   await page.evaluate(() => navigator.serviceWorker.ready.then(() => undefined));
   await page.goto(agent.link.split("#")[0]);

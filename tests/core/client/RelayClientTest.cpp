@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "core/client/RelayClient.h"
+#include "core/client/Revocation.h"
 #include "core/pairing/Envelope.h"
 #include "core/values/Base64.h"
 #include "core/values/JSONReader.h"
@@ -78,14 +79,9 @@ class World {
 
   /// Carries out an action and gives what happened meanwhile.
   std::string perform(const std::string& line) {
-    const std::size_t blank = std::min(line.find(' '), line.size());
-    const std::string rest = line.substr(std::min(blank + 1, line.size()));
     log.clear();
-    const auto action = actions.find(line.substr(0, blank));
-    if (action == actions.end()) {
-      return "no such action";
-    }
-    action->second(rest);
+    const std::size_t blank = std::min(line.find(' '), line.size());
+    actions.at(line.substr(0, blank))(line.substr(std::min(blank + 1, line.size())));
     clock->settle();
     return log;
   }
@@ -141,6 +137,11 @@ class World {
                    [this, end](const std::exception_ptr&) { note(end); });
   }
   void stop() { begin(client->stop(), "goodbye over"); }
+  void revoke() {
+    std::make_shared<Revocation>(context.get_executor(), clock, session, "wss://relay.example/base",
+                                 RetiredPairing(pairing), [this] { note("done"); })
+        ->start();
+  }
   Alert alert(const std::string& value) {
     return {.kind = Alert::Kind::diskFull,
             .state = Alert::State::raised,
@@ -178,6 +179,7 @@ class World {
          client = makeClient();
          client->start();
        }},
+      {"revoke", [this](Text) { revoke(); }},
       {"after", [this](Text time) { clock->advance(seconds(time)); }},
       {"restless", [this](Text on) { isRestless = on == "on"; }},
       // The relay.
@@ -223,7 +225,7 @@ class World {
 };
 
 TEST(RelayClient, DoesWhatTheScenariosSay) {
-  EXPECT_EQ(test::expectScenarios<World>("client/scenarios.txt"), 308);
+  EXPECT_EQ(test::expectScenarios<World>("client/scenarios.txt"), 333);
 }
 
 TEST(Adding, LeavesWhatIsNoObjectAsItIs) {

@@ -1,10 +1,13 @@
 // A computer that does not exist, in every state that a screen has: what the pictures and the measured checks show.
 
 import { type Signal, signal } from "@preact/signals-core";
+import { readSample } from "../../protocol/readSample.js";
 import type { Sample } from "../../protocol/sample.js";
 import { landBins } from "../../state/day.js";
 import type { AlertEntry, ComputerCard, Day, InstallOffer, Phase, Problem, Verdict, View } from "../../state/view.js";
 import type { PushState } from "../../state/pushRule.js";
+import laptop from "./laptop.json";
+import server from "./server.json";
 
 const minuteMs = 60_000;
 const hourMs = 60 * minuteMs;
@@ -43,64 +46,11 @@ const picture = `data:image/svg+xml,${encodeURIComponent(
   '<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 86 58"><defs><linearGradient id="g" x2="0" y2="1"><stop stop-color="#2a9a90"/><stop offset="1" stop-color="#0c3152"/></linearGradient></defs><rect x="9" y="1" width="66" height="46" rx="4" fill="url(#g)" stroke="#748d9f" stroke-width="2"/><path d="M14 40c8-2 10-14 16-14s7 8 13 6 7-10 12-10 8 16 15 18z" fill="#f5f8fa" opacity=".9"/><circle cx="59" cy="19" r="3" fill="#ffd37a"/><path d="M0 49h84v3a4 4 0 0 1-4 4H4a4 4 0 0 1-4-4z" fill="#748d9f"/></svg>',
 )}`;
 
-function sampleAt(epochMs: number): Sample {
-  return {
-    epochMs,
-    uptimeHours: 148.2,
-    load: [9.21, 8.75, 7.9],
-    loadNow: 9.4,
-    cpuPercent: 78,
-    cpuCelsius: 72,
-    gpuCelsius: 58,
-    gpuPercent: 34,
-    pCoreMhz: 3990,
-    eCoreMhz: 2400,
-    powerWatts: 38.1,
-    cpuWatts: 31.4,
-    gpuWatts: 6.7,
-    systemWatts: 46.7,
-    ramPercent: 62,
-    ramUsedGib: 22.4,
-    ramTotalGib: 36,
-    swapGib: 1.25,
-    sensorsFailed: false,
-    processes: [
-      ["render", 782.4], ["Browser Helper", 61], ["photo index", 38.7], ["WindowServer", 21.3], ["backup daemon", 9.8],
-      ["Mail", 4.2], ["audio server", 3.9], ["terminal", 2.2], ["sync", 1.4], ["kernel_task", 1.1], ["launcher", 0.4],
-    ].map(([name, percent]) => ({ name: String(name), percent: Number(percent) })),
-    batteryPercent: 83,
-    batteryState: "charging",
-    onMains: true,
-    batteryMinutes: 41,
-    batteryCycles: 212,
-    batteryDesignCycles: 1000,
-    batteryCapacityPercent: 94,
-    diskPercent: 71,
-    diskFreeGb: 286,
-    lastBackupMs: epochMs - 4 * hourMs,
-    backupDiskConnected: true,
-    backupDiskName: "Archive",
-    volumes: [
-      { name: "Macintosh HD", sizeBytes: 994e9, freeBytes: 286e9, protocol: "Apple Fabric", isTimeMachine: false },
-      { name: "Archive", sizeBytes: 4e12, freeBytes: 2.24e12, protocol: "USB", isTimeMachine: true },
-      { name: "Footage", sizeBytes: 2e12, freeBytes: 240e9, protocol: "Network", isTimeMachine: false },
-    ],
-    usb: [
-      { name: "Archive", speed: "10 Gb/s", kind: "storage", storage: true, volume: "Archive" },
-      { name: "Desk microphone", speed: "12 Mb/s", kind: "audio", storage: false },
-    ],
-    displays: [
-      { name: "Desk display", width: 5120, height: 2880, refreshHz: 60, main: true, builtin: false },
-      { name: "Built-in display", width: 3456, height: 2234, refreshHz: 120, main: false, builtin: true },
-    ],
-    bluetoothOn: true,
-    bluetooth: [
-      { name: "Headphones", kind: "headphones", battery: 79, batteryLeft: 84, batteryRight: 79, batteryCase: 40 },
-      { name: "Keyboard", kind: "keyboard", battery: 62 },
-      { name: "Trackpad", kind: "trackpad", battery: 91 },
-    ],
-    network: { link: "Wi-Fi", gateway: "192.168.1.1", router: "attic-router" },
-  };
+/** What a computer sends, as the page reads it. */
+function sampleAt(epochMs: number, sent: object): Sample {
+  const sample = readSample({ epoch_ms: epochMs, ...sent });
+  if (sample === undefined) throw new Error("no sample");
+  return sample;
 }
 
 export type SceneName = keyof typeof scenes;
@@ -230,13 +180,8 @@ export function madeUpView(sceneName: string, nowMs: number): { readonly view: V
   const day = scene.noHistory === true
     ? dayOf([], startMs, 0, false)
     : dayOf(isServer ? calm : load, startMs, readAtMs, !isServer);
-  const bare: Sample = {
-    epochMs: readAtMs, sensorsFailed: false, cpuPercent: 9, ramPercent: 41, ramUsedGib: 6.4, ramTotalGib: 15.6,
-    diskPercent: 76, diskFreeGb: 120, volumes: [], usb: [], displays: [], bluetooth: [], uptimeHours: 143.7,
-    processes: [["database", 38], ["web server", 22.4], ["backup", 6.1], ["kworker/3:1", 1.2]]
-      .map(([name, percent]) => ({ name: String(name), percent: Number(percent) })),
-  };
-  const sample = scene.noSample === true ? undefined : { ...(isServer ? bare : sampleAt(readAtMs)), ...scene.sample };
+  const sent = isServer ? server : { ...laptop, tm_last_backup: (readAtMs - 4 * hourMs) / 1000 };
+  const sample = scene.noSample === true ? undefined : { ...sampleAt(readAtMs, sent), ...scene.sample };
   const isOver = scene.phase === "offline" || scene.phase === "unreachable";
   const verdict: Verdict = {
     sky: "calm",

@@ -10,6 +10,8 @@
 #include "core/sampling/linux/MachineInfoReader.h"
 #include "core/sampling/linux/MachineNames.h"
 #include "core/sampling/linux/RouteTable.h"
+#include "core/system/HostName.h"
+#include "core/system/linux/HostName.h"
 #include "core/values/JSONMembers.h"
 #include "core/values/NumberText.h"
 #include "tests/support/FixtureTree.h"
@@ -140,6 +142,14 @@ TEST(CoreTypes, CoresOfNoListedKindAreSmallOnes) {
   tree.write("sys/devices/system/cpu/present", "0-9\n");
   tree.write("sys/devices/system/cpu/online", "0-5\n");
   EXPECT_EQ(readCoreTypes(tree.root()), (CoreTypes{{0, 1}, {2, 3, 4, 5}}));
+}
+
+TEST(HostName, IsThePrettyNameOfTheMachineInfo) {
+  test::expectTable("linux/host-names.txt",
+                    {{"name", [](auto text) { return orNull(prettyHostName(text)); }}});
+  EXPECT_EQ(prettyHostName("PRETTY_HOSTNAME=\xff"), std::nullopt);
+  const auto ours = localizedHostName();
+  EXPECT_TRUE(!ours || presentableName(*ours) == ours);
 }
 
 }  // namespace

@@ -1,23 +1,31 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <systemd/sd-bus.h>
+#include <unistd.h>
 
+#include <functional>
 #include <thread>
+#include <utility>
 
+#include "core/system/linux/SecretFile.h"
 #include "core/system/linux/SecretServiceStore.h"
 #include "core/system/linux/SystemBus.h"
 #include "tests/support/BusDaemon.h"
 #include "tests/support/Corpus.h"
 #include "tests/support/Environment.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace orvik {
 namespace {
 
 using namespace std::chrono_literals;
+namespace fs = std::filesystem;
 
 const SecretStore::Key key{.service = "example.Test", .account = "pairing"};
-const Bytes secret{'s', 0, 0xFF, 'x'};
+const Bytes secret{'s', 0, '\n', 0xFF, 'x'};
 constexpr SecretServiceStore::Limits generous{.answer = 1min, .prompt = 1min, .rest = 0s};
 constexpr SecretServiceStore::Limits hasty{.answer = 200ms, .prompt = 200ms, .rest = 0s};
 
@@ -222,6 +230,79 @@ TEST(SecretServiceStore, ABusThatSaysNothingIsNoBus) {
     const test::Environment bus(busVariable, address);
     expectNothingWorks(SecretServiceStore(hasty), reason);
   }
+}
+
+struct SecretFileTest : testing::Test {
+  test::TemporaryFolder home;
+  fs::path folder = home.path / "share" / "orvik";
+  fs::path file = folder / "example.Test.pairing";
+  SecretFile store{folder};
+};
+
+TEST_F(SecretFileTest, AnItemIsAFileOfItsOwnerAlone) {
+  EXPECT_EQ(store.find(key), std::nullopt);
+  EXPECT_TRUE(store.remove(key));
+  fs::create_directories(folder);
+  fs::permissions(folder, fs::perms(0755));
+  ASSERT_TRUE(store.add(key, "Label", Bytes{1, 2}));
+  ASSERT_TRUE(store.add(key, "Label", secret));
+  EXPECT_EQ(store.find(key), secret);
+  EXPECT_EQ(store.find({.service = key.service, .account = "other"}), std::nullopt);
+  EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
+  EXPECT_EQ(fs::status(folder).permissions(), fs::perms(0700));
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1);
+  // Left by a program that was ended in the midst of it; the second is somebody else's.
+  home.write("share/orvik/example.Test.pairing.a1B2c3", "secret");
+  home.write("share/orvik/example.Test.pairing.mine", "secret");
+  EXPECT_TRUE(store.remove(key));
+  EXPECT_EQ(store.find(key), std::nullopt);
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1);
+  fs::remove(folder / "example.Test.pairing.mine");
+}
+
+TEST_F(SecretFileTest, WhatOthersCouldHaveSeenOrMadeIsNotRead) {
+  const std::function<void()> spoilers[] = {
+      [&] { chmod(file.c_str(), 0640); },
+      [&] { chmod(file.c_str(), 0604); },
+      [&] { chmod(file.c_str(), 0602); },
+      [&] { fs::rename(file, folder / "x"), fs::create_symlink("x", file); },
+      [&] { fs::remove(file), fs::create_directory(file); },
+      [&] { fs::remove(file), mkfifo(file.c_str(), 0600); },
+      [&] { fs::resize_file(file, std::uintmax_t{1} << 40U); },
+      // Only root can give a file away.
+      [&] { geteuid() == 0 ? chown(file.c_str(), 1, 1) : unlink(file.c_str()); },
+  };
+  for (const auto& spoil : spoilers) {
+    ASSERT_TRUE(store.add(key, "Label", secret));
+    ASSERT_EQ(store.find(key), secret);
+    spoil();
+    if (&spoil - spoilers < 3) {
+      EXPECT_THROW((void)store.find(key), SecretStore::Unreadable) << "this user's, and no other";
+    } else {
+      EXPECT_EQ(store.find(key), std::nullopt) << &spoil - spoilers;
+    }
+    fs::remove_all(file);
+  }
+}
+
+TEST_F(SecretFileTest, WhatCannotBeOpenedIsNoReasonForAnother) {
+  ASSERT_TRUE(store.add(key, "Label", secret));
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  const rlim_t former = std::exchange(limit.rlim_cur, 0);
+  setrlimit(RLIMIT_NOFILE, &limit);
+  EXPECT_THROW((void)store.find(key), SecretStore::Unreadable);
+  limit.rlim_cur = former;
+  setrlimit(RLIMIT_NOFILE, &limit);
+  EXPECT_EQ(store.find(key), secret);
+  // Without a place nothing is stored.
+  home.write("file", "");
+  for (const fs::path& nowhere : {fs::path(), home.path / "file" / "orvik", home.path / "file"}) {
+    SecretFile without(nowhere);
+    EXPECT_FALSE(without.add(key, "Label", secret)) << nowhere;
+    EXPECT_EQ(without.find(key), std::nullopt);
+  }
+  EXPECT_FALSE(store.add({.service = "a", .account = "/../b"}, "Label", secret));
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 
 #include "core/values/JSONReader.h"
 #include "phone/terminal/DisplayText.h"
+#include "phone/terminal/LiveScreen.h"
+#include "phone/terminal/MinuteCurves.h"
 #include "phone/terminal/SampleView.h"
 #include "tests/support/Corpus.h"
 
@@ -11,6 +13,9 @@ namespace orvik {
 namespace {
 
 using testing::ElementsAre;
+using Curve = MinuteCurves::Curve;
+using std::chrono::minutes;
+using testing::IsEmpty;
 
 std::string fixture(const char* name) {
   return test::contentsOf(std::string(ORVIK_FIXTURES "/phone/") + name);
@@ -152,6 +157,85 @@ TEST(SampleView, SurvivesAnyValueAnywhere) {
     }
   });
   EXPECT_EQ(wrong, "");
+}
+
+const auto none = std::optional<double>();
+
+TEST(MinuteCurves, ContinuesTheHistoryWithLiveSamples) {
+  MinuteCurves curves;
+  curves.addHistory(
+      readJSON(R"({"t0":600,"dm":[0,1,3],"cpu":[10.0,20,null],"temp":[null,"x",50.0],"w":[1.5]})"));
+  EXPECT_EQ(curves.span(), minutes(5));
+  EXPECT_THAT(curves.steps(Curve::cpu, 9), ElementsAre(10.0, 20.0, none, none, none));
+  EXPECT_THAT(curves.steps(Curve::temperature, 9), ElementsAre(none, none, none, none, 50.0));
+  EXPECT_THAT(curves.steps(Curve::power, 9), ElementsAre(1.5, none, none, none, none));
+
+  curves.addSample(readJSON(R"({"epoch":900,"cpu_pct":40})"));
+  curves.addSample(readJSON(R"({"epoch":959,"cpu_pct":50.0,"temp_cpu":null})"));
+  curves.addSample(readJSON(R"({"epoch":960,"power_w":"1"})"));
+  EXPECT_THAT(curves.steps(Curve::cpu, 9), ElementsAre(10.0, 20.0, none, none, none, 45.0));
+  EXPECT_THAT(curves.steps(Curve::cpu, 3), ElementsAre(15.0, none, 45.0));
+  EXPECT_EQ(curves.range(Curve::cpu), std::pair(10.0, 45.0));
+
+  // A phone that joins again is sent the minutes once more: they are not added up.
+  curves.addHistory(readJSON(R"({"t0":660,"dm":[0,4],"cpu":[20,44]})"));
+  EXPECT_THAT(curves.steps(Curve::cpu, 9), ElementsAre(10.0, 20.0, none, none, none, 44.0));
+
+  // The computer's clock is set back.
+  curves.addSample(readJSON(R"({"epoch":720,"cpu_pct":0})"));
+  EXPECT_THAT(curves.steps(Curve::cpu, 9), ElementsAre(10.0, 20.0, 0.0));
+
+  // A day after minute 10 only that one is too old; a year later all are.
+  curves.addSample(readJSON(R"({"epoch":87000,"cpu_pct":1})"));
+  EXPECT_EQ(curves.span(), minutes(1440));
+  curves.addSample(readJSON(R"({"epoch":31536000,"cpu_pct":1})"));
+  EXPECT_EQ(curves.span(), minutes(1));
+}
+
+TEST(MinuteCurves, TakesOnlyWhatIsAHistory) {
+  MinuteCurves curves;
+  for (const char* history :
+       {"7", "{}", R"({"t0":"600","dm":[0]})", R"({"t0":-60,"dm":[0]})", R"({"t0":600,"dm":[-1]})",
+        R"({"t0":600,"dm":[9223372036854775807]})", R"({"t0":9223372036854775807,"dm":[0]})",
+        R"({"t0":600,"dm":["0"],"cpu":[1]})"}) {
+    curves.addHistory(readJSON(history));
+    EXPECT_THAT(curves.steps(Curve::cpu, 9), IsEmpty()) << history;
+  }
+  curves.addSample(readJSON(R"({"epoch":9223372036854775807,"cpu_pct":1})"));
+  curves.addSample(readJSON(R"({"cpu_pct":1})"));
+  EXPECT_EQ(curves.span(), minutes(0));
+}
+
+const ViewLine title{"Mac", " · offline", true};
+
+TEST(LiveScreen, RepaintsOnAScreenOfItsOwn) {
+  LiveScreen screen(true);
+  EXPECT_EQ(screen.paint({title, {"CPU  ", "7 %"}, {"Disk ", "80 %", false, true}}, {24, 80}),
+            "\x1B[?1049h\x1B[?25l\x1B[H"
+            "\x1B[1mMac\x1B[0m\x1B[33m · offline\x1B[0m\x1B[K\r\n"
+            "\x1B[1mCPU  \x1B[0m7 %\x1B[K\r\n"
+            "\x1B[2mDisk 80 %\x1B[0m\x1B[K\x1B[J");
+  // Shorter than before: what the last line left is cleared.
+  EXPECT_EQ(screen.paint({{"Mac", " · live"}}, {24, 80}),
+            "\x1B[H\x1B[1mMac\x1B[0m · live\x1B[K\x1B[J");
+  EXPECT_EQ(screen.end(), "\x1B[?25h\x1B[?1049l");
+  EXPECT_EQ(screen.end(), "") << "nothing is left to restore";
+  EXPECT_EQ(screen.paint({{"", "again"}}, {24, 80}), "\x1B[?1049h\x1B[?25l\x1B[Hagain\x1B[K\x1B[J");
+}
+
+TEST(LiveScreen, KeepsWithinTheWindow) {
+  LiveScreen screen(false);
+  const std::vector<ViewLine> lines = {{"Name ", "日本語"}, {"", "2"}, {"", "3"}, {"", "4"}};
+  const std::pair<ScreenSize, const char*> cases[] = {
+      {{4, 80}, "Name 日本語\x1B[K\r\n2\x1B[K\r\n3\x1B[K\r\n4\x1B[K\x1B[J"},
+      {{2, 80}, "Name 日本語\x1B[K\r\n… 3 more lines: enlarge the window\x1B[K\x1B[J"},
+      // Of the name only one wide character fits before the ellipsis.
+      {{2, 8}, "Name …\x1B[K\r\n… 3 mo…\x1B[K\x1B[J"},
+      {{1, 1}, "\x1B[K\x1B[J"}};
+  static_cast<void>(screen.paint({}, {1, 1}));
+  for (const auto& [size, shown] : cases) {
+    EXPECT_EQ(screen.paint(lines, size), std::string("\x1B[H") + shown);
+  }
 }
 
 }  // namespace
