@@ -136,7 +136,7 @@ struct Limits {
   /// What waits for the engine that several relays share, and of its messages for an event loop.
   std::size_t neighbourQueueBytes = 32 * mebibyte;
   /// Between two signs of life of a relay, and after how long without one it has gone.
-  Clock::Duration heartbeatInterval = std::chrono::seconds(1);
+  Clock::Duration heartbeatInterval = std::chrono::milliseconds(500);
   Clock::Duration neighbourTime = std::chrono::seconds(4);
   /// Relays that serve clients of one Mac: one for each of its phones, and as many that have gone.
   std::size_t neighboursPerMac = 32;

@@ -12,6 +12,7 @@
 #include <future>
 
 #include "relay/Log.h"
+#include "relay/cluster/RelayMessage.h"
 
 namespace orvik::relay {
 
@@ -53,7 +54,7 @@ class LoopsListener final : public NeighbourListener {
     const std::size_t bytes = message.size();
     const std::size_t most = shared.limits.neighbourQueueBytes;
     if (waitingBytes + bytes > most) {
-      isAnythingLost = true;
+      isAnythingLost = isAnythingLost || !RelayMessage::isEnvelope(message);
       return;
     }
     waitingBytes += bytes;

@@ -90,6 +90,7 @@ void Switchboard::heard(const Identifier& identifier, RelayID from, std::string_
 void Switchboard::heard(Entry& entry, RelayID from, const Standing& said) {
   Place& place = entry.second;
   Elsewhere& elsewhere = *place.elsewhere;
+  bool isNew = false;
   changeElsewhere(entry, [&] {
     const auto known = std::ranges::find(elsewhere.relays, from, &Neighbour::relay);
     if (known != elsewhere.relays.end() && known->at.mac && !said.mac) {
@@ -102,6 +103,7 @@ void Switchboard::heard(Entry& entry, RelayID from, const Standing& said) {
       known->at = said;
     } else if (!said.isEmpty() && elsewhere.relays.size() < limits.neighboursPerMac) {
       elsewhere.relays.push_back({from, said});
+      isNew = true;
     }
   });
   if (place.record && mayBeGiven(said.last)) {
@@ -117,7 +119,8 @@ void Switchboard::heard(Entry& entry, RelayID from, const Standing& said) {
       contest(entry, from, *said.mac);
     }
   }
-  if (said.asks) {
+  // Both may have come at once, when neither was heard by the other yet.
+  if (said.asks || isNew) {
     tellStanding(entry, false);
   }
   if (said.mac && place.knowledge == Knowledge::unknown) {

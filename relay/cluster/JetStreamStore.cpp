@@ -636,8 +636,11 @@ void JetStreamStore::looked(const UntypedValue& answer, const StreamFailure& fai
 
 void JetStreamStore::made(const StreamFailure& failure) {
   isLooking = false;
-  // Another relay may have made it at the same time.
-  if (failure.code == 0 || failure.code == StreamFailure::nameInUse) {
+  // Another relay may have made it at the same time, which the engine says in one way or the other.
+  const bool isThere =
+      failure.code == StreamFailure::nameInUse ||
+      (failure.code == StreamFailure::subjectOverlap && !std::exchange(wasOverlapping, true));
+  if (failure.code == 0 || isThere) {
     nextLook = clock->now();
   } else {
     unavailable(Health::failing, "no stream on " + std::to_string(settings.replicas) +

@@ -196,6 +196,7 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
   /// Whose records are read again at the next tick.
   std::vector<Identifier> pausing;
   bool isLooking = false;
+  bool wasOverlapping = false;
   bool isRoomForMore = true;
   bool wasUnreadableLogged = false;
   /// Bytes of a message that the engine takes.

@@ -83,7 +83,8 @@ void NATSNeighbours::tell(const Identifier& identifier, std::string_view message
   whole.reserve(signatureSize + message.size());
   whole.append(signature).append(message);
   // The others notice by the signs of life, and ask for everything.
-  if (!connection.send({subjectOf(identifier), std::move(whole)})) {
+  const bool isSent = connection.send({subjectOf(identifier), std::move(whole)});
+  if (!isSent && !RelayMessage::isEnvelope(message)) {
     isAnythingLost = true;
   }
 }
@@ -158,21 +159,22 @@ void NATSNeighbours::sign() {
 }
 
 bool NATSNeighbours::noteLife(RelayID relay, std::optional<std::uint64_t> sign) {
-  const auto known = relays.find(relay);
-  if (known == relays.end()) {
-    return makeRoom() && relays.emplace(relay, Relay{clock->now(), sign}).second;
+  if (!relays.contains(relay) && !makeRoom()) {
+    return false;
   }
-  Relay& state = known->second;
+  Relay& state = relays[relay];
   state.heard = clock->now();
   const bool wasGone = std::exchange(state.isGone, false);
   const bool isAnyMissing = sign && state.sign && *sign != *state.sign + 1;
+  // Neither has heard what the other said when it came.
+  const bool isHeardLate = sign && !state.sign && *sign > 0;
   if (sign) {
     state.sign = sign;
   }
   if (isAnyMissing) {
     listener.gone(relay);
   }
-  if (wasGone || isAnyMissing) {
+  if (wasGone || isAnyMissing || isHeardLate) {
     listener.back();
   }
   return true;

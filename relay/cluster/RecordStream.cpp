@@ -48,6 +48,7 @@ std::string RecordStream::unfit(const UntypedValue& config) const {
   const std::vector<std::pair<const char*, bool>> members = {
       {"subjects", subjects != nullptr && *subjects == UntypedValue::List{name + ".record.*"}},
       {"max_msgs_per_subject", integer(config, "max_msgs_per_subject", 0) == 1},
+      {"retention", is("retention", "limits")},
       {"storage", is("storage", "file")},
       {"discard", is("discard", "new")},
       {"no_ack", isSilent == nullptr || !*isSilent},

@@ -46,6 +46,7 @@ struct StreamFailure {
     storageExceeded = 10047,
     nameInUse = 10058,
     noStream = 10059,
+    subjectOverlap = 10065,
     wrongSequence = 10071,
     notStored = 10077,
     /// Not of the engine.

@@ -142,7 +142,7 @@ std::string withEnvelope(std::string head, std::string_view envelope) {
 
 std::optional<RelayMessage> RelayMessage::in(std::string_view text) {
   // Samples are most of it, and nothing of them is read.
-  if (text.starts_with('\n') && text.size() <= longest) {
+  if (isEnvelope(text) && text.size() <= longest) {
     const std::string_view envelope = text.substr(1);
     // Clients end a connection over anything else.
     return isValidUTF8(envelope) ? std::optional(RelayMessage{ToldEnvelope{envelope}})

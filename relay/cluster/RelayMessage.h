@@ -94,6 +94,10 @@ struct RelayMessage {
   /// gives refers to the text.
   [[nodiscard]] static std::optional<RelayMessage> in(std::string_view text);
   [[nodiscard]] std::string text() const;
+  /// Whether a text is an envelope alone: the next one makes up for it when it is lost.
+  [[nodiscard]] static bool isEnvelope(std::string_view text) noexcept {
+    return text.starts_with('\n');
+  }
 
   bool operator==(const RelayMessage&) const = default;
 };

@@ -249,7 +249,7 @@ TEST_F(JetStreamStoreTest, BelievesOnlyAStreamThatKeepsRecords) {
   server->start("max_payload: 1MB\n");
   const std::string fit =
       R"("subjects":["orvik.record.*"],"max_msgs_per_subject":1,"storage":"file",)"
-      R"("discard":"new","max_age":15552000000000000,"num_replicas":1,)"
+      R"("retention":"limits","discard":"new","max_age":15552000000000000,"num_replicas":1,)"
       R"("duplicate_window":3000000000)";
   const std::string word = R"({"stream":"orvik","seq":1})";
   Impostor impostor(server->url());
@@ -263,6 +263,7 @@ TEST_F(JetStreamStoreTest, BelievesOnlyAStreamThatKeepsRecords) {
   }
   for (const auto& [setting, unfit] :
        {std::pair("storage", R"("storage":"memory")"), std::pair("discard", R"("discard":"old")"),
+        std::pair("retention", R"("retention":"interest")"),
         std::pair("max_age", R"("max_age":1000000000)"),
         std::pair("num_replicas", R"("num_replicas":0)"),
         std::pair("duplicate_window", R"("duplicate_window":120000000000)"),
