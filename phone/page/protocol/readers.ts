@@ -61,7 +61,7 @@ export function text(value: unknown, longest = longestText): string | undefined 
     .replace(unprintable, " ")
     .replace(/\s+/gu, " ")
     .trim();
-  const cut = cleaned.length > longest ? cleaned.slice(0, longest).replace(/\p{Surrogate}$/u, "") : cleaned;
+  const cut = cleaned.length > longest ? cleaned.slice(0, longest).replace(/\p{Surrogate}$/u, "").trimEnd() : cleaned;
   return cut || undefined;
 }
 

@@ -1,1 +1,0 @@
-import{a as e,b as s,I as l}from"./main-hGn4hEpo.js";import{l as n}from"./laterIcons-DS5ymIjr.js";function t(){const{w:a}=e().texts;return s("ol",{class:"sheet-steps",children:[s("li",{children:[s("span",{class:"icon-box",children:s(l,{path:n.share})}),a.installShare]}),s("li",{children:[s("span",{class:"icon-box",children:s(l,{path:n.plus})}),a.installAdd]})]})}export{t as I};
