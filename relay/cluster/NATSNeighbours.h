@@ -16,9 +16,9 @@
 namespace orvik::relay {
 
 /// The other relays that use the same engine of NATS: what is told about an identifier goes over a
-/// subject of its own, which only those hear who have joined it. Each relay gives a sign of life
-/// every second, with a number that rises by 1: where one is missing, other words may be, too, and
-/// the relay counts as gone and heard again.
+/// subject of its own, which only those hear who have joined it. Each relay gives signs of life,
+/// with a number that rises by 1: where one is missing, other words may be, too, and the relay
+/// counts as gone and heard again.
 class NATSNeighbours final : public Neighbours, private NATSConnection::Receiver {
  public:
   /// Told what an operator has to know, in one line.
