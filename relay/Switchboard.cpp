@@ -386,7 +386,10 @@ bool Switchboard::take(Entry& entry, Peer& mac, const TokenHash& token, Instant 
   if (Elsewhere* const elsewhere = place.elsewhere.get()) {
     elsewhere->rise();
     elsewhere->since = arrived;
-    skipNumbers(entry);
+    skipNumbers(place);
+    if (!elsewhere->relays.empty()) {
+      askForAlerts(entry);
+    }
   }
   // Before the presence, which tells the Mac that it is accepted: it has to know by then.
   if (store.isDurable()) {

@@ -243,7 +243,8 @@ class Switchboard final : public NeighbourListener {
   void heard(Entry& entry, RelayID from, const ToldAlert& said);
   void heard(Entry& entry, RelayID from, const AlertsMissed& said);
   void heard(Entry& entry, RelayID from, const RecordChanged& said);
-  void skipNumbers(Entry& entry);
+  void skipNumbers(Place& place) const;
+  void askForAlerts(const Entry& entry) const;
   void contest(Entry& entry, RelayID from, const Standing::Mac& other);
   /// Calls `change`, which changes what is known of others, and tells those here what it comes to.
   template <typename Change>

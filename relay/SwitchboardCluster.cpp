@@ -108,7 +108,10 @@ void Switchboard::heard(Entry& entry, RelayID from, const Standing& said) {
   });
   if (place.record && mayBeGiven(said.last)) {
     if (place.mac.peer != nullptr) {
-      skipNumbers(entry);
+      skipNumbers(place);
+      if (isNew) {
+        askForAlerts(entry);
+      }
     }
     place.record->takenNumber =
         std::max(place.record->takenNumber, std::min(said.taken, place.record->lastNumber));
@@ -131,19 +134,20 @@ void Switchboard::heard(Entry& entry, RelayID from, const Standing& said) {
   removeIfEmpty(entry);
 }
 
-/// Numbers that the Mac's relay before this one has given are not given again, although the store
-/// has none of their alerts. Whoever has them is asked for them: the Mac may repeat them.
-void Switchboard::skipNumbers(Entry& entry) {
-  Place& place = entry.second;
-  const std::uint64_t before = place.record->lastNumber;
+/// Numbers that the Mac's relay before this one has given are not given again.
+void Switchboard::skipNumbers(Place& place) const {
   for (const Neighbour& each : place.elsewhere->relays) {
     if (mayBeGiven(each.at.last)) {
       place.record->lastNumber = std::max(place.record->lastNumber, each.at.last);
     }
   }
-  if (place.record->lastNumber > before) {
-    tell(entry, {AlertsMissed{before}});
-  }
+}
+
+/// The Mac may repeat alerts that its relay before this one has numbered, told and pushed, and that
+/// the store has not.
+void Switchboard::askForAlerts(const Entry& entry) const {
+  const std::vector<Alert>& alerts = entry.second.alerts;
+  tell(entry, {AlertsMissed{alerts.empty() ? 0 : alerts.back().kept.number}});
 }
 
 /// Two relays have a Mac. The later one stays, which each can tell by the ages, whatever their
@@ -229,7 +233,7 @@ void Switchboard::heard(Entry& entry, RelayID /*from*/, const AlertsMissed& said
   forgetOldAlerts(place);
   std::uint64_t after = said.after;
   for (const Alert& alert : place.alerts) {
-    const bool isKnownHere = place.mac.peer != nullptr || alert.fate == Alert::Fate::heard;
+    const bool isKnownHere = place.mac.peer != nullptr || alert.fate != Alert::Fate::safe;
     if (isKnownHere && alert.kept.number > said.after) {
       tellAlert(entry, alert, std::min(after, alert.kept.number - 1));
       after = alert.kept.number;

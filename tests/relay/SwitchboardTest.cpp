@@ -524,8 +524,9 @@ TEST(Switchboard, PushesToPhonesThatAreNotLooking) {
 TEST(Switchboard, ServesAMacWithOtherRelays) {
   for (const bool isBusFirst : {false, true}) {
     for (const char* heading :
-         {"relays lose each other", "both sides of a cut have a Mac", "one relay pushes for all",
-          "what the store says of other relays"}) {
+         {"relays lose each other", "a computer moves with what is not kept",
+          "both sides of a cut have a Mac", "one relay pushes for all",
+          "what the store says of other relays", "one comes before the other can hear it"}) {
       Stage({}, true, {3, 0, isBusFirst}).plays(heading);
     }
   }
