@@ -130,7 +130,11 @@ class Switchboard final : public NeighbourListener {
   };
   struct Neighbour {
     RelayID relay;
-    Standing at;
+    Standing at{};
+    /// The last alert before each phone that is looking there was, which has been pushed to it.
+    std::map<std::string, std::uint64_t> pushed{};
+
+    void take(const Standing& said, std::uint64_t lastNumber);
   };
   /// What is known of an identifier's clients at other relays, and told there of those here.
   struct Elsewhere {
@@ -213,6 +217,10 @@ class Switchboard final : public NeighbourListener {
   /// To all subscriptions whose phones are not looking.
   void push(Entry& entry, const Alert& alert);
   void push(const Entry& entry, const Alert& alert, const std::vector<Subscription>& to);
+  /// To a subscription whose phone was looking and may have seen none of the last alerts, as long
+  /// ago as `unheard`, from behind the number `after` on.
+  void pushUnseen(const Entry& entry, const Subscription& subscription, Clock::Duration unheard,
+                  std::uint64_t after);
   [[nodiscard]] static bool isLooking(const Place& place, const Subscription& subscription);
   void forget(Entry& entry, const std::string& endpoint);
   /// Makes room for another subscription where there is one that is hardly used.
@@ -249,6 +257,9 @@ class Switchboard final : public NeighbourListener {
   /// Calls `change`, which changes what is known of others, and tells those here what it comes to.
   template <typename Change>
   static void changeElsewhere(Entry& entry, Change change);
+  /// Forgets what was known of neighbours, of which nothing is heard any more.
+  template <typename Condition>
+  void lose(Entry& entry, Condition condition);
   [[nodiscard]] static bool isLookingElsewhere(const Place& place,
                                                const Subscription& subscription);
   void catchUp(Entry& entry);
@@ -287,6 +298,8 @@ class Switchboard final : public NeighbourListener {
   /// Where alerts are known to be missed, and whose records are read again, from when on.
   std::set<Identifier> missingPlaces;
   std::map<Identifier, Instant> rereads;
+  /// The last of them that was, behind which it goes on.
+  Identifier rereadUpTo{};
   /// Everything is being said again, and is to be once more; all places are being noted as used.
   Walk saying;
   bool saysAgain = false;

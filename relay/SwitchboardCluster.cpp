@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <chrono>
+#include <functional>
 #include <utility>
 
 #include "core/values/JSONValue.h"
@@ -87,6 +88,15 @@ void Switchboard::heard(const Identifier& identifier, RelayID from, std::string_
   }
 }
 
+void Switchboard::Neighbour::take(const Standing& said, std::uint64_t lastNumber) {
+  at = said;
+  const auto before = std::exchange(pushed, {});
+  for (const std::string& key : at.looking) {
+    const auto known = before.find(key);
+    pushed[key] = known == before.end() ? lastNumber : known->second;
+  }
+}
+
 void Switchboard::heard(Entry& entry, RelayID from, const Standing& said) {
   Place& place = entry.second;
   Elsewhere& elsewhere = *place.elsewhere;
@@ -100,9 +110,10 @@ void Switchboard::heard(Entry& entry, RelayID from, const Standing& said) {
     if (said.isEmpty() && known != elsewhere.relays.end()) {
       elsewhere.relays.erase(known);
     } else if (known != elsewhere.relays.end()) {
-      known->at = said;
+      known->take(said, place.record ? place.record->lastNumber : 0);
     } else if (!said.isEmpty() && elsewhere.relays.size() < limits.neighboursPerMac) {
-      elsewhere.relays.push_back({from, said});
+      elsewhere.relays.push_back({from});
+      elsewhere.relays.back().take(said, place.record ? place.record->lastNumber : 0);
       isNew = true;
     }
   });
@@ -411,27 +422,44 @@ void Switchboard::changeOwner(Entry& entry, Record record) {
 
 void Switchboard::gone(RelayID relay) {
   for (Entry& entry : places) {
-    Place& place = entry.second;
-    if (!place.elsewhere) {
-      continue;
+    if (entry.second.elsewhere) {
+      lose(entry, [relay](const Neighbour& each) { return each.relay == relay; });
     }
-    std::vector<Neighbour>& relays = place.elsewhere->relays;
-    const auto left = std::ranges::find(relays, relay, &Neighbour::relay);
-    if (left == relays.end()) {
-      continue;
-    }
-    if (left->at.mac) {
-      // It may have kept what it could not tell any more.
-      rereads[entry.first] = time();
-    }
-    changeElsewhere(entry, [&] { relays.erase(left); });
   }
 }
 
 void Switchboard::cutOff() {
   for (Entry& entry : places) {
     if (entry.second.elsewhere) {
-      changeElsewhere(entry, [&] { entry.second.elsewhere->relays.clear(); });
+      lose(entry, [](const Neighbour&) { return true; });
+    }
+  }
+}
+
+template <typename Condition>
+void Switchboard::lose(Entry& entry, Condition condition) {
+  Place& place = entry.second;
+  std::vector<Neighbour>& relays = place.elsewhere->relays;
+  const auto left = std::partition(relays.begin(), relays.end(), std::not_fn(condition));
+  if (left == relays.end()) {
+    return;
+  }
+  const std::vector<Neighbour> lost(left, relays.end());
+  changeElsewhere(entry, [&] { relays.erase(left, relays.end()); });
+  for (const Neighbour& each : lost) {
+    if (each.at.mac) {
+      // It may have kept what it could not tell any more.
+      rereads[entry.first] = time();
+    }
+    if (place.mac.peer == nullptr || pusher == nullptr) {
+      continue;
+    }
+    for (const Subscription& subscription : place.record->subscriptions) {
+      const auto looking = each.pushed.find(endpointKey(subscription.endpoint));
+      if (looking != each.pushed.end()) {
+        pushUnseen(entry, subscription, limits.neighbourTime + std::chrono::seconds(1),
+                   looking->second);
+      }
     }
   }
 }
@@ -476,7 +504,9 @@ void Switchboard::expireElsewhere(Instant now) {
     }
   }
   std::size_t left = limits.rereads;
-  for (auto next = rereads.begin(); next != rereads.end() && left > 0;) {
+  auto next = rereads.upper_bound(rereadUpTo);
+  for (std::size_t unseen = rereads.size(); unseen > 0 && left > 0; --unseen) {
+    next = next == rereads.end() ? rereads.begin() : next;
     const Place& place = places.find(next->first)->second;
     const bool isAsking = place.elsewhere->isReading || place.knowledge == Knowledge::asked ||
                           place.knowledge == Knowledge::claiming;
@@ -485,9 +515,9 @@ void Switchboard::expireElsewhere(Instant now) {
       continue;
     }
     // The answer may come before the call returns, and is posted then.
-    const Identifier identifier = next->first;
+    rereadUpTo = next->first;
     next = rereads.erase(next);
-    reread(*places.find(identifier));
+    reread(*places.find(rereadUpTo));
     --left;
   }
 }

@@ -169,14 +169,20 @@ void Switchboard::silent(const Identifier& identifier, const Peer& phone, Clock:
   }
   const auto subscription =
       std::ranges::find(place.record->subscriptions, accepted->endpoint, &Subscription::endpoint);
-  if (pusher == nullptr || subscription == place.record->subscriptions.end() ||
-      isLooking(place, *subscription)) {
+  if (pusher != nullptr && subscription != place.record->subscriptions.end()) {
+    pushUnseen(*entry, *subscription, unheard, accepted->pushed);
+  }
+}
+
+void Switchboard::pushUnseen(const Entry& entry, const Subscription& subscription,
+                             Clock::Duration unheard, std::uint64_t after) {
+  if (isLooking(entry.second, subscription)) {
     return;
   }
   const std::int64_t heard = unixNow() - std::chrono::ceil<std::chrono::seconds>(unheard).count();
-  for (const Alert& alert : place.alerts) {
-    if (alert.kept.keptAt >= heard && alert.kept.number > accepted->pushed) {
-      push(*entry, alert, {*subscription});
+  for (const Alert& alert : entry.second.alerts) {
+    if (alert.kept.keptAt >= heard && alert.kept.number > after) {
+      push(entry, alert, {subscription});
     }
   }
 }
