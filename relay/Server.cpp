@@ -118,10 +118,13 @@ Server::Server(const Limits& limits, std::shared_ptr<Clock> clock,
       return std::optional("the store: " + std::string(text(records.health)) +
                            (records.why.empty() ? "" : " (" + records.why + ")"));
     }
-    if (shared.neighbours != nullptr && !shared.neighbours->state().connection.isConnected) {
-      return std::optional<std::string>("other relays cannot be heard");
+    if (shared.neighbours == nullptr) {
+      return std::optional<std::string>();
     }
-    return std::optional<std::string>();
+    const NATSConnection::State others = shared.neighbours->state().connection;
+    const std::string why = others.refusal.empty() ? "" : " (" + others.refusal + ")";
+    return others.isConnected && why.empty() ? std::nullopt
+                                             : std::optional("other relays cannot be heard" + why);
   };
 }
 

@@ -26,6 +26,8 @@ constexpr auto retryInterval = 1s;
 /// side is there: a link that is cut without a word is noticed in three.
 constexpr std::int64_t milliseconds = 1000;
 constexpr int unansweredPings = 2;
+/// After which nothing that it says and hears is refused any more.
+constexpr auto acceptedAfter = 10s;
 
 using LibraryOptions = CHandle<natsOptions, natsOptions_Destroy>;
 using NATSMessage = CHandle<natsMsg, natsMsg_Destroy>;
@@ -239,6 +241,10 @@ void NATSConnection::run() {
         disconnect();
         receiver.lost(failure);
       } else if (connection) {
+        if (now >= made + acceptedAfter) {
+          const std::lock_guard guard(mutex);
+          told.refusal.clear();
+        }
         receiver.tick();
       } else {
         connect();
@@ -258,10 +264,10 @@ void NATSConnection::run() {
 void NATSConnection::connect() {
   try {
     const LibraryOptions options = optionsFor(settings);
-    natsConnection* made = nullptr;
-    require(natsConnection_Connect(&made, options.get()));
-    connection.reset(made);
-    if (natsConnection_HasHeaderSupport(made) != NATS_OK) {
+    natsConnection* opened = nullptr;
+    require(natsConnection_Connect(&opened, options.get()));
+    connection.reset(opened);
+    if (natsConnection_HasHeaderSupport(opened) != NATS_OK) {
       connection.reset();
       throw std::runtime_error("the engine is too old: it knows no headers");
     }
@@ -269,6 +275,7 @@ void NATSConnection::connect() {
       const std::lock_guard guard(mutex);
       told.isConnected = true;
     }
+    made = std::chrono::steady_clock::now();
     for (auto& [subject, subscription] : subscriptions) {
       subscribe(subject, subscription);
     }
@@ -280,12 +287,16 @@ void NATSConnection::connect() {
 
 void NATSConnection::disconnect() {
   const char* detail = nullptr;
-  static_cast<void>(natsConnection_GetLastError(connection.get(), &detail));
+  const bool isRefused =
+      natsConnection_GetLastError(connection.get(), &detail) == NATS_NOT_PERMITTED;
   failure = detail != nullptr && *detail != '\0' ? detail : "the connection was lost";
   {
     const std::lock_guard guard(mutex);
     told.isConnected = false;
     ++told.lost;
+    if (isRefused) {
+      told.refusal = failure;
+    }
     std::erase_if(waiting, [](const Command& each) { return each.kind == Command::Kind::send; });
   }
   natsConnection_Close(connection.get());
@@ -303,7 +314,12 @@ std::size_t NATSConnection::longestMessage() const {
   return static_cast<std::size_t>(std::max<std::int64_t>(most, 0));
 }
 
-bool NATSConnection::isLost() const { return natsConnection_IsClosed(connection.get()); }
+bool NATSConnection::isLost() const {
+  // One whose user may not say or hear all that is needed does not get more rights by itself.
+  const char* ignored = nullptr;
+  return natsConnection_IsClosed(connection.get()) ||
+         natsConnection_GetLastError(connection.get(), &ignored) == NATS_NOT_PERMITTED;
+}
 
 void NATSConnection::execute(const Command& command) {
   switch (command.kind) {

@@ -3,6 +3,7 @@
 #include <nats/nats.h>
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <map>
@@ -70,6 +71,9 @@ class NATSConnection {
     std::uint64_t receivedBytes = 0;
     /// Messages for which there was no room or no connection.
     std::uint64_t refused = 0;
+    /// What the engine does not let its user say or hear, until a connection has lasted; empty
+    /// where it lets it.
+    std::string refusal{};
   };
 
   /// At most so many bytes wait to be sent. The receiver outlives the connection.
@@ -135,6 +139,7 @@ class NATSConnection {
   /// By subject; null while there is no connection.
   std::map<std::string, Subscription, std::less<>> subscriptions;
   std::string failure;
+  std::chrono::steady_clock::time_point made;
   std::thread thread;
 };
 

@@ -113,7 +113,12 @@ void NATSNeighbours::connected() {
 
 void NATSNeighbours::lost(const std::string& /*why*/) {
   const std::lock_guard guard(mutex);
-  // The store says why, over a connection like this one.
+  // All but this the store says, over a connection like this one.
+  const std::string refusal = connection.state().refusal;
+  if (!refusal.empty() && !std::exchange(wasRefused, true)) {
+    log("other relays cannot be heard: the cluster's servers do not let this one's user (" +
+        refusal + ")");
+  }
   if (std::exchange(isConnected, false)) {
     relays.clear();
     listener.cutOff();
@@ -206,6 +211,7 @@ bool NATSNeighbours::makeRoom() {
 
 void NATSNeighbours::tick() {
   const std::lock_guard guard(mutex);
+  wasRefused = wasRefused && !connection.state().refusal.empty();
   const Instant now = clock->now();
   if (now >= nextSign) {
     sign();

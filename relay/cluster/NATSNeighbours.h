@@ -86,6 +86,7 @@ class NATSNeighbours final : public Neighbours, private NATSConnection::Receiver
   bool isConnected = false;
   bool wasLogged = false;
   bool wasKeyLogged = false;
+  bool wasRefused = false;
   Instant nextSign;
   std::uint64_t signs = 0;
   /// Something could not be sent since the last sign of life.

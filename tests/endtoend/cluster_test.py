@@ -600,6 +600,12 @@ def bad_addresses():
     with open(path("wrong.creds"), "w", encoding="ascii") as file:
         file.write("-----BEGIN NATS USER JWT-----\nwrong\n------END NATS USER JWT------\n")
     tls, plain = secure("localhost"), single("plain").port
+
+    def without(right):
+        name = f"no-{right}"
+        return [address(single(name, store(name), rights=f'{right}: {{ deny: ["orvik.relays"] }}').port),
+                "--cluster-replicas", "1"]
+
     nodes = [
         ("No server available", [address(free_port())]), ("no JetStream", [address(plain)]),
         ("too old", [address(old())]), ("Authorization", [address(single("locked", store("locked"), "other").port)]),
@@ -607,6 +613,8 @@ def bad_addresses():
         ("self-signed certificate", trusting("other", tls)), ("address mismatch", trusting("other", secure("other"))),
         ("self-signed certificate", [address(tls)]), ("Secure Connection", [address(plain, scheme="tls")]),
         ("Authorization", trusting("localhost", tls, password="wrong")),
+        ('for Subscription to "orvik.relays"', without("subscribe")),
+        ('for Publish to "orvik.relays"', without("publish")),
         ("nkey", [address(plain), "--cluster-credentials", path("wrong.creds")]),
         ("", [*trusting("localhost", tls), "--cluster-replicas", "1"])]
     relays = []
@@ -643,6 +651,7 @@ def test():
         fault(world)
     while IS_LONG and any(pairing.mac.raised < ALERTS for pairing in world.pairings):
         world.chance.choice(faults[1:])(world)
+    world.until("all alerts are raised", lambda: all(pairing.mac.raised == ALERTS for pairing in world.pairings))
     world.settle()
     live_everywhere(world)
     revoked(world)

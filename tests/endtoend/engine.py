@@ -129,15 +129,15 @@ class Node:
             return next(int(line.split()[1]) for line in file if line.startswith("VmRSS:"))
 
 
-def single(name="alone", more="", password=PASSWORD):
-    """A node by itself, without JetStream unless that is what is added."""
+def single(name="alone", more="", password=PASSWORD, rights=""):
+    """A node by itself, without JetStream unless that is what is added, whose user may do all but this."""
     port, monitor = free_port(), free_port()
     node = Node(name, f"""
 listen: "127.0.0.1:{port}"
 http: "127.0.0.1:{monitor}"
 server_name: {name}
 max_payload: 2MB
-authorization {{ user: {USER}, password: {password} }}
+authorization {{ users: [{{ user: {USER}, password: {password}, permissions: {{ {rights} }} }}] }}
 {more}
 """, port, monitor)
     node.start()
