@@ -242,10 +242,17 @@ void copyToCluster(const relay::Options& options, const relay::MachineLimits& ma
       relay::copyToCluster(options.copyToCluster, options.clusterSettings(),
                            options.limits(machine), std::make_shared<SystemClock>(), log);
   std::printf("orvik-relay: %zu identifiers are in the cluster\n", copy.there);
+  std::string wrong;
   if (copy.ofOthers > 0) {
-    throw std::runtime_error(std::to_string(copy.ofOthers) +
-                             " identifiers have another owner in the cluster, and stay as they "
-                             "are there");
+    wrong = std::to_string(copy.ofOthers) +
+            " identifiers have another owner in the cluster, and stay as they are there";
+  }
+  if (copy.leftOut > 0) {
+    wrong += (wrong.empty() ? "" : "; ") + std::to_string(copy.leftOut) +
+             " are left out, whose records in the cluster cannot be read or would be too long";
+  }
+  if (!wrong.empty()) {
+    throw std::runtime_error(wrong);
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <limits>
 #include <random>
 #include <utility>
 
@@ -30,6 +31,8 @@ constexpr auto day = 24h;
 constexpr std::uint64_t numberGap = 100'000;
 /// What has to fit for a full stream to be called able to grow.
 constexpr std::size_t probeBytes = 65'536;
+/// A place that no message has.
+constexpr std::uint64_t impossiblePlace = std::numeric_limits<std::int64_t>::max();
 /// A message that holds every record, and what of it goes to the headers.
 constexpr std::size_t recordBytes = 262'144;
 constexpr std::size_t headerBytes = 1024;
@@ -470,7 +473,7 @@ bool JetStreamStore::apply(Question& question, std::optional<StoredRecord>& stor
           isChanged = isChanged || stored->text() != was;
         }
         answering(copying.then, isOwner   ? Copied::isThere
-                                : !stored ? Copied::failed
+                                : !stored ? Copied::noRoom
                                           : Copied::hasOtherOwner);
       }};
   std::visit(apply, question.asks);
@@ -547,6 +550,9 @@ void JetStreamStore::received(std::string_view subject, std::string_view data, b
         break;
       case Request::Kind::make:
         made(failure);
+        break;
+      case Request::Kind::compare:
+        compared(failure);
         break;
       case Request::Kind::probe:
         probed(failure);
@@ -629,9 +635,20 @@ void JetStreamStore::looked(const UntypedValue& answer, const StreamFailure& fai
   } else if (told.health != Health::available) {
     // A leader that is cut off from the others says that all is well until it has to write.
     isLooking = true;
-    const std::size_t bytes = told.health == Health::full ? probeBytes : 0;
-    request(Request::Kind::probe, {}, {.subject = trialSubject(), .data = std::string(bytes, ' ')});
+    request(Request::Kind::compare, {}, {.subject = trialSubject(), .after = impossiblePlace});
   }
+}
+
+/// One that has not compared would let a relay write over what another has kept a moment ago.
+void JetStreamStore::compared(const StreamFailure& failure) {
+  if (failure.code == 0) {
+    isLooking = false;
+    unavailable(Health::unknownFormat,
+                "the engine is too old: it does not compare what is written with what was read");
+    return;
+  }
+  const std::size_t bytes = told.health == Health::full ? probeBytes : 0;
+  request(Request::Kind::probe, {}, {.subject = trialSubject(), .data = std::string(bytes, ' ')});
 }
 
 void JetStreamStore::made(const StreamFailure& failure) {

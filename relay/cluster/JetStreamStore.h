@@ -62,7 +62,8 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
   [[nodiscard]] bool isDurable() const noexcept override { return true; }
   [[nodiscard]] StoreState state() const override;
 
-  enum class Copied { isThere, hasOtherOwner, failed };
+  /// noRoom: for no identifier that is not there yet.
+  enum class Copied { isThere, hasOtherOwner, noRoom, failed };
   /// Adds what another store knows of an identifier; nothing where somebody else owns it.
   void copy(const Identifier& identifier, StoredRecord record,
             const std::function<void(Copied)>& then);
@@ -125,7 +126,7 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
   };
   using Works = std::map<Identifier, Work>;
   struct Request {
-    enum class Kind { read, write, look, make, probe };
+    enum class Kind { read, write, look, make, compare, probe };
     Kind kind;
     Identifier identifier;
     Instant until;
@@ -152,6 +153,7 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
   void finish(Works::iterator work);
   void looked(const UntypedValue& answer, const StreamFailure& failure);
   void made(const StreamFailure& failure);
+  void compared(const StreamFailure& failure);
   void probed(const StreamFailure& failure);
   void request(Request::Kind kind, const Identifier& identifier, NATSConnection::Message message);
   void look();

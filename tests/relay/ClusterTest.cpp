@@ -175,7 +175,7 @@ TEST_F(JetStreamStoreTest, CopiesAFile) {
   const auto file = folder.path / "relay.sqlite";
   const auto cluster = std::exchange(store, nullptr);
   store = std::make_unique<SQLiteStore>(file, limits, clock, [](const std::string&) {});
-  for (const char name : {'a', 'b', 'c'}) {
+  for (const char name : {'a', 'b', 'c', 'd'}) {
     claim(name, 't');
     EXPECT_TRUE(keep(name, 't', 7));
     EXPECT_TRUE(subscribe(name, 't', "one"));
@@ -183,10 +183,16 @@ TEST_F(JetStreamStoreTest, CopiesAFile) {
   store = opened([](const std::string&) {});
   claim('b', 'u');
   EXPECT_TRUE(keep('c', 't', 6));
+  Stranger stranger(server->url());
+  EXPECT_TRUE(comesTrue([&] {
+    return stranger.connection.send({"orvik.record." + base64URL(identifier('d')), "none"});
+  }));
+  EXPECT_TRUE(comesTrue([&] { return !keep('d', 't', 1); }));
   for (int times = 0; times < 2; ++times) {
     const Copy copy = copyToCluster(file, settings, limits, clock, [](const std::string&) {});
     EXPECT_EQ(copy.there, 2U);
     EXPECT_EQ(copy.ofOthers, 1U);
+    EXPECT_EQ(copy.leftOut, 1U);
     EXPECT_THAT(numbers('a'), ElementsAre(7));
     EXPECT_EQ(subscriptions('a'), " one4");
     EXPECT_THAT(numbers('b'), IsEmpty());
@@ -218,10 +224,11 @@ class Impostor {
       natsSubscription_WaitForDrainCompletion(each.get(), 5000);
     }
   }
-  void set(const std::string& config, const std::string& word) {
+  void set(const std::string& config, const std::string& word, bool doesCompare = true) {
     const std::lock_guard guard(mutex);
     settings = config;
     written = word;
+    compares = doesCompare;
   }
 
  private:
@@ -229,10 +236,14 @@ class Impostor {
     auto& own = *static_cast<Impostor*>(self);
     const std::string subject = natsMsg_GetSubject(message);
     const std::lock_guard guard(own.mutex);
+    const char* after = nullptr;
+    natsMsgHeader_Get(message, "Nats-Expected-Last-Subject-Sequence", &after);
     const std::string text =
-        subject.find("INFO") != std::string::npos  ? "{\"config\":{" + own.settings + "}}"
-        : subject.find("GET") != std::string::npos ? R"({"error":{"code":404,"err_code":10037}})"
-                                                   : own.written;
+        own.compares && after != nullptr && std::string(after).size() > 18
+            ? R"({"error":{"code":400,"err_code":10071}})"
+        : subject.find("INFO") != std::string::npos ? "{\"config\":{" + own.settings + "}}"
+        : subject.find("GET") != std::string::npos  ? R"({"error":{"code":404,"err_code":10037}})"
+                                                    : own.written;
     natsConnection_PublishString(on, natsMsg_GetReply(message), text.c_str());
     natsMsg_Destroy(message);
   }
@@ -240,6 +251,7 @@ class Impostor {
   std::mutex mutex;
   std::string settings;
   std::string written;
+  bool compares = true;
   CHandle<natsConnection, natsConnection_Destroy> connection;
   std::array<CHandle<natsSubscription, natsSubscription_Destroy>, 2> subscriptions;
 };
@@ -277,6 +289,10 @@ TEST_F(JetStreamStoreTest, BelievesOnlyAStreamThatKeepsRecords) {
     impostor.set(fit, word);
     EXPECT_TRUE(healthBecomes(StoreState::Health::available));
   }
+  impostor.set(fit, word, false);
+  reopen();
+  EXPECT_TRUE(healthBecomes(StoreState::Health::unknownFormat));
+  EXPECT_THAT(store->state().why, HasSubstr("too old"));
 }
 
 /// Writes down what it hears.
