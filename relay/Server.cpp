@@ -72,6 +72,9 @@ class LoopsListener final : public NeighbourListener {
   void gone(RelayID relay) override {
     forAll([relay](Switchboard& each) { each.gone(relay); });
   }
+  void missed(RelayID relay) override {
+    forAll([relay](Switchboard& each) { each.missed(relay); });
+  }
   void cutOff() override {
     forAll([](Switchboard& each) { each.cutOff(); });
   }

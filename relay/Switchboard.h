@@ -53,6 +53,7 @@ class Switchboard final : public NeighbourListener {
   void joinNeighbours(Neighbours& others, std::function<Instant()> time);
   void heard(const Identifier& identifier, RelayID from, std::string_view message) override;
   void gone(RelayID relay) override;
+  void missed(RelayID relay) override;
   void cutOff() override;
   void back() override;
 
@@ -257,9 +258,8 @@ class Switchboard final : public NeighbourListener {
   /// Calls `change`, which changes what is known of others, and tells those here what it comes to.
   template <typename Change>
   static void changeElsewhere(Entry& entry, Change change);
-  /// Forgets what was known of neighbours, of which nothing is heard any more.
-  template <typename Condition>
-  void lose(Entry& entry, Condition condition);
+  void lose(RelayID relay, bool isDead);
+  void pushUnseen(const Entry& entry, const std::map<std::string, std::uint64_t>& pushed);
   [[nodiscard]] static bool isLookingElsewhere(const Place& place,
                                                const Subscription& subscription);
   void catchUp(Entry& entry);

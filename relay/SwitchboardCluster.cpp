@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <chrono>
-#include <functional>
 #include <utility>
 
 #include "core/values/JSONValue.h"
@@ -420,10 +419,45 @@ void Switchboard::changeOwner(Entry& entry, Record record) {
   tellStanding(entry, false);
 }
 
-void Switchboard::gone(RelayID relay) {
+void Switchboard::gone(RelayID relay) { lose(relay, true); }
+
+// Who looks there goes on, and asks for what has been missed.
+void Switchboard::missed(RelayID relay) { lose(relay, false); }
+
+void Switchboard::lose(RelayID relay, bool isDead) {
   for (Entry& entry : places) {
-    if (entry.second.elsewhere) {
-      lose(entry, [relay](const Neighbour& each) { return each.relay == relay; });
+    if (!entry.second.elsewhere) {
+      continue;
+    }
+    std::vector<Neighbour>& relays = entry.second.elsewhere->relays;
+    const auto left = std::ranges::find(relays, relay, &Neighbour::relay);
+    if (left == relays.end()) {
+      continue;
+    }
+    if (left->at.mac) {
+      // It may have kept what it could not tell any more.
+      rereads[entry.first] = time();
+    }
+    const std::map<std::string, std::uint64_t> pushed = std::move(left->pushed);
+    changeElsewhere(entry, [&] { relays.erase(left); });
+    if (isDead) {
+      pushUnseen(entry, pushed);
+    }
+  }
+}
+
+/// Nobody may have seen what was told to those who were looking at a relay that is dead.
+void Switchboard::pushUnseen(const Entry& entry,
+                             const std::map<std::string, std::uint64_t>& pushed) {
+  const Place& place = entry.second;
+  if (place.mac.peer == nullptr || pusher == nullptr) {
+    return;
+  }
+  for (const Subscription& subscription : place.record->subscriptions) {
+    const auto looking = pushed.find(endpointKey(subscription.endpoint));
+    if (looking != pushed.end()) {
+      pushUnseen(entry, subscription, limits.neighbourTime + std::chrono::seconds(1),
+                 looking->second);
     }
   }
 }
@@ -431,35 +465,7 @@ void Switchboard::gone(RelayID relay) {
 void Switchboard::cutOff() {
   for (Entry& entry : places) {
     if (entry.second.elsewhere) {
-      lose(entry, [](const Neighbour&) { return true; });
-    }
-  }
-}
-
-template <typename Condition>
-void Switchboard::lose(Entry& entry, Condition condition) {
-  Place& place = entry.second;
-  std::vector<Neighbour>& relays = place.elsewhere->relays;
-  const auto left = std::partition(relays.begin(), relays.end(), std::not_fn(condition));
-  if (left == relays.end()) {
-    return;
-  }
-  const std::vector<Neighbour> lost(left, relays.end());
-  changeElsewhere(entry, [&] { relays.erase(left, relays.end()); });
-  for (const Neighbour& each : lost) {
-    if (each.at.mac) {
-      // It may have kept what it could not tell any more.
-      rereads[entry.first] = time();
-    }
-    if (place.mac.peer == nullptr || pusher == nullptr) {
-      continue;
-    }
-    for (const Subscription& subscription : place.record->subscriptions) {
-      const auto looking = each.pushed.find(endpointKey(subscription.endpoint));
-      if (looking != each.pushed.end()) {
-        pushUnseen(entry, subscription, limits.neighbourTime + std::chrono::seconds(1),
-                   looking->second);
-      }
+      changeElsewhere(entry, [&] { entry.second.elsewhere->relays.clear(); });
     }
   }
 }

@@ -3,7 +3,6 @@
 #include <future>
 #include <stdexcept>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "relay/RecordFile.h"
@@ -17,8 +16,6 @@ using Copied = JetStreamStore::Copied;
 /// That are under way at once.
 constexpr std::int64_t atOnce = 256;
 constexpr std::chrono::seconds patience{30};
-/// With an engine that works.
-constexpr int mostCopyAttempts = 3;
 constexpr std::chrono::seconds pause{1};
 
 std::vector<Copied> copied(const std::vector<Identifier>& identifiers, RecordFile& file,
@@ -56,7 +53,6 @@ Copy copyToCluster(const std::filesystem::path& file, const JetStreamStore::Sett
     Copy copy;
     Instant lastSuccess = clock->now();
     std::int64_t place = 0;
-    int attempts = 0;
     for (auto batch = from.identifiers(place, atOnce); !batch.empty();) {
       const std::vector<Copied> all = copied(batch, from, store, epochSeconds(clock->unixNow()));
       std::vector<Identifier> failed;
@@ -64,24 +60,19 @@ Copy copyToCluster(const std::filesystem::path& file, const JetStreamStore::Sett
       for (std::size_t i = 0; i < all.size(); ++i) {
         copy.there += all[i] == Copied::isThere ? 1U : 0U;
         copy.ofOthers += all[i] == Copied::hasOtherOwner ? 1U : 0U;
+        copy.leftOut += all[i] == Copied::unusable ? 1U : 0U;
         isRoom = isRoom && all[i] != Copied::noRoom;
         if (all[i] == Copied::failed || all[i] == Copied::noRoom) {
           failed.push_back(batch[i]);
         }
       }
-      const StoreState state = store.state();
-      const bool works = state.health == StoreState::Health::available && isRoom;
       if (failed.size() < batch.size()) {
         lastSuccess = clock->now();
-        attempts = 0;
-      } else if (works && ++attempts >= mostCopyAttempts) {
-        copy.leftOut += std::exchange(failed, {}).size();
-        lastSuccess = clock->now();
-        attempts = 0;
       } else if (clock->now() > lastSuccess + patience) {
         throw std::runtime_error(
             "the cluster takes no more (" +
-            (isRoom ? state.why : "the last quarter of its room is for those that are there") +
+            (isRoom ? store.state().why
+                    : "the last quarter of its room is for those that are there") +
             "): " + std::to_string(copy.there) + " identifiers are there");
       }
       if (!failed.empty()) {

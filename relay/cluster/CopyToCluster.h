@@ -14,8 +14,7 @@ namespace orvik::relay {
 struct Copy {
   std::size_t there = 0;
   std::size_t ofOthers = 0;
-  /// Those that the cluster does not take although it works: what it has of them cannot be read, or
-  /// would become too long.
+  /// What the cluster has of them cannot be read, or would become too long.
   std::size_t leftOut = 0;
 };
 

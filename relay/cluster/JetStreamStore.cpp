@@ -213,7 +213,7 @@ void JetStreamStore::begin(Works::iterator work) {
 
 void JetStreamStore::read(Works::iterator work) {
   work->second.before.reset();
-  work->second.wasRead = false;
+  work->second.wasRead = work->second.isUnusable = false;
   // The leader is asked: what has been kept a moment ago may not be anywhere else yet.
   const JSONValue what = JSONObject{{"last_by_subj", subjectOf(work->first)}};
   request(Request::Kind::read, work->first,
@@ -236,6 +236,7 @@ void JetStreamStore::found(Works::iterator work, const UntypedValue& answer,
         log("the cluster's store has a record that no relay of this version has written, and " +
             subjectOf(work->first) + " is refused until it is purged; more go without a line");
       }
+      work->second.isUnusable = true;
       fail(work);
       return;
     }
@@ -274,6 +275,7 @@ void JetStreamStore::write(Works::iterator work, const StoredRecord& record, std
   std::string text = record.text();
   if (text.size() + headerBytes > longest) {
     // It would never be answered, which is not to look like an engine that does not.
+    work->second.isUnusable = true;
     fail(work);
     return;
   }
@@ -381,7 +383,10 @@ void JetStreamStore::answerUnavailable(const Question& question, const Work& wor
       [&](const Keep& keep) { due.push_back([then = keep.then] { then(false); }); },
       [&](const Revoke& revoke) { due.push_back([then = revoke.then] { then(false); }); },
       [&](const Subscribing& asks) { due.push_back([then = asks.then] { then(false); }); },
-      [&](const Copying& asks) { due.push_back([then = asks.then] { then(Copied::failed); }); },
+      [&](const Copying& asks) {
+        const Copied what = work.isUnusable ? Copied::unusable : Copied::failed;
+        due.push_back([then = asks.then, what] { then(what); });
+      },
       [](const auto&) {}};
   std::visit(answer, question.asks);
 }

@@ -62,8 +62,9 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
   [[nodiscard]] bool isDurable() const noexcept override { return true; }
   [[nodiscard]] StoreState state() const override;
 
-  /// noRoom: for no identifier that is not there yet.
-  enum class Copied { isThere, hasOtherOwner, noRoom, failed };
+  /// unusable: what is there of it cannot be read, or would be too long. noRoom: for none that is
+  /// not there yet.
+  enum class Copied { isThere, hasOtherOwner, unusable, noRoom, failed };
   /// Adds what another store knows of an identifier; nothing where somebody else owns it.
   void copy(const Identifier& identifier, StoredRecord record,
             const std::function<void(Copied)>& then);
@@ -123,6 +124,8 @@ class JetStreamStore final : public RecordStore, private NATSConnection::Receive
     /// As it was read; nothing also where it has not been read yet.
     std::optional<StoredRecord> before{};
     bool wasRead = false;
+    /// No attempt will do.
+    bool isUnusable = false;
   };
   using Works = std::map<Identifier, Work>;
   struct Request {

@@ -177,7 +177,7 @@ bool NATSNeighbours::noteLife(RelayID relay, std::optional<std::uint64_t> sign) 
     state.sign = sign;
   }
   if (isAnyMissing) {
-    listener.gone(relay);
+    listener.missed(relay);
   }
   if (wasGone || isAnyMissing || isHeardLate) {
     listener.back();

@@ -38,8 +38,10 @@ class NeighbourListener {
   /// a stranger may have sent it, and no longer than `RelayMessage::longest`.
   virtual void heard(const Identifier& identifier, RelayID from, std::string_view message) = 0;
   /// Nothing has been heard of a relay, not even its sign of life, for as long as
-  /// `neighbourTime` says, or some of what it has said: `back` follows then.
+  /// `neighbourTime` says.
   virtual void gone(RelayID relay) = 0;
+  /// Some of what a relay has said has not been heard. `back` follows.
+  virtual void missed(RelayID relay) = 0;
   /// This relay hears nobody any more, or has to take it that nobody hears it.
   virtual void cutOff() = 0;
   /// Others may have missed what this relay has told, and it them: a connection is new, or a relay

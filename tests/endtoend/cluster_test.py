@@ -5,12 +5,15 @@ pushed by one relay, and who is there is known right after.
     cluster_test.py BUILD FIXTURES [--long]"""
 
 import collections
+import contextlib
 import json
 import os
 import random
+import re
 import select
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import time
@@ -18,16 +21,17 @@ import urllib.error
 import urllib.request
 
 from engine import Engine, Link, Network, Stranger, address, free_port, old, single, store
-from programs import TIMEOUT, Program, await_that, build, check, path, read, run
+from programs import TIMEOUT, Program, await_that, build, check, path, read, root, run, running
 from push_service import PushService, Subscription
-from websocket_client import Client, connect
+from websocket_client import Client, connect, frame
 
 fixtures = sys.argv[2]
 IS_LONG = "--long" in sys.argv
-PAIRINGS, ALERTS = (20, 50) if IS_LONG else (6, 25)  # 60 alerts of one computer are pushed at once
-PACE = 1.0 if IS_LONG else 0.8  # seconds from one alert of a computer to the next
+PAIRINGS, ALERTS = (40, 25) if IS_LONG else (6, 25)  # 60 alerts of one computer are pushed at once
+PACE = 2.0 if IS_LONG else 0.8  # seconds from one alert of a computer to the next
 RELAYS = 3
 RIGHT = 5  # seconds from the end of a fault until presence has to be right
+PORT, METRICS = free_port(), free_port()  # of each relay, on an address of its own
 
 
 def asked(address_of):
@@ -50,10 +54,10 @@ class Relay:
             os.makedirs(path(f"state{number}"), mode=0o700)
             shutil.copy(key, path(f"state{number}"))
         self.links = [Link(engine.network, node.port) for node in engine.nodes]
-        self.port, self.metrics = free_port(), free_port()
+        self.host = f"127.0.0.{number + 1}"
         self.arguments = [
-            "--listen", "127.0.0.1:0", "--listen-plain", f"127.0.0.1:{self.port}", "--drain", "5",
-            "--state", path(f"state{number}"), "--metrics", f"127.0.0.1:{self.metrics}",
+            "--listen", "127.0.0.1:0", "--listen-plain", f"{self.host}:{PORT}", "--drain", "5",
+            "--state", path(f"state{number}"), "--metrics", f"{self.host}:{METRICS}",
             "--cluster", address(*(link.port for link in self.links)), "--push-subject", "mailto:a@orvik.example",
             "--push-service", f"localhost:{service.server_port}",
             "--cluster-storage", "8", "--push-trust", os.path.join(fixtures, "localhost.pem")]
@@ -70,7 +74,7 @@ class Relay:
         self.program.kill()
 
     def readiness(self):
-        return asked(f"http://127.0.0.1:{self.metrics}/readyz")
+        return asked(f"http://{self.host}:{METRICS}/readyz")
 
     def is_ready(self):
         return self.readiness()[0] == 200
@@ -108,14 +112,15 @@ class Side:
         self.turn = 0
 
     def connect(self):
-        self.at = self.world.places[(self.home + self.turn) % RELAYS]
+        self.at = (self.home + self.turn) % RELAYS
         self.turn = (self.turn + 1) % RELAYS
         self.next_attempt = time.monotonic() + 0.5
-        if self.world.relays[self.at].program.process.poll() is not None:
+        balancer, relay = self.world.balancer, self.world.relays[self.at]
+        if not balancer and relay.program.process.poll() is not None:
             return
         try:
-            self.wire = Wire(connect(self.world.relays[self.at].port), self.role,
-                             self.pairing.identifier, self.pairing.token, **self.members())
+            way = connect(balancer.port) if balancer else connect(PORT, host=relay.host)
+            self.wire = Wire(way, self.role, self.pairing.identifier, self.pairing.token, **self.members())
             self.began()
         except (AssertionError, OSError):
             self.wire = None
@@ -137,6 +142,9 @@ class Side:
             self.leave()
 
     def leave(self):
+        with contextlib.suppress(OSError):
+            # A phone that goes without a word may have seen nothing, and is pushed to.
+            self.wire.socket.sendall(frame(0x88, (1000).to_bytes(2, "big")))
         self.wire.socket.close()
         if self.wire.code == 1001:
             # The relay has sent everybody away.
@@ -287,8 +295,7 @@ class World:
         self.pairings.append(Pairing(self, PAIRINGS - 1, [0, 0, 1]))
         self.sides = [side for pairing in self.pairings for side in pairing.sides]
         self.away = set()
-        # Which relay the balancer takes for each third of the clients.
-        self.places = list(range(RELAYS))
+        self.balancer, self.most = None, ALERTS
         self.pushed = collections.Counter()
         self.may_be_unpushed = set()
         self.is_raising, self.next_alert = False, 0.0
@@ -307,7 +314,7 @@ class World:
         if self.is_raising and now >= self.next_alert:
             self.next_alert = max(self.next_alert, now - 1) + PACE / PAIRINGS
             due = [pairing.mac for pairing in self.pairings
-                   if pairing.mac.raised < ALERTS and len(pairing.mac.waiting) < 18]
+                   if pairing.mac.raised < self.most and len(pairing.mac.waiting) < 18 and not pairing.is_revoked]
             if due:
                 min(due, key=lambda mac: mac.raised).alert()
         while not self.service.pushes.empty():
@@ -315,13 +322,14 @@ class World:
             number = int(push["path"].split("/")[2].split("-")[0])
             phone = self.pairings[number].phones[int(push["path"][-1])]
             envelope = phone.subscription.opened(push["body"])["notification"]["data"]["envelope"]
-            self.pushed[phone, json.loads(envelope)["n"]] += 1
+            # Others are what a stranger has said.
+            self.pushed.update((phone, alert) for alert, raised in phone.pairing.envelopes.items() if raised == envelope)
 
     def until(self, what, condition, limit=TIMEOUT):
         """The seconds until the condition holds."""
         began = time.monotonic()
         while not condition():
-            check(time.monotonic() - began < limit, f"not within {limit} s: {what}; {self.state()}")
+            check(time.monotonic() - began < limit, f"not within {limit} s: {what() if callable(what) else what}; {self.state()}")
             self.step()
         return time.monotonic() - began
 
@@ -353,12 +361,12 @@ class World:
         return f"wrong: {self.wrong()[:6]}; {self.missing()} alerts missing; relays {relays}"
 
     def is_home(self):
-        return all(side.wire and side.at == self.places[side.home] for side in self.sides if side not in self.away)
+        return all(side.wire and side.at == side.home for side in self.sides if side not in self.away)
 
     def all_home(self):
         """Everybody back on their own relay, so that the sides of each pairing are on three."""
         for side in self.sides:
-            if side.wire and side.at != self.places[side.home]:
+            if side.wire and side.at != side.home:
                 side.leave()
                 side.turn, side.next_attempt = 0, 0.0
         self.until("everybody is at their own relay and sees the others",
@@ -386,7 +394,7 @@ class World:
                     if not self.pushed[pairing.phones[0], f"{pairing.number}.{alert}"]
                     and f"{pairing.number}.{alert}" not in self.may_be_unpushed]
 
-        self.until("all alerts are pushed", lambda: not unpushed())
+        self.until(lambda: f"all alerts are pushed: {unpushed()}", lambda: not unpushed())
         for pairing in self.pairings:
             for phone in pairing.phones:
                 twice = [alert for alert, times in phone.shown.items() if times > 1]
@@ -509,6 +517,9 @@ def strangers(world):
                      os.urandom(64)):
             stranger.publish(subject, said)
     stranger.socket.close()
+    # The relays' next signs of life show that there were false ones, and everything is said again.
+    world.go_on(2)
+    world.until("presence is right after what a stranger said", lambda: not world.wrong(), RIGHT)
 
 
 def full(world):
@@ -557,27 +568,65 @@ def revoked(world):
     world.until("the third is told then", lambda: pairing.phones[0].is_refused, RIGHT + 5)
 
 
+class Balancer:
+    """What the operator's guide puts before several relays, without TLS."""
+
+    def __init__(self):
+        with open(os.path.join(root, "docs/operating.md"), encoding="utf-8") as file:
+            text = re.search(r"\nglobal\n.*?(?=\n```)", file.read(), re.DOTALL)[0]
+        self.port, self.socket = free_port(), path("admin.sock")
+        for pattern, here in ((r"/run/haproxy/admin.sock", self.socket), (r"bind .*", f"bind 127.0.0.1:{self.port}"),
+                              (r" send-proxy-v2 ssl .*", ""),
+                              (r"(server relay(\d)) .*", fr"\1 127.0.0.\2:{PORT} port {METRICS}")):
+            text, count = re.subn(pattern, here, text)
+            check(count, f"the guide has {pattern}")
+        with open(path("haproxy.cfg"), "w", encoding="ascii") as file:
+            file.write(text + "\n")
+        running.append(subprocess.Popen(["/usr/sbin/haproxy", "-q", "-f", path("haproxy.cfg")]))
+        await_that(lambda: os.path.exists(self.socket), "haproxy is there")
+
+    def take(self, place, relay):
+        """The relay that has the place from now on."""
+        with socket.socket(socket.AF_UNIX) as way:
+            way.connect(self.socket)
+            way.sendall(f"set server relays/relay{place + 1} addr {relay.host}\n".encode())
+            check(b"changed" in way.recv(4096), "haproxy does it")
+
+
 def rolling_restart(world):
     """One relay after the other, as the operator's guide says: a spare one takes its place before it
     drains, and it is the spare for the next."""
+    world.balancer = Balancer()
+    world.most += 10
     world.is_raising = True
     world.relays.append(Relay(RELAYS, world.engine, world.service))
-    spare = RELAYS
-    for place, number in enumerate(list(world.places)):
-        relay = world.relays[number]
-        world.until("the spare relay is ready", world.relays[spare].is_ready)
-        world.places[place], spare = spare, number
-        moved = {side for side in world.sides if side.wire and side.at == number}
-        check(len(moved) <= len(world.sides) / 3 + 1, f"{len(moved)} of {len(world.sides)} at a time")
+
+    def all_there():
+        return all(side.wire or side.is_refused for side in world.sides) and not world.wrong()
+
+    for side in world.sides:
+        if side.wire:
+            side.leave()
+    world.until("all are there over the balancer", all_there)
+    before = {side: side.wire for side in world.sides if side.wire}
+    for place in range(RELAYS):
+        relay, spare = world.relays[place], world.relays[place - 1]
+        world.until("the spare relay is ready", spare.is_ready)
+        world.balancer.take(place, spare)
+        here = int(re.search(r"^orvik_relay_authenticated_connections (\d+)", asked(
+            f"http://{relay.host}:{METRICS}/metrics")[1], re.MULTILINE)[1])
         relay.program.process.send_signal(signal.SIGTERM)
         world.until("the relay has sent everybody away and ended",
                     lambda: relay.program.process.poll() is not None)
         check(relay.program.process.returncode == 0, "it ends well")
-        took = world.until("every client is back after its relay's drain",
-                           lambda: all(side.wire or side.is_refused for side in world.sides) and not world.wrong(), 30)
-        print(f"relay {number} drained: {len(moved)} of {len(world.sides)} clients moved, all back {took:.1f} s after it",
-              flush=True)
+        took = world.until("every client is back after its relay's drain", all_there, 30)
+        moved = [side for side in before if side.wire is not before[side]]
+        check(len(moved) == here, f"{len(moved)} have moved, not those {here} of the relay")
+        for side in moved:
+            del before[side]
+        print(f"{relay.host} drained: {here} clients moved, all back {took:.1f} s after it", flush=True)
         relay.start()
+    check(not before, "each has moved once")
 
 
 def bad_addresses():

@@ -19,14 +19,14 @@ def frame(kind, data):
     return bytes([kind]) + size + bytes(4) + data
 
 
-def connect(port, source="127.0.0.1", receive_buffer=None):
+def connect(port, source="127.0.0.1", receive_buffer=None, host="127.0.0.1"):
     """A TCP connection from that address."""
     made = socket.socket()
     made.settimeout(TIMEOUT)
     if receive_buffer:
         made.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, receive_buffer)
     made.bind((source, 0))
-    made.connect(("127.0.0.1", port))
+    made.connect((host, port))
     made.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
     return made
 

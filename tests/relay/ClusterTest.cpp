@@ -301,6 +301,7 @@ struct Hearer final : NeighbourListener {
     add(std::string(1, static_cast<char>(identifier[0])) + ":" + std::string(message));
   }
   void gone(RelayID) override { add("gone"); }
+  void missed(RelayID) override { add("missed"); }
   void cutOff() override { add("cut"); }
   void back() override { add("back"); }
   void add(const std::string& what) {
@@ -366,7 +367,7 @@ TEST(NATSNeighboursTest, HearEachOther) {
   for (const char* const sign : {"7", "8", "10", "11", "0", "x", "1 K"}) {
     stranger.connection.send({"orvik.relays", third + sign});
   }
-  EXPECT_TRUE(first.hears("gone back gone back") && second.hears("gone back gone back"));
+  EXPECT_TRUE(first.hears("missed back missed back") && second.hears("missed back missed back"));
   EXPECT_TRUE(first.hears("pushes with another key"));
   two->tell(a, "last");
   EXPECT_TRUE(first.hears("a:last"));
