@@ -101,7 +101,10 @@ std::vector<MountedVolume> VolumeReader::read() {
   for (std::size_t i = 0; i < mounts.size(); ++i) {
     const Mount& mount = mounts[i];
     const auto& capacity = capacitiesOfMounts[i];
-    if (!capacity || capacity->size <= 0) {
+    // As for the whole machine: what is kept for the administrator is neither used nor free, so
+    // that one disk has one share.
+    const std::int64_t size = capacity ? capacity->size - capacity->reserved : 0;
+    if (size <= 0) {
       continue;
     }
     startUpVolumes += mount.mountPoint == "/" ? 1 : 0;
@@ -109,8 +112,8 @@ std::vector<MountedVolume> VolumeReader::read() {
         findBlockDevice(root, mount.device, mount.source).value_or(BlockDevice{});
     const auto label = labels.find(device.name);
     volumes.push_back({.volume = {.name = nameOf(mount, label == labels.end() ? "" : label->second),
-                                  .sizeBytes = capacity->size,
-                                  .freeBytes = std::min(capacity->free, capacity->size),
+                                  .sizeBytes = size,
+                                  .freeBytes = std::min(capacity->free, size),
                                   .protocol = isNetworkMount(mount) ? "Network" : device.protocol,
                                   .media = repairedUTF8(device.media)},
                        .usbDevice = device.usbDevice});
