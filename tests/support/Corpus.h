@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <vector>
 
 namespace orvik::test {
 
@@ -18,6 +19,18 @@ inline std::filesystem::path corpus() {
 inline std::string contentsOf(const std::filesystem::path& file) {
   std::ifstream stream(file, std::ios::binary);
   return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+/// The lines of a file of tests/fixtures but its remarks, which begin with #.
+inline std::vector<std::string> linesOf(const std::string& fixture) {
+  std::ifstream file(ORVIK_FIXTURES "/" + fixture);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(file, line);) {
+    if (!line.starts_with('#')) {
+      lines.push_back(line);
+    }
+  }
+  return lines;
 }
 
 }  // namespace orvik::test

@@ -16,12 +16,8 @@ using Parsers = std::map<std::string, std::function<JSONValue(std::string_view)>
 /// Each row of this table of tests/fixtures has in JSON a parser, a text ("@" and the name of a
 /// recording, read where there is one) and the result. Lines that begin with # are remarks.
 inline void expectTable(const std::string& table, const Parsers& parsers) {
-  std::ifstream rows(ORVIK_FIXTURES "/" + table);
   int count = 0;
-  for (std::string line; std::getline(rows, line);) {
-    if (line.starts_with('#')) {
-      continue;
-    }
+  for (const std::string& line : linesOf(table)) {
     ++count;
     const UntypedValue row = readJSON(line);
     const auto& cells = *row.get<UntypedValue::List>();

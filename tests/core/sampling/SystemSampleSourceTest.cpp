@@ -12,6 +12,7 @@
 #include "core/sampling/SystemSampleSource.h"
 #include "core/sampling/mac/MacReadings.h"
 #include "core/values/JSONReader.h"
+#include "tests/support/Corpus.h"
 #include "tests/support/ManualClock.h"
 #include "tests/support/RecordedMac.h"
 
@@ -34,15 +35,7 @@ constexpr const char* preferences =
 
 class RecordedMac : public testing::Test {
  protected:
-  RecordedMac() {
-    std::ifstream file(ORVIK_FIXTURES "/mac/samples.txt");
-    for (std::string line; std::getline(file, line);) {
-      if (!line.starts_with('#')) {
-        expected.push_back(line);
-      }
-    }
-    makeSource();
-  }
+  RecordedMac() { makeSource(); }
   ~RecordedMac() override {
     source.reset();
     macmon.reset();
@@ -92,7 +85,7 @@ class RecordedMac : public testing::Test {
   std::filesystem::path tool = "/bin/sh";
   std::shared_ptr<MacmonReader> macmon;
   std::shared_ptr<SystemSampleSource> source;
-  std::vector<std::string> expected;
+  std::vector<std::string> expected = test::linesOf("mac/samples.txt");
 };
 
 TEST_F(RecordedMac, EveryKeyOfTheSample) {

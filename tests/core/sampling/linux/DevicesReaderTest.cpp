@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <fstream>
 #include <future>
 #include <memory>
 
 #include "core/sampling/linux/DevicesReader.h"
 #include "core/sampling/linux/MachineInfoReader.h"
+#include "tests/support/Corpus.h"
 #include "tests/support/FixtureTree.h"
 
 namespace orvik {
@@ -39,28 +39,23 @@ JSONObject connectionsOf(const std::string& root, const VolumeReader::CapacityOf
 }
 
 TEST(DevicesReader, DescribesWholeMachines) {
-  std::ifstream machines(ORVIK_FIXTURES "/linux/devices.txt");
-  int count = 0;
-  for (std::string machine, connected, info; std::getline(machines, machine);) {
-    if (machine.starts_with('#')) {
-      continue;
-    }
-    ASSERT_TRUE(std::getline(machines, connected) && std::getline(machines, info));
-    ++count;
+  const auto lines = test::linesOf("linux/devices.txt");
+  ASSERT_EQ(lines.size(), 18U);
+  for (std::size_t i = 0; i < lines.size(); i += 3) {
+    const std::string& machine = lines[i];
     SCOPED_TRACE(machine);
     const FixtureTree tree = machine.starts_with("odd")
                                  ? FixtureTree{"laptop-devices", "board-devices", machine}
                                  : FixtureTree{machine};
     const auto connections = connectionsOf(tree.root().string(), fixedCapacity, "back\\up");
-    EXPECT_EQ(JSONValue(connections).text(), connected);
+    EXPECT_EQ(JSONValue(connections).text(), lines[i + 1]);
     JSONObject described = MachineInfoReader(tree.root().string()).read();
     // The PNG signature and the start of its header: 13 bytes, "IHDR", 128 wide, 128 high.
     EXPECT_TRUE(
         described.get<std::string>("icon_png")->starts_with("iVBORw0KGgoAAAANSUhEUgAAAIAAAACA"));
     described.erase("icon_png");
-    EXPECT_EQ(JSONValue(described).text(), info);
+    EXPECT_EQ(JSONValue(described).text(), lines[i + 2]);
   }
-  EXPECT_EQ(count, 6);
 }
 
 TEST(DevicesReader, AsksForTheRoutersNameOnceInFiveMinutes) {

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <fstream>
 #include <optional>
 #include <sstream>
 
@@ -16,6 +15,7 @@
 #include "core/sampling/linux/SensorReader.h"
 #include "core/values/JSONReader.h"
 #include "core/values/NumberText.h"
+#include "tests/support/Corpus.h"
 #include "tests/support/FixtureTree.h"
 
 namespace orvik {
@@ -67,7 +67,6 @@ std::string unescaped(std::string text) {
 }
 
 TEST(ProcessorAndSensors, GiveWhatEachMachineHas) {
-  std::ifstream table(ORVIK_FIXTURES "/linux/readings.txt");
   std::optional<FixtureTree> tree;
   std::optional<ProcessorReader> processor;
   std::optional<SensorReader> sensors;
@@ -76,10 +75,7 @@ TEST(ProcessorAndSensors, GiveWhatEachMachineHas) {
   Clock::Duration untilSensors = 0s;
   bool isAtSensors = false;
   int count = 0;
-  for (std::string line; std::getline(table, line);) {
-    if (line.starts_with('#')) {
-      continue;
-    }
+  for (const std::string& line : test::linesOf("linux/readings.txt")) {
     const std::size_t assignment = line.find(" = ");
     if (line.starts_with('+')) {
       later = std::chrono::milliseconds(std::stoi(line));
@@ -147,13 +143,9 @@ TEST(BatteryReader, TakesAllPacksAsOneAndNoOtherDevices) {
 }
 
 TEST(BatteryReader, OneBatteryInEveryState) {
-  std::ifstream rows(ORVIK_FIXTURES "/linux/batteries.txt");
-  int count = 0;
-  for (std::string line; std::getline(rows, line);) {
-    if (line.starts_with('#')) {
-      continue;
-    }
-    ++count;
+  const auto rows = test::linesOf("linux/batteries.txt");
+  EXPECT_EQ(rows.size(), 17U);
+  for (const std::string& line : rows) {
     const UntypedValue row = readJSON(line);
     const auto cell = [&](std::size_t i) { return pyText((*row.get<UntypedValue::List>())[i]); };
     const FixtureTree tree{};
@@ -175,7 +167,6 @@ TEST(BatteryReader, OneBatteryInEveryState) {
       EXPECT_EQ(readings.find(key)->text(), JSONValue::any(value).text()) << key << ": " << line;
     }
   }
-  EXPECT_EQ(count, 17);
 }
 
 }  // namespace
