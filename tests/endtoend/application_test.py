@@ -26,7 +26,7 @@ def connections(port):
 def sleep_and_wake(manager, panel, port):
     """The relay hears the goodbye before the machine sleeps, and the computer when it wakes."""
     await_that(manager.is_held, "sleep is held back")
-    check(connections(port) == 1, "the computer is connected")
+    await_that(lambda: connections(port) == 1, "the computer is connected")
     manager.PrepareForSleep(True)
     await_that(lambda: not manager.is_held(), "the lock is released")
     check(connections(port) == 0, "the goodbye comes before the release")
