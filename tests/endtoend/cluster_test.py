@@ -30,6 +30,7 @@ IS_LONG = "--long" in sys.argv
 PAIRINGS, ALERTS = (40, 25) if IS_LONG else (6, 25)  # 60 alerts of one computer are pushed at once
 PACE = 2.0 if IS_LONG else 0.8  # seconds from one alert of a computer to the next
 RELAYS = 3
+PATH = os.environ["PATH"] + ":/usr/sbin"
 RIGHT = 5  # seconds from the end of a fault until presence has to be right
 PORT, METRICS = free_port(), free_port()  # of each relay, on an address of its own
 
@@ -575,14 +576,14 @@ class Balancer:
         with open(os.path.join(root, "docs/operating.md"), encoding="utf-8") as file:
             text = re.search(r"\nglobal\n.*?(?=\n```)", file.read(), re.DOTALL)[0]
         self.port, self.socket = free_port(), path("admin.sock")
-        for pattern, here in ((r"/run/haproxy/admin.sock", self.socket), (r"bind .*", f"bind 127.0.0.1:{self.port}"),
-                              (r" send-proxy-v2 ssl .*", ""),
+        for pattern, here in ((r"    (user|group) haproxy\n", ""), (r"/run/haproxy/admin.sock", self.socket),
+                              (r"bind .*", f"bind 127.0.0.1:{self.port}"), (r" send-proxy-v2 ssl .*", ""),
                               (r"(server relay(\d)) .*", fr"\1 127.0.0.\2:{PORT} port {METRICS}")):
             text, count = re.subn(pattern, here, text)
             check(count, f"the guide has {pattern}")
         with open(path("haproxy.cfg"), "w", encoding="ascii") as file:
             file.write(text + "\n")
-        running.append(subprocess.Popen(["/usr/sbin/haproxy", "-q", "-f", path("haproxy.cfg")]))
+        running.append(subprocess.Popen([shutil.which("haproxy", path=PATH), "-q", "-f", path("haproxy.cfg")]))
         await_that(lambda: os.path.exists(self.socket), "haproxy is there")
 
     def take(self, place, relay):
@@ -704,7 +705,9 @@ def test():
     world.settle()
     live_everywhere(world)
     revoked(world)
-    if IS_LONG:
+    if IS_LONG and not shutil.which("haproxy", path=PATH):
+        print("no restart one by one: haproxy is not installed")
+    elif IS_LONG:
         rolling_restart(world)
         world.settle()
     for relay in world.relays:
