@@ -155,10 +155,7 @@ void Switchboard::skipNumbers(Place& place) const {
 
 /// The Mac may repeat alerts that its relay before this one has numbered, told and pushed, and that
 /// the store has not.
-void Switchboard::askForAlerts(const Entry& entry) const {
-  const std::vector<Alert>& alerts = entry.second.alerts;
-  tell(entry, {AlertsMissed{alerts.empty() ? 0 : alerts.back().kept.number}});
-}
+void Switchboard::askForAlerts(const Entry& entry) const { tell(entry, {AlertsMissed{0}}); }
 
 /// Two relays have a Mac. The later one stays, which each can tell by the ages, whatever their
 /// clocks say; when the ages are too close for that, the higher epoch does.
@@ -464,8 +461,13 @@ void Switchboard::pushUnseen(const Entry& entry,
 
 void Switchboard::cutOff() {
   for (Entry& entry : places) {
-    if (entry.second.elsewhere) {
-      changeElsewhere(entry, [&] { entry.second.elsewhere->relays.clear(); });
+    if (!entry.second.elsewhere) {
+      continue;
+    }
+    std::vector<Neighbour> left;
+    changeElsewhere(entry, [&] { left.swap(entry.second.elsewhere->relays); });
+    for (const Neighbour& each : left) {
+      pushUnseen(entry, each.pushed);
     }
   }
 }

@@ -640,7 +640,9 @@ void JetStreamStore::looked(const UntypedValue& answer, const StreamFailure& fai
   } else if (told.health != Health::available) {
     // A leader that is cut off from the others says that all is well until it has to write.
     isLooking = true;
-    request(Request::Kind::compare, {}, {.subject = trialSubject(), .after = impossiblePlace});
+    // Another each time: one that the engine has taken once is refused for a while as said twice.
+    request(Request::Kind::compare, {},
+            {.subject = trialSubject(), .after = impossiblePlace - std::random_device()()});
   }
 }
 

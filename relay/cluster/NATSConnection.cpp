@@ -22,6 +22,8 @@ using namespace std::chrono_literals;
 constexpr auto tickInterval = 250ms;
 /// Between two attempts to connect.
 constexpr auto retryInterval = 1s;
+/// When its user lacks a right: with each connection all other relays say everything again.
+constexpr auto refusedInterval = 30s;
 /// For one address to answer, for a write to be taken, and between two questions whether the other
 /// side is there: a link that is cut without a word is noticed in three.
 constexpr std::int64_t milliseconds = 1000;
@@ -249,9 +251,11 @@ void NATSConnection::run() {
       } else {
         connect();
       }
-      next = std::chrono::steady_clock::now() + (connection
-                                                     ? std::chrono::milliseconds(tickInterval)
-                                                     : std::chrono::milliseconds(retryInterval));
+      std::chrono::milliseconds pause = tickInterval;
+      if (!connection) {
+        pause = state().refusal.empty() ? retryInterval : refusedInterval;
+      }
+      next = std::chrono::steady_clock::now() + pause;
     }
   }
   // What has been sent before the end is on its way.
@@ -281,11 +285,17 @@ void NATSConnection::connect() {
     }
     receiver.connected();
   } catch (const std::runtime_error& error) {
+    {
+      const std::lock_guard guard(mutex);
+      told.refusal.clear();
+    }
     receiver.lost(error.what());
   }
 }
 
 void NATSConnection::disconnect() {
+  // First, so that nobody writes what is read then.
+  natsConnection_Close(connection.get());
   const char* detail = nullptr;
   const bool isRefused =
       natsConnection_GetLastError(connection.get(), &detail) == NATS_NOT_PERMITTED;
@@ -299,7 +309,6 @@ void NATSConnection::disconnect() {
     }
     std::erase_if(waiting, [](const Command& each) { return each.kind == Command::Kind::send; });
   }
-  natsConnection_Close(connection.get());
   for (auto& [subject, subscription] : subscriptions) {
     subscription.reset();
   }
