@@ -1,4 +1,4 @@
-// Own code: core/sampling/linux/
+// Own code: core/sampling/linux/(CoreTypes|EDID|KernelText|MachineNames|MountTable|RouteTable)
 #include <algorithm>
 #include <cstdlib>
 #include <functional>

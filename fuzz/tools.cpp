@@ -1,4 +1,4 @@
-// Own code: core/sampling/mac/
+// Own code: core/sampling/mac/([A-Za-z]+Parsing|ProfilerDocument|RegularExpression)
 #include <array>
 #include <cstdint>
 #include <cstdlib>

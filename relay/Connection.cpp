@@ -15,8 +15,6 @@ namespace {
 
 constexpr const char* serverName = "orvik-relay";
 
-std::string_view viewOf(boost::beast::string_view text) { return {text.data(), text.size()}; }
-
 }  // namespace
 
 Connection::Connection(Loop& loopUsed, const Arrival& arrival)

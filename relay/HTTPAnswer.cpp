@@ -11,8 +11,6 @@ namespace {
 using http::field;
 using http::status;
 
-std::string_view viewOf(boost::beast::string_view text) { return {text.data(), text.size()}; }
-
 boost::beast::span<const char> bodyOf(std::string_view text) { return {text.data(), text.size()}; }
 
 bool takesGzip(const http::request<http::empty_body>& request) {

@@ -5,12 +5,20 @@
 #include <boost/beast/http/span_body.hpp>
 
 #include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
 
 #include "relay/Page.h"
 
 namespace orvik::relay {
 
 namespace http = boost::beast::http;
+
+/// The library's view of a text, as the language's.
+[[nodiscard]] inline std::string_view viewOf(boost::beast::string_view text) {
+  return {text.data(), text.size()};
+}
 
 /// Its body belongs to the page, or lasts as long as the program.
 using HTTPAnswer = http::response<http::span_body<const char>>;

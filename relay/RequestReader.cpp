@@ -14,8 +14,6 @@ namespace {
 
 using http::field;
 
-std::string_view viewOf(boost::beast::string_view text) { return {text.data(), text.size()}; }
-
 }  // namespace
 
 RequestReader::Outcome RequestReader::read(std::string_view bytes) {

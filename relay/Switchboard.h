@@ -132,7 +132,8 @@ class Switchboard final : public NeighbourListener {
   struct Neighbour {
     RelayID relay;
     Standing at{};
-    /// The last alert before each phone that is looking there was, which has been pushed to it.
+    /// The last alert before each phone that is looking there was, which has been pushed to it; 0
+    /// where the record was not known yet: rather one push too many than one too few.
     std::map<std::string, std::uint64_t> pushed{};
 
     void take(const Standing& said, std::uint64_t lastNumber);

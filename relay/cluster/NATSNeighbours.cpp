@@ -69,6 +69,7 @@ NATSNeighbours::NATSNeighbours(Settings settings, const Limits& limits,
       connection(this->settings.connection, limits.neighbourQueueBytes, *this) {
   this->settings.connection.check();
   connection.join(this->settings.name + ".relays");
+  connection.join(trialSubject());
   connection.start();
 }
 
@@ -103,6 +104,7 @@ void NATSNeighbours::connected() {
   signs = 0;
   isAnythingLost = false;
   sign();
+  static_cast<void>(connection.send({trialSubject(), signature}));
   if (const std::size_t longest = connection.longestMessage();
       longest < RelayMessage::longest + signatureSize && !std::exchange(wasLogged, true)) {
     log("the cluster's servers take messages of " + std::to_string(longest) +
@@ -227,6 +229,10 @@ void NATSNeighbours::tick() {
     return each.second.isGone && each.second.heard <= now - memory;
   });
 }
+
+/// Stands for everybody's, so that a user who may not speak of them is noticed before the first
+/// comes.
+std::string NATSNeighbours::trialSubject() const { return settings.name + ".at.trial"; }
 
 std::string NATSNeighbours::subjectOf(const Identifier& identifier) const {
   return settings.name + ".at." + base64URL(identifier);

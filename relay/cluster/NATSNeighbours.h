@@ -64,6 +64,7 @@ class NATSNeighbours final : public Neighbours, private NATSConnection::Receiver
   void received(std::string_view subject, std::string_view data, bool isUnheard) override;
   void tick() override;
 
+  [[nodiscard]] std::string trialSubject() const;
   [[nodiscard]] std::string subjectOf(const Identifier& identifier) const;
   void sign();
   /// Whether the relay is one to be listened to.

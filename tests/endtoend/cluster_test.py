@@ -651,9 +651,9 @@ def bad_addresses():
         file.write("-----BEGIN NATS USER JWT-----\nwrong\n------END NATS USER JWT------\n")
     tls, plain = secure("localhost"), single("plain").port
 
-    def without(right):
-        name = f"no-{right}"
-        return [address(single(name, store(name), rights=f'{right}: {{ deny: ["orvik.relays"] }}').port),
+    def without(right, subject):
+        name = f"no-{right}-{subject}"
+        return [address(single(name, store(name), rights=f'{right}: {{ deny: ["orvik.{subject}"] }}').port),
                 "--cluster-replicas", "1"]
 
     nodes = [
@@ -663,8 +663,8 @@ def bad_addresses():
         ("self-signed certificate", trusting("other", tls)), ("address mismatch", trusting("other", secure("other"))),
         ("self-signed certificate", [address(tls)]), ("Secure Connection", [address(plain, scheme="tls")]),
         ("Authorization", trusting("localhost", tls, password="wrong")),
-        ('for Subscription to "orvik.relays"', without("subscribe")),
-        ('for Publish to "orvik.relays"', without("publish")),
+        ('for Subscription to "orvik.relays"', without("subscribe", "relays")),
+        ('for Publish to "orvik.at.', without("publish", "at.>")),
         ("nkey", [address(plain), "--cluster-credentials", path("wrong.creds")]),
         ("", [*trusting("localhost", tls), "--cluster-replicas", "1"])]
     relays = []
