@@ -143,6 +143,9 @@ struct Limits {
   /// A record that another relay has changed is read once more after this time: a leader that does
   /// not know yet that it is none may have given an old one.
   Clock::Duration rereadTime = std::chrono::seconds(6);
+  /// How long after a Mac's arrival the alerts that it raises may be such as another relay has
+  /// pushed: a computer repeats them at once, and that relay is asked at the same time.
+  Clock::Duration repeatTime = std::chrono::seconds(2);
   /// Records that are read again between two looks at the deadlines, and as many that are noted as
   /// used.
   std::size_t rereads = 500;

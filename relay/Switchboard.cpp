@@ -117,6 +117,7 @@ void Switchboard::left(const Identifier& identifier, const Peer& peer) {
   }
   Place& place = entry->second;
   if (place.mac.peer == &peer) {
+    pushHeld(*entry);
     place.mac = {};
     if (!hasMac(place)) {
       tellPhones(place);
@@ -386,6 +387,7 @@ bool Switchboard::take(Entry& entry, Peer& mac, const TokenHash& token, Instant 
   if (Elsewhere* const elsewhere = place.elsewhere.get()) {
     elsewhere->rise();
     elsewhere->since = arrived;
+    elsewhere->repeatsUntil = time() + limits.repeatTime;
     skipNumbers(place);
     if (!elsewhere->relays.empty()) {
       askForAlerts(entry);
@@ -551,10 +553,16 @@ void Switchboard::takeAlert(Entry& entry, const SharedText& message) {
     phone.peer->send(message);
   }
   if (neighbours != nullptr) {
+    place.alerts.back().by = neighbours->self();
     tellAlert(entry, place.alerts.back(), previous);
   }
   keep(entry, place.alerts.back());
-  push(entry, place.alerts.back());
+  if (neighbours != nullptr && time() < place.elsewhere->repeatsUntil) {
+    place.alerts.back().isPushHeld = true;
+    heldPushes.try_emplace(entry.first, place.elsewhere->repeatsUntil);
+  } else {
+    push(entry, place.alerts.back());
+  }
   if (hasPhones(place)) {
     markTaken(entry);
   }

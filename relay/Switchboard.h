@@ -117,6 +117,10 @@ class Switchboard final : public NeighbourListener {
     /// Its place among those of the Mac's present connection, from 1; 0 when it came over another.
     std::uint64_t ordinal;
     AlertMark mark{};
+    /// The relay that had its Mac, and pushes it; 0 when nobody has said so.
+    RelayID by = 0;
+    /// Another relay may have pushed it, as will be heard soon.
+    bool isPushHeld = false;
   };
   /// A client that cannot be answered yet.
   struct Waiting {
@@ -132,11 +136,12 @@ class Switchboard final : public NeighbourListener {
   struct Neighbour {
     RelayID relay;
     Standing at{};
-    /// The last alert before each phone that is looking there was, which has been pushed to it; 0
-    /// where the record was not known yet: rather one push too many than one too few.
+    /// The last alert before each phone that is looking there was, which has been pushed to it, or
+    /// that it has been sent.
     std::map<std::string, std::uint64_t> pushed{};
 
-    void take(const Standing& said, std::uint64_t lastNumber);
+    /// Gives those who were looking there and are not any more, with the last alert that they have.
+    std::map<std::string, std::uint64_t> take(const Standing& said, std::uint64_t lastNumber);
   };
   /// What is known of an identifier's clients at other relays, and told there of those here.
   struct Elsewhere {
@@ -150,6 +155,8 @@ class Switchboard final : public NeighbourListener {
     std::uint64_t highestEpoch = 0;
     /// When the Mac here came.
     Instant since{};
+    /// Until when it may repeat alerts that another relay has pushed.
+    Instant repeatsUntil{};
     /// The others know of somebody here.
     bool isTold = false;
     /// The store has been asked for the record again, and has to be asked once more.
@@ -218,6 +225,7 @@ class Switchboard final : public NeighbourListener {
   void takeAlert(Entry& entry, const SharedText& message);
   /// To all subscriptions whose phones are not looking.
   void push(Entry& entry, const Alert& alert);
+  void pushHeld(Entry& entry);
   void push(const Entry& entry, const Alert& alert, const std::vector<Subscription>& to);
   /// To a subscription whose phone was looking and may have seen none of the last alerts, as long
   /// ago as `unheard`, from behind the number `after` on.
@@ -259,7 +267,6 @@ class Switchboard final : public NeighbourListener {
   /// Calls `change`, which changes what is known of others, and tells those here what it comes to.
   template <typename Change>
   static void changeElsewhere(Entry& entry, Change change);
-  void lose(RelayID relay, bool isDead);
   void pushUnseen(const Entry& entry, const std::map<std::string, std::uint64_t>& pushed);
   [[nodiscard]] static bool isLookingElsewhere(const Place& place,
                                                const Subscription& subscription);
@@ -299,6 +306,8 @@ class Switchboard final : public NeighbourListener {
   /// Where alerts are known to be missed, and whose records are read again, from when on.
   std::set<Identifier> missingPlaces;
   std::map<Identifier, Instant> rereads;
+  /// Where the pushing of alerts is held, and until when.
+  std::map<Identifier, Instant> heldPushes;
   /// The last of them that was, behind which it goes on.
   Identifier rereadUpTo{};
   /// Everything is being said again, and is to be once more; all places are being noted as used.

@@ -32,7 +32,7 @@ void Switchboard::tell(const Entry& entry, const RelayMessage& message) const {
 
 void Switchboard::tellAlert(const Entry& entry, const Alert& alert, std::uint64_t after) const {
   tell(entry, {ToldAlert{alert.kept.number, after, alert.kept.keptAt, alert.mark,
-                         alert.kept.envelope->text()}});
+                         alert.kept.envelope->text(), alert.by}});
 }
 
 void Switchboard::tellStanding(const Entry& entry, bool asks) {
@@ -87,35 +87,44 @@ void Switchboard::heard(const Identifier& identifier, RelayID from, std::string_
   }
 }
 
-void Switchboard::Neighbour::take(const Standing& said, std::uint64_t lastNumber) {
+std::map<std::string, std::uint64_t> Switchboard::Neighbour::take(const Standing& said,
+                                                                  std::uint64_t lastNumber) {
   at = said;
-  const auto before = std::exchange(pushed, {});
+  auto before = std::exchange(pushed, {});
   for (const std::string& key : at.looking) {
-    const auto known = before.find(key);
-    pushed[key] = known == before.end() ? lastNumber : known->second;
+    const auto known = before.extract(key);
+    pushed[key] = known ? known.mapped() : lastNumber;
   }
+  for (auto& [key, last] : before) {
+    last = std::max(last, said.last);
+  }
+  return before;
 }
 
 void Switchboard::heard(Entry& entry, RelayID from, const Standing& said) {
   Place& place = entry.second;
   Elsewhere& elsewhere = *place.elsewhere;
   bool isNew = false;
+  std::map<std::string, std::uint64_t> away;
   changeElsewhere(entry, [&] {
     const auto known = std::ranges::find(elsewhere.relays, from, &Neighbour::relay);
     if (known != elsewhere.relays.end() && known->at.mac && !said.mac) {
       // It may have left because the pairing is revoked.
       rereads[entry.first] = time();
     }
-    if (said.isEmpty() && known != elsewhere.relays.end()) {
-      elsewhere.relays.erase(known);
-    } else if (known != elsewhere.relays.end()) {
-      known->take(said, place.record ? place.record->lastNumber : 0);
+    if (known != elsewhere.relays.end()) {
+      away = known->take(said, place.record ? place.record->lastNumber : said.last);
+      if (said.isEmpty()) {
+        elsewhere.relays.erase(known);
+      }
     } else if (!said.isEmpty() && elsewhere.relays.size() < limits.neighboursPerMac) {
       elsewhere.relays.push_back({from});
-      elsewhere.relays.back().take(said, place.record ? place.record->lastNumber : 0);
+      elsewhere.relays.back().take(said, place.record ? place.record->lastNumber : said.last);
       isNew = true;
     }
   });
+  // What was on its way to one who looked has come to one who does not.
+  pushUnseen(entry, away);
   if (place.record && mayBeGiven(said.last)) {
     if (place.mac.peer != nullptr) {
       skipNumbers(place);
@@ -166,6 +175,7 @@ void Switchboard::contest(Entry& entry, RelayID from, const Standing::Mac& other
     const std::uint64_t age = standing(place).mac->age;
     if (age >= other.age || other.epoch == Standing::Mac::highestEpoch) {
       // Those here have one, elsewhere.
+      pushHeld(entry);
       std::exchange(place.mac, {}).peer->close(CloseReason::replaced);
     } else {
       elsewhere.rise();
@@ -229,7 +239,8 @@ void Switchboard::heard(Entry& entry, RelayID from, const ToldAlert& said) {
   takeElsewhere(entry, {{said.number, std::min(said.keptAt, unixNow()), framedText(said.envelope)},
                         Alert::Fate::heard,
                         0,
-                        said.mark});
+                        said.mark,
+                        said.by});
 }
 
 void Switchboard::heard(Entry& entry, RelayID /*from*/, const AlertsMissed& said) {
@@ -239,8 +250,12 @@ void Switchboard::heard(Entry& entry, RelayID /*from*/, const AlertsMissed& said
   }
   forgetOldAlerts(place);
   std::uint64_t after = said.after;
+  // Whoever asks may have read the store before these were in it.
+  constexpr std::int64_t secondsNew = 60;
+  const std::int64_t old = unixNow() - secondsNew;
   for (const Alert& alert : place.alerts) {
-    const bool isKnownHere = place.mac.peer != nullptr || alert.fate != Alert::Fate::safe;
+    const bool isKnownHere =
+        place.mac.peer != nullptr || alert.fate != Alert::Fate::safe || alert.kept.keptAt >= old;
     if (isKnownHere && alert.kept.number > said.after) {
       tellAlert(entry, alert, std::min(after, alert.kept.number - 1));
       after = alert.kept.number;
@@ -300,6 +315,9 @@ void Switchboard::takeElsewhere(Entry& entry, Alert alert) {
   if (same != place.alerts.end()) {
     if (same->fate == Alert::Fate::heard) {
       same->fate = alert.fate;
+    }
+    if (alert.by != 0 && alert.by != neighbours->self()) {
+      same->isPushHeld = false;
     }
     return;
   }
@@ -416,12 +434,10 @@ void Switchboard::changeOwner(Entry& entry, Record record) {
   tellStanding(entry, false);
 }
 
-void Switchboard::gone(RelayID relay) { lose(relay, true); }
+// Who looks there may have been put away meanwhile.
+void Switchboard::missed(RelayID relay) { gone(relay); }
 
-// Who looks there goes on, and asks for what has been missed.
-void Switchboard::missed(RelayID relay) { lose(relay, false); }
-
-void Switchboard::lose(RelayID relay, bool isDead) {
+void Switchboard::gone(RelayID relay) {
   for (Entry& entry : places) {
     if (!entry.second.elsewhere) {
       continue;
@@ -437,13 +453,11 @@ void Switchboard::lose(RelayID relay, bool isDead) {
     }
     const std::map<std::string, std::uint64_t> pushed = std::move(left->pushed);
     changeElsewhere(entry, [&] { relays.erase(left); });
-    if (isDead) {
-      pushUnseen(entry, pushed);
-    }
+    pushUnseen(entry, pushed);
   }
 }
 
-/// Nobody may have seen what was told to those who were looking at a relay that is dead.
+/// Nobody may have seen what was told to those who were looking at another relay.
 void Switchboard::pushUnseen(const Entry& entry,
                              const std::map<std::string, std::uint64_t>& pushed) {
   const Place& place = entry.second;
@@ -497,6 +511,12 @@ void Switchboard::expireElsewhere(Instant now) {
   if (saying.isUnderWay) {
     sayAgain();
   }
+  for (auto next = heldPushes.begin(); next != heldPushes.end();) {
+    const auto [identifier, until] = *next++;
+    if (now >= until) {
+      pushHeld(*places.find(identifier));
+    }
+  }
   for (const Identifier& identifier : std::exchange(missingPlaces, {})) {
     Entry& entry = *places.find(identifier);
     const Neighbour* const other = macElsewhere(entry.second);
@@ -533,8 +553,9 @@ void Switchboard::expireElsewhere(Instant now) {
 void Switchboard::leaveNeighbours(const Entry& entry) {
   missingPlaces.erase(entry.first);
   rereads.erase(entry.first);
+  heldPushes.erase(entry.first);
   if (entry.second.elsewhere->isTold) {
-    tell(entry, {Standing()});
+    tell(entry, {Standing{.last = entry.second.record ? entry.second.record->lastNumber : 0}});
   }
   neighbours->leave(entry.first);
 }

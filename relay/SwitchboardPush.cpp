@@ -181,7 +181,7 @@ void Switchboard::pushUnseen(const Entry& entry, const Subscription& subscriptio
   }
   const std::int64_t heard = unixNow() - std::chrono::ceil<std::chrono::seconds>(unheard).count();
   for (const Alert& alert : entry.second.alerts) {
-    if (alert.kept.keptAt >= heard && alert.kept.number > after) {
+    if (alert.kept.keptAt >= heard && alert.kept.number > after && !alert.isPushHeld) {
       push(entry, alert, {subscription});
     }
   }
@@ -207,6 +207,16 @@ void Switchboard::push(Entry& entry, const Alert& alert) {
       [&place](const Subscription& subscription) { return !isLooking(place, subscription); });
   if (!to.empty()) {
     push(entry, alert, to);
+  }
+}
+
+void Switchboard::pushHeld(Entry& entry) {
+  if (heldPushes.erase(entry.first) > 0) {
+    for (Alert& alert : entry.second.alerts) {
+      if (std::exchange(alert.isPushHeld, false)) {
+        push(entry, alert);
+      }
+    }
   }
 }
 

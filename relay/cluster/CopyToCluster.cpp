@@ -20,15 +20,20 @@ constexpr std::chrono::seconds pause{1};
 
 std::vector<Copied> copied(const std::vector<Identifier>& identifiers, RecordFile& file,
                            JetStreamStore& store, std::int64_t unixNow) {
+  // First: a damaged file throws, and then nobody is to answer any more.
+  std::vector<RecordFile::Found> found;
+  found.reserve(identifiers.size());
+  for (const Identifier& each : identifiers) {
+    found.push_back(file.find(each, unixNow));
+  }
   std::vector<std::promise<Copied>> answers(identifiers.size());
   for (std::size_t i = 0; i < identifiers.size(); ++i) {
-    RecordFile::Found found = file.find(identifiers[i], unixNow);
-    if (!found.record) {
+    if (!found[i].record) {
       // Somebody has removed it a moment ago.
       answers[i].set_value(Copied::isThere);
       continue;
     }
-    store.copy(identifiers[i], {*std::move(found.record), unixNow},
+    store.copy(identifiers[i], {*std::move(found[i].record), unixNow},
                [&answer = answers[i]](Copied what) { answer.set_value(what); });
   }
   std::vector<Copied> all;

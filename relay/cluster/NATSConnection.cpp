@@ -239,7 +239,10 @@ void NATSConnection::run() {
       break;
     }
     if (const auto now = std::chrono::steady_clock::now(); now >= next) {
+      bool isNewlyLost = false;
       if (connection && isLost()) {
+        // Its server may have ended, and the others have not.
+        isNewlyLost = now >= made + acceptedAfter;
         disconnect();
         receiver.lost(failure);
       } else if (connection) {
@@ -252,7 +255,9 @@ void NATSConnection::run() {
         connect();
       }
       std::chrono::milliseconds pause = tickInterval;
-      if (!connection) {
+      if (isNewlyLost) {
+        pause = 0ms;
+      } else if (!connection) {
         pause = state().refusal.empty() ? retryInterval : refusedInterval;
       }
       next = std::chrono::steady_clock::now() + pause;

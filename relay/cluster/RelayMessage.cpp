@@ -88,7 +88,8 @@ std::optional<RelayMessage> messageIn(const UntypedValue& head,
     ToldAlert alert{.mark = AlertMark::of(head), .envelope = *envelope};
     std::uint64_t keptAt = 0;
     if (!read(head, "alert", alert.number) || !read(head, "after", alert.after) ||
-        !read(head, "keptAt", keptAt) || alert.number <= alert.after || !isValidUTF8(*envelope)) {
+        !read(head, "keptAt", keptAt) || !read(head, "by", alert.by) ||
+        alert.number <= alert.after || !isValidUTF8(*envelope)) {
       return std::nullopt;
     }
     alert.keptAt = static_cast<std::int64_t>(keptAt);
@@ -167,6 +168,9 @@ std::string RelayMessage::text() const {
     std::string operator()(const ToldAlert& told) const {
       JSONObject head{
           {"alert", number(told.number)}, {"after", number(told.after)}, {"keptAt", told.keptAt}};
+      if (told.by != 0) {
+        head.set("by", number(told.by));
+      }
       if (!told.mark.topic.empty()) {
         head.set("topic", told.mark.topic);
       }

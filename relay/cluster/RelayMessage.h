@@ -64,6 +64,8 @@ struct ToldAlert {
   std::int64_t keptAt = 0;
   AlertMark mark{};
   std::string_view envelope{};
+  /// The relay that had its Mac, and pushes it.
+  std::uint64_t by = 0;
 
   bool operator==(const ToldAlert&) const = default;
 };

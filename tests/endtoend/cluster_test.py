@@ -6,6 +6,7 @@ pushed by one relay, and who is there is known right after.
 
 import collections
 import contextlib
+import itertools
 import json
 import os
 import random
@@ -416,7 +417,7 @@ def relay_killed(world):
             mac = pairing.mac
             if mac.at == victim:
                 # What it had still to push died with it.
-                world.may_be_unpushed |= {f"{pairing.number}.{alert}" for alert, at in mac.raised_at.items() if now - at < 2}
+                world.may_be_unpushed |= {f"{pairing.number}.{alert}" for alert, at in mac.raised_at.items() if now - at < 4}
 
     def during():
         world.until("a relay that has died has no viewers", lambda: not world.wrong(), RIGHT)
@@ -678,8 +679,10 @@ def bad_addresses():
         status = 503 if why else 200
         await_that(lambda at=at, why=why, status=status: asked(at)[0] == status and why in asked(at)[1],
                    lambda at=at, why=why, options=options: f"{options}: /readyz says '{why}', not {asked(at)}")
-        log = read(f"bad{number}.log")
-        check(why in log and "\n" not in log and bool(why) == bool(log), f"{options}: one line: {log}")
+        # A slow machine may have two reasons in turn.
+        log = read(f"bad{number}.log").splitlines()
+        check(all(one != other for one, other in itertools.pairwise(log)) and any(why in each for each in log) == bool(why),
+              f"{options}: one line for each change: {log}")
         relay.ends()
 
 

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "core/values/Base64.h"
+#include "relay/SQLite.h"
 #include "relay/SQLiteStore.h"
 #include "relay/cluster/CopyToCluster.h"
 #include "relay/cluster/NATSNeighbours.h"
@@ -199,8 +200,11 @@ TEST_F(JetStreamStoreTest, CopiesAFile) {
     EXPECT_THAT(numbers('b'), IsEmpty());
     EXPECT_THAT(numbers('c'), ElementsAre(6, 7));
   }
-  EXPECT_THROW(copyToCluster(folder.path / "absent", settings, limits, clock, {}),
-               std::runtime_error);
+  // Where only one of those that are copied at once cannot be read.
+  SQLite(file, 1s).execute("UPDATE records SET owner = x'00' WHERE identifier >= x'63'");
+  for (const auto& other : {file, folder.path / "absent"}) {
+    EXPECT_THROW(copyToCluster(other, settings, limits, clock, {}), std::runtime_error);
+  }
 }
 
 /// Answers in place of an engine with JetStream: a stream that is as its settings say and has no
