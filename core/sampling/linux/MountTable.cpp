@@ -131,7 +131,7 @@ std::string identity(const Mount& mount) {
 
 /// Sorts the mount by which a file system is best known first: at the start of the tree, the whole
 /// of it rather than a part, near the start of the tree.
-auto rank(const Mount& mount) {
+auto preference(const Mount& mount) {
   return std::tuple(mount.mountPoint != "/", mount.root != "/", mount.mountPoint.size());
 }
 
@@ -148,7 +148,7 @@ std::vector<Mount> browsableMounts(
     return !isBrowsable(mount) ||
            (mount.root != "/" && !mayHang(mount) && isFile(mount.mountPoint));
   });
-  std::ranges::stable_sort(mounts, {}, rank);
+  std::ranges::stable_sort(mounts, {}, preference);
   std::set<std::string> listed;
   std::erase_if(mounts, [&](const Mount& mount) { return !listed.insert(identity(mount)).second; });
   return mounts;
