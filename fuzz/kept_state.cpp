@@ -1,5 +1,5 @@
-// Own code: core/alerts/AlertEngine core/pairing/PairingStore core/pairing/RetiredPairing
-// core/system/UserDefaultsFile core/client/RelayEndpoint
+// Own code: core/alerts/AlertEngine core/pairing/(PairingStore|RetiredPairing)
+// Own code: core/system/UserDefaultsFile core/client/RelayEndpoint
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>

@@ -1,4 +1,5 @@
-// Own code: relay/FrameReader relay/RequestReader relay/ProxyHeader relay/HTTPAnswer
+// Own code: relay/(FrameReader|RequestReader|ProxyHeader|HTTPAnswer)
+// Own code: relay/cluster/(RelayMessage|StoredRecord)
 #include <array>
 #include <cstdlib>
 #include <vector>
@@ -8,6 +9,7 @@
 #include "relay/ProxyHeader.h"
 #include "relay/RequestReader.h"
 #include "relay/cluster/RelayMessage.h"
+#include "relay/cluster/StoredRecord.h"
 
 namespace {
 
@@ -77,11 +79,16 @@ std::string proxyHeader(const std::vector<std::string>& pieces) {
   return "incomplete";
 }
 
-/// What another relay tells comes whole, and means the same when it is told on.
-void readRelayMessage(std::string_view text) {
-  if (const auto message = RelayMessage::in(text)) {
-    const std::string again = message->text();
-    if (RelayMessage::in(again) != message) {
+/// What another relay tells or keeps comes whole, and means the same when it is told on.
+void readOfOtherRelays(std::string_view text) {
+  const auto message = RelayMessage::in(text);
+  if (message && RelayMessage::in(message->text()) != message) {
+    std::abort();
+  }
+  static const Limits limits;
+  if (const auto record = StoredRecord::in(text, limits)) {
+    const auto again = StoredRecord::in(record->text(), limits);
+    if (!again || again->text() != record->text()) {
       std::abort();
     }
   }
@@ -93,7 +100,7 @@ std::string message(const std::vector<std::string>& pieces) {
   for (const std::string& piece : pieces) {
     text += piece;
   }
-  readRelayMessage(text);
+  readOfOtherRelays(text);
   constexpr std::size_t longestEndpoint = 1024;
   std::string told;
   if (const auto said = Subscribe::in(text, longestEndpoint)) {

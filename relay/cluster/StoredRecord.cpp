@@ -42,7 +42,7 @@ bool readTime(const UntypedValue& object, std::string_view key, std::int64_t& to
   return time != nullptr;
 }
 
-std::optional<KeptAlert> alertIn(const UntypedValue& object, const Limits& limits) {
+std::optional<KeptAlert> keptAlertIn(const UntypedValue& object, const Limits& limits) {
   KeptAlert alert;
   const auto* const envelope = object.get<std::string>("envelope");
   if (!readNumber(object, "number", alert.number) || !readTime(object, "kept", alert.keptAt) ||
@@ -53,7 +53,7 @@ std::optional<KeptAlert> alertIn(const UntypedValue& object, const Limits& limit
   return alert;
 }
 
-std::optional<Subscription> subscriptionIn(const UntypedValue& object, const Limits& limits) {
+std::optional<Subscription> keptSubscriptionIn(const UntypedValue& object, const Limits& limits) {
   Subscription subscription;
   const auto* const endpoint = object.get<std::string>("endpoint");
   if (endpoint == nullptr || endpoint->size() > limits.endpointBytes ||
@@ -96,9 +96,9 @@ std::optional<StoredRecord> StoredRecord::in(std::string_view text, const Limits
   }
   Record record{
       .owner = TokenHash::from(owner), .lastNumber = lastNumber, .takenNumber = takenNumber};
-  record.alerts = itemsIn<KeptAlert>(object, "alerts", limits, alertIn);
+  record.alerts = itemsIn<KeptAlert>(object, "alerts", limits, keptAlertIn);
   std::ranges::sort(record.alerts, {}, &KeptAlert::number);
-  record.subscriptions = itemsIn<Subscription>(object, "subscriptions", limits, subscriptionIn);
+  record.subscriptions = itemsIn<Subscription>(object, "subscriptions", limits, keptSubscriptionIn);
   return StoredRecord{std::move(record), usedAt};
 }
 
