@@ -179,6 +179,7 @@ class Page(Watched):
         super().__init__(stage, "page", "plain")
         self.marker, self.heard = None, 0.0
         self.new = self.old = 0  # alerts
+        self.phase = ""
 
     def launch(self, errors):
         return start_page(read("link"), self.proxy.port, stderr=errors)
@@ -188,7 +189,7 @@ class Page(Watched):
         self.heard = time.monotonic()
         self.marker = int(shown.get("free", "0").replace(",", ""))
         if "phase" in shown:
-            self.new = shown["alerts"]
+            self.new, self.phase = shown["alerts"], shown["phase"]
 
     def forget_alerts(self):
         """It shows 50 at the most."""
@@ -493,6 +494,8 @@ class Stage:
         wanted = f"online, {len(self.viewers)} phones connected"
         self.await_that(max(SLACK, ghost), lambda: "" if self.agent.state == wanted
                         else f"the agent says “{wanted}”, not “{self.agent.state}”")
+        self.await_that(SLACK, lambda: "" if self.page.phase == "live"
+                        else f"the page is live, not {self.page.phase}")
         self.await_that(SLACK, self.wrong_alerts)
         self.total_raised += len(self.phones[0].alerts) - self.counted
         self.raised, self.may_be_lost = len(self.phones[0].alerts), 0
@@ -510,6 +513,8 @@ class Stage:
         self.raise_alert()
         os.kill(actor.pid, signal.SIGCONT)
         back = self.check(SLEEP_SLACK)
+        if back > SLEEP_SLACK:
+            raise Breach(f"{actor.name} is back within {SLEEP_SLACK} s, not {back:.1f}")
         print(f"{actor.name}: stopped for {seconds:.0f} s, back after {back:.1f} s", flush=True)
 
     def wrong_alerts(self):

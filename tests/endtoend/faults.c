@@ -120,6 +120,18 @@ ssize_t pwrite64(int file, const void* data, size_t size, off64_t offset) {
   return isOnDisk(file) ? refused() : REAL(pwrite64)(file, data, size, offset);
 }
 
+static int isReadOnly(void) { return fault(DISK) == DISK_READ_ONLY; }
+
+int ftruncate64(int file, off64_t size) {
+  return isReadOnly() && isOnDisk(file) ? refused() : REAL(ftruncate64)(file, size);
+}
+
+int unlink(const char* path) { return isReadOnly() ? refused() : REAL(unlink)(path); }
+
+int rename(const char* from, const char* to) {
+  return isReadOnly() ? refused() : REAL(rename)(from, to);
+}
+
 /* Programs that hold keys let nobody look at them; here, what they use is to be seen. */
 int prctl(int option, ...) {
   va_list arguments;
@@ -140,7 +152,7 @@ static int opened(const char* name, const char* path, int flags, va_list argumen
   const mode_t mode = creates ? va_arg(arguments, mode_t) : 0;
   struct stat status;
   const int exists = stat(path, &status) == 0;
-  const int writes = (flags & O_ACCMODE) != O_RDONLY && fault(DISK) == DISK_READ_ONLY;
+  const int writes = (flags & O_ACCMODE) != O_RDONLY && isReadOnly();
   if (fault(DISK) && (exists ? writes && S_ISREG(status.st_mode) : creates)) {
     return refused();
   }

@@ -25,9 +25,10 @@ SHARES = 8          # of the time, at whose ends it is measured
 SETTLED = 2         # shares, until everything that a program keeps for good has been used once
 MEMORY = 1.05, 1024  # how much more there may be afterwards: a factor, and KiB
 STAYS = 2           # seconds that a phone stays
+ARRIVE = 0.9        # of the samples and of the visitors
 SHIM = preload()
 minutes = float(sys.argv[2]) if len(sys.argv) > 2 else 30
-
+came = []  # of each visitor: whether it saw something
 
 BEGUN = time.time()
 
@@ -168,6 +169,7 @@ def visit(options):
     phone.process.terminate()
     phone.process.wait()
     programs.running.remove(phone.process)
+    came.append(not phone.lines.empty())
 
 
 def test():
@@ -183,10 +185,14 @@ def test():
         time.sleep(max(0, begun + at - time.monotonic()))
         do(options)
     table(measured)
+    expected = int(seconds * SPEED / 2)
     for each, name in zip(looking, ("agent", "application")):
-        print(f"{name}: {each.samples} samples at its phone, of {int(seconds * SPEED / 2)}, "
+        print(f"{name}: {each.samples} samples at its phone, of {expected}, "
               f"{each.histories} with the history; {each.starts} pairings")
+    print(f"{sum(came)} of {len(came)} visitors saw the computer")
     grown = [line for each in measured for line in each.growth()]
+    check(all(each.samples >= ARRIVE * expected and each.histories for each in looking) and
+          sum(came) >= ARRIVE * PHONES, "the day is one of work")
     check(not grown, "\n".join(["grown:", *grown]))
 
 
