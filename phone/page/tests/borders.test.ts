@@ -1,6 +1,7 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
 import fc from "fast-check";
+import { bytesFromBase64 } from "../protocol/base64.js";
 import { openEnvelope } from "../protocol/envelope.js";
 import { deriveKeys } from "../protocol/keys.js";
 import { readLink } from "../protocol/link.js";
@@ -8,6 +9,7 @@ import { readMessage } from "../protocol/messages.js";
 import { readAlert } from "../protocol/readAlert.js";
 import { longestHistory, readSample } from "../protocol/readSample.js";
 import { longestList, longestText, text } from "../protocol/readers.js";
+import { sealed } from "./sealed.js";
 
 /*
  * What strangers send, made up by a machine: whatever it is, it is read or refused within its bounds,
@@ -98,7 +100,8 @@ test("any alert, message of a relay and link is read or refused", () => {
 
 test("nothing opens that was not sealed, and what was sealed opens as it was", async () => {
   const secret = new Uint8Array(32).fill(7);
-  const keys = await deriveKeys("AAECAwQFBgcICQoLDA0ODw", secret);
+  const macId = "AAECAwQFBgcICQoLDA0ODw";
+  const keys = await deriveKeys(macId, secret);
   const base64 = fc.uint8Array({ maxLength: 64 }).map((bytes) => Buffer.from(bytes).toString("base64url"));
   const member = fc.oneof(base64, odd);
   const near = fc.record(
@@ -108,5 +111,7 @@ test("nothing opens that was not sealed, and what was sealed opens as it was", a
     for (const message of [JSON.stringify(envelope), line]) {
       assert.ok("failure" in await openEnvelope(message ?? "", keys));
     }
+    const kind = line.length % 2 === 0 ? "s" : "a";
+    assert.deepEqual(await openEnvelope(await sealed(kind, line, bytesFromBase64(macId)!, secret), keys), { kind, payload: line });
   }), runs);
 });
