@@ -80,18 +80,21 @@ class Program:
         self.process.wait()
 
     def usage(self):
-        """Resident KiB, descriptors and threads."""
-        with open(f"/proc/{self.process.pid}/status", encoding="utf-8") as file:
-            status = dict(line.split(":", 1) for line in file)
-        return {"KiB resident": int(status["VmRSS"].split()[0]),
-                "descriptors": len(os.listdir(f"/proc/{self.process.pid}/fd")),
-                "threads": int(status["Threads"])}
+        return usage(self.process.pid)
 
     def ends(self, signum=signal.SIGTERM, status=0):
         if signum is not None:
             self.process.send_signal(signum)
         check(self.process.wait(timeout=TIMEOUT) == status,
               f"{self.name} ended with {self.process.returncode}, not {status}")
+
+
+def usage(pid):
+    """Resident KiB, descriptors and threads."""
+    with open(f"/proc/{pid}/status", encoding="utf-8") as file:
+        status = dict(line.split(":", 1) for line in file)
+    return {"KiB resident": int(status["VmRSS"].split()[0]),
+            "descriptors": len(os.listdir(f"/proc/{pid}/fd")), "threads": int(status["Threads"])}
 
 
 def check(condition, message):

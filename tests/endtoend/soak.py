@@ -48,25 +48,33 @@ class Measured:
         self.woken = self.wakeups()
         self.rows = []
 
+    def processes(self):
+        return [self.pid]
+
     def wakeups(self):
         """Times that any of its threads gave up the processor and was woken again."""
         sum_of_all = 0
-        for thread in os.listdir(f"/proc/{self.pid}/task"):
+        for status in (f"/proc/{pid}/task/{thread}/status" for pid in self.processes()
+                       for thread in os.listdir(f"/proc/{pid}/task")):
             try:
-                with open(f"/proc/{self.pid}/task/{thread}/status", encoding="utf-8") as file:
+                with open(status, encoding="utf-8") as file:
                     sum_of_all += next(int(line.split()[1]) for line in file
                                        if line.startswith("voluntary_ctxt"))
             except FileNotFoundError:  # it has just ended
                 pass
         return sum_of_all
 
+    def usage(self):
+        each = [programs.usage(pid) for pid in self.processes()]
+        return {key: sum(one[key] for one in each) for key in each[0]}
+
     def measure(self, seconds):
         woken = self.wakeups()
         # The least of some moments: timers come and go with descriptors, visitors with sockets.
-        looks = [self.program.usage()]
+        looks = [self.usage()]
         while len(looks) < 40:
             time.sleep(0.05)
-            looks.append(self.program.usage())
+            looks.append(self.usage())
         row = {key: min(look[key] for look in looks) for key in looks[0]}
         row["wake-ups a minute"] = round((woken - self.woken) / (seconds * SPEED / 60))
         self.rows.append(row)
@@ -77,33 +85,41 @@ class Measured:
         # A pairing that has just been replaced has not everything yet.
         first = {key: max(row[key] for row in self.rows[:SETTLED]) for key in self.rows[0]}
         last = self.rows[-1]
-        factor, more = MEMORY
-        allowed = {"KiB resident": first["KiB resident"] * factor + more,
-                   "descriptors": first["descriptors"], "threads": first["threads"],
-                   "wake-ups a minute": first["wake-ups a minute"] * 1.5 + 10}
+        allowed = self.allowed(first)
         return [f"{self.name}: {key} {first[key]} -> {last[key]}" for key in last
                 if last[key] > allowed[key]]
 
+    @staticmethod
+    def allowed(first):
+        factor, more = MEMORY
+        return {**first, "KiB resident": first["KiB resident"] * factor + more,
+                "wake-ups a minute": first["wake-ups a minute"] * 1.5 + 10}
 
-class Page:
-    """A browser's processes hold what they like: of the page counts what it keeps alive."""
 
-    def __init__(self, program):
-        self.name, self.program, self.rows = "page", program, []
+class Page(Measured):
+    """With its browser, which holds what it likes: less is asked of all its processes together."""
 
-    def measure(self, _):
+    def processes(self):
+        found = [self.pid]
+        for pid in found:
+            for thread in os.listdir(f"/proc/{pid}/task"):
+                with open(f"/proc/{pid}/task/{thread}/children", encoding="ascii") as file:
+                    found += map(int, file.read().split())
+        return found
+
+    def measure(self, seconds):
+        super().measure(seconds)
         self.program.forget()
         self.program.process.send_signal(signal.SIGHUP)
         while "JSHeapUsedSize" not in (line := self.program.payload()):
             pass
-        self.rows.append({"heap KiB": line["JSHeapUsedSize"] // 1024, "nodes": line["Nodes"],
-                          "listeners": line["JSEventListeners"]})
+        self.rows[-1].update({"heap KiB": line["JSHeapUsedSize"] // 1024, "nodes": line["Nodes"],
+                              "listeners": line["JSEventListeners"]})
 
-    def growth(self):
+    @staticmethod
+    def allowed(first):
         # The curves of the day grow with it.
-        first, last = self.rows[SETTLED - 1], self.rows[-1]
-        return [f"page: {key} {first[key]} -> {last[key]}" for key in last
-                if last[key] > first[key] * 1.25]
+        return {key: 1.25 * value for key, value in first.items()}
 
 
 class Looking:
@@ -151,7 +167,7 @@ def start():
     page.await_line('{"phase":"live"')
     looking = [Looking(name, options) for name in ("link", "application-link")]
     return panel, options, looking, [
-        Measured("agent", agent), Measured("application", application), Measured("relay", relay), Page(page)]
+        Measured("agent", agent), Measured("application", application), Measured("relay", relay), Page("page", page)]
 
 
 def replace_pairing(options):
