@@ -370,8 +370,8 @@ bool Switchboard::take(Entry& entry, Peer& mac, const TokenHash& token, Instant 
   Place& place = entry.second;
   if (place.record->owner != token) {
     // Whoever revokes is told that it is done only when it is, whatever connection it asks over.
-    mac.close(place.revoked == token ? CloseReason::storeUnavailable
-                                     : CloseReason::pairingRejected);
+    mac.close(place.revoked && *place.revoked == token ? CloseReason::storeUnavailable
+                                                       : CloseReason::pairingRejected);
     return false;
   }
   const bool hadMac = hasMac(place);
@@ -431,7 +431,8 @@ void Switchboard::revoke(Entry& entry) {
     return;
   }
   ++revocations;
-  place.revoked = std::exchange(place.record->owner, TokenHash::ofNoToken());
+  place.revoked =
+      std::make_unique<TokenHash>(std::exchange(place.record->owner, TokenHash::ofNoToken()));
   place.alerts.clear();
   if (pusher != nullptr) {
     for (const Subscription& subscription : place.record->subscriptions) {
@@ -502,7 +503,7 @@ void Switchboard::forward(Entry& entry, const SharedText& message) {
     return;
   }
   if (const auto mark = AlertMark::in(message->text())) {
-    entry.second.mac.next = *mark;
+    entry.second.mac.next = std::make_unique<AlertMark>(*mark);
     return;
   }
   if (isRevocation(message->text())) {
@@ -525,7 +526,8 @@ void Switchboard::takeAlert(Entry& entry, const SharedText& message) {
   Place& place = entry.second;
   forgetOldAlerts(place);
   const std::uint64_t ordinal = ++place.mac.arrived;
-  const AlertMark mark = std::exchange(place.mac.next, {});
+  const auto said = std::exchange(place.mac.next, nullptr);
+  const AlertMark mark = said ? *said : AlertMark();
   const auto same = std::ranges::find_if(place.alerts, [&message](const Alert& alert) {
     return alert.kept.envelope->text() == message->text();
   });

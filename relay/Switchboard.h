@@ -1,5 +1,8 @@
 #pragma once
 
+#include <boost/container/flat_map.hpp>
+#include <boost/container/flat_set.hpp>
+
 #include <algorithm>
 #include <functional>
 #include <map>
@@ -107,7 +110,7 @@ class Switchboard final : public NeighbourListener {
     /// The first of them that newer ones have pushed out although it was not safe; 0 for none.
     std::uint64_t missing = 0;
     /// What it has said of the alert that it sends next.
-    AlertMark next{};
+    std::unique_ptr<const AlertMark> next{};
   };
   struct Alert {
     /// heard: another relay has it kept, or has not.
@@ -133,23 +136,30 @@ class Switchboard final : public NeighbourListener {
     std::vector<SharedText> messages{};
     std::size_t bytes = 0;
   };
+  /// Phones by `endpointKey`, each with the last alert that it has.
+  using LastAlerts = boost::container::flat_map<std::string, std::uint64_t>;
+  /// What another relay has said of whom it serves.
   struct Neighbour {
     RelayID relay;
-    Standing at{};
-    /// The last alert before each phone that is looking there was, which has been pushed to it, or
-    /// that it has been sent.
-    std::map<std::string, std::uint64_t> pushed{};
+    std::optional<Standing::Mac> mac{};
+    std::uint32_t phones = 0;
+    std::uint32_t active = 0;
+    /// The highest number of an alert that it has heard of.
+    std::uint64_t last = 0;
+    /// Of the phones that are looking there the last alert before they were, which has been pushed
+    /// to them, or that they have been sent.
+    LastAlerts pushed{};
 
-    /// Gives those who were looking there and are not any more, with the last alert that they have.
-    std::map<std::string, std::uint64_t> take(const Standing& said, std::uint64_t lastNumber);
+    /// Gives those who were looking there and are not any more.
+    LastAlerts take(const Standing& said, std::uint64_t lastNumber);
   };
   /// What is known of an identifier's clients at other relays, and told there of those here.
   struct Elsewhere {
     /// Those that serve somebody.
     std::vector<Neighbour> relays{};
     /// Phones of all of them.
-    std::uint64_t phones = 0;
-    std::uint64_t active = 0;
+    std::uint32_t phones = 0;
+    std::uint32_t active = 0;
     /// Of the Mac here, and the highest heard of.
     std::uint64_t epoch = 0;
     std::uint64_t highestEpoch = 0;
@@ -171,6 +181,8 @@ class Switchboard final : public NeighbourListener {
   /// asked: the store has been asked for the record. unknown: it has none, and phones are held.
   /// claiming: a Mac's claim is being committed. known: the record is here.
   enum class Knowledge { asked, unknown, claiming, known };
+  /// Small, as there is one for each identifier on each relay that serves it: what is rarely there
+  /// stands elsewhere.
   struct Place {
     std::uint64_t incarnation;
     Knowledge knowledge = Knowledge::asked;
@@ -180,10 +192,10 @@ class Switchboard final : public NeighbourListener {
     Mac mac{};
     std::vector<Phone> phones{};
     /// Endpoints of subscriptions that the store has not answered for, as often as it was asked.
-    std::multiset<std::string> subscribing{};
+    boost::container::flat_multiset<std::string> subscribing{};
     std::vector<Waiting> waiting{};
     /// The owner that it had, until the store knows that it has none any more.
-    std::optional<TokenHash> revoked{};
+    std::unique_ptr<const TokenHash> revoked{};
     /// Null without neighbours.
     std::unique_ptr<Elsewhere> elsewhere{};
   };
@@ -267,7 +279,7 @@ class Switchboard final : public NeighbourListener {
   /// Calls `change`, which changes what is known of others, and tells those here what it comes to.
   template <typename Change>
   static void changeElsewhere(Entry& entry, Change change);
-  void pushUnseen(const Entry& entry, const std::map<std::string, std::uint64_t>& pushed);
+  void pushUnseen(const Entry& entry, const LastAlerts& pushed);
   [[nodiscard]] static bool isLookingElsewhere(const Place& place,
                                                const Subscription& subscription);
   void catchUp(Entry& entry);

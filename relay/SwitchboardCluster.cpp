@@ -17,8 +17,8 @@ const Switchboard::Neighbour* Switchboard::macElsewhere(const Place& place) {
   const Neighbour* found = nullptr;
   if (place.elsewhere) {
     for (const Neighbour& each : place.elsewhere->relays) {
-      if (each.at.mac && (found == nullptr || std::pair(each.at.mac->epoch, each.relay) >
-                                                  std::pair(found->at.mac->epoch, found->relay))) {
+      if (each.mac && (found == nullptr || std::pair(each.mac->epoch, each.relay) >
+                                               std::pair(found->mac->epoch, found->relay))) {
         found = &each;
       }
     }
@@ -63,7 +63,8 @@ Standing Switchboard::standing(const Place& place) const {
       }
     }
   }
-  said.phones = std::min<std::uint64_t>(place.phones.size(), Standing::mostPhones);
+  said.phones =
+      static_cast<std::uint32_t>(std::min<std::size_t>(place.phones.size(), Standing::mostPhones));
   for (const Phone& phone : place.phones) {
     if (phone.active && said.active < said.phones) {
       ++said.active;
@@ -87,16 +88,22 @@ void Switchboard::heard(const Identifier& identifier, RelayID from, std::string_
   }
 }
 
-std::map<std::string, std::uint64_t> Switchboard::Neighbour::take(const Standing& said,
-                                                                  std::uint64_t lastNumber) {
-  at = said;
+Switchboard::LastAlerts Switchboard::Neighbour::take(const Standing& said,
+                                                     std::uint64_t lastNumber) {
+  mac = said.mac;
+  phones = said.phones;
+  active = said.active;
+  last = said.last;
   auto before = std::exchange(pushed, {});
-  for (const std::string& key : at.looking) {
-    const auto known = before.extract(key);
-    pushed[key] = known ? known.mapped() : lastNumber;
+  for (const std::string& key : said.looking) {
+    const auto known = before.find(key);
+    pushed[key] = known == before.end() ? lastNumber : known->second;
+    if (known != before.end()) {
+      before.erase(known);
+    }
   }
-  for (auto& [key, last] : before) {
-    last = std::max(last, said.last);
+  for (auto& [key, seen] : before) {
+    seen = std::max(seen, said.last);
   }
   return before;
 }
@@ -105,10 +112,10 @@ void Switchboard::heard(Entry& entry, RelayID from, const Standing& said) {
   Place& place = entry.second;
   Elsewhere& elsewhere = *place.elsewhere;
   bool isNew = false;
-  std::map<std::string, std::uint64_t> away;
+  LastAlerts away;
   changeElsewhere(entry, [&] {
     const auto known = std::ranges::find(elsewhere.relays, from, &Neighbour::relay);
-    if (known != elsewhere.relays.end() && known->at.mac && !said.mac) {
+    if (known != elsewhere.relays.end() && known->mac && !said.mac) {
       // It may have left because the pairing is revoked.
       rereads[entry.first] = time();
     }
@@ -156,8 +163,8 @@ void Switchboard::heard(Entry& entry, RelayID from, const Standing& said) {
 /// Numbers that the Mac's relay before this one has given are not given again.
 void Switchboard::skipNumbers(Place& place) const {
   for (const Neighbour& each : place.elsewhere->relays) {
-    if (mayBeGiven(each.at.last)) {
-      place.record->lastNumber = std::max(place.record->lastNumber, each.at.last);
+    if (mayBeGiven(each.last)) {
+      place.record->lastNumber = std::max(place.record->lastNumber, each.last);
     }
   }
 }
@@ -194,8 +201,8 @@ void Switchboard::changeElsewhere(Entry& entry, Change change) {
   change();
   elsewhere.phones = elsewhere.active = 0;
   for (const Neighbour& each : elsewhere.relays) {
-    elsewhere.phones += each.at.phones;
-    elsewhere.active += each.at.active;
+    elsewhere.phones += each.phones;
+    elsewhere.active += each.active;
   }
   if (hasMac(place) != hadMac) {
     tellPhones(place);
@@ -223,11 +230,11 @@ void Switchboard::heard(Entry& entry, RelayID from, const ToldEnvelope& said) {
 void Switchboard::heard(Entry& entry, RelayID from, const ToldAlert& said) {
   Place& place = entry.second;
   const auto other = std::ranges::find(place.elsewhere->relays, from, &Neighbour::relay);
-  if (other == place.elsewhere->relays.end() || !(other->at.mac || place.mac.peer != nullptr) ||
+  if (other == place.elsewhere->relays.end() || !(other->mac || place.mac.peer != nullptr) ||
       !mayBeGiven(said.number) || said.envelope.size() > limits.keptAlertBytes) {
     return;
   }
-  other->at.last = std::max(other->at.last, said.number);
+  other->last = std::max(other->last, said.number);
   if (place.knowledge != Knowledge::known || place.revoked) {
     return;
   }
@@ -278,9 +285,8 @@ bool Switchboard::isLookingElsewhere(const Place& place, const Subscription& sub
     return false;
   }
   const std::string key = endpointKey(subscription.endpoint);
-  return std::ranges::any_of(place.elsewhere->relays, [&key](const Neighbour& each) {
-    return std::ranges::find(each.at.looking, key) != each.at.looking.end();
-  });
+  return std::ranges::any_of(place.elsewhere->relays,
+                             [&key](const Neighbour& each) { return each.pushed.contains(key); });
 }
 
 /// Numbers that no relay's clock is far enough ahead for are made up.
@@ -296,8 +302,8 @@ void Switchboard::catchUp(Entry& entry) {
   if (other == nullptr || place.mac.peer != nullptr || place.revoked) {
     return;
   }
-  const std::uint64_t after = std::min(place.record->lastNumber, other->at.mac->safe);
-  if (other->at.last > after && mayBeGiven(other->at.last)) {
+  const std::uint64_t after = std::min(place.record->lastNumber, other->mac->safe);
+  if (other->last > after && mayBeGiven(other->last)) {
     tell(entry, {AlertsMissed{after}});
     missingPlaces.insert(entry.first);
     place.elsewhere->askings = 0;
@@ -447,19 +453,18 @@ void Switchboard::gone(RelayID relay) {
     if (left == relays.end()) {
       continue;
     }
-    if (left->at.mac) {
+    if (left->mac) {
       // It may have kept what it could not tell any more.
       rereads[entry.first] = time();
     }
-    const std::map<std::string, std::uint64_t> pushed = std::move(left->pushed);
+    const LastAlerts pushed = std::move(left->pushed);
     changeElsewhere(entry, [&] { relays.erase(left); });
     pushUnseen(entry, pushed);
   }
 }
 
 /// Nobody may have seen what was told to those who were looking at another relay.
-void Switchboard::pushUnseen(const Entry& entry,
-                             const std::map<std::string, std::uint64_t>& pushed) {
+void Switchboard::pushUnseen(const Entry& entry, const LastAlerts& pushed) {
   const Place& place = entry.second;
   if (place.mac.peer == nullptr || pusher == nullptr) {
     return;
@@ -521,7 +526,7 @@ void Switchboard::expireElsewhere(Instant now) {
     Entry& entry = *places.find(identifier);
     const Neighbour* const other = macElsewhere(entry.second);
     if (entry.second.mac.peer != nullptr || !entry.second.record ||
-        (other != nullptr && other->at.last <= entry.second.record->lastNumber)) {
+        (other != nullptr && other->last <= entry.second.record->lastNumber)) {
       continue;
     }
     if (other == nullptr || ++entry.second.elsewhere->askings > mostAskings) {

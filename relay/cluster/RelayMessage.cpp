@@ -33,6 +33,14 @@ bool read(const UntypedValue& object, std::string_view key, std::uint64_t& numbe
   return true;
 }
 
+/// The same for one that has to fit.
+bool read(const UntypedValue& object, std::string_view key, std::uint32_t& number) {
+  std::uint64_t wide = number;
+  const bool fits = read(object, key, wide) && wide <= UINT32_MAX;
+  number = fits ? static_cast<std::uint32_t>(wide) : number;
+  return fits;
+}
+
 JSONValue number(std::uint64_t value) { return static_cast<std::int64_t>(value); }
 
 std::optional<Standing::Mac> macIn(const UntypedValue& value) {

@@ -29,13 +29,13 @@ struct Standing {
     bool operator==(const Mac&) const = default;
   };
   /// No relay takes more phones of one Mac than this, whatever its limits.
-  static constexpr std::uint64_t mostPhones = 1000;
+  static constexpr std::uint32_t mostPhones = 1000;
   static constexpr std::size_t mostLooking = 64;
 
   std::optional<Mac> mac{};
   /// Accepted phones, and how many of them are being looked at.
-  std::uint64_t phones = 0;
-  std::uint64_t active = 0;
+  std::uint32_t phones = 0;
+  std::uint32_t active = 0;
   /// `endpointKey` of the subscriptions of those that are.
   std::vector<std::string> looking{};
   /// The highest number of an alert that it has heard of, and the highest that a phone has.
