@@ -82,9 +82,10 @@ class Measured:
 
     def growth(self):
         """What it has more of at the end."""
-        # A pairing that has just been replaced has not everything yet: what leaks is more than ever.
-        settled = {"descriptors": -1, "threads": -1}
-        first = {key: max(row[key] for row in self.rows[:settled.get(key, SETTLED)])
+        # A pairing that has just been replaced has not everything yet: of an agent's what leaks is
+        # more than ever.
+        renewed = ("descriptors", "threads") if self.name == "agent" else ()
+        first = {key: max(row[key] for row in self.rows[:-1 if key in renewed else SETTLED])
                  for key in self.rows[0]}
         last = self.rows[-1]
         allowed = self.allowed(first)
